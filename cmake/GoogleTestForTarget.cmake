@@ -1,0 +1,13 @@
+# GoogleTest: Debian's libraries natively; for Windows built from Debian's sources.
+if(WIN32)
+    set(gtest_force_shared_crt ON)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    if(NOT TARGET GTest::gmock)
+        add_library(GTest::gmock ALIAS gmock)
+        add_library(GTest::gtest_main ALIAS gtest_main)
+        add_library(GTest::gtest ALIAS gtest)
+    endif()
+else()
+    find_package(GTest 1.12 REQUIRED)
+endif()

@@ -1,0 +1,63 @@
+# Language, warnings, sanitizers and output folders, for every target of the project.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# Programs and libraries land in one folder, so that they run from the build tree as they are.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+# The body of platform code that this build takes: source_utilities/<this>/, uart/<this>/.
+if(WIN32)
+    set(TARNEL_PLATFORM windows)
+    # The host loads libraries by their bare base names.
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
+    set(CMAKE_SHARED_MODULE_PREFIX "")
+else()
+    set(TARNEL_PLATFORM posix)
+endif()
+
+add_library(tarnel_settings INTERFACE)
+target_include_directories(tarnel_settings INTERFACE ${PROJECT_SOURCE_DIR})
+if(MSVC)
+    target_compile_options(tarnel_settings INTERFACE /W4 /utf-8 $<$<BOOL:${TARNEL_WARNINGS_AS_ERRORS}>:/WX>)
+    target_compile_definitions(tarnel_settings INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX WIN32_LEAN_AND_MEAN)
+else()
+    target_compile_options(tarnel_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wconversion
+        -Wformat=2 $<$<BOOL:${TARNEL_WARNINGS_AS_ERRORS}>:-Werror>)
+    if(WIN32)
+        target_compile_definitions(tarnel_settings INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+    endif()
+endif()
+if(TARNEL_SANITIZE)
+    target_compile_options(tarnel_settings INTERFACE -fsanitize=${TARNEL_SANITIZE} -fno-omit-frame-pointer)
+    target_link_options(tarnel_settings INTERFACE -fsanitize=${TARNEL_SANITIZE})
+    if(TARNEL_SANITIZE MATCHES undefined)
+        target_compile_options(tarnel_settings INTERFACE -fno-sanitize-recover=undefined)
+    endif()
+endif()
+find_package(Threads REQUIRED)
+target_link_libraries(tarnel_settings INTERFACE Threads::Threads)
+
+# All logic of the plug-in, without platform bodies. Each room adds its sources (see TarnelSeams.cmake); the first
+# source is there because a library needs one.
+file(WRITE ${CMAKE_BINARY_DIR}/logic_anchor.cpp "")
+add_library(tarnel_logic STATIC ${CMAKE_BINARY_DIR}/logic_anchor.cpp)
+target_link_libraries(tarnel_logic PUBLIC tarnel_settings)
+# All real bodies of the seams, for programs that replace none.
+add_library(tarnel_platform INTERFACE)
+
+if(MINGW)
+    # The compiler's runtime libraries beside the programs.
+    foreach(library libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        file(COPY ${path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    endforeach()
+endif()

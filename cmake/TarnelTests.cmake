@@ -1,0 +1,24 @@
+# tarnel_add_test(NAME SOURCES file... [SCRIPTED seam...] [LIBRARIES lib...] [TIMEOUT seconds] [LABELS label...]
+#                 [ARGUMENTS argument...])
+#
+# A GoogleTest program. It links all logic, the scripted body of every seam named by SCRIPTED and the real body of all
+# others. On Windows builds it runs under Wine.
+function(tarnel_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;SCRIPTED;LIBRARIES;LABELS;ARGUMENTS")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE tarnel_logic)
+    get_property(seams GLOBAL PROPERTY TARNEL_SEAMS)
+    foreach(seam IN LISTS seams)
+        if(seam IN_LIST arg_SCRIPTED)
+            target_link_libraries(${name} PRIVATE scripted_${seam})
+        else()
+            target_link_libraries(${name} PRIVATE platform_${seam})
+        endif()
+    endforeach()
+    target_link_libraries(${name} PRIVATE tarnel_logic pelkit GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_test(NAME ${name} COMMAND ${name} ${arg_ARGUMENTS})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}")
+endfunction()

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host_api/TraceChannelAttributes.h"
+
+namespace Korr::Plim::Trace {
+
+/// What GetStatus fills. Owned by the caller. The meanings of code and flags are the host's.
+struct StatusRecord {
+    uint32_t code = 0;
+    std::string text;
+    uint8_t flags[5] = {0, 0, 0, 0, 0};  ///< flag 0 to flag 4, each 0 or 1
+};
+
+/// One traced CPU. States: created, configured, recording, stopped. Owned by the receiver.
+class CChannelDriver : public TraceChannelAttributes {
+  public:
+    /// Always false: the capture file never wraps. [any host thread]
+    virtual bool IsBufferWrapped() = 0;
+    /// Reads and applies an options file; the state becomes configured. [any host thread]
+    /// \throws cPelkitError; the state is then unchanged
+    virtual void SetConfiguration(const char* optionsFileName) = 0;
+    /// Programs the TPIU and starts the capture. A refusal because of the state is logged and returns
+    /// normally. [any host thread, configured or stopped] \param flag not used \throws cPelkitError; nothing
+    /// is then running
+    virtual void StartRecording(uint8_t flag) = 0;
+    /// Stops the capture. A refusal because of the state is logged and returns normally. [any host thread,
+    /// recording] \throws cPelkitError while the target is running
+    virtual void StopRecording() = 0;
+    /// Not supported. \throws cPelkitError always
+    virtual void ResumeRecording() = 0;
+    /// Writes all samples into a file. [any host thread]
+    /// \param fileName empty or null is refused
+    /// \param format 2: raw bytes, the file is replaced; any other: a section of the host's TDF file, which
+    /// must exist \throws cPelkitError
+    virtual void SaveFile(const char* fileName, int32_t format) = 0;
+    /// Not supported. \throws cPelkitError always
+    virtual void LoadFile(const char* fileName) = 0;
+    /// Reads samples of 8 bytes from the capture. Never throws. [any host thread]
+    /// \param startSample first sample, from 0
+    /// \param requested number of samples wanted
+    /// \param buffer the caller's, room for `requested` samples
+    /// \param samplesRead out: the result once more
+    /// \return samples read; a partial last sample counts and is padded with zero bytes
+    virtual uint32_t SeekReadTraceData(uint32_t startSample, uint32_t requested, void* buffer,
+                                       uint32_t& samplesRead) = 0;
+    /// Length of the capture in samples of 8 bytes, rounded up; 0 when there is none. Never throws. [any host
+    /// thread]
+    virtual uint32_t GetNumSamples() = 0;
+    /// The CPU name as given at allocation; valid while the driver lives. [any host thread]
+    virtual const char* GetCpuName() = 0;
+    /// Fills the record; leaves it untouched while there is no target connection. [any host thread]
+    virtual void GetStatus(StatusRecord& record) = 0;
+    /// Sets `result` to a fixed text and returns it. [any host thread]
+    virtual std::string& GetExtendedInfo(std::string& result) = 0;
+    /// Job state of the host; 0 is noted in the log. [any host thread]
+    virtual void JobStateChanged(uint32_t state) = 0;
+    /// Keeps the host's target state; 3 and 4: no connection, 6: running. [any host thread]
+    virtual void SetTargetState(uint32_t state) = 0;
+    /// Keeps a halt state per CPU name. [host thread]
+    virtual void SetHaltState(const char* cpuName, uint8_t state) = 0;
+    /// Forgets the halt state of a CPU name. [host thread]
+    virtual void UnregisterCpu(const char* cpuName) = 0;
+};
+
+}  // namespace Korr::Plim::Trace

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+namespace KORR_PLIM::platform {
+
+/// Seam: identifier of this process.
+uint32_t CurrentProcessId();
+/// Seam: whether a process with this id exists. A list of processes that cannot be read, and id 0, give
+/// false.
+bool ProcessExists(uint32_t processId);
+
+}  // namespace KORR_PLIM::platform

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+
+#include "host_api/DeviceIdentifier.h"
+#include "host_api/MemoryAccessor.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+/// Readers of a target's system clock, which is the trace clock of its TPIU; one class per device family. A
+/// reader reads the family's registers when it is constructed and keeps their values; GetFrequency computes.
+///
+/// Constructors: (device name, device information source, memory accessor); neither pointer is owned, both
+/// are used during the life of the reader. All throw cPelkitError (severity 2). A null memory accessor reads
+/// every word as 0.
+
+/// Clock system with CSCTL0 to CSCTL3.
+class Tarnel_FerrinDevice {
+  public:
+    Tarnel_FerrinDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
+    /// System clock in Hz. \throws cPelkitError when it cannot be computed
+    double GetFrequency() const;
+
+  private:
+    double DcoFrequency() const;
+
+    MemoryAccessor* memory;
+    uint32_t csctl0 = 0;
+    uint32_t csctl1 = 0;
+    uint32_t csctl2 = 0;
+    uint32_t csctl3 = 0;
+    uint32_t csclken = 0;
+    uint32_t tlvbase = 0;  ///< an address, not read
+};
+
+/// Clock divider CPUCLKDIV.
+class Tarnel_MothwingDevice {
+  public:
+    Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
+    /// System clock in Hz; never throws.
+    double GetFrequency() const;
+
+  private:
+    uint32_t cpuclkdiv = 0;
+};
+
+/// DID0 with RCC and RCC2, or with RSCLKCFG, PLLFREQ0 and PLLFREQ1 on the Rimefold sub-family.
+class Tarnel_GlintarDevice {
+  public:
+    Tarnel_GlintarDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
+    /// System clock in Hz. \throws cPelkitError when it cannot be computed
+    double GetFrequency() const;
+    /// Bits 16 to 23 of DID0.
+    uint32_t DeviceClass() const { return deviceClass; }
+    /// Classes 10 and 12.
+    bool IsRimefold() const { return deviceClass == 10 || deviceClass == 12; }
+
+  private:
+    double RunClockFrequency() const;
+    double RimefoldFrequency() const;
+
+    uint32_t did0 = 0;
+    uint32_t deviceClass = 0;
+    uint32_t rcc = 0;
+    uint32_t rcc2 = 0;
+    uint32_t rsclkcfg = 0;
+    uint32_t pllfreq0 = 0;
+    uint32_t pllfreq1 = 0;
+};
+
+}  // namespace Korr::Plim::Trace::Tarnel

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace Korr::Plim::Trace::Tarnel {
+
+/// Line settings of a serial port. Named members are the ones that this program sets or looks at; everything
+/// else that the platform keeps (XON/XOFF limits and characters, error and end-of-file characters) travels
+/// untouched in `native`, so that settings read and written back leave the port as it was found.
+struct LineState {
+    uint32_t length = 0;  ///< 0: the state is invalid
+    uint32_t baudRate = 0;
+    uint8_t dataBits = 0;
+    uint8_t parity = 0;    ///< 0 none
+    uint8_t stopBits = 0;  ///< 0 one stop bit
+    bool binary = false;
+    bool checkParity = false;
+    bool ctsFlow = false;
+    bool dsrFlow = false;
+    uint8_t dtrControl = 0;  ///< 0 disabled
+    bool dsrSensitivity = false;
+    bool xoffOutput = false;
+    bool xoffInput = false;
+    bool discardNull = false;
+    uint8_t rtsControl = 0;  ///< 0 disabled
+    bool abortOnError = false;
+    alignas(8) std::array<std::byte, 64> native{};  ///< the platform's own record
+};
+
+/// What the port's driver holds.
+struct PortQueue {
+    uint32_t errors = 0;        ///< the platform's mask of line errors, cleared by the query
+    uint32_t bytesWaiting = 0;  ///< received bytes that were not read yet
+};
+
+/// Seam: one serial port, synchronous. Every operation but IsOpen gives false on failure; LastError then says
+/// why. The object does not close itself: the owner calls Close.
+class SerialPort {
+  public:
+    /// Opens COM port `portNumber` for reading.
+    bool Open(uint32_t portNumber);
+    bool IsOpen() const { return handle != kClosed; }
+    /// Makes every read return at once with whatever the driver holds, possibly nothing.
+    bool SetPollingTimeouts();
+    bool GetState(LineState& state);
+    bool SetState(const LineState& state);
+    /// Discards what waits in both directions.
+    bool Purge();
+    bool QueryQueue(PortQueue& queue);
+    /// Sets the line to break until the port is closed or set up anew.
+    bool SetBreak();
+    /// Reads at most `size` bytes. Having none is a success with `bytesRead` 0; a port that is gone is a
+    /// failure.
+    bool Read(void* buffer, uint32_t size, uint32_t& bytesRead);
+    /// Closes. The object counts as closed whatever the platform answered.
+    bool Close();
+    /// The platform's number of the calling thread's last failure (GetLastError on Windows, errno elsewhere).
+    /// Not reset by a success.
+    static uint32_t LastError();
+
+  private:
+    static constexpr std::intptr_t kClosed = -1;
+    std::intptr_t handle = kClosed;
+};
+
+}  // namespace Korr::Plim::Trace::Tarnel
