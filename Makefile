@@ -1,0 +1,62 @@
+# The newcomer's two commands are `make demo` and `make test`; both install what they need. `make help` lists the rest.
+# CMake and its presets do the building: this file only puts the steps in order.
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
+
+.PHONY: help demo demo-windows test test-native test-asan test-tsan test-windows test-long lint build build-windows \
+    bench fuzz mutants packages-native packages-all clean
+
+help: ## list the targets
+	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
+
+packages-native:
+	@cmake/install-packages native
+
+packages-all:
+	@cmake/install-packages all
+
+# $(call build_preset,PRESET): configure quietly, then build.
+build_preset = mkdir -p build && \
+	{ cmake --preset $(1) >build/configure-$(1).log 2>&1 || { cat build/configure-$(1).log; exit 1; }; } && \
+	cmake --build --preset $(1) -j $(JOBS)
+
+build: packages-native ## build for Linux into build/linux
+	@$(call build_preset,linux)
+
+build-windows: packages-all ## cross-build for Windows x64 into build/windows
+	@cmake/build-xerces-for-windows
+	@$(call build_preset,windows)
+
+demo: build ## record a simulated target through the Linux receiver
+	@simulator/demo/capture_demo --build build/linux
+
+demo-windows: build build-windows ## the same through the Windows receiver under Wine
+	@simulator/demo/capture_demo --build build/linux --wine build/windows
+
+test: packages-all lint test-native test-asan test-tsan test-windows ## run everything
+	@echo "All checks passed: format and lint, native, sanitizers, Windows under Wine."
+
+test-native: build ## the fast loop: unit, contract and end-to-end tests on Linux
+	@$(CTEST) --test-dir build/linux -LE long
+
+test-asan: packages-native
+	@$(call build_preset,linux-asan)
+	@$(CTEST) --test-dir build/linux-asan -LE 'long|native-only'
+
+test-tsan: packages-native
+	@$(call build_preset,linux-tsan)
+	@$(CTEST) --test-dir build/linux-tsan -LE 'long|native-only'
+
+test-windows: build build-windows
+	@$(CTEST) --test-dir build/windows -LE long
+
+test-long: build build-windows ## the tests that take a minute or more each
+	@$(CTEST) --test-dir build/linux -L long
+	@$(CTEST) --test-dir build/windows -L long
+
+lint: packages-all build ## format and static checks
+	@cmake/lint
+
+clean: ## remove the build trees
+	rm -rf build
