@@ -12,16 +12,18 @@ namespace Korr::Plim::Trace::Tarnel {
 ///
 /// Constructors: (device name, device information source, memory accessor); neither pointer is owned, both
 /// are used during the life of the reader. All throw cPelkitError (severity 2). A null memory accessor reads
-/// every word as 0.
+/// every word as 0, a failing read too. A register that the device's clock module does not have is an error.
 
 /// Clock system with CSCTL0 to CSCTL3.
 class Tarnel_FerrinDevice {
   public:
     Tarnel_FerrinDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
-    /// System clock in Hz. \throws cPelkitError when it cannot be computed
+    /// System clock in Hz; negative for calibration words that give a negative DCO. \throws cPelkitError
+    /// when it cannot be computed, also when the result is 0, infinite or no number
     double GetFrequency() const;
 
   private:
+    double SourceFrequency(uint32_t selm) const;
     double DcoFrequency() const;
 
     MemoryAccessor* memory;
@@ -48,7 +50,8 @@ class Tarnel_MothwingDevice {
 class Tarnel_GlintarDevice {
   public:
     Tarnel_GlintarDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
-    /// System clock in Hz. \throws cPelkitError when it cannot be computed
+    /// System clock in Hz; 0 for a Rimefold PLL that multiplies by 0. \throws cPelkitError when it cannot be
+    /// computed
     double GetFrequency() const;
     /// Bits 16 to 23 of DID0.
     uint32_t DeviceClass() const { return deviceClass; }

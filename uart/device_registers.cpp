@@ -1,0 +1,58 @@
+#include "uart/device_registers.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "host_api/cPelkitError.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+namespace {
+
+constexpr const char* kClockModule = "MOD_SYSCLK";
+
+[[noreturn]] void ThrowError(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
+
+[[noreturn]] void ThrowUndetermined() {
+    ThrowError("Internal error: Trace clock freq could not be deftermined for this device");
+}
+
+}  // namespace
+
+void ThrowClockError() {
+    ThrowError(
+        "Could not determine the System clock frequency automatically. Please set it manually in the "
+        "receiver properties.");
+}
+
+uint32_t ReadTargetWord(MemoryAccessor* memory, uint32_t address) {
+    uint32_t word = 0;
+    if (memory == nullptr || memory->ReadMemory(address, word) != 0) return 0;
+    return word;
+}
+
+ClockRegisters::ClockRegisters(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* access)
+    : module(nullptr), memory(access) {
+    DeviceInformation* device = nullptr;
+    if (information != nullptr && deviceName != nullptr) {
+        device = information->GetDeviceInformation(deviceName);
+    }
+    if (device == nullptr) ThrowError("Internal error: Device information could not be parsed");
+    module = device->GetModule(kClockModule);
+    if (module == nullptr) ThrowUndetermined();
+}
+
+uint32_t ClockRegisters::Address(const char* registerName) const {
+    const std::string text = module->GetRegisterAddress(registerName);
+    if (text.empty()) ThrowUndetermined();
+    // 64 bits on every platform, so that an address which is too large ends alike everywhere.
+    const unsigned long long address = std::strtoull(text.c_str(), nullptr, 16);
+    return static_cast<uint32_t>(std::min<unsigned long long>(address, UINT32_MAX));
+}
+
+uint32_t ClockRegisters::Read(const char* registerName) const {
+    return ReadTargetWord(memory, Address(registerName));
+}
+
+}  // namespace Korr::Plim::Trace::Tarnel
