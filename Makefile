@@ -58,5 +58,8 @@ test-long: build build-windows ## the tests that take a minute or more each
 lint: packages-all build ## format and static checks
 	@cmake/lint
 
+mutants: build ## change one line at a time and see that the tests notice (hours)
+	@python3 tests/mutation/mutants.py
+
 clean: ## remove the build trees
 	rm -rf build

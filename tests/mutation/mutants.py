@@ -1,0 +1,206 @@
+#!/usr/bin/env python3
+"""Proves that the tests can fail: changes one line of the product at a time and runs the native tests.
+
+usage: mutants.py [--count N] [--seed S] [--only REGEX] [--tests LABELS] [--results FILE] [--list]
+
+Works on a copy of the committed sources in build/mutants, so the tree stays as it is. Every mutant is built; one that
+does not compile is replaced by another. A mutant is killed when a test fails or does not end in its time; a mutant that
+all tests pass has survived and is listed with its line. Results are appended to a file as they come, one JSON object a
+line, and a second run with the same file goes on where the first stopped. Exit status: 0 when at least 95 % were killed.
+"""
+import argparse
+import json
+import pathlib
+import random
+import re
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COPY = ROOT / "build" / "mutants"
+ROOMS = ("source_utilities", "uart", "options", "channel", "receiver")
+GOAL = 0.95
+
+
+def operators():
+    """Name, pattern of the place, and what to put there. Each match of a pattern in code is a possible mutant."""
+    flip = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&"}
+    yield "comparison", re.compile(r" (<=|>=|==|!=|<|>|&&|\|\|) "), lambda m: f" {flip[m[1]]} "
+    yield "off by one", re.compile(r"([+-]) 1\b"), lambda m: f"{m[1]} 2"
+    yield "number", re.compile(r"(?<![\w.\"])([2-9]|[1-9][0-9]{1,6})(?=[;,) ])"), lambda m: str(int(m[1]) + 1)
+    yield "mask", re.compile(r"0x([0-9A-Fa-f]*[0-9A-Fa-f])(?=\W)"), lambda m: hex(int(m[1], 16) ^ 1)
+    yield "boolean", re.compile(r"\b(true|false)\b"), lambda m: "false" if m[1] == "true" else "true"
+    yield "negation", re.compile(r"if \(!"), lambda m: "if ("
+    yield "dropped call", re.compile(r"^(\s+)[\w:.>-]+\([^{}]*\);$"), lambda m: f"{m[1]};"
+
+
+def letter_changed(line):
+    """A message with one letter changed: the last letter of the first long enough literal."""
+    match = re.search(r'"((?:[^"\\]|\\.){6,})"', line)
+    if not match or line.lstrip().startswith("#"):
+        return None
+    letters = [i for i in range(match.start(1), match.end(1)) if line[i].isalpha() and line[i - 1] not in "%\\"]
+    if not letters:
+        return None
+    place = letters[-1]
+    return line[:place] + ("x" if line[place] != "x" else "y") + line[place + 1:]
+
+
+def swapped_calls(lines, number):
+    """Two calls that follow each other, in the other order."""
+    call = re.compile(r"^\s+[\w.>-]+\([^{}]*\);$")
+    if number + 1 < len(lines) and call.match(lines[number]) and call.match(lines[number + 1]):
+        if lines[number].strip() != lines[number + 1].strip():
+            return lines[number + 1] + "\n" + lines[number]
+    return None
+
+
+def candidates(path):
+    lines = path.read_text(encoding="utf-8").split("\n")
+    for number, line in enumerate(lines):
+        code = line.split("//")[0].rstrip()
+        if not code.strip() or code.lstrip().startswith(("#", "*", "static_assert", "using", "namespace")):
+            continue
+        for name, pattern, put in operators():
+            for match in pattern.finditer(code):
+                if code[:match.start()].count('"') % 2 == 0:
+                    yield name, number, [number], code[:match.start()] + put(match) + code[match.end():]
+        text = letter_changed(code)
+        if text:
+            yield "message", number, [number], text
+        text = swapped_calls(lines, number)
+        if text:
+            yield "swapped calls", number, [number, number + 1], text
+
+
+def all_candidates(only):
+    found = []
+    for room in ROOMS:
+        for path in sorted([*(COPY / room).glob("*.cpp"), *(COPY / room / "posix").glob("*.cpp")]):
+            relative = str(path.relative_to(COPY))
+            if only and not re.search(only, relative):
+                continue
+            for name, number, covers, text in candidates(path):
+                found.append({"file": relative, "line": number + 1, "covers": len(covers), "kind": name, "text": text})
+    return found
+
+
+def spread(found, seed):
+    """All candidates in an order that visits rooms and kinds in turn, so that any first N covers them evenly."""
+    chance = random.Random(seed)
+    groups = {}
+    for mutant in found:
+        groups.setdefault((mutant["file"].split("/")[0], mutant["kind"]), []).append(mutant)
+    for group in groups.values():
+        chance.shuffle(group)
+    order = []
+    while groups:
+        for key in sorted(groups):
+            order.append(groups[key].pop())
+        groups = {key: group for key, group in groups.items() if group}
+    return order
+
+
+def run(command, limit):
+    try:
+        return subprocess.run(command, cwd=COPY, capture_output=True, text=True, timeout=limit)
+    except subprocess.TimeoutExpired:
+        return None
+
+
+def build():
+    result = run(["cmake", "--build", "--preset", "linux"], 900)
+    return result is not None and result.returncode == 0
+
+
+def tests_pass(labels):
+    result = run(["ctest", "--test-dir", "build/linux", "-L", labels, "-LE", "long", "--stop-on-failure", "-j", "2",
+                  "--timeout", "60", "--no-tests=error"], 900)
+    return result is not None and result.returncode == 0
+
+
+def prepare():
+    COPY.mkdir(parents=True, exist_ok=True)
+    archive = subprocess.run(["git", "archive", "HEAD"], cwd=ROOT, capture_output=True, check=True).stdout
+    subprocess.run(["tar", "-x", "-C", str(COPY)], input=archive, check=True)
+    if not (COPY / "build" / "linux" / "build.ninja").exists():
+        subprocess.run(["cmake", "--preset", "linux", "-DTARNEL_WARNINGS_AS_ERRORS=OFF",
+                        "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0"], cwd=COPY, check=True, capture_output=True)
+
+
+def try_mutant(mutant, labels):
+    path = COPY / mutant["file"]
+    before = path.read_text(encoding="utf-8")
+    lines = before.split("\n")
+    first = mutant["line"] - 1
+    mutant["was"] = "\n".join(lines[first:first + mutant["covers"]])
+    lines[first:first + mutant["covers"]] = [mutant["text"]]
+    path.write_text("\n".join(lines), encoding="utf-8")
+    try:
+        if not build():
+            return "not built"
+        return "survived" if tests_pass(labels) else "killed"
+    finally:
+        path.write_text(before, encoding="utf-8")
+
+
+def report(results):
+    judged = [r for r in results if r["outcome"] in ("killed", "survived")]
+    survivors = [r for r in judged if r["outcome"] == "survived"]
+    for r in survivors:
+        print(f'survived: {r["file"]}:{r["line"]} ({r["kind"]})\n  was: {r["was"].strip()}\n  now: {r["text"].strip()}')
+    by_room = {}
+    for r in judged:
+        killed, total = by_room.get(r["file"].split("/")[0], (0, 0))
+        by_room[r["file"].split("/")[0]] = (killed + (r["outcome"] == "killed"), total + 1)
+    for room, (killed, total) in sorted(by_room.items()):
+        print(f"{room}: {killed} of {total} killed")
+    share = (len(judged) - len(survivors)) / len(judged) if judged else 0.0
+    print(f"{len(judged)} mutants, {len(judged) - len(survivors)} killed, {len(survivors)} survived ({share:.1%} killed)")
+    return share
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--count", type=int, default=220)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", help="files to change, as a regular expression")
+    parser.add_argument("--tests", default="unit|contract", help="labels of the tests to run")
+    parser.add_argument("--results", type=pathlib.Path, default=ROOT / "build" / "mutants.jsonl")
+    parser.add_argument("--list", action="store_true", help="show the mutants and end")
+    arguments = parser.parse_args()
+
+    prepare()
+    order = spread(all_candidates(arguments.only), arguments.seed)
+    if arguments.list:
+        for mutant in order[:arguments.count]:
+            print(f'{mutant["file"]}:{mutant["line"]} {mutant["kind"]}: {mutant["text"].strip()}')
+        return 0
+    print("building and testing without a change", flush=True)
+    if not build() or not tests_pass(arguments.tests):
+        print("the unchanged sources do not pass; nothing can be said", file=sys.stderr)
+        return 1
+    results = []
+    if arguments.results.exists():
+        results = [json.loads(line) for line in arguments.results.read_text().splitlines()]
+    done = {(r["file"], r["line"], r["kind"], r["text"]) for r in results}
+    judged = sum(r["outcome"] != "not built" for r in results)
+    for mutant in order:
+        if judged >= arguments.count:
+            break
+        if (mutant["file"], mutant["line"], mutant["kind"], mutant["text"]) in done:
+            continue
+        started = time.monotonic()
+        mutant["outcome"] = try_mutant(mutant, arguments.tests)
+        mutant["seconds"] = round(time.monotonic() - started, 1)
+        results.append(mutant)
+        judged += mutant["outcome"] != "not built"
+        with arguments.results.open("a") as file:
+            file.write(json.dumps(mutant) + "\n")
+        print(f'{judged:4} {mutant["outcome"]:9} {mutant["file"]}:{mutant["line"]} {mutant["kind"]}', flush=True)
+    return 0 if report(results) >= GOAL else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
