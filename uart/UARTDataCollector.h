@@ -40,6 +40,14 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     bool IsFinished() const;
 
   private:
+    void OpenPort();
+    void DiscardPendingBytes();
+    void ReportConfiguration(double traceClock, uint32_t prescaler);
+    void CreateFile(const std::string& captureFileName);
+    void CaptureUntilStopped();
+    void BreakAndDrain();
+    void ReleasePort();
+
     uint32_t portNumber;
     uint32_t baudRate = 0;  ///< last asked of the port
     std::atomic<bool> running{false};

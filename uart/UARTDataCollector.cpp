@@ -1,0 +1,207 @@
+#include "uart/UARTDataCollector.h"
+
+#include <array>
+
+#include "host_api/cPelkitError.h"
+#include "source_utilities/trace_environment.h"
+#include "source_utilities/uThread.h"
+#include "uart/collector_log.h"
+#include "uart/prescaler_calibration.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+namespace {
+
+using KORR_PLIM::LogError;
+using KORR_PLIM::LogMessage;
+
+constexpr uint32_t kReadSize = 100;    // bytes of one read of the port
+constexpr uint32_t kDrainRounds = 10;  // reads after a break, kDrainPause apart
+constexpr uint32_t kDrainPause = 1;    // ms
+
+[[noreturn]] void Throw(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
+
+// A collector works without a log as well.
+void OpenLog() {
+    static KORR_PLIM::TraceEnvironment environment;
+    try {
+        KORR_PLIM::SetUpTraceEnvironment(environment);
+        KORR_PLIM::OpenProcessLog(environment);
+    } catch (...) {
+        return;
+    }
+}
+
+// Logs from where nothing may be thrown.
+template <typename Log>
+void Quietly(Log log) noexcept {
+    try {
+        log();
+    } catch (...) {
+        return;
+    }
+}
+
+void LogReadFailure(uint32_t code) noexcept {
+    Quietly(
+        [code] { LogError("%s: Reading COM port failed with error code %d", kCollectorTag, Printed(code)); });
+}
+
+void LogWriteFailure(uint32_t code) noexcept {
+    Quietly([code] {
+        LogError("%s: Writing to binary file failed with error code %d", kCollectorTag, Printed(code));
+    });
+}
+
+}  // namespace
+
+UARTDataCollector::UARTDataCollector(uint32_t port, double traceClock, bool autoPrescaler,
+                                     uint32_t& prescaler, const std::string& captureFileName,
+                                     bool breakOnStop)
+    : portNumber(port), sendBreakOnStop(breakOnStop) {
+    OpenLog();
+    OpenPort();
+    ConfigurePort(portHandle, savedPortState, traceClock, autoPrescaler, prescaler, baudRate);
+    DiscardPendingBytes();
+    ReportConfiguration(traceClock, prescaler);
+    CreateFile(captureFileName);
+    running = true;
+}
+
+UARTDataCollector::~UARTDataCollector() {
+    running = false;
+    if (portHandle.IsOpen()) ReleasePort();
+    if (fileHandle.IsOpen()) fileHandle.Close();
+}
+
+void UARTDataCollector::Run() {
+    CaptureUntilStopped();
+    if (sendBreakOnStop) BreakAndDrain();
+    finished = true;
+}
+
+void UARTDataCollector::Stop() { running = false; }
+
+bool UARTDataCollector::IsFinished() const { return finished; }
+
+// Error numbers are taken after the close on purpose, here and below: they may be those of the close.
+void UARTDataCollector::OpenPort() {
+    if (!portHandle.Open(portNumber)) {
+        LogError("%s: Failed to open COM%d with error code = %d", kCollectorTag, Printed(portNumber),
+                 Printed(SerialPort::LastError()));
+        Throw("Failed to open COM port");
+    }
+    if (!portHandle.SetPollingTimeouts()) {
+        portHandle.Close();
+        LogError("%s: Failed to set COM port Comm Timeouts with error code = %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
+        Throw("Failed to setup COM port communication");
+    }
+    if (!portHandle.GetState(savedPortState) || savedPortState.length == 0) {
+        portHandle.Close();
+        LogError("%s: Failed to get current Comm state with error code = %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
+        Throw("Failed to get COM port state");
+    }
+    LogMessage(KORR_PLIM::kLogOrdinary, "%s: Original emulator Baud rate = %d", kCollectorTag,
+               Printed(savedPortState.baudRate));
+}
+
+// Best effort: what cannot be discarded is captured.
+void UARTDataCollector::DiscardPendingBytes() {
+    portHandle.Purge();
+    PortQueue queue;
+    portHandle.QueryQueue(queue);
+    for (uint32_t left = queue.bytesWaiting; left != 0; --left) {
+        uint8_t byte = 0;
+        uint32_t bytesRead = 0;
+        portHandle.Read(&byte, 1, bytesRead);
+    }
+}
+
+void UARTDataCollector::ReportConfiguration(double traceClock, uint32_t prescaler) {
+    LineState programmed;
+    if (!portHandle.GetState(programmed) || programmed.length == 0) {
+        portHandle.Close();
+        LogError("%s: Failed to get programmed Comm state with error code = %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
+        Throw("Failed to get programmed COM port state");
+    }
+    LogMessage(KORR_PLIM::kLogOrdinary,
+               "%s: UART configuration: Target: Trace Clock = %lf, Baud rate=%d, Prescalar=%d", kCollectorTag,
+               traceClock, Printed(baudRate), Printed(prescaler));
+    LogMessage(KORR_PLIM::kLogOrdinary, "%s: UART configuration: Emulator: Baud rate=%d", kCollectorTag,
+               Printed(programmed.baudRate));
+}
+
+void UARTDataCollector::CreateFile(const std::string& captureFileName) {
+    if (fileHandle.Create(captureFileName)) return;
+    portHandle.Close();
+    LogError("%s: Failed to open binary file %s with error code %d", kCollectorTag, captureFileName.c_str(),
+             Printed(CaptureFile::LastError()));
+    Throw("Failed to open binary file for trace data storage");
+}
+
+// Polls without a pause: the port's driver has little room, and every byte that it cannot hold is lost.
+void UARTDataCollector::CaptureUntilStopped() {
+    std::array<uint8_t, kReadSize> buffer;
+    while (running) {
+        uint32_t bytesRead = 0;
+        if (!portHandle.Read(buffer.data(), kReadSize, bytesRead)) {
+            LogReadFailure(SerialPort::LastError());
+            return;
+        }
+        if (!fileHandle.Write(buffer.data(), bytesRead)) {
+            LogWriteFailure(CaptureFile::LastError());
+            return;
+        }
+    }
+}
+
+// The break lasts until the destructor restores the line and closes the port.
+void UARTDataCollector::BreakAndDrain() {
+    if (!portHandle.SetBreak()) {
+        const uint32_t code = SerialPort::LastError();
+        Quietly([code] {
+            LogError("%s: Failed to send Comm break state with error code = %d", kCollectorTag,
+                     Printed(code));
+        });
+    }
+    std::array<uint8_t, kReadSize> buffer;
+    for (uint32_t round = 0; round < kDrainRounds; ++round) {
+        uint32_t bytesRead = 0;
+        if (!portHandle.Read(buffer.data(), kReadSize, bytesRead)) {
+            LogReadFailure(SerialPort::LastError());
+            return;
+        }
+        if (bytesRead > 0 && !fileHandle.Write(buffer.data(), bytesRead)) {
+            LogWriteFailure(CaptureFile::LastError());
+            return;
+        }
+        KORR_PLIM::uThread::Sleep(kDrainPause);
+    }
+}
+
+void UARTDataCollector::ReleasePort() {
+    if (!portHandle.Purge()) {
+        const uint32_t code = SerialPort::LastError();
+        Quietly([code] {
+            LogError("%s: Purge Comm failed with error code = %d.", kCollectorTag, Printed(code));
+        });
+    }
+    if (!portHandle.SetState(savedPortState)) {
+        const uint32_t code = SerialPort::LastError();
+        Quietly([code] {
+            LogError("%s: Restoring communication state failed with error code %d", kCollectorTag,
+                     Printed(code));
+        });
+    }
+    if (!portHandle.Close()) {
+        const uint32_t code = SerialPort::LastError();
+        Quietly([code] {
+            LogError("%s: Releasing port handle failed with error code %d", kCollectorTag, Printed(code));
+        });
+    }
+}
+
+}  // namespace Korr::Plim::Trace::Tarnel

@@ -1,0 +1,226 @@
+#include "uart/serial_port.h"
+
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace Korr::Plim::Trace::Tarnel {
+
+namespace {
+
+int Native(std::intptr_t handle) { return static_cast<int>(handle); }
+
+// What `native` holds: all settings of the terminal, and its modem lines where it has any.
+struct TerminalLine {
+    termios2 settings{};
+    int modemLines = 0;
+    int hasModemLines = 0;
+};
+static_assert(sizeof(TerminalLine) <= sizeof(LineState::native));
+
+constexpr tcflag_t kInputCooking = IGNBRK | BRKINT | IGNPAR | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IUCLC;
+constexpr tcflag_t kLocalCooking = ECHO | ECHONL | ICANON | ISIG | IEXTEN;
+constexpr tcflag_t kReceive = CREAD | CLOCAL;
+constexpr uint8_t kHighestParity = 4;  // none, odd, even, mark, space
+
+// Raw bytes, and an end of the data that differs from having none yet: with VMIN 0 both would read as 0
+// bytes.
+bool IsRaw(const termios2& settings) {
+    return (settings.c_iflag & kInputCooking) == 0 && (settings.c_oflag & OPOST) == 0 &&
+           (settings.c_lflag & kLocalCooking) == 0 && (settings.c_cflag & kReceive) == kReceive &&
+           settings.c_cc[VMIN] == 1 && settings.c_cc[VTIME] == 0;
+}
+
+void MakeRaw(termios2& settings) {
+    settings.c_iflag &= ~kInputCooking;
+    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    settings.c_lflag &= ~kLocalCooking;
+    settings.c_cflag |= kReceive;
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+}
+
+uint8_t DataBits(tcflag_t control) {
+    switch (control & CSIZE) {
+        case CS5:
+            return 5;
+        case CS6:
+            return 6;
+        case CS7:
+            return 7;
+        default:
+            return 8;
+    }
+}
+
+tcflag_t DataBitsFlag(uint8_t dataBits) {
+    constexpr tcflag_t kFlags[] = {CS5, CS6, CS7, CS8};
+    return kFlags[dataBits - 5];
+}
+
+uint8_t Parity(tcflag_t control) {
+    if ((control & PARENB) == 0) return 0;
+    const bool odd = (control & PARODD) != 0;
+    if ((control & CMSPAR) != 0) return odd ? 3 : 4;
+    return odd ? 1 : 2;
+}
+
+tcflag_t ParityFlags(uint8_t parity) {
+    constexpr tcflag_t kFlags[] = {0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
+    return kFlags[parity];
+}
+
+void Assign(tcflag_t& flags, tcflag_t mask, bool on) { flags = on ? flags | mask : flags & ~mask; }
+
+void FromTerminal(const TerminalLine& line, LineState& state) {
+    const termios2& settings = line.settings;
+    state = LineState();
+    state.length = sizeof line;
+    state.baudRate = settings.c_ispeed;
+    state.dataBits = DataBits(settings.c_cflag);
+    state.parity = Parity(settings.c_cflag);
+    state.stopBits = (settings.c_cflag & CSTOPB) != 0 ? 2 : 0;
+    state.binary = IsRaw(settings);
+    state.checkParity = (settings.c_iflag & INPCK) != 0;
+    state.ctsFlow = (settings.c_cflag & CRTSCTS) != 0;
+    state.dtrControl = (line.modemLines & TIOCM_DTR) != 0 ? 1 : 0;
+    state.xoffOutput = (settings.c_iflag & IXON) != 0;
+    state.xoffInput = (settings.c_iflag & IXOFF) != 0;
+    state.rtsControl = (line.modemLines & TIOCM_RTS) != 0 ? 1 : 0;
+    std::memcpy(state.native.data(), &line, sizeof line);
+}
+
+// Framing and rate, where they differ from what was found, so that settings read and written back are the
+// same to the bit. False for what no port can do; rate 0 would hang the line up.
+bool ApplyFraming(const LineState& asked, const LineState& found, termios2& settings) {
+    if (asked.baudRate != found.baudRate) {
+        if (asked.baudRate == 0) return false;
+        settings.c_cflag &= ~static_cast<tcflag_t>(CBAUD | CIBAUD);
+        settings.c_cflag |= BOTHER;
+        settings.c_ispeed = asked.baudRate;
+        settings.c_ospeed = asked.baudRate;
+    }
+    if (asked.dataBits < 5 || asked.dataBits > 8 || asked.parity > kHighestParity) return false;
+    if (asked.stopBits != 0 && asked.stopBits != 2) return false;
+    Assign(settings.c_cflag, CSIZE, false);
+    settings.c_cflag |= DataBitsFlag(asked.dataBits);
+    if (asked.parity != found.parity) {
+        Assign(settings.c_cflag, PARENB | PARODD | CMSPAR, false);
+        settings.c_cflag |= ParityFlags(asked.parity);
+    }
+    Assign(settings.c_cflag, CSTOPB, asked.stopBits == 2);
+    return true;
+}
+
+// Members without a counterpart here (DSR flow and sensitivity, discarding zeros, abort on error) are
+// ignored.
+bool ToTerminal(const LineState& asked, TerminalLine& line) {
+    std::memcpy(&line, asked.native.data(), sizeof line);
+    LineState found;
+    FromTerminal(line, found);
+    termios2& settings = line.settings;
+    if (!ApplyFraming(asked, found, settings)) return false;
+    if (asked.binary && !found.binary) MakeRaw(settings);
+    Assign(settings.c_iflag, INPCK, asked.checkParity);
+    Assign(settings.c_cflag, CRTSCTS, asked.ctsFlow);
+    Assign(settings.c_iflag, IXON, asked.xoffOutput);
+    Assign(settings.c_iflag, IXOFF, asked.xoffInput);
+    line.modemLines = (asked.dtrControl != 0 ? TIOCM_DTR : 0) | (asked.rtsControl != 0 ? TIOCM_RTS : 0);
+    return true;
+}
+
+// A device may tell its lines and yet refuse to have them set; the bytes come all the same.
+void SetModemLines(int port, int lines) {
+    const int cleared = ~lines & (TIOCM_DTR | TIOCM_RTS);
+    ::ioctl(port, TIOCMBIS, &lines);
+    ::ioctl(port, TIOCMBIC, &cleared);
+}
+
+std::string DevicePath(uint32_t portNumber) {
+    const std::string number = std::to_string(portNumber);
+    const char* named = std::getenv(("KORR_TRACE_COM" + number).c_str());
+    if (named != nullptr && *named != '\0') return named;
+    return "/dev/ttyACM" + number;
+}
+
+}  // namespace
+
+// Read only is enough: settings, break and purge need no right to write. Opening does not wait for a carrier
+// and does not make the port the process's terminal.
+bool SerialPort::Open(uint32_t portNumber) {
+    const std::string path = DevicePath(portNumber);
+    int port = -1;
+    do {
+        port = ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    } while (port < 0 && errno == EINTR);
+    handle = port;
+    return port >= 0;
+}
+
+bool SerialPort::SetPollingTimeouts() {
+    const int flags = ::fcntl(Native(handle), F_GETFL);
+    return flags >= 0 && ::fcntl(Native(handle), F_SETFL, flags | O_NONBLOCK) == 0;
+}
+
+bool SerialPort::GetState(LineState& state) {
+    TerminalLine line;
+    if (::ioctl(Native(handle), TCGETS2, &line.settings) != 0) return false;
+    line.hasModemLines = ::ioctl(Native(handle), TIOCMGET, &line.modemLines) == 0 ? 1 : 0;
+    FromTerminal(line, state);
+    return true;
+}
+
+bool SerialPort::SetState(const LineState& state) {
+    TerminalLine line;
+    if (!ToTerminal(state, line)) {
+        errno = EINVAL;
+        return false;
+    }
+    if (::ioctl(Native(handle), TCSETS2, &line.settings) != 0) return false;
+    if (line.hasModemLines != 0) SetModemLines(Native(handle), line.modemLines);
+    return true;
+}
+
+bool SerialPort::Purge() { return ::ioctl(Native(handle), TCFLSH, TCIOFLUSH) == 0; }
+
+bool SerialPort::QueryQueue(PortQueue& queue) {
+    int waiting = 0;
+    if (::ioctl(Native(handle), FIONREAD, &waiting) != 0) return false;
+    queue.errors = 0;
+    queue.bytesWaiting = static_cast<uint32_t>(waiting);
+    return true;
+}
+
+bool SerialPort::SetBreak() { return ::ioctl(Native(handle), TIOCSBRK, 0) == 0; }
+
+// A port without data says EAGAIN. One that is gone says EIO, or that its data has ended.
+bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
+    ssize_t count = -1;
+    do {
+        count = ::read(Native(handle), buffer, size);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) {
+        bytesRead = static_cast<uint32_t>(count);
+        return true;
+    }
+    bytesRead = 0;
+    if (count == 0 && size != 0) errno = EIO;
+    return size == 0 || errno == EAGAIN;
+}
+
+bool SerialPort::Close() {
+    const int port = Native(handle);
+    handle = kClosed;
+    return ::close(port) == 0;
+}
+
+uint32_t SerialPort::LastError() { return static_cast<uint32_t>(errno); }
+
+}  // namespace Korr::Plim::Trace::Tarnel
