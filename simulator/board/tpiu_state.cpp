@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <json.hpp>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
-namespace simulator {
+namespace Korr::Plim::Trace::Simulator {
 namespace {
 
 using Json = nlohmann::json;
@@ -79,4 +79,4 @@ void WriteTpiuState(const std::string& path, const TpiuState& state) {
     if (error) throw std::runtime_error(path + ": " + error.message());
 }
 
-}  // namespace simulator
+}  // namespace Korr::Plim::Trace::Simulator

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace simulator {
+namespace Korr::Plim::Trace::Simulator {
 
 /// What the simulated target adapter has told the simulated TPIU so far. Kept in a small JSON file, so that
 /// the process that programs it and the one that plays the SWO pin need not know each other. Keys of the
@@ -31,4 +31,4 @@ std::optional<TpiuState> ReadTpiuState(const std::string& path);
 /// std::runtime_error
 void WriteTpiuState(const std::string& path, const TpiuState& state);
 
-}  // namespace simulator
+}  // namespace Korr::Plim::Trace::Simulator
