@@ -12,8 +12,10 @@ char PathSeparator();
 /// for none.
 char AlternativePathSeparator();
 
-/// Seam: makes one folder. An existing one, and any failure, give false.
+/// Seam: makes one folder (CreateDirectoryA). An existing one, and any failure, give false.
 bool MakeFolder(const char* path);
+/// Seam: makes one folder of a folder tree (_mkdir). \return true when it was made or the name exists
+bool MakeTreeFolder(const char* path);
 /// Seam: bytes free to the caller on the volume of a folder. \return false when the query failed
 bool FreeSpace(const char* folder, uint64_t& bytes);
 /// Seam: the current working folder. \return false when it is unknown or does not fit into 260 bytes

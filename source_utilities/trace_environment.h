@@ -16,10 +16,11 @@ struct TraceEnvironment {
 };
 
 /// Runs the set-up unless the record is ready: debug-client id, folders, environment variables, log file
-/// name. \throws source_utilities_error; the record then stays not ready and the next call runs the whole
-/// set-up again
+/// name. \throws source_utilities_error when the user's home is unknown, a folder cannot be made or a
+/// variable cannot be set; the record then stays not ready and the next call runs the whole set-up again
 void SetUpTraceEnvironment(TraceEnvironment& environment);
-/// Opens the process's shared log with the record's file name.
+/// Opens the process's shared log with the record's file name. \throws source_utilities_error as
+/// uLogManager::Open does
 void OpenProcessLog(const TraceEnvironment& environment);
 
 }  // namespace KORR_PLIM

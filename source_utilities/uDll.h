@@ -20,16 +20,22 @@ class uDll {
     uDll(const uDll&) = delete;
     uDll& operator=(const uDll&) = delete;
 
-    /// Loads the library unless this object has one already; logs how it was looked for.
+    /// Loads the library unless this object has one already; logs how it was looked for. A working folder
+    /// that cannot be read is logged as an empty one and does not keep the library from loading.
+    /// \param name null gives false
     bool FindAndLoad(const char* name, uint32_t mode);
     /// The platform's file name for a library name: name + "." + extension unless it holds the extension
     /// already.
     static std::string GetPlatformName(const std::string& name);
+    /// Loads by the name that the platform's loader gets; a library loaded before is unloaded first.
     bool Load(const char* fileName, uint32_t mode);
-    /// Address of an exported entry point, or null.
+    /// Address of an exported entry point, or null. Null counts as the empty name.
     void* GetSymbol(const char* entryName);
     /// Text of the last failure, empty after a success. The object keeps its own copy.
     const std::string& Error() const { return error; }
+    /// The name as given to the platform's loader, without extension.
+    const std::string& Name() const { return name; }
+    uint32_t Mode() const { return mode; }
 
   private:
     std::string name;

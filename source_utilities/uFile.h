@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -21,22 +22,23 @@ class uFile {
     uFile& operator=(const uFile&) = delete;
 
     /// Opens, shared for reading and writing by others. An open stream is closed first.
-    /// \param name null clears the name (and fails) \param mode kept by pointer
+    /// \param name null clears the name (and fails) \param mode kept by pointer; null fails
     bool Open(const char* name, const char* mode);
     /// Closes. False without a stream; true otherwise, but the file stays reported open when the close
     /// failed.
     bool Close();
     bool Flush();
-    /// Writes `count` bytes. \return bytes written, 0 when not open
+    /// Writes `count` bytes, at most 2,147,483,647. \return bytes written, 0 when not open
     int32_t Write(const void* buffer, std::size_t count);
-    /// Writes a zero-terminated text without adding a line end.
+    /// Writes a zero-terminated text without adding a line end. False for null.
     bool WriteString(const char* text);
-    /// Length of the stream's file in bytes; -1 without a stream. Takes no lock.
+    /// Length of the stream's file in bytes; -1 without a stream. Takes no lock: not
+    /// to be called while another thread opens or closes.
     int64_t Length() const;
     bool IsOpen() const { return isOpen; }
 
   private:
-    bool isOpen = false;
+    std::atomic<bool> isOpen{false};
     std::string fileName;
     const char* mode;
     std::FILE* stream = nullptr;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
@@ -30,32 +31,39 @@ class uLogger {
     uLogger(const uLogger&) = delete;
     uLogger& operator=(const uLogger&) = delete;
 
-    /// Writes one line: head, time stamp, message, exactly one line feed. Any thread.
+    /// Writes one line: head, time stamp, message, exactly one line feed. A line of any length comes out
+    /// whole. Any thread.
     /// \param mask LogMask bits; 0 writes nothing
     /// \param timeFormat 0 none, 1 date, 2 time, 3 both; other values as 0
     void Log(uint32_t mask, uint32_t timeFormat, const char* format, ...) KORR_PRINTF(4, 5);
     void LogV(uint32_t mask, uint32_t timeFormat, const char* format, std::va_list arguments);
 
-    /// Switches the logger on or off; off also closes the file. \return the previous value
-    bool SetEnabled(bool enabled);
+    /// Switches the logger on or off; off also closes the file, which the next line then opens again in the
+    /// same mode. \return the previous value
+    bool SetEnabled(bool on);
+    /// Also prints each line on standard output.
     void SetConsole(bool on) { toConsole = on; }
+    /// Also hands each line to the debugger.
     void SetDebugger(bool on) { toDebugger = on; }
+    /// 0 drops every line.
+    void SetMaskFilter(uint32_t filter) { maskFilter = filter; }
 
   private:
-    static constexpr uint32_t kBufferSize = 4096;
+    static constexpr std::size_t kBufferSize = 4096;
+
+    std::size_t WriteHead(uint32_t mask, uint32_t timeFormat);
+    void WriteLine(const char* line);
 
     uFile file;
     std::string path;
-    bool enabled = true;
-    bool toConsole = false;
-    bool toDebugger = false;
+    std::atomic<bool> enabled{true};
+    std::atomic<bool> toConsole{false};
+    std::atomic<bool> toDebugger{false};
     bool append;
-    bool secondFlag = true;
     bool fileOpen = false;
-    uMutex lock;
-    uint32_t bufferSize = kBufferSize;
+    uMutex lock;  ///< one whole line
     std::unique_ptr<char[]> buffer;
-    uint32_t maskFilter = 31;
+    std::atomic<uint32_t> maskFilter{31};
 };
 
 }  // namespace KORR_PLIM

@@ -26,4 +26,16 @@ class uMutex {
     std::atomic<uint32_t> ownerThread{0};  ///< 0 when free
 };
 
+/// Holds a mutex for a scope.
+class uMutexLock {
+  public:
+    explicit uMutexLock(uMutex& held) : mutex(held) { mutex.Lock(); }
+    ~uMutexLock() { mutex.Unlock(); }
+    uMutexLock(const uMutexLock&) = delete;
+    uMutexLock& operator=(const uMutexLock&) = delete;
+
+  private:
+    uMutex& mutex;
+};
+
 }  // namespace KORR_PLIM

@@ -15,9 +15,11 @@ class error : public source_utilities_error {
     using source_utilities_error::source_utilities_error;
 };
 
-/// Reads a number: "0x1F" hexadecimal, "017" octal, anything else decimal. Instantiated for int32_t,
-/// uint32_t, int64_t, uint64_t and double. A text that is no number gives 0; one that is too large gives the
-/// nearest value of the type. \throws error for a null or empty text
+/// Reads a number: "0x1F" hexadecimal, "017" octal, anything else decimal, leading blanks skipped and
+/// anything behind the number ignored. Instantiated for int32_t, uint32_t, int64_t, uint64_t and double
+/// (decimal whatever the text starts with). A text that is no number gives 0; one that is too large gives the
+/// nearest value of the type; a negative one wraps around in an unsigned type. \throws error for a null or
+/// empty text
 template <typename Number>
 Number ToNumber(const char* text);
 

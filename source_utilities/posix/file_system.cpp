@@ -1,0 +1,48 @@
+#include "source_utilities/file_system.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace KORR_PLIM::platform {
+
+char PathSeparator() { return '/'; }
+char AlternativePathSeparator() { return '\0'; }
+
+bool MakeFolder(const char* path) { return mkdir(path, 0777) == 0; }
+
+bool MakeTreeFolder(const char* path) { return mkdir(path, 0777) == 0 || errno == EEXIST; }
+
+bool FreeSpace(const char* folder, uint64_t& bytes) {
+    struct statvfs volume {};
+    if (statvfs(folder, &volume) != 0) {
+        return false;
+    }
+    bytes = static_cast<uint64_t>(volume.f_bavail) * volume.f_frsize;
+    return true;
+}
+
+bool WorkingFolder(std::string& folder) {
+    std::array<char, 260> buffer{};
+    if (getcwd(buffer.data(), buffer.size()) == nullptr) {
+        return false;
+    }
+    folder = buffer.data();
+    return true;
+}
+
+std::FILE* OpenShared(const char* name, const char* mode) { return std::fopen(name, mode); }
+
+int64_t StreamLength(std::FILE* stream) {
+    struct stat status {};
+    return fstat(fileno(stream), &status) == 0 ? status.st_size : -1;
+}
+
+bool SeekStream(std::FILE* stream, int64_t offset) { return fseeko(stream, offset, SEEK_SET) == 0; }
+
+int64_t StreamPosition(std::FILE* stream) { return ftello(stream); }
+
+}  // namespace KORR_PLIM::platform
