@@ -1,0 +1,100 @@
+#include "uart/capture_file.h"
+
+#include "tests/fakes/scripted_capture_file.h"
+
+namespace fakes {
+
+namespace {
+
+constexpr uint32_t kInvalidHandle = 6;
+
+struct Disk {
+    std::mutex lock;
+    std::map<std::string, std::string> files;
+    std::vector<std::string> opened;  ///< name of the file behind a handle, which is an index here
+    std::size_t openCount = 0;
+};
+
+Disk& TheDisk() {
+    static Disk disk;
+    return disk;
+}
+
+}  // namespace
+
+std::string ScriptedFiles::Content(const std::string& name) {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    const auto file = TheDisk().files.find(name);
+    return file == TheDisk().files.end() ? std::string() : file->second;
+}
+
+bool ScriptedFiles::Exists(const std::string& name) {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    return TheDisk().files.count(name) != 0;
+}
+
+std::size_t ScriptedFiles::OpenCount() {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    return TheDisk().openCount;
+}
+
+void ScriptedFiles::Reset() {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    TheDisk().files.clear();
+    TheDisk().openCount = 0;
+    ScriptedCalls::Instance().Reset();
+}
+
+}  // namespace fakes
+
+namespace Korr::Plim::Trace::Tarnel {
+
+namespace {
+
+bool Enter(const char* name, const std::string& argument = std::string()) {
+    return fakes::ScriptedCalls::Instance().Enter(name, argument);
+}
+
+bool RefuseClosed() {
+    fakes::ScriptedCalls::LastError() = fakes::kInvalidHandle;
+    return false;
+}
+
+}  // namespace
+
+bool CaptureFile::Create(const std::string& name) {
+    handle = kClosed;
+    if (!Enter("file.Create", name)) return false;
+    fakes::Disk& disk = fakes::TheDisk();
+    const std::lock_guard<std::mutex> guard(disk.lock);
+    disk.files[name].clear();
+    disk.opened.push_back(name);
+    ++disk.openCount;
+    handle = static_cast<std::intptr_t>(disk.opened.size()) - 1;
+    return true;
+}
+
+bool CaptureFile::Write(const void* data, uint32_t count) {
+    if (!Enter("file.Write", std::to_string(count))) return false;
+    if (handle == kClosed) return RefuseClosed();
+    fakes::Disk& disk = fakes::TheDisk();
+    const std::lock_guard<std::mutex> guard(disk.lock);
+    const std::string& name = disk.opened.at(static_cast<std::size_t>(handle));
+    disk.files[name].append(static_cast<const char*>(data), count);
+    return true;
+}
+
+bool CaptureFile::Close() {
+    const bool wasOpen = handle != kClosed;
+    handle = kClosed;
+    if (wasOpen) {
+        const std::lock_guard<std::mutex> guard(fakes::TheDisk().lock);
+        --fakes::TheDisk().openCount;
+    }
+    if (!Enter("file.Close")) return false;
+    return wasOpen || RefuseClosed();
+}
+
+uint32_t CaptureFile::LastError() { return fakes::ScriptedCalls::LastError(); }
+
+}  // namespace Korr::Plim::Trace::Tarnel

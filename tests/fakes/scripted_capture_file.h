@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "tests/fakes/scripted_calls.h"
+
+namespace fakes {
+
+/// The files that capture files made, held in memory. Any thread.
+class ScriptedFiles {
+  public:
+    /// Bytes of a file; empty also for one that was never made.
+    static std::string Content(const std::string& name);
+    static bool Exists(const std::string& name);
+    /// Files that are open for writing.
+    static std::size_t OpenCount();
+    /// Forgets all files, calls and failures.
+    static void Reset();
+};
+
+}  // namespace fakes
