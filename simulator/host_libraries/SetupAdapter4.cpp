@@ -1,0 +1,97 @@
+// The simulated host library "SetupAdapter4".
+#include <stdexcept>
+
+#include "host_api/SetupAdapter.h"
+#include "simulator/host_libraries/export_mark.h"
+#include "simulator/host_libraries/journal.h"
+#include "simulator/host_libraries/object_life.h"
+
+namespace Korr::Plim::Trace::Simulator {
+
+namespace {
+
+constexpr const char* kLibrary = "SetupAdapter4";
+
+class SimulatedSetupAdapter final : public SetupAdapter {
+  public:
+    bool destroyed = false;
+
+    virtual ~SimulatedSetupAdapter() = default;
+    const void* Identity() const { return static_cast<const SetupAdapter*>(this); }
+
+    bool Initialise(std::string& errorText) override {
+        JournalCall call(kLibrary, "Initialise", nlohmann::ordered_json::object());
+        if (destroyed) {
+            call.Violation("call after DestroySetupAdapter");
+            return call.Return(false);
+        }
+        if (call.board().initialiseError) {
+            errorText = *call.board().initialiseError;
+            return call.Return(false);
+        }
+        initialised = true;
+        return call.Return(true);
+    }
+
+    void Reserved1() override { Reserved("Reserved1"); }
+    void Reserved2() override { Reserved("Reserved2"); }
+    void Reserved3() override { Reserved("Reserved3"); }
+    void Reserved4() override { Reserved("Reserved4"); }
+    void Reserved5() override { Reserved("Reserved5"); }
+    void Reserved6() override { Reserved("Reserved6"); }
+    void Reserved7() override { Reserved("Reserved7"); }
+    void Reserved8() override { Reserved("Reserved8"); }
+
+    std::string& GetSetupFile(const std::string& cpuName, std::string& path) override {
+        JournalCall call(kLibrary, "GetSetupFile", {{"cpu", cpuName}});
+        path.clear();
+        if (destroyed) {
+            call.Violation("call after DestroySetupAdapter");
+        } else if (!initialised) {
+            call.Violation("call before a successful Initialise");
+        } else if (call.board().setupAdapterThrows) {
+            call.ReturnName("exception");
+            throw std::runtime_error("simulated set-up adapter: the board says that it throws");
+        } else if (!call.board().KnowsCpu(cpuName)) {
+            call.Violation("unknown CPU");
+        } else {
+            path = call.board().setUpFile.For(cpuName);
+        }
+        call.Return(path);
+        return path;
+    }
+
+  private:
+    static void Reserved(const char* operation) {
+        JournalCall call(kLibrary, operation, nlohmann::ordered_json::object());
+        call.Violation("operation that this simulation does not know");
+    }
+
+    bool initialised = false;
+};
+
+ObjectLife<SimulatedSetupAdapter>& Adapters() {
+    static ObjectLife<SimulatedSetupAdapter> adapters;
+    return adapters;
+}
+
+}  // namespace
+
+SIMULATED_EXPORT SetupAdapter* CreateSetupAdapter() {
+    JournalCall call(kLibrary, "CreateSetupAdapter", nlohmann::ordered_json::object());
+    if (!call.board().createSetupAdapter) return nullptr;
+    call.ReturnName("adapter");
+    return Adapters().Create();
+}
+
+SIMULATED_EXPORT void DestroySetupAdapter(SetupAdapter* adapter) {
+    JournalCall call(kLibrary, "DestroySetupAdapter",
+                     {{"adapter", adapter != nullptr ? nlohmann::ordered_json("adapter") : nullptr}});
+    if (adapter == nullptr) {
+        call.Violation("null adapter");
+    } else if (!Adapters().Destroy(adapter)) {
+        call.Violation("no living adapter");
+    }
+}
+
+}  // namespace Korr::Plim::Trace::Simulator

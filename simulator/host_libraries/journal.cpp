@@ -1,0 +1,52 @@
+#include "simulator/host_libraries/journal.h"
+
+#include <cstdio>
+
+namespace Korr::Plim::Trace::Simulator {
+
+namespace {
+
+Board ReadBoardForCall(const char* library) {
+    try {
+        return ReadCurrentBoard();
+    } catch (const BoardError& error) {
+        std::fprintf(stderr, "simulated %s: %s\n", library, error.what());
+        throw;
+    }
+}
+
+}  // namespace
+
+nlohmann::ordered_json TextArgument(const char* text) {
+    return text != nullptr ? nlohmann::ordered_json(text) : nlohmann::ordered_json(nullptr);
+}
+
+std::string HexadecimalText(uint32_t number) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", number);
+    return text;
+}
+
+JournalCall::JournalCall(const char* library, const char* operation, nlohmann::ordered_json arguments)
+    : currentBoard(ReadBoardForCall(library)) {
+    line["library"] = library;
+    line["operation"] = operation;
+    line["arguments"] = std::move(arguments);
+    line["result"] = nullptr;
+}
+
+JournalCall::~JournalCall() {
+    if (currentBoard.journal.empty()) return;
+    std::FILE* file = std::fopen(currentBoard.journal.c_str(), "ab");
+    if (file == nullptr) {
+        std::fprintf(stderr, "simulated host libraries: journal %s cannot be opened\n",
+                     currentBoard.journal.c_str());
+        return;
+    }
+    const std::string text =
+        line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fclose(file);
+}
+
+}  // namespace Korr::Plim::Trace::Simulator
