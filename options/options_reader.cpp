@@ -1,0 +1,121 @@
+#include "options/options_reader.h"
+
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLException.hpp>
+
+#include <cstdio>
+#include <memory>
+
+#include "options/XMLOptionsHandler.h"
+#include "options/guarded_parser.h"
+#include "options/module_log.h"
+#include "source_utilities/file_system.h"
+#include "source_utilities/log_call.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+namespace {
+
+constexpr char kNoReceiverName[] =
+    "RCVRNAME xml tag not found in this xml file.\n"
+    "If this file was created with Trace V1.0, then please recreate\n"
+    "the file using Trace V1.1 software by setting the same options\n"
+    "and saving to the same file name.\n"
+    "It is also possible this file is corrupted. Saving the file again\n"
+    "as desribed above will resolve this problem.";
+
+/// Keeps the XML library initialised. Everything that the library allocated, its exceptions included, must be
+/// gone before the destructor.
+class XmlLibrary {
+  public:
+    /// \throws cPelkitError
+    XmlLibrary() {
+        try {
+            xercesc::XMLPlatformUtils::Initialize();
+        } catch (const xercesc::XMLException& error) {
+            RefuseOptions("error during XML initialization" + NarrowText(error.getMessage()));
+        }
+    }
+    ~XmlLibrary() { xercesc::XMLPlatformUtils::Terminate(); }
+    XmlLibrary(const XmlLibrary&) = delete;
+    XmlLibrary& operator=(const XmlLibrary&) = delete;
+};
+
+enum class ParseEnd { kComplete, kXmlException, kOtherException };
+
+struct ParseResult {
+    ParseEnd end = ParseEnd::kComplete;
+    std::string message;         ///< of an XMLException
+    std::size_t errorCount = 0;  ///< errors that the parser got over
+};
+
+/// Parses with the library initialised. The parser and its exceptions are gone on return.
+ParseResult Parse(const std::string& text, XMLOptionsHandler& handler) {
+    ParseResult result;
+    try {
+        GuardedParser parser(handler);
+        const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(),
+                                                "options");
+        parser.xercesc::SAXParser::parse(source);
+        result.errorCount = parser.getErrorCount();
+    } catch (const xercesc::XMLException& error) {
+        result.end = ParseEnd::kXmlException;
+        result.message = NarrowText(error.getMessage());
+    } catch (...) {
+        result.end = ParseEnd::kOtherException;
+    }
+    return result;
+}
+
+ParseResult ParseWithLibrary(const std::string* text, XMLOptionsHandler& handler) {
+    const XmlLibrary library;
+    if (text == nullptr) return {ParseEnd::kOtherException, {}, 0};
+    return Parse(*text, handler);
+}
+
+/// Throws for every result but a complete one.
+void CheckResult(const ParseResult& result, const std::string& fileName) {
+    if (result.end == ParseEnd::kXmlException) {
+        RefuseOptions("eerror during XML parsing" + result.message);
+    }
+    if (result.end == ParseEnd::kOtherException) {
+        RefuseOptions("Undefined exception occurred while parsing emulation setup file");
+    }
+    if (result.errorCount != 0) {
+        RefuseOptions("Recoverable errors were detected while parsing " + fileName,
+                      cPelkitErrorIF::eSEVERITY_WARNING);
+    }
+}
+
+/// \return false when the file cannot be read or is too long
+bool LoadFile(const std::string& fileName, std::string& text) {
+    const auto close = [](std::FILE* stream) { std::fclose(stream); };
+    const std::unique_ptr<std::FILE, decltype(close)> stream(
+        KORR_PLIM::platform::OpenShared(fileName.c_str(), "rb"), close);
+    if (!stream) return false;
+    text.resize(kMaxOptionsFileBytes + 1);
+    text.resize(std::fread(text.data(), 1, text.size(), stream.get()));
+    return std::ferror(stream.get()) == 0 && text.size() <= kMaxOptionsFileBytes;
+}
+
+}  // namespace
+
+OptionList ReadOptionsText(const std::string* text, const std::string& fileName) {
+    XMLOptionsHandler handler;
+    CheckResult(ParseWithLibrary(text, handler), fileName);
+    if (!handler.VersionFound() || !handler.RcvrNameFound()) RefuseOptions(kNoReceiverName);
+    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: returning parsed otions.", kOptionsModuleTag);
+    handler.SortOptions();
+    OptionList options;
+    handler.GetParsedOptions(options);
+    return options;
+}
+
+OptionList ReadOptionsFile(const std::string& fileName) {
+    std::string text;
+    const bool loaded = LoadFile(fileName, text);
+    return ReadOptionsText(loaded ? &text : nullptr, fileName);
+}
+
+}  // namespace Korr::Plim::Trace::Tarnel
