@@ -1,12 +1,15 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "channel/channel_status.h"
+#include "channel/itm_setup.h"
 #include "host_api/CChannelDriver.h"
 #include "host_api/CChannelDriverProgress.h"
 #include "host_api/CReceiver.h"
@@ -14,6 +17,7 @@
 #include "host_api/MemoryAccessor.h"
 #include "host_api/TargetAdapter.h"
 #include "options/ChannelOptions.h"
+#include "options/option_ids.h"
 #include "source_utilities/uMutex.h"
 #include "source_utilities/uThread.h"
 #include "uart/UARTDataCollector.h"
@@ -21,19 +25,33 @@
 namespace Korr::Plim::Trace::Tarnel {
 
 /// One traced CPU: its SWO settings, its capture and the state that the host reads back.
+///
+/// GetStatus, SetConfiguration, StartRecording, StopRecording and the export-status check hold the driver's
+/// mutex for their whole run; nothing else takes it, and the capture thread never does. What the operations
+/// without a lock read or write is atomic. The halt states, the text of the last attribute and the host
+/// access belong to the host thread.
+///
+/// StopRecording refused because the target runs leaves the mutex held by the calling thread, once more with
+/// each such call. That thread can go on and must be the one that destroys the driver; every other thread
+/// waits.
 class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
   public:
     /// \param receiver back-reference, not owned, not null
     /// \param cpuName copied, not null
     /// \param targetAdapter not owned, not null
-    /// \throws cPelkitError for a null argument
+    /// \throws cPelkitError for a null argument, and when the mutex cannot be made
     ChannelDriver(CReceiver* receiver, const char* cpuName, TargetAdapter* targetAdapter, uint32_t cpuId,
                   uint32_t channelIndex);
+    /// Stops what runs, gives the trace resources back. Errors on the way are logged; the next step is taken
+    /// all the same.
     ~ChannelDriver() override;
     ChannelDriver(const ChannelDriver&) = delete;
     ChannelDriver& operator=(const ChannelDriver&) = delete;
 
-    /// What the receiver knows and the driver uses: neither object is owned, memoryAccess may be null.
+    /// What the receiver knows and the driver uses. [host thread, created]
+    /// \param identifier not owned; null: no device is recognised
+    /// \param memory not owned; null: every word of the target reads as 0
+    /// \param kind probe kind, 0 `Brantor` family, 1 `Quiller`, 2 any other
     void SetHostAccess(DeviceIdentifier* identifier, MemoryAccessor* memory, uint32_t kind);
 
     // CChannelDriver: see host_api.
@@ -60,22 +78,49 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     void GetProgress(uint32_t& current, uint32_t& total) override;
 
   private:
-    CReceiver* receiver;
-    TargetAdapter* targetAdapter;
-    uint32_t channelIndex;
+    std::string OptionValue(uint32_t id) const;
+    void ApplyOptions();
+    void ApplyFirmwareVersion();
+    void ApplyPrescaler();
+    void ApplyClock();
+    void ApplyComPort();
+    void ApplyTimestampPrescale();
+
+    bool DeviceMatches(uint32_t identification, uint32_t mask) const;
+    double DetectClock() const;
+    void FixTraceClock();
+    void ChooseExceptionMap();
+    void PrepareCapture();
+    void MakeCollector();
+    void StartThread();
+    void StopCapture();
+
+    void ProgramTpiu();
+    void CheckExportStatus();
+
+    bool AnswerFrequency(const char* name, TraceAttribute& answer);
+    bool AnswerWord(const char* name, TraceAttribute& answer);
+    bool AnswerChannelType(const char* name, TraceAttribute& answer);
+    uint32_t ReadTargetWord(uint32_t address) const;
+    void LoadItmChannelTypes();
+    void ResetItmChannelTypes();
+
+    CReceiver* receiver = nullptr;
+    TargetAdapter* targetAdapter = nullptr;
+    uint32_t channelIndex = 0;
     std::string cpuName;
-    uint32_t cpuId;
+    uint32_t cpuId = 0;
     std::unique_ptr<KORR_PLIM::uMutex> mutex;
     std::unique_ptr<KORR_PLIM::uThread> thread;
     std::unique_ptr<UARTDataCollector> collector;
-    uint32_t targetState = 0;
-    uint32_t state = 0;
+    std::atomic<uint32_t> targetState{0};
+    uint32_t state = kCreated;  ///< guarded by the mutex
     OptionList options;
     uint32_t pinProtocol = 2;
-    double traceClockHz = 0.0;
-    uint32_t prescaler = 0;
+    std::atomic<double> traceClockHz{0.0};
+    std::atomic<uint32_t> prescaler{0};
     uint32_t comPort = 0;
-    uint32_t timestampPrescale = 1;
+    std::atomic<uint32_t> timestampPrescale{1};
     bool prescalerAuto = false;
     bool clockAuto = false;
     std::string cpuShortName;
@@ -88,9 +133,9 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     bool captureRunning = false;
     uint32_t probeKind = 2;
     uint32_t firmwareVersion = 0;
-    std::string exceptionMapName;
-    std::array<int32_t, 32> itmChannelType{};
-    bool itmChannelTypesLoaded = false;
+    std::atomic<const char*> exceptionMapName{kDefaultExceptionMap};
+    std::array<std::atomic<int32_t>, kItmChannels> itmChannelType;
+    std::atomic<bool> itmChannelTypesLoaded{false};
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -1,0 +1,149 @@
+#include "channel/ChannelDriver.h"
+
+#include <algorithm>
+#include <exception>
+#include <new>
+
+#include "channel/channel_log.h"
+#include "channel/mutex_hold.h"
+#include "source_utilities/environment.h"
+#include "source_utilities/file_system.h"
+
+using KORR_PLIM::kLogChatty;
+using KORR_PLIM::kLogOrdinary;
+using KORR_PLIM::LogError;
+using KORR_PLIM::LogMessage;
+using KORR_PLIM::uMutex;
+
+namespace Korr::Plim::Trace::Tarnel {
+namespace {
+
+// The second of exactly two parts, otherwise the whole name.
+std::string ShortName(const std::string& cpuName) {
+    const std::size_t slash = cpuName.find('/');
+    const bool twoParts = slash != std::string::npos && slash == cpuName.rfind('/');
+    return twoParts ? cpuName.substr(slash + 1) : cpuName;
+}
+
+std::string CaptureFileName(const std::string& folder, const std::string& shortName) {
+    const char separator = KORR_PLIM::platform::PathSeparator();
+    return folder + separator + "data" + separator + "swotrace_" + shortName + ".bin";
+}
+
+std::unique_ptr<uMutex> MakeMutex() {
+    try {
+        return std::make_unique<uMutex>();
+    } catch (const std::bad_alloc&) {
+        LogAndFail("Internal error creating ChannelDriver. Failed to create mutex object");
+    }
+}
+
+// Runs one step of a destructor: what it throws is logged.
+template <typename Step>
+void RunStep(Step step) noexcept {
+    try {
+        step();
+    } catch (const cPelkitError& error) {
+        LogError("%s: %s", kChannelDriverTag, error.GetText());
+    } catch (const std::exception& error) {
+        LogError("%s: %s", kChannelDriverTag, error.what());
+    } catch (...) {
+        LogError("%s: %s", kChannelDriverTag, "Unknown exception");
+    }
+}
+
+template <typename States>
+auto FindHaltState(States& states, const std::string& name) {
+    return std::find_if(states.begin(), states.end(),
+                        [&name](const auto& entry) { return entry.first == name; });
+}
+
+}  // namespace
+
+ChannelDriver::ChannelDriver(CReceiver* theReceiver, const char* theCpuName, TargetAdapter* adapter,
+                             uint32_t theCpuId, uint32_t theChannelIndex)
+    : receiver(theReceiver), targetAdapter(adapter), channelIndex(theChannelIndex), cpuId(theCpuId) {
+    if (receiver == nullptr || theCpuName == nullptr || targetAdapter == nullptr) {
+        LogAndFail("Internal error creating Channel Driver. Null parameters.");
+    }
+    cpuName = theCpuName;
+    logDir = KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR");
+    cpuShortName = ShortName(cpuName);
+    captureFileName = CaptureFileName(logDir, cpuShortName);
+    ResetItmChannelTypes();
+    mutex = MakeMutex();
+}
+
+ChannelDriver::~ChannelDriver() {
+    RunStep([this] { ChannelDriver::StopRecording(); });
+    RunStep([this] { CheckExportStatus(); });
+    RunStep([this] { targetAdapter->TraceExportOpB(cpuId); });
+    RunStep([this] { StopCapture(); });
+    RunStep([this] { targetAdapter->TraceRelease(cpuId); });
+    // Holds that refused stops left behind: a mutex must not be held when it goes.
+    while (mutex->Unlock()) {
+    }
+    mutex.reset();
+}
+
+void ChannelDriver::SetHostAccess(DeviceIdentifier* identifier, MemoryAccessor* memory, uint32_t kind) {
+    deviceIdentifier = identifier;
+    memoryAccess = memory;
+    probeKind = kind;
+}
+
+bool ChannelDriver::IsBufferWrapped() { return false; }
+
+void ChannelDriver::ResumeRecording() { Fail("ResumeRecording not supported"); }
+
+void ChannelDriver::LoadFile(const char* /*fileName*/) { Fail("LoadFile not supported"); }
+
+const char* ChannelDriver::GetCpuName() { return cpuName.c_str(); }
+
+void ChannelDriver::GetStatus(StatusRecord& record) {
+    if (!IsConnected(targetState)) return;
+    record.code = 0;
+    std::fill(std::begin(record.flags), std::end(record.flags), uint8_t{0});
+    const MutexHold hold(*mutex);
+    DescribeState(state, record);
+}
+
+std::string& ChannelDriver::GetExtendedInfo(std::string& result) {
+    result = "Not implemented";
+    return result;
+}
+
+void ChannelDriver::GetProgress(uint32_t& current, uint32_t& total) {
+    current = 1;
+    total = 100;
+}
+
+void ChannelDriver::JobStateChanged(uint32_t jobState) {
+    if (jobState != 0) return;
+    StatusRecord record;
+    GetStatus(record);
+    LogMessage(kLogOrdinary, "%s: state changed to eJOB_MODIFIED_DISABLE_RESUME", kChannelDriverTag);
+}
+
+void ChannelDriver::SetTargetState(uint32_t newState) { targetState = newState; }
+
+void ChannelDriver::SetHaltState(const char* name, uint8_t haltState) {
+    if (name == nullptr) return;
+    const auto found = FindHaltState(haltStates, name);
+    if (found == haltStates.end()) {
+        haltStates.emplace_back(name, haltState);
+        return;
+    }
+    found->second = haltState;
+    LogMessage(kLogChatty, "%s: modified halt state for %s to %d", kChannelDriverTag, name, haltState);
+}
+
+void ChannelDriver::UnregisterCpu(const char* name) {
+    if (name == nullptr) return;
+    const auto found = FindHaltState(haltStates, name);
+    if (found == haltStates.end()) return;
+    haltStates.erase(found);
+    LogMessage(kLogChatty, "%s: CPU unregistered.", kChannelDriverTag);
+}
+
+}  // namespace Korr::Plim::Trace::Tarnel

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+#include "source_utilities/file_system.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+struct StreamCloser {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+
+/// A stream that closes with its scope; null when it could not be opened.
+using FileStream = std::unique_ptr<std::FILE, StreamCloser>;
+
+/// Opens a file, shared with other readers and writers. \return null on failure, errno says why
+inline FileStream OpenStream(const char* name, const char* mode) {
+    return FileStream(KORR_PLIM::platform::OpenShared(name, mode));
+}
+
+}  // namespace Korr::Plim::Trace::Tarnel
