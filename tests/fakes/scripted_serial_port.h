@@ -26,6 +26,8 @@ class ScriptedPort {
 
     /// The rate that the port reports after a request; the request itself unless set.
     std::function<uint32_t(uint32_t asked)> rateTaken;
+    /// What the port makes of settings besides their rate; nothing unless set.
+    std::function<void(LineState& settings)> lineTaken;
     /// Arrive between the purge and whatever follows it.
     std::string arrivingAfterPurge;
     /// Settings of which the nth (from 1) reading gives an invalid state, of length 0.

@@ -91,6 +91,7 @@ void ScriptedPort::Take(const LineState& settings) {
     asked.push_back(settings);
     line = settings;
     if (rateTaken) line.baudRate = rateTaken(settings.baudRate);
+    if (lineTaken) lineTaken(line);
     inBreak = false;
 }
 

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host_api/cPelkitError.h"
+#include "source_utilities/environment.h"
+#include "tests/fakes/scripted_capture_file.h"
+#include "tests/fakes/scripted_serial_port.h"
+#include "uart/UARTDataCollector.h"
+
+namespace Korr::Plim::Trace::Tarnel {
+
+/// A home of its own for the test program, so that the process's log lands there. Made before the first
+/// collector, because the process opens its log once.
+class LogHome {
+  public:
+    explicit LogHome(const char* level) {
+        std::random_device random;
+        home = std::filesystem::temp_directory_path() / ("collector_test_" + std::to_string(random()));
+        std::filesystem::create_directories(home);
+        KORR_PLIM::SetEnvironment("USERPROFILE", home.string().c_str());
+        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", level);
+        KORR_PLIM::SetEnvironment("KORR_TRACE_DEBUGCLIENT_PID", "0");
+    }
+    ~LogHome() {
+        std::error_code ignored;
+        std::filesystem::remove_all(home, ignored);
+    }
+    LogHome(const LogHome&) = delete;
+    LogHome& operator=(const LogHome&) = delete;
+
+    const std::filesystem::path& Path() const { return home; }
+
+    /// Lines of the log so far, each as its mask letter, a blank and the text behind the time stamp.
+    std::vector<std::string> Lines() const {
+        std::vector<std::string> lines;
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator(home / ".KORR-trace", ignored)) {
+            if (entry.path().filename().string().rfind("korr_trace_log", 0) != 0) continue;
+            std::ifstream file(entry.path());
+            for (std::string line; std::getline(file, line);) lines.push_back(Strip(line));
+        }
+        return lines;
+    }
+
+  private:
+    static std::string Strip(std::string line) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        const std::size_t letter = line.find_first_not_of(' ');
+        const std::size_t bar = line.find('|');
+        if (letter == std::string::npos || bar == std::string::npos || bar + 2 > line.size()) return line;
+        return line.substr(letter, 1) + line.substr(bar + 1);
+    }
+
+    std::filesystem::path home;
+};
+
+/// A collector over a scripted port 5 and a scripted capture file "capture.bin".
+class CollectorTest : public ::testing::Test {
+  protected:
+    static constexpr const char* kTag = "Tarnel_UARTCollector";
+    static constexpr const char* kFile = "capture.bin";
+
+    static void SetUpTestSuite() { Home(); }
+    static LogHome& Home() {
+        static LogHome home("1");
+        return home;
+    }
+
+    static fakes::ScriptedPort& FreshPort() {
+        fakes::ScriptedPorts::Reset();
+        fakes::ScriptedFiles::Reset();
+        return fakes::ScriptedPorts::Plug(5);
+    }
+    fakes::ScriptedPort& port = FreshPort();
+
+    /// With prescaler 24 of 48 MHz unless a test says otherwise.
+    std::unique_ptr<UARTDataCollector> Make() {
+        return std::make_unique<UARTDataCollector>(5, traceClock, autoPrescaler, prescaler, kFile,
+                                                   sendBreakOnStop);
+    }
+    double traceClock = 48e6;
+    bool autoPrescaler = false;
+    uint32_t prescaler = 24;
+    bool sendBreakOnStop = false;
+
+    /// What Make threw; a failed test and an empty text when it threw nothing.
+    std::string RefusalOfMake() {
+        try {
+            Make();
+        } catch (const cPelkitError& error) {
+            EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
+            return error.GetText();
+        }
+        ADD_FAILURE() << "the collector was made";
+        return std::string();
+    }
+
+    /// Makes a collector, runs it on this thread until the script stops it, and destroys it. The reads that
+    /// tests added are followed by a stop.
+    void MakeAndRun() {
+        const std::unique_ptr<UARTDataCollector> collector = Make();
+        port.AddAction([&collector] { collector->Stop(); });
+        collector->Run();
+        EXPECT_TRUE(collector->IsFinished());
+    }
+
+    /// Lines so far belong to no test.
+    void ForgetLines() { linesBefore = Home().Lines().size(); }
+
+    static std::vector<std::string> Journal() { return fakes::ScriptedCalls::Instance().Journal(); }
+    static std::size_t Count(const char* name) { return fakes::ScriptedCalls::Instance().Count(name); }
+    static void Fail(const char* name, uint32_t code, std::size_t nth = 0) {
+        fakes::ScriptedCalls::Instance().Fail(name, code, nth);
+    }
+    static std::string Content() { return fakes::ScriptedFiles::Content(kFile); }
+
+    /// Lines of this test, the opening lines of the log itself left out.
+    std::vector<std::string> NewLines() const {
+        std::vector<std::string> lines = Home().Lines();
+        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(linesBefore));
+        lines.erase(std::remove_if(lines.begin(), lines.end(),
+                                   [](const std::string& line) { return line.rfind("M Logger :", 0) == 0; }),
+                    lines.end());
+        return lines;
+    }
+    std::string LastLine() const {
+        const std::vector<std::string> lines = NewLines();
+        return lines.empty() ? std::string() : lines.back();
+    }
+    static std::string Ordinary(const std::string& text) { return std::string("M ") + kTag + ": " + text; }
+    static std::string Error(const std::string& text) { return std::string("E ") + kTag + ": " + text; }
+
+  private:
+    std::size_t linesBefore = Home().Lines().size();
+};
+
+}  // namespace Korr::Plim::Trace::Tarnel
