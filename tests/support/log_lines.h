@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "source_utilities/environment.h"
+#include "source_utilities/uLogManager.h"
+
+namespace support {
+
+/// The lines that this process wrote to its log. Opens the process's log in a folder of its own at the level
+/// of chatty lines; lines of before the construction do not count.
+class LogLines {
+  public:
+    LogLines() : start(Text().size()) {}
+
+    /// Lines since the construction, as their mask letters, a blank and their text: "E Tarnel_Receiver: ...".
+    std::vector<std::string> Get() const {
+        std::vector<std::string> lines;
+        std::string text = Text().substr(start);
+        for (std::size_t end = 0; (end = text.find('\n')) != std::string::npos; text.erase(0, end + 1)) {
+            lines.push_back(WithoutTime(text.substr(0, end)));
+        }
+        return lines;
+    }
+    /// Whether exactly this line (as Get gives it) was written.
+    bool Has(const std::string& line) const {
+        for (const std::string& written : Get()) {
+            if (written == line) return true;
+        }
+        return false;
+    }
+
+  private:
+    /// One folder for the process, deleted at its end as far as the platform allows.
+    struct Folder {
+        std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                     ("tarnel_test_log_" + std::to_string(std::random_device{}()));
+        Folder() {
+            std::filesystem::create_directories(path);
+            KORR_PLIM::SetEnvironment("USERPROFILE", path.string().c_str());
+            KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", "3");
+            KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", path.string().c_str());
+            KORR_PLIM::uLogManager::Instance().Open("test.log", "KORR_TRACE_LOGGING",
+                                                    "KORR_TRACE_LOGGING_DIR", true);
+        }
+        ~Folder() {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+    };
+
+    static std::string Text() {
+        static const Folder folder;
+        std::ifstream file(folder.path / "test.log");
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+    /// Turns "M     12:34:56:789 | text" into "M text".
+    static std::string WithoutTime(const std::string& line) {
+        const std::size_t bar = line.find("| ");
+        if (bar == std::string::npos) return line;
+        std::string mask;
+        for (const char letter : line.substr(0, 5)) {
+            if (letter != ' ') mask += letter;
+        }
+        return mask + " " + line.substr(bar + 2);
+    }
+
+    std::size_t start;
+};
+
+}  // namespace support
