@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "source_utilities/environment.h"
-#include "source_utilities/uLogManager.h"
+#include "source_utilities/trace_environment.h"
 
 namespace support {
 
@@ -37,27 +37,30 @@ class LogLines {
     }
 
   private:
-    /// One folder for the process, deleted at its end as far as the platform allows.
-    struct Folder {
+    /// The trace environment of this process under a home of its own, deleted at the end as far as the
+    /// platform allows. The log is the one that the plug-in opens.
+    struct Home {
         std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                     ("tarnel_test_log_" + std::to_string(std::random_device{}()));
-        Folder() {
+                                     ("tarnel_test_home_" + std::to_string(std::random_device{}()));
+        KORR_PLIM::TraceEnvironment environment;
+        Home() {
             std::filesystem::create_directories(path);
             KORR_PLIM::SetEnvironment("USERPROFILE", path.string().c_str());
+            KORR_PLIM::SetEnvironment("KORR_TRACE_DEBUGCLIENT_PID", "");
             KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", "3");
-            KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", path.string().c_str());
-            KORR_PLIM::uLogManager::Instance().Open("test.log", "KORR_TRACE_LOGGING",
-                                                    "KORR_TRACE_LOGGING_DIR", true);
+            KORR_PLIM::SetUpTraceEnvironment(environment);
+            KORR_PLIM::OpenProcessLog(environment);
         }
-        ~Folder() {
+        ~Home() {
             std::error_code ignored;
             std::filesystem::remove_all(path, ignored);
         }
     };
 
     static std::string Text() {
-        static const Folder folder;
-        std::ifstream file(folder.path / "test.log");
+        static const Home home;
+        std::ifstream file(std::filesystem::path(home.environment.loggingFolder) /
+                           home.environment.logFileName);
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
     /// Turns "M     12:34:56:789 | text" into "M text".
