@@ -5,7 +5,6 @@
 #include <new>
 
 #include "channel/channel_log.h"
-#include "channel/mutex_hold.h"
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
 
@@ -14,6 +13,7 @@ using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
 using KORR_PLIM::uMutex;
+using KORR_PLIM::uMutexLock;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -104,7 +104,7 @@ void ChannelDriver::GetStatus(StatusRecord& record) {
     if (!IsConnected(targetState)) return;
     record.code = 0;
     std::fill(std::begin(record.flags), std::end(record.flags), uint8_t{0});
-    const MutexHold hold(*mutex);
+    const uMutexLock hold(*mutex);
     DescribeState(state, record);
 }
 

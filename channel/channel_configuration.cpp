@@ -3,7 +3,6 @@
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
 #include "channel/firmware_version.h"
-#include "channel/mutex_hold.h"
 #include "channel/text_numbers.h"
 #include "options/ChannelOptionsHandler.h"
 #include "options/option_table.h"
@@ -12,6 +11,7 @@ using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
 using KORR_PLIM::uMutex;
+using KORR_PLIM::uMutexLock;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -22,7 +22,7 @@ constexpr uint32_t kPinProtocolUart = 2;
 // The option table is the process's and has no lock of its own: drivers of several CPUs take turns.
 void ReadOptions(OptionList& options, const char* fileName, uint32_t probeKind) {
     static uMutex tableMutex;
-    const MutexHold hold(tableMutex);
+    const uMutexLock hold(tableMutex);
     ChannelOptionsHandler().GetOptions(options, fileName, probeKind);
 }
 
@@ -31,7 +31,7 @@ bool IsPlaceholder(uint32_t id, const std::string& value) { return value == Opti
 }  // namespace
 
 void ChannelDriver::SetConfiguration(const char* optionsFileName) {
-    const MutexHold hold(*mutex);
+    const uMutexLock hold(*mutex);
     if (optionsFileName == nullptr) {
         LogError("SetConfiguration called with null options for %s", cpuShortName.c_str());
         Fail("Internal error setting configuration.");

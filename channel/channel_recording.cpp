@@ -1,10 +1,10 @@
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
-#include "channel/mutex_hold.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::uMutexLock;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -22,7 +22,7 @@ void Require(uint32_t result, const char* logged, const char* thrown) {
 
 void ChannelDriver::StartRecording(uint8_t /*flag*/) {
     if (!IsConnected(targetState)) return LogRefusal("Cannot start recording unless target is connected");
-    const MutexHold hold(*mutex);
+    const uMutexLock hold(*mutex);
     if (state == kRecording) {
         return LogRefusal("Cannot start recording since recording is already in progress");
     }
@@ -56,12 +56,12 @@ void ChannelDriver::ProgramTpiu() {
 
 void ChannelDriver::StopRecording() {
     if (!IsConnected(targetState)) return LogRefusal("Cannot stop recording unless target is connected");
-    MutexHold hold(*mutex);
+    const uMutexLock hold(*mutex);
     if (state != kRecording) {
         return LogRefusal("Cannot stop recording as recording has not started yet");
     }
     if (targetState == kTargetRunning) {
-        hold.Keep();
+        mutex->Lock();  // once more than this scope gives back: the caller keeps the mutex
         LogError("%s: Trace cannot be stopped while target is running.", kChannelDriverTag);
         Fail("Trace cannot be stopped while target is running. Please halt the target.");
     }
@@ -73,7 +73,7 @@ void ChannelDriver::StopRecording() {
 }
 
 void ChannelDriver::CheckExportStatus() {
-    const MutexHold hold(*mutex);
+    const uMutexLock hold(*mutex);
     uint32_t status = 0;
     targetAdapter->GetExportStatus(cpuId, status);
     if (status == 0) return;
