@@ -1,0 +1,132 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "source_utilities/environment.h"
+#include "source_utilities/trace_environment.h"
+#include "source_utilities/uLogManager.h"
+
+namespace channel_tests {
+
+/// A home folder of this test program with the trace folders in it and the process's log open at level 3,
+/// which writes ordinary, error and chatty lines to the file only. The environment variables are set as the
+/// plug-in sets them. Made with the first use.
+class TraceFolder {
+  public:
+    static TraceFolder& Instance() {
+        static TraceFolder instance;
+        return instance;
+    }
+
+    /// Path of a file in the program's own folder.
+    std::string Path(const std::string& name) const { return (root / name).string(); }
+    const std::string& LoggingFolder() const { return environment.loggingFolder; }
+    const std::string& DataFolder() const { return environment.dataFolder; }
+    const std::string& SettingsFolder() const { return environment.settingsFolder; }
+
+    /// Lines written to a log file since `from`, each as its mask letter, a blank and the message.
+    static std::vector<std::string> LinesOf(const std::string& file, std::size_t from) {
+        std::vector<std::string> lines;
+        std::istringstream text(ReadFile(file).substr(from));
+        for (std::string line; std::getline(text, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            lines.push_back(WithoutTime(line));
+        }
+        return lines;
+    }
+    std::string LogFile() const {
+        return (std::filesystem::path(environment.loggingFolder) / environment.logFileName).string();
+    }
+    static std::string ReadFile(const std::string& name) {
+        std::ifstream file(name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    static void WriteFile(const std::string& name, const std::string& content) {
+        std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
+    }
+
+  private:
+    TraceFolder() {
+        std::random_device random;
+        root = std::filesystem::temp_directory_path() / ("tarnel-channel-" + std::to_string(random()));
+        std::filesystem::create_directories(root);
+        KORR_PLIM::SetEnvironment("USERPROFILE", root.string().c_str());
+        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", "3");
+        KORR_PLIM::SetUpTraceEnvironment(environment);
+        KORR_PLIM::OpenProcessLog(environment);
+    }
+    ~TraceFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
+
+    // "M     12:34:56:789 | text" becomes "M text".
+    static std::string WithoutTime(const std::string& line) {
+        const std::size_t bar = line.find("| ");
+        const std::size_t letter = line.find_first_not_of(' ');
+        if (bar == std::string::npos || letter > 4) return line;
+        return line.substr(letter, 1) + " " + line.substr(bar + 2);
+    }
+
+    std::filesystem::path root;
+    KORR_PLIM::TraceEnvironment environment;
+};
+
+/// The lines of the process's log from its construction on.
+class LogLines {
+  public:
+    LogLines() : from(TraceFolder::ReadFile(TraceFolder::Instance().LogFile()).size()) {}
+    std::vector<std::string> Get() const {
+        return TraceFolder::LinesOf(TraceFolder::Instance().LogFile(), from);
+    }
+    bool Has(const std::string& line) const { return Count(line) != 0; }
+    std::size_t Count(const std::string& line) const {
+        std::size_t count = 0;
+        for (const std::string& written : Get()) count += written == line ? 1 : 0;
+        return count;
+    }
+
+  private:
+    std::size_t from;
+};
+
+/// A log of its own at another level, current until the object goes; then the process's log is again.
+class LogAtLevel {
+  public:
+    explicit LogAtLevel(const char* level) {
+        static int count = 0;
+        const std::string name = "level_" + std::to_string(++count) + ".txt";
+        file = (std::filesystem::path(TraceFolder::Instance().LoggingFolder()) / name).string();
+        Open(level, name);
+    }
+    ~LogAtLevel() {
+        static int count = 0;
+        Open("3", "back_" + std::to_string(++count) + ".txt");
+        Open("3", std::filesystem::path(TraceFolder::Instance().LogFile()).filename().string());
+    }
+    LogAtLevel(const LogAtLevel&) = delete;
+    LogAtLevel& operator=(const LogAtLevel&) = delete;
+
+    /// Without the two lines of the opening.
+    std::vector<std::string> Get() const {
+        std::vector<std::string> lines = TraceFolder::LinesOf(file, 0);
+        lines.erase(lines.begin(), lines.begin() + (lines.size() < 2 ? 0 : 2));
+        return lines;
+    }
+
+  private:
+    static void Open(const char* level, const std::string& name) {
+        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", level);
+        KORR_PLIM::uLogManager::Instance().Open(name.c_str(), "KORR_TRACE_LOGGING", "KORR_TRACE_LOGGING_DIR",
+                                                true);
+    }
+    std::string file;
+};
+
+}  // namespace channel_tests
