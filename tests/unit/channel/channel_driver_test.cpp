@@ -184,8 +184,11 @@ TEST_F(ChannelDriverObject, NothingIsLoggedAtLevelZero) {
 
 class CaptureFileName : public DriverTest {
   protected:
-    // The name shows in the message of the collector that cannot make the file.
+    // Names of all files that a recording of this CPU makes.
     std::string NameFor(const std::string& cpuName) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder.DataFolder())) {
+            std::filesystem::remove(entry.path());
+        }
         Make(cpuName);
         Configure();
         driver->SetTargetState(7);
@@ -195,7 +198,6 @@ class CaptureFileName : public DriverTest {
         std::string name;
         for (const auto& entry : std::filesystem::directory_iterator(folder.DataFolder())) {
             name += entry.path().filename().string();
-            std::filesystem::remove(entry.path());
         }
         return name;
     }

@@ -13,6 +13,7 @@
 #include "channel/ChannelDriver.h"
 #include "options/ChannelOptionsHandler.h"
 #include "options/option_table.h"
+#include "source_utilities/file_system.h"
 #include "tests/fakes/host_objects.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/unit/channel/expect_error.h"
