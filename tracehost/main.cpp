@@ -1,0 +1,65 @@
+// The reference host: loads the plug-in and drives it through the host's interfaces alone.
+#include <cstdio>
+#include <exception>
+
+#include "host_api/cPelkitError.h"
+#include "tracehost/commands.h"
+#include "tracehost/errors.h"
+#include "tracehost/plugin.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+void AddPluginOption(CLI::App& command, std::string& plugin) {
+    command.add_option("--plugin", plugin, "Plug-in to load (default: the one beside tracehost)");
+}
+
+namespace {
+
+int Parse(CLI::App& program, int argc, char** argv) {
+    try {
+        program.parse(argc, argv);
+        return kDone;
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? kDone : kWrongUsage;
+    }
+}
+
+int RunProgram(int argc, char** argv) {
+    CLI::App program(
+        "Records SWO trace through the trace receiver plug-in, and drives the plug-in as a host does.",
+        "tracehost");
+    program.set_version_flag("--version", "tracehost " TRACEHOST_VERSION);
+    program.require_subcommand(1);
+    int status = kDone;
+    AddRecordCommand(program, status);
+    AddPortsCommand(program, status);
+    AddOptionsCommand(program, status);
+    AddInfoCommand(program, status);
+    AddScriptCommand(program, status);
+    const int parsed = Parse(program, argc, argv);
+    return parsed != kDone ? parsed : status;
+}
+
+int Report(const char* text, int status) {
+    std::fprintf(stderr, "tracehost: %s\n", text);
+    return status;
+}
+
+}  // namespace
+
+}  // namespace Korr::Plim::Trace::Tracehost
+
+int main(int argc, char** argv) {
+    using namespace Korr::Plim::Trace::Tracehost;
+    try {
+        return RunProgram(argc, argv);
+    } catch (const cPelkitErrorIF& error) {
+        return Report(error.GetText(), kFailed);
+    } catch (const UsageError& error) {
+        return Report(error.what(), kWrongUsage);
+    } catch (const std::exception& error) {
+        return Report(error.what(), kFailed);
+    } catch (...) {
+        return Report("an exception of an unknown type came out of the plug-in", kFailed);
+    }
+}

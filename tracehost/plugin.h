@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "host_api/entry_points.h"
+#include "tracehost/library.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+inline constexpr const char* kDefaultPlugin = "Tarnel";
+
+/// The plug-in, seen through its two exports.
+class Plugin {
+  public:
+    /// \throws HostError when it cannot be loaded or misses an export
+    explicit Plugin(const std::string& path)
+        : library(path),
+          createRcvr(library.Entry<CreateRcvrFunction>("CreateRcvr")),
+          destroyRcvr(library.Entry<DestroyRcvrFunction>("DestroyRcvr")) {}
+
+    CReceiver* CreateReceiver() const { return createRcvr(); }
+    void DestroyReceiver(CReceiver* receiver) const { destroyRcvr(receiver); }
+
+  private:
+    Library library;
+    CreateRcvrFunction createRcvr;
+    DestroyRcvrFunction destroyRcvr;
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost

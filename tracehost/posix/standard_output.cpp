@@ -1,0 +1,25 @@
+#include "tracehost/standard_output.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "tracehost/errors.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+std::FILE* TakeStandardOutput() {
+    std::fflush(stdout);
+    const int own = dup(STDOUT_FILENO);
+    std::FILE* const stream = own >= 0 ? fdopen(own, "w") : nullptr;
+    if (stream == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        throw HostError("standard output cannot be used: is it open?");
+    }
+    return stream;
+}
+
+bool IsTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }
+
+void SetProcessVariable(const char* name, const char* value) { setenv(name, value, 1); }
+
+}  // namespace Korr::Plim::Trace::Tracehost

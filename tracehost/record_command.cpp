@@ -1,0 +1,5 @@
+// tracehost record
+#include "tracehost/commands.h"
+namespace Korr::Plim::Trace::Tracehost {
+void AddRecordCommand(CLI::App&, int&) {}
+}  // namespace Korr::Plim::Trace::Tracehost

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdio>
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Seam: keeps standard output for tracehost alone. What the rest of the process (the plug-in, its log at
+/// some levels) prints on standard output goes to standard error afterwards. To be called once, before the
+/// plug-in is loaded. \return a stream on the real standard output, which is never closed; lines end with
+/// "\n" on every platform
+std::FILE* TakeStandardOutput();
+/// Seam: whether a stream is shown on a terminal.
+bool IsTerminal(std::FILE* stream);
+/// Seam: sets an environment variable of the process where every library of it sees it.
+void SetProcessVariable(const char* name, const char* value);
+
+}  // namespace Korr::Plim::Trace::Tracehost

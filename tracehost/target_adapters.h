@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "simulator/host_libraries/target_adapter_factory.h"
+#include "tracehost/library.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Gets target adapters from the host's library "ICETargetAdapter", which is loaded with the first one and
+/// kept.
+class TargetAdapters {
+  public:
+    struct GiveBack {
+        DestroyTargetAdapterFunction destroy = nullptr;
+        void operator()(TargetAdapter* adapter) const { destroy(adapter); }
+    };
+    using Owned = std::unique_ptr<TargetAdapter, GiveBack>;
+
+    /// The adapter of a CPU; null when the library gives none. \throws HostError when the library or its
+    /// exports are missing
+    Owned Create(const char* cpuName, uint32_t cpuId);
+
+  private:
+    std::optional<Library> library;
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost
