@@ -58,6 +58,9 @@ test-long: build build-windows ## the tests that take a minute or more each
 lint: packages-all build ## format and static checks
 	@cmake/lint
 
+bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some minutes)
+	@bench/run_benchmarks
+
 mutants: build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py
 

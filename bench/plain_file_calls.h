@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace bench {
+
+/// The file calls that reading and saving captured data are documented to make, and nothing else: what a
+/// programmer would write down in C. The baseline for ChannelDriver. Samples are 8 bytes.
+
+/// Opens the file for its length, opens it again, seeks, reads. \return samples read
+uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, void* buffer);
+/// Writes the capture into a file of its own, 8192 samples a time. False when a call failed.
+bool PlainSaveRaw(const char* capture, const char* output);
+/// Adds the capture to an existing file as a section "BinTraceData", 8192 samples a time. False when a call
+/// failed.
+bool PlainSaveTdf(const char* capture, const char* output);
+
+}  // namespace bench

@@ -1,0 +1,50 @@
+// usage: bare_capture DEVICE OUTPUT
+//
+// The collector's system calls in a bare loop: non-blocking reads of 100 bytes, each written to the file at
+// once, until the end of standard input. Prints "ready" once the device is open.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <thread>
+
+namespace {
+
+std::atomic<bool> running{true};
+
+void StopAtEndOfInput() {
+    char ignored = 0;
+    while (read(STDIN_FILENO, &ignored, 1) > 0) {
+    }
+    running = false;
+}
+
+bool Loop(int port, int file) {
+    char buffer[100];
+    while (running) {
+        const ssize_t got = read(port, buffer, sizeof buffer);
+        if (got < 0 && errno == EAGAIN) continue;
+        if (got <= 0) return false;
+        if (write(file, buffer, static_cast<size_t>(got)) != got) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (count != 3) return 2;
+    const int port = open(arguments[1], O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    const int file = open(arguments[2], O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (port < 0 || file < 0) return 1;
+    std::thread watcher(StopAtEndOfInput);
+    std::puts("ready");
+    std::fflush(stdout);
+    const bool complete = Loop(port, file);
+    if (!complete) std::perror("bare_capture");
+    watcher.join();
+    return complete ? 0 : 1;
+}
