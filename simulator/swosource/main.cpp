@@ -1,0 +1,77 @@
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "simulator/swosource/file_stream.h"
+#include "simulator/swosource/player.h"
+#include "simulator/swosource/real_time.h"
+#include "simulator/swosource/settings.h"
+#include "simulator/swosource/signal/counter_pattern.h"
+#include "simulator/swosource/signal/itm_pattern.h"
+
+namespace {
+
+using namespace Korr::Plim::Trace::Simulator;
+
+constexpr int kNothingLost = 0;
+constexpr int kFailure = 1;
+constexpr int kBytesDropped = 3;
+
+std::atomic<bool> stopRequested{false};
+
+void RequestStop(int) { stopRequested = true; }
+
+void StopOnSignals() {
+    struct sigaction action {};
+    action.sa_handler = RequestStop;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
+}
+
+std::unique_ptr<ByteSource> MakeSource(const Settings& settings) {
+    if (!settings.stream.empty()) return std::make_unique<FileStream>(settings.stream);
+    if (settings.pattern == "counter") return std::make_unique<CounterPattern>();
+    return std::make_unique<ItmPattern>();
+}
+
+void WriteReport(const std::string& path, const nlohmann::ordered_json& report) {
+    if (path.empty()) return;
+    if (path == "-") {
+        std::cout << report.dump(2) << std::endl;
+        return;
+    }
+    std::ofstream file(path, std::ios::trunc);
+    file << report.dump(2) << std::endl;
+    if (!file) throw std::runtime_error(path + ": cannot be written");
+}
+
+int Run(const Settings& settings) {
+    const auto source = MakeSource(settings);
+    Player player(settings, *source);
+    StopOnSignals();
+    const bool realTime = AskForRealTime();
+    player.Play(stopRequested);
+    auto report = player.Report();
+    report["real_time"] = realTime;
+    WriteReport(settings.report, report);
+    if (player.LostBytes() == 0) return kNothingLost;
+    std::cerr << "swosource: " << player.LostBytes() << " of " << report["sent"] << " bytes were dropped\n";
+    return kBytesDropped;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int status = 0;
+    const auto settings = ReadSettings(argc, argv, status);
+    if (!settings) return status;
+    try {
+        return Run(*settings);
+    } catch (const std::exception& error) {
+        std::cerr << "swosource: " << error.what() << "\n";
+        return kFailure;
+    }
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Korr::Plim::Trace::Simulator {
+
+/// Steady time in nanoseconds.
+int64_t SteadyNow();
+/// Sleeps until the steady time is reached, or a signal arrives.
+void SleepUntil(int64_t time);
+/// Asks for the lowest real-time priority, else for a higher ordinary one. \return whether real time was
+/// granted
+bool AskForRealTime();
+
+}  // namespace Korr::Plim::Trace::Simulator

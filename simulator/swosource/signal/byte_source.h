@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+namespace Korr::Plim::Trace::Simulator {
+
+/// What a target sends on its pin, byte by byte.
+class ByteSource {
+  public:
+    virtual ~ByteSource() = default;
+    /// Fills `buffer` with the next bytes. \return how many; fewer than `count` when the source has ended
+    virtual size_t Read(uint8_t* buffer, size_t count) = 0;
+    /// What has been sent so far, for the report.
+    virtual nlohmann::ordered_json Content() const = 0;
+};
+
+}  // namespace Korr::Plim::Trace::Simulator
