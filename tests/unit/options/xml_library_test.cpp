@@ -1,0 +1,229 @@
+// The XML library replaced at its functions (by the linker's --wrap): failures of its own that no file can
+// bring about, the balance of its initialisation, and its memory.
+#include <gtest/gtest.h>
+
+#include <xercesc/framework/MemoryManager.hpp>
+#include <xercesc/parsers/SAXParser.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/RuntimeException.hpp>
+
+#include <cstdlib>
+#include <string>
+
+#include "options/XMLOptionsHandler.h"
+#include "tests/fakes/scripted_port_devices.h"
+#include "tests/unit/options/options_test_support.h"
+
+namespace {
+
+class CountingMemory : public xercesc::MemoryManager {
+  public:
+    xercesc::MemoryManager* getExceptionMemoryManager() override { return this; }
+    void* allocate(XMLSize_t size) override {
+        ++live;
+        return std::malloc(size);
+    }
+    void deallocate(void* memory) override {
+        if (memory != nullptr) --live;
+        std::free(memory);
+    }
+    long live = 0;
+};
+
+struct LibraryScript {
+    int initialised = 0;
+    int terminated = 0;
+    bool failInitialisation = false;
+    bool failParsing = false;
+    bool throwOther = false;
+    XMLSize_t errorCount = 0;
+    long liveAfterInitialisation = 0;
+    long liveBeforeTermination = 0;
+    std::string message;
+    CountingMemory memory;
+};
+LibraryScript script;
+
+/// Throws an exception of the library; its text is kept.
+void FailInLibrary() {
+    xercesc::RuntimeException failure("file.cpp", 1, xercesc::XMLExcepts::Gen_ParseInProgress,
+                                      xercesc::XMLPlatformUtils::fgMemoryManager);
+    script.message = Korr::Plim::Trace::Tarnel::NarrowText(failure.getMessage());
+    throw failure;
+}
+
+}  // namespace
+
+#define INITIALIZE \
+    _ZN11xercesc_3_216XMLPlatformUtils10InitializeEPKcS2_PNS_12PanicHandlerEPNS_13MemoryManagerE
+#define TERMINATE _ZN11xercesc_3_216XMLPlatformUtils9TerminateEv
+#define PARSE _ZN11xercesc_3_29SAXParser5parseERKNS_11InputSourceE
+#define ERROR_COUNT _ZNK11xercesc_3_29SAXParser13getErrorCountEv
+#define JOIN(a, b) a##b
+#define WRAP(name) JOIN(__wrap_, name)
+#define REAL(name) JOIN(__real_, name)
+
+extern "C" {
+void REAL(INITIALIZE)(const char*, const char*, xercesc::PanicHandler*, xercesc::MemoryManager*);
+void REAL(TERMINATE)();
+void REAL(PARSE)(xercesc::SAXParser*, const xercesc::InputSource&);
+XMLSize_t REAL(ERROR_COUNT)(const xercesc::SAXParser*);
+
+void WRAP(INITIALIZE)(const char* locale, const char* home, xercesc::PanicHandler* panic,
+                      xercesc::MemoryManager*) {
+    ++script.initialised;
+    REAL(INITIALIZE)(locale, home, panic, &script.memory);
+    script.liveAfterInitialisation = script.memory.live;
+    if (script.failInitialisation) FailInLibrary();
+}
+
+void WRAP(TERMINATE)() {
+    ++script.terminated;
+    script.liveBeforeTermination = script.memory.live;
+    REAL(TERMINATE)();
+}
+
+void WRAP(PARSE)(xercesc::SAXParser* parser, const xercesc::InputSource& source) {
+    REAL(PARSE)(parser, source);
+    if (script.failParsing) FailInLibrary();
+    if (script.throwOther) throw 7;
+}
+
+XMLSize_t WRAP(ERROR_COUNT)(const xercesc::SAXParser* parser) {
+    return REAL(ERROR_COUNT)(parser) + script.errorCount;
+}
+}
+
+namespace Korr::Plim::Trace::Tarnel {
+namespace {
+
+class XmlLibraryTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        PortDevicesScript() = {};
+        script.initialised = 0;
+        script.terminated = 0;
+        script.failInitialisation = false;
+        script.failParsing = false;
+        script.throwOther = false;
+        script.errorCount = 0;
+        script.message.clear();
+    }
+    void TearDown() override {
+        // Also after a failed initialisation, which nobody terminates.
+        if (script.failInitialisation) xercesc::XMLPlatformUtils::Terminate();
+        EXPECT_EQ(script.initialised, script.terminated);
+        EXPECT_EQ(script.memory.live, 0);
+    }
+
+    const std::string good = FileWith("<ENCTYPE>UART</ENCTYPE>");
+};
+
+TEST_F(XmlLibraryTest, FailedInitialisationIsToldWithTheLibrarysMessage) {
+    script.failInitialisation = true;
+    const Answer answer = ReadText(good);
+    EXPECT_NE(script.message, "");
+    EXPECT_EQ(answer.error, "error during XML initialization" + script.message);
+    EXPECT_EQ(answer.severity, 2);
+    EXPECT_EQ(script.terminated, 0);
+}
+
+TEST_F(XmlLibraryTest, FailedInitialisationComesBeforeAMissingFile) {
+    script.failInitialisation = true;
+    const Answer answer = ReadFile("no such file.xml");
+    EXPECT_EQ(answer.error, "error during XML initialization" + script.message);
+}
+
+TEST_F(XmlLibraryTest, XmlExceptionIsToldWithTheLibrarysMessage) {
+    script.failParsing = true;
+    const Answer answer = ReadText(good);
+    EXPECT_NE(script.message, "");
+    EXPECT_EQ(answer.error, "eerror during XML parsing" + script.message);
+    EXPECT_EQ(answer.severity, 2);
+}
+
+TEST_F(XmlLibraryTest, XmlExceptionHidesTheErrorCount) {
+    script.failParsing = true;
+    script.errorCount = 3;
+    const Answer answer = ReadText(good);
+    EXPECT_EQ(answer.error, "eerror during XML parsing" + script.message);
+}
+
+TEST_F(XmlLibraryTest, OtherExceptionIsUndefined) {
+    script.throwOther = true;
+    const Answer answer = ReadText(good);
+    EXPECT_EQ(answer.error, kUndefinedException);
+    EXPECT_EQ(answer.severity, 2);
+}
+
+TEST_F(XmlLibraryTest, RecoverableErrorsNameTheFileWithSeverityOne) {
+    script.errorCount = 1;
+    const TemporaryFile file(good);
+    const Answer answer = ReadFile(file.Name());
+    EXPECT_EQ(answer.error, "Recoverable errors were detected while parsing " + file.Name());
+    EXPECT_EQ(answer.severity, 1);
+}
+
+TEST_F(XmlLibraryTest, RecoverableErrorsHideTheMissingReceiverName) {
+    script.errorCount = 2;
+    EXPECT_EQ(ReadText("<r/>").error, "Recoverable errors were detected while parsing memory");
+}
+
+TEST_F(XmlLibraryTest, FatalErrorHidesTheErrorCount) {
+    script.errorCount = 2;
+    EXPECT_EQ(ReadText("<r>").error, kUndefinedException);
+}
+
+TEST_F(XmlLibraryTest, LibraryIsTerminatedOncePerReadOnEveryRoad) {
+    const std::string files[] = {
+        good, "<r/>", "<r>", "", "<r><VERSION/></r>", "<r><RCVRNAME>x</RCVRNAME></r>"};
+    for (const std::string& file : files) {
+        const int before = script.terminated;
+        ReadText(file);
+        EXPECT_EQ(script.terminated, before + 1) << file;
+    }
+    ReadFile("no such file.xml");
+    EXPECT_EQ(script.initialised, 7);
+    EXPECT_EQ(script.terminated, 7);
+}
+
+TEST_F(XmlLibraryTest, ParserAndItsExceptionsAreGoneBeforeTermination) {
+    const std::string files[] = {
+        good,
+        "<r/>",
+        "<r>",
+        "",
+        "<r><VERSION/></r>",
+        "<r><RCVRNAME>x</RCVRNAME></r>",
+        "<!DOCTYPE r SYSTEM 'x.dtd'><r/>",
+        "<!DOCTYPE r [<!ENTITY e SYSTEM 'x'>]><r>&e;</r>",
+        "<!DOCTYPE r [<!ENTITY % e 'x'>]><r/>",
+    };
+    for (const std::string& file : files) {
+        for (const bool failParsing : {false, true}) {
+            script.failParsing = failParsing;
+            ReadText(file);
+            EXPECT_EQ(script.liveBeforeTermination, script.liveAfterInitialisation) << file;
+        }
+    }
+}
+
+TEST_F(XmlLibraryTest, ThousandFailuresLeakNothing) {
+    const std::string files[] = {"<r/>", "<r>", "<r><VERSION/></r>", "<r><RCVRNAME>x</RCVRNAME></r>"};
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_NE((i % 5 < 4 ? ReadText(files[i % 5]) : ReadFile("no such file.xml")).error, "");
+    }
+    EXPECT_EQ(script.memory.live, 0);
+    EXPECT_EQ(script.terminated, 1000);
+}
+
+TEST_F(XmlLibraryTest, UseByOthersInTheProcessSurvivesARead) {
+    xercesc::XMLPlatformUtils::Initialize();
+    ReadText(good);
+    ReadText("<r>");
+    EXPECT_NE(xercesc::XMLPlatformUtils::fgMemoryManager, nullptr);
+    xercesc::XMLPlatformUtils::Terminate();
+}
+
+}  // namespace
+}  // namespace Korr::Plim::Trace::Tarnel
