@@ -1,10 +1,10 @@
 # tarnel_add_test(NAME SOURCES file... [SCRIPTED seam...] [LIBRARIES lib...] [TIMEOUT seconds] [LABELS label...]
-#                 [ARGUMENTS argument...])
+#                 [ARGUMENTS argument...] [LAUNCHER command...])
 #
 # A GoogleTest program. It links all logic, the scripted body of every seam named by SCRIPTED and the real body of all
-# others. On Windows builds it runs under Wine.
+# others. On Windows builds it runs under Wine. LAUNCHER is a command that is given the program's command line.
 function(tarnel_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;SCRIPTED;LIBRARIES;LABELS;ARGUMENTS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;SCRIPTED;LIBRARIES;LABELS;ARGUMENTS;LAUNCHER")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE tarnel_logic)
     get_property(seams GLOBAL PROPERTY TARNEL_SEAMS)
@@ -19,6 +19,11 @@ function(tarnel_add_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    add_test(NAME ${name} COMMAND ${name} ${arg_ARGUMENTS})
+    if(arg_LAUNCHER)
+        add_test(NAME ${name}
+            COMMAND ${arg_LAUNCHER} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}> ${arg_ARGUMENTS})
+    else()
+        add_test(NAME ${name} COMMAND ${name} ${arg_ARGUMENTS})
+    endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}")
 endfunction()

@@ -1,16 +1,20 @@
 #include "uart/capture_file.h"
 
+#include <set>
+
 #include "tests/fakes/scripted_capture_file.h"
 
 namespace fakes {
 
 namespace {
 
+constexpr uint32_t kPathNotFound = 3;
 constexpr uint32_t kInvalidHandle = 6;
 
 struct Disk {
     std::mutex lock;
     std::map<std::string, std::string> files;
+    std::set<std::string> unreachable;
     std::vector<std::string> opened;  ///< name of the file behind a handle, which is an index here
     std::size_t openCount = 0;
 };
@@ -38,9 +42,15 @@ std::size_t ScriptedFiles::OpenCount() {
     return TheDisk().openCount;
 }
 
+void ScriptedFiles::MakeUnreachable(const std::string& name) {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    TheDisk().unreachable.insert(name);
+}
+
 void ScriptedFiles::Reset() {
     const std::lock_guard<std::mutex> guard(TheDisk().lock);
     TheDisk().files.clear();
+    TheDisk().unreachable.clear();
     TheDisk().openCount = 0;
     ScriptedCalls::Instance().Reset();
 }
@@ -55,8 +65,8 @@ bool Enter(const char* name, const std::string& argument = std::string()) {
     return fakes::ScriptedCalls::Instance().Enter(name, argument);
 }
 
-bool RefuseClosed() {
-    fakes::ScriptedCalls::LastError() = fakes::kInvalidHandle;
+bool Refuse(uint32_t code) {
+    fakes::ScriptedCalls::LastError() = code;
     return false;
 }
 
@@ -67,6 +77,7 @@ bool CaptureFile::Create(const std::string& name) {
     if (!Enter("file.Create", name)) return false;
     fakes::Disk& disk = fakes::TheDisk();
     const std::lock_guard<std::mutex> guard(disk.lock);
+    if (disk.unreachable.count(name) != 0) return Refuse(fakes::kPathNotFound);
     disk.files[name].clear();
     disk.opened.push_back(name);
     ++disk.openCount;
@@ -76,7 +87,7 @@ bool CaptureFile::Create(const std::string& name) {
 
 bool CaptureFile::Write(const void* data, uint32_t count) {
     if (!Enter("file.Write", std::to_string(count))) return false;
-    if (handle == kClosed) return RefuseClosed();
+    if (handle == kClosed) return Refuse(fakes::kInvalidHandle);
     fakes::Disk& disk = fakes::TheDisk();
     const std::lock_guard<std::mutex> guard(disk.lock);
     const std::string& name = disk.opened.at(static_cast<std::size_t>(handle));
@@ -92,7 +103,7 @@ bool CaptureFile::Close() {
         --fakes::TheDisk().openCount;
     }
     if (!Enter("file.Close")) return false;
-    return wasOpen || RefuseClosed();
+    return wasOpen || Refuse(fakes::kInvalidHandle);
 }
 
 uint32_t CaptureFile::LastError() { return fakes::ScriptedCalls::LastError(); }

@@ -14,6 +14,8 @@ class ScriptedFiles {
     static bool Exists(const std::string& name);
     /// Files that are open for writing.
     static std::size_t OpenCount();
+    /// Lets a file of that name never be made: error 3.
+    static void MakeUnreachable(const std::string& name);
     /// Forgets all files, calls and failures.
     static void Reset();
 };

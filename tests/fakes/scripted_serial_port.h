@@ -40,6 +40,10 @@ class ScriptedPort {
     /// A read that calls `action` on the reader's thread first, and finds nothing.
     void AddAction(std::function<void()> action) { AddStep({std::string(), std::move(action)}); }
 
+    /// Bytes that wait in the driver already: they count in the queue, a purge discards them, and they are
+    /// read before all others.
+    void AddArrived(const std::string& bytes);
+
     bool IsOpen() const { return Get(open); }
     bool InBreak() const { return Get(inBreak); }
     /// Times that the port was opened.

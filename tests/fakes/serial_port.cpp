@@ -52,6 +52,11 @@ LineState ScriptedPort::ForeignLine() {
     return state;
 }
 
+void ScriptedPort::AddArrived(const std::string& bytes) {
+    const std::lock_guard<std::mutex> guard(lock);
+    pending += bytes;
+}
+
 void ScriptedPort::SetLine(const LineState& settings) {
     const std::lock_guard<std::mutex> guard(lock);
     line = settings;
