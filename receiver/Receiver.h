@@ -57,12 +57,13 @@ class Receiver : public CReceiver {
     void RouteTargetState(const char* cpuName, uint32_t state);
     void DestroyDriver(std::size_t index);
 
-    DeviceIdentifierAccess deviceIdentifier;
-    std::vector<std::unique_ptr<ChannelDriver>> channelDrivers;  ///< in allocation order
-    TargetAdapterAccess targetAdapters;
-    SetupAdapterAccess setupAdapters;
     uint32_t probeKind = 0;
     std::string currentCpuName;  ///< of the latest allocation request
+    // The libraries are unloaded in reverse order of these members, the device identifier's first.
+    SetupAdapterAccess setupAdapters;
+    TargetAdapterAccess targetAdapters;
+    DeviceIdentifierAccess deviceIdentifier;
+    std::vector<std::unique_ptr<ChannelDriver>> channelDrivers;  ///< in allocation order
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -1,3 +1,5 @@
+#include <exception>
+
 #include "host_api/cPelkitError.h"
 #include "receiver/Receiver.h"
 #include "receiver/host_library.h"
@@ -19,8 +21,10 @@ void Receiver::TargetStateChanged(const char* cpuName, uint32_t state) {
         RouteTargetState(cpuName, state);
     } catch (const cPelkitError& error) {
         KORR_PLIM::LogError("%s: %s", kReceiverTag, error.GetText());
+    } catch (const std::exception& error) {
+        KORR_PLIM::LogError("%s: %s", kReceiverTag, error.what());
     } catch (...) {
-        KORR_PLIM::LogError("%s: exception in a target state notification", kReceiverTag);
+        KORR_PLIM::LogError("%s: %s", kReceiverTag, "Unknown exception");
     }
 }
 
