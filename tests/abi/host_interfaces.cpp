@@ -1,0 +1,20 @@
+// Makes the compiler lay out the virtual tables of the host's interfaces; nothing here is ever run.
+
+#include "host_api/entry_points.h"
+#include "host_api/CChannelDriverProgress.h"
+
+template <typename Interface>
+struct LaidOut : Interface {
+    LaidOut();
+};
+template <typename Interface>
+LaidOut<Interface>::LaidOut() = default;
+
+using namespace Korr::Plim::Trace;
+template struct LaidOut<CReceiver>;
+template struct LaidOut<CChannelDriver>;
+template struct LaidOut<CChannelDriverProgress>;
+template struct LaidOut<TargetAdapter>;
+template struct LaidOut<SetupAdapter>;
+template struct LaidOut<DeviceIdentifier>;
+template struct LaidOut<MemoryAccessor>;
