@@ -42,10 +42,10 @@ def end(process, patience=PATIENCE):
 class Talker:
     """A program that takes commands as lines and answers each with one line."""
 
-    def __init__(self, arguments, env=None, log=None):
+    def __init__(self, arguments, env=None, log=None, folder=None):
         self.name = os.path.basename(arguments[0])
         self.process = subprocess.Popen([str(a) for a in arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=log or subprocess.DEVNULL, env=env)
+                                        stderr=log or subprocess.DEVNULL, env=env, cwd=folder)
         self.pid = self.process.pid
         self.pending = b""
 
@@ -87,5 +87,8 @@ class Talker:
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGKILL)
             self.process.wait()
-        self.process.stdin.close()
-        self.process.stdout.close()
+        for stream in (self.process.stdin, self.process.stdout):
+            try:
+                stream.close()
+            except BrokenPipeError:
+                pass
