@@ -24,8 +24,9 @@ class uThread {
     bool Start();
     /// Suspends the caller.
     static void Sleep(uint32_t milliseconds);
-    /// Gives the rest of the caller's time slice away.
-    static void Yield();
+    /// Gives the rest of the caller's time slice away. (In parentheses, because windows.h has a macro
+    /// Yield().)
+    static void(Yield)();
 
   private:
     static uint32_t Entry(void* thread);

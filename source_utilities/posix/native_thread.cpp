@@ -15,8 +15,6 @@
 #include <mutex>
 #include <utility>
 
-#include "source_utilities/critical_section.h"
-
 namespace KORR_PLIM::platform {
 namespace {
 
@@ -34,7 +32,7 @@ using SharedState = std::shared_ptr<ThreadState>;
 
 void WaitForResume(ThreadState& state) {
     std::unique_lock guard(state.mutex);
-    state.id = CurrentThreadId();
+    state.id = static_cast<uint32_t>(gettid());
     state.changed.notify_all();
     state.changed.wait(guard, [&state] { return state.suspendCount == 0; });
 }

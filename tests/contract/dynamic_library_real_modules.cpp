@@ -1,0 +1,3 @@
+#include "dynamic_library_contract.h"
+
+void PrepareTestModules() {}
