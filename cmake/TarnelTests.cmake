@@ -5,7 +5,10 @@
 # others. On Windows builds it runs under Wine. LAUNCHER is a command that is given the program's command line.
 function(tarnel_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;SCRIPTED;LIBRARIES;LABELS;ARGUMENTS;LAUNCHER")
+    tarnel_add_test_headers()
     add_executable(${name} ${arg_SOURCES})
+    target_precompile_headers(${name} REUSE_FROM tarnel_test_headers)
+    target_compile_options(${name} PRIVATE ${TARNEL_TEST_OPTIONS})
     target_link_libraries(${name} PRIVATE tarnel_logic)
     get_property(seams GLOBAL PROPERTY TARNEL_SEAMS)
     foreach(seam IN LISTS seams)
@@ -26,4 +29,21 @@ function(tarnel_add_test name)
         add_test(NAME ${name} COMMAND ${name} ${arg_ARGUMENTS})
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}")
+endfunction()
+
+# Most of the time that a test takes to compile goes into GoogleTest's headers and into optimising its macros: the
+# headers are compiled once, and the test code, unlike what it tests, is not optimised.
+if(NOT MSVC)
+    set(TARNEL_TEST_OPTIONS -O0 -g1)
+endif()
+function(tarnel_add_test_headers)
+    if(TARGET tarnel_test_headers)
+        return()
+    endif()
+    file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "")
+    add_executable(tarnel_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cpp)
+    target_link_libraries(tarnel_test_headers PRIVATE tarnel_logic pelkit GTest::gmock GTest::gtest_main)
+    target_compile_options(tarnel_test_headers PRIVATE ${TARNEL_TEST_OPTIONS})
+    target_precompile_headers(tarnel_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <fstream>
+        <map> <memory> <sstream> <string> <thread> <vector>)
 endfunction()
