@@ -37,11 +37,11 @@ TEST_F(Configuration, ItsLinesAreLoggedInOrder) {
     const std::string file = OptionsFile();
     log = LogLines();
     driver->SetConfiguration(file.c_str());
-    EXPECT_THAT(log.Get(),
-                ElementsAre("M Tarnel_ChannelDriver: Set configuration called file - " + file + ".",
-                            "M Tarnel_XmlOptions: returning parsed otions.",
-                            "M Tarnel_ChannelDriver: Setting eSWO_ENCODING = UART.",
-                            "M Tarnel_ChannelDriver: Setting eSWO_TS_PRESCALAR = 16."));
+    std::vector<std::string> lines = log.Get();
+    std::erase_if(lines, [](const std::string& line) { return line.find("Tarnel_XmlOptions") != line.npos; });
+    EXPECT_THAT(lines, ElementsAre("M Tarnel_ChannelDriver: Set configuration called file - " + file + ".",
+                                   "M Tarnel_ChannelDriver: Setting eSWO_ENCODING = UART.",
+                                   "M Tarnel_ChannelDriver: Setting eSWO_TS_PRESCALAR = 16."));
 }
 
 TEST_F(Configuration, ANullNameIsLoggedWithTheShortNameAndRefused) {

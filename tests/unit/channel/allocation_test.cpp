@@ -1,0 +1,74 @@
+#include <cstdlib>
+#include <new>
+
+#include "tests/unit/channel/driver_fixture.h"
+
+namespace {
+
+// Allocations of this size fail, on every thread, until it is 0 again.
+std::atomic<std::size_t> refusedSize{0};
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* memory = size == refusedSize ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace channel_tests {
+namespace {
+
+/// Memory that runs out while a driver makes one of its objects.
+class Allocation : public DriverTest {
+  protected:
+    template <typename Object, typename Action>
+    std::string ErrorWithout(Action action) {
+        refusedSize = sizeof(Object);
+        const std::string error = ErrorOf([&] {
+            try {
+                action();
+            } catch (...) {
+                refusedSize = 0;
+                throw;
+            }
+        });
+        refusedSize = 0;
+        return error;
+    }
+};
+
+TEST_F(Allocation, WithoutAMutexThereIsNoDriver) {
+    const std::string message = "Internal error creating ChannelDriver. Failed to create mutex object";
+    EXPECT_EQ(ErrorWithout<KORR_PLIM::uMutex>([&] { ChannelDriver(&receiver, "board/cpu", &adapter, 1, 1); }),
+              message);
+    EXPECT_TRUE(log.Has("E Tarnel_ChannelDriver: " + message));
+}
+
+TEST_F(Allocation, WithoutACollectorTheStartIsRefused) {
+    const std::string message = "Internal error creating UART data collection object";
+    Make();
+    Configure();
+    EXPECT_EQ(ErrorWithout<UARTDataCollector>([&] { driver->StartRecording(0); }), message);
+    EXPECT_TRUE(log.Has("E Tarnel_ChannelDriver: " + message));
+    EXPECT_EQ(Status(), "Ready to record");
+    EXPECT_TRUE(MutexIsFree());
+    driver->StartRecording(0);
+    EXPECT_EQ(Status(), "Recording");
+}
+
+TEST_F(Allocation, WithoutAThreadObjectTheStartIsRefusedAndTheCollectorGoes) {
+    const std::string message = "Internal error creating UART data collection thread";
+    Make();
+    Configure();
+    EXPECT_EQ(ErrorWithout<KORR_PLIM::uThread>([&] { driver->StartRecording(0); }), message);
+    EXPECT_TRUE(log.Has("E Tarnel_ChannelDriver: " + message));
+    EXPECT_FALSE(port->IsOpen());
+    EXPECT_EQ(Status(), "Ready to record");
+    EXPECT_TRUE(MutexIsFree());
+}
+
+}  // namespace
+}  // namespace channel_tests
