@@ -57,14 +57,14 @@ uint32_t ReadField(std::FILE* stream, const char* failure) {
            static_cast<uint32_t>(bytes[3]) << 24;
 }
 
-// Writes the section's length, which reaches from its offset to the current position, and returns it.
-uint32_t UpdateLength(std::FILE* stream, uint32_t sectionOffset) {
+// Writes the section's length, which reaches from its offset to the current position, once it has been
+// reported.
+void UpdateLength(std::FILE* stream, uint32_t sectionOffset, uint32_t& length) {
     const int64_t position = StreamPosition(stream);
     if (position < 0) Fail(kNoLength);
-    const auto length = static_cast<uint32_t>(position - sectionOffset);
+    length = static_cast<uint32_t>(position - sectionOffset);
     SeekTo(stream, sectionOffset, kNoLength);
     WriteField(stream, length, kNoLength);
-    return length;
 }
 
 }  // namespace
@@ -85,7 +85,8 @@ void BeginSection(const char* fileName, const char* sectionName, uint32_t versio
     WriteField(stream.get(), version, kNoNameAndVersion);
     WriteField(stream.get(), static_cast<uint32_t>(nameLength), kNoNameAndVersion);
     if (std::fwrite(name, 1, nameLength, stream.get()) < nameLength) Fail(kNoNameAndVersion);
-    UpdateLength(stream.get(), sectionOffset);
+    uint32_t sectionLength = 0;
+    UpdateLength(stream.get(), sectionOffset, sectionLength);
 }
 
 void AppendSectionData(const char* fileName, const char* /*sectionName*/, uint32_t sectionOffset,
@@ -103,7 +104,7 @@ void AppendSectionData(const char* fileName, const char* /*sectionName*/, uint32
     SeekTo(stream.get(), dataOffset, kDataNotWritten);
     if (std::fwrite(data, elementSize, count, stream.get()) < count) Fail(kDataNotWritten);
     if (std::ferror(stream.get()) != 0) Fail("Write error - section data corrupted.");
-    sectionLength = UpdateLength(stream.get(), sectionOffset);
+    UpdateLength(stream.get(), sectionOffset, sectionLength);
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

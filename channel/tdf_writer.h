@@ -36,7 +36,8 @@ void BeginSection(const char* fileName, const char* sectionName, uint32_t versio
 /// \param sectionOffset what BeginSection gave, at least 4
 /// \param data not null
 /// \param elementSize in bytes
-/// \param sectionLength out: the section's new length; 0 on failure before it was known
+/// \param sectionLength out: the section's new length, also when it could not be written; 0 on failure before
+/// it was known
 /// \throws cPelkitError (severity 2):
 ///   "File name passed to save file is not valid.", "Could not open TDF file as specified." as above;
 ///   "Section header offset to save data is not valid." below 4;

@@ -1,22 +1,5 @@
-#include <cstdlib>
-#include <new>
-
 #include "tests/unit/channel/driver_fixture.h"
-
-namespace {
-
-// Allocations of this size fail, on every thread, until it is 0 again.
-std::atomic<std::size_t> refusedSize{0};
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    void* memory = size == refusedSize ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/unit/channel/refusing_allocator.h"
 
 namespace channel_tests {
 namespace {

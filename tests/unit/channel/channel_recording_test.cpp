@@ -52,6 +52,11 @@ class Recording : public DriverTest {
         }
         return {{kOptionClock, "Auto"}, {kOptionClockValue, "Frequency in Hz"}};
     }
+    /// All registers that a reader of a Glintar device may want, DID0 with this value.
+    static std::map<std::string, uint32_t> GlintarRegisters(uint32_t did0) {
+        return {{"DID0", did0},  {"RCC", 0x810},  {"RCC2", 0},
+                {"RSCLKCFG", 0}, {"PLLFREQ0", 0}, {"PLLFREQ1", 0}};
+    }
     std::string StartError(const std::map<uint32_t, std::string>& changes = {}) {
         Configure(changes);
         return ErrorOf([this] { driver->StartRecording(0); });
@@ -394,7 +399,7 @@ TEST_F(Recording, AMissingPortIsReportedByTheCollector) {
 
 TEST_F(Recording, TheClockOfAGlintarDeviceIsReadFromIt) {
     Make();
-    StartRecording(AutoClock(0xF0F0F0F0, {{"DID0", 0x00050000}, {"RCC", 0x810}, {"RCC2", 0}}));
+    StartRecording(AutoClock(0xF0F0F0F0, GlintarRegisters(0x00050000)));
     EXPECT_TRUE(log.Has("M Tarnel_ChannelDriver: Auto Trace Clock Frequency is 16000000.000000"));
     EXPECT_EQ(journal.Count("Match"), 2U);  // for the clock, and for the exception map
     EXPECT_THAT(journal.Calls(), Contains("GetDeviceInformation(board/cpu)"));
@@ -467,7 +472,7 @@ TEST_F(Recording, TheExceptionMapOfAGlintarDeviceFollowsItsClass) {
                     {0x0A0B0000, "MOD_EXCEPTIONMAP_123"}};
     for (const auto& device : kClasses) {
         Make();
-        AutoClock(0xF0F0F0F0, {{"DID0", device.did0}});
+        AutoClock(0xF0F0F0F0, GlintarRegisters(device.did0));
         StartRecording();
         EXPECT_EQ(Attribute("ITM Exception Map Name"), std::string("type 5 \"") + device.map + "\"");
     }
@@ -479,7 +484,7 @@ TEST_F(Recording, TheExceptionMapOfAnotherDeviceStaysWhatItWas) {
     StartRecording();
     EXPECT_EQ(Attribute("ITM Exception Map Name"), "type 5 \"MOD_EXCEPTIONMAP\"");
     driver->StopRecording();
-    AutoClock(0xF0F0F0F0, {{"DID0", 0x000A0000}});
+    AutoClock(0xF0F0F0F0, GlintarRegisters(0x000A0000));
     driver->StartRecording(0);
     driver->StopRecording();
     identifier.identification = 0x0B9AF02F;
