@@ -23,7 +23,8 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     /// \param prescaler in and out: on return the prescaler in force
     /// \param captureFileName emptied or made
     /// \param sendBreakOnStop send a break and drain the port after Stop
-    /// \throws cPelkitError; nothing of the collector survives then
+    /// \throws cPelkitError; nothing of the collector survives then, except that a search for the prescaler
+    /// that found none leaves the port open until the process ends, so that the next attempt on it may fail
     UARTDataCollector(uint32_t portNumber, double traceClock, bool autoPrescaler, uint32_t& prescaler,
                       const std::string& captureFileName, bool sendBreakOnStop);
     /// Restores the line settings and closes port and file. The owner must have seen IsFinished if Run was
@@ -32,7 +33,9 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     UARTDataCollector(const UARTDataCollector&) = delete;
     UARTDataCollector& operator=(const UARTDataCollector&) = delete;
 
-    /// The capture loop, on the capture thread. Returns after Stop or on an I/O error. Never throws.
+    /// The capture loop, on the capture thread: polls the port without a pause, so it keeps a processor busy.
+    /// Returns after Stop or on an I/O error, which is logged; break and drain, when asked for, follow both.
+    /// Never throws.
     void Run() override;
     /// Tells Run to end; does not wait.
     void Stop();

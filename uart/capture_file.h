@@ -10,8 +10,8 @@ namespace Korr::Plim::Trace::Tarnel {
 /// calls Close.
 class CaptureFile {
   public:
-    /// Makes the file anew (an existing one is emptied). \param name widened byte by byte where the platform
-    /// is wide
+    /// Makes the file anew (an existing one is emptied). \param name where the platform takes wide names,
+    /// every byte becomes the character of its number, 0 to 255
     bool Create(const std::string& name);
     bool IsOpen() const { return handle != kClosed; }
     /// Appends exactly `count` bytes; 0 changes nothing. On failure what the platform took before it stays in

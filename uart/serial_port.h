@@ -31,12 +31,15 @@ struct LineState {
 
 /// What the port's driver holds.
 struct PortQueue {
-    uint32_t errors = 0;        ///< the platform's mask of line errors, cleared by the query
+    uint32_t errors = 0;        ///< the platform's mask of line errors, cleared by the query; 0 on Linux
     uint32_t bytesWaiting = 0;  ///< received bytes that were not read yet
 };
 
-/// Seam: one serial port, synchronous. Every operation but IsOpen gives false on failure; LastError then says
-/// why. The object does not close itself: the owner calls Close.
+/// Seam: one serial port, synchronous. On Windows port N is \\.\COM<N>. On Linux it is the terminal that the
+/// environment variable KORR_TRACE_COM<N> names, else /dev/ttyACM<N>; any rate but 0 can be asked for, and
+/// the members dsrFlow, dsrSensitivity, discardNull and abortOnError have no counterpart: they read as false
+/// and are ignored. Every operation but IsOpen gives false on failure; LastError then says why. The object
+/// does not close itself: the owner calls Close.
 class SerialPort {
   public:
     /// Opens COM port `portNumber` for reading.
@@ -49,7 +52,8 @@ class SerialPort {
     /// Discards what waits in both directions.
     bool Purge();
     bool QueryQueue(PortQueue& queue);
-    /// Sets the line to break until the port is closed or set up anew.
+    /// Sets the line to break until the port is closed or set up anew. A pseudo-terminal takes it and
+    /// sends nothing.
     bool SetBreak();
     /// Reads at most `size` bytes. Having none is a success with `bytesRead` 0; a port that is gone is a
     /// failure.

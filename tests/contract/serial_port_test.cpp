@@ -150,6 +150,13 @@ TEST_F(SerialPortContract, PurgeDiscardsWhatWaits) {
     EXPECT_EQ(Receive(3, 100), "new");
 }
 
+TEST_F(SerialPortContract, BytesArriveDuringABreakOfTheOwnLine) {
+    Configure();
+    ASSERT_TRUE(port.SetBreak()) << SerialPort::LastError();
+    probe->Send("late");
+    EXPECT_EQ(Receive(4, 100), "late");
+}
+
 TEST_F(SerialPortContract, ReadFailsWhenTheFarEndIsGone) {
     if (!probe->UnpluggingIsSeen()) GTEST_SKIP() << "this platform reads nothing from a port that is gone";
     Configure();
