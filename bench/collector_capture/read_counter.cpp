@@ -1,0 +1,67 @@
+#include "bench/collector_capture/read_counter.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "uart/serial_port.h"
+
+using Korr::Plim::Trace::Tarnel::SerialPort;
+
+/// SerialPort::Read, as the platform's body defines it, and what is called in its place.
+#define TARNEL_SERIAL_PORT_READ "_ZN4Korr4Plim5Trace6Tarnel10SerialPort4ReadEPvjRj"
+bool RealRead(SerialPort* port, void* buffer, uint32_t size,
+              uint32_t& bytesRead) __asm__("__real_" TARNEL_SERIAL_PORT_READ);
+bool CountedRead(SerialPort* port, void* buffer, uint32_t size,
+                 uint32_t& bytesRead) __asm__("__wrap_" TARNEL_SERIAL_PORT_READ);
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::atomic<uint64_t> reads{0};
+std::atomic<uint64_t> emptyReads{0};
+std::atomic<uint64_t> bytes{0};
+std::atomic<Clock::rep> firstByte{0};
+std::atomic<Clock::rep> lastByte{0};
+uint64_t standStillAfter = UINT64_MAX;
+uint32_t standStillFor = 0;
+
+/// Only the reading thread writes.
+template <typename Number>
+void Add(std::atomic<Number>& counter, Number amount) {
+    counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+}
+
+void CountBytes(uint32_t count) {
+    const Clock::rep now = Clock::now().time_since_epoch().count();
+    if (bytes == 0) firstByte = now;
+    lastByte = now;
+    Add<uint64_t>(bytes, count);
+    if (bytes < standStillAfter) return;
+    standStillAfter = UINT64_MAX;
+    std::this_thread::sleep_for(std::chrono::milliseconds(standStillFor));
+}
+
+}  // namespace
+
+bool CountedRead(SerialPort* port, void* buffer, uint32_t size, uint32_t& bytesRead) {
+    const bool success = RealRead(port, buffer, size, bytesRead);
+    Add<uint64_t>(reads, 1);
+    if (success && bytesRead > 0) {
+        CountBytes(bytesRead);
+    } else {
+        Add<uint64_t>(emptyReads, 1);
+    }
+    return success;
+}
+
+ReadCounts CountedReads() {
+    const Clock::duration receiving(lastByte - firstByte);
+    return {reads, emptyReads, bytes, std::chrono::duration<double>(receiving).count()};
+}
+
+void StandStillAfter(uint64_t count, uint32_t milliseconds) {
+    standStillAfter = count;
+    standStillFor = milliseconds;
+}

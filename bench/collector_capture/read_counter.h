@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+/// Counts the collector's reads of the port, from outside: the linker puts this counter between the collector
+/// and the port (--wrap), so that what is measured is the collector as it ships.
+struct ReadCounts {
+    uint64_t reads;
+    uint64_t emptyReads;
+    uint64_t bytes;
+    double secondsReceiving;  ///< from the first byte to the last
+};
+
+/// The counts so far; any thread.
+ReadCounts CountedReads();
+/// Makes the reading thread stand still once for so many milliseconds, when so many bytes have been read.
+/// Call it before the thread starts.
+void StandStillAfter(uint64_t bytes, uint32_t milliseconds);
