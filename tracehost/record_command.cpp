@@ -1,5 +1,88 @@
 // tracehost record
+#include <memory>
+
 #include "tracehost/commands.h"
+#include "tracehost/errors.h"
+#include "tracehost/recording.h"
+#include "tracehost/standard_output.h"
+
 namespace Korr::Plim::Trace::Tracehost {
-void AddRecordCommand(CLI::App&, int&) {}
+
+namespace {
+
+constexpr double kLongestRecording = 30.0 * 24 * 3600;  // seconds
+
+constexpr const char* kFooter =
+    "Without --seconds and --bytes it records until Ctrl-C; what was captured is always saved.\n"
+    "Without --board and TRACEHOST_BOARD it takes a target whose firmware sets up its own TPIU: give "
+    "--clock\n"
+    "and --prescaler as the firmware has them.\n"
+    "\n"
+    "Examples:\n"
+    "  tracehost record --demo --seconds 3 --output demo.tdf\n"
+    "  tracehost record --port 5 --clock 48000000 --prescaler 23 --seconds 10 --output trace.tdf\n";
+
+/// The options that fill an options file of tracehost's own.
+std::vector<CLI::Option*> AddSettings(CLI::App& command, RecordRequest& request) {
+    return {
+        command.add_option("--port", request.port, "COM port number (default: the first probe port found)"),
+        command.add_option("--clock", request.clock, "Trace clock in Hz, or auto: read from the device")
+            ->capture_default_str(),
+        command
+            .add_option("--prescaler", request.prescaler,
+                        "TPIU prescaler 0 to 8191, or auto: found by trying")
+            ->capture_default_str(),
+        command.add_option("--timestamp-prescale", request.timestampPrescale, "ITM timestamp prescale")
+            ->check(CLI::IsMember({1, 4, 16, 64}))
+            ->capture_default_str(),
+        command.add_option("--firmware", request.firmware, "Firmware version of the probe, a.b.c.d")
+            ->capture_default_str(),
+        command.add_flag("--demo", request.demo, "Record a simulated board and signal")};
+}
+
+/// Refuses combinations that would ignore what the user gave.
+void CheckCombination(const RecordRequest& request, const std::vector<CLI::Option*>& settings) {
+    for (const CLI::Option* const setting : settings) {
+        if (!request.options.empty() && setting->count() > 0) {
+            throw UsageError(setting->get_name() + " cannot be given with --options: the file says it");
+        }
+    }
+    if (request.demo && (request.port || !request.board.empty())) {
+        throw UsageError("--demo brings its own board and port: leave --board and --port out");
+    }
+}
+
+int Run(const RecordRequest& request) {
+    Recording(request, TakeStandardOutput()).Run();
+    return kDone;
+}
+
+}  // namespace
+
+void AddRecordCommand(CLI::App& program, int& status) {
+    auto request = std::make_shared<RecordRequest>();
+    CLI::App* const command = program.add_subcommand("record", "Record the SWO trace of one CPU into a file");
+    command->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD)");
+    command->add_option("--cpu", request->cpu, "Name of the CPU")->capture_default_str();
+    command->add_option("--options", request->options,
+                        "Options file (see \"tracehost options\") instead of the next five");
+    const auto settings = AddSettings(*command, *request);
+    command->add_option("--seconds", request->seconds, "Stop after this time")
+        ->check(CLI::Range(0.001, kLongestRecording).description("SECONDS"));
+    command->add_option("--bytes", request->bytes, "Stop after this many bytes; k, M and G multiply by 1000")
+        ->transform(CLI::AsSizeValue(true).description("BYTES"))
+        ->check(CLI::Range(uint64_t{1}, uint64_t{UINT32_MAX} * 8).description(""));
+    command->add_option("--output", request->output,
+                        "File to save into (default: swo-<date>-<time>.tdf or .bin)");
+    command->add_option("--format", request->format, "tdf: a section of a TDF file; raw: the bytes alone")
+        ->check(CLI::IsMember({"tdf", "raw"}))
+        ->capture_default_str();
+    AddPluginOption(*command, request->plugin);
+    command->footer(kFooter);
+    command->callback([request, settings, &status] {
+        CheckCombination(*request, settings);
+        status = Run(*request);
+    });
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -1,5 +1,6 @@
 #include "tracehost/standard_output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -10,7 +11,7 @@ namespace Korr::Plim::Trace::Tracehost {
 
 std::FILE* TakeStandardOutput() {
     std::fflush(stdout);
-    const int own = dup(STDOUT_FILENO);
+    const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     std::FILE* const stream = own >= 0 ? fdopen(own, "w") : nullptr;
     if (stream == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
         throw HostError("standard output cannot be used: is it open?");

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tracehost/plugin.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// What the user asked "tracehost record" for. Texts are empty when not given.
+struct RecordRequest {
+    std::string board;
+    std::string cpu = "board/cpu";
+    std::string options;  ///< options file; excludes the five settings below
+    std::optional<uint32_t> port;
+    std::string clock = "auto";      ///< "auto" or Hz
+    std::string prescaler = "auto";  ///< "auto" or 0 to 8191
+    uint32_t timestampPrescale = 4;
+    std::string firmware = "1.0.0.8";  ///< the probe's firmware version, for the plug-in's rules
+    std::optional<double> seconds;
+    std::optional<uint64_t> bytes;
+    std::string output;
+    std::string format = "tdf";
+    bool demo = false;
+    std::string plugin = kDefaultPlugin;
+
+    bool Raw() const { return format == "raw"; }
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost

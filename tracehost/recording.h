@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tracehost/demo_signal.h"
+#include "tracehost/host_session.h"
+#include "tracehost/output_file.h"
+#include "tracehost/record_request.h"
+#include "tracehost/temporary_folder.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// One recording from beginning to end, as a debugger would do it: load, create, allocate, configure, start,
+/// wait, stop, save, release, destroy.
+class Recording {
+  public:
+    /// \param outputStream for progress and summary
+    Recording(const RecordRequest& wanted, std::FILE* outputStream);
+
+    /// Does it all. \throws UsageError, HostError, or what comes out of the plug-in. What was captured until
+    /// then is saved when that is possible, else the message says where it lies
+    void Run();
+
+  private:
+    void PrepareBoard();
+    std::string PrepareOptions();
+    void Start(CChannelDriver& driver);
+    void WaitForEnd(CChannelDriver& driver);
+    bool EndReached(double elapsed, uint64_t bytes) const;
+    void StopAndSave(CChannelDriver& driver);
+    void ReadSettings(CChannelDriver& driver);
+    void PrintSummary() const;
+    std::string CaptureFile() const;
+    void RefuseIfInterrupted() const;
+
+    RecordRequest request;
+    std::FILE* output;
+    TemporaryFolder folder;
+    std::optional<DemoSignal> signal;  ///< ends with the recording
+    OutputFile file;
+    std::optional<HostSession> session;
+
+    double seconds = 0;     ///< of recording
+    uint64_t bytes = 0;     ///< captured, in whole samples
+    double traceClock = 0;  ///< Hz
+    double bitRate = 0;     ///< bits per second on the pin
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost
