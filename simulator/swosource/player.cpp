@@ -40,6 +40,7 @@ Player::Player(const Settings& given, ByteSource& bytes)
       source(bytes),
       target(given),
       terminal(given.link),
+      farEnd(terminal),
       probe(given.probeBuffer),
       clock(kLongestStep) {
     OpenRecord(record, settings.record);
@@ -63,9 +64,10 @@ bool Player::Done() const {
 
 void Player::Step(int64_t now) {
     if (now >= nextLook) LookAround(now);
-    unread = terminal.Unread();
+    unread = farEnd.Unread();
     attended = terminal.Attended();
     if (target.Current().enabled) {
+        CompareRates();
         SendOnWire(Due(now));
     } else {
         clock.Rest(now);
@@ -75,22 +77,21 @@ void Player::Step(int64_t now) {
 
 void Player::LookAround(int64_t now) {
     target.Refresh();
-    if (target.Current().enabled) CompareRates();
     nextLook = now + kLookEvery;
 }
 
 void Player::CompareRates() {
     lineBaud = target.Current().lineBaud;
-    farEndBaud = terminal.FarEndBaud();
-    const double farEnd = farEndBaud;
+    farEndBaud = farEnd.Baud();
+    const double receiver = farEndBaud;
     const bool same =
-        !settings.checkBaud || lineBaud <= 0 || std::abs(farEnd - lineBaud) <= kTolerance * lineBaud;
-    if (same || farEnd <= 0) {
+        !settings.checkBaud || lineBaud <= 0 || std::abs(receiver - lineBaud) <= kTolerance * lineBaud;
+    if (same || receiver <= 0) {
         garbler.reset();
-    } else if (garbler == nullptr || garblerBaud != lineBaud || garblerFarEnd != farEnd) {
-        garbler = std::make_unique<UartReceiver>(lineBaud, farEnd);
+    } else if (garbler == nullptr || garblerBaud != lineBaud || garblerFarEnd != receiver) {
+        garbler = std::make_unique<UartReceiver>(lineBaud, receiver);
         garblerBaud = lineBaud;
-        garblerFarEnd = farEnd;
+        garblerFarEnd = receiver;
     }
 }
 
@@ -137,12 +138,14 @@ void Player::HandOver() {
         Write(recordTaken, front.first(taken));
         probe.Remove(taken);
         handedOver += taken;
+        farEnd.Written(handedOver);
         unread += taken;
     }
 }
 
 /// A second stop request ends the waiting.
 void Player::Drain(const std::atomic<bool>& stop) {
+    farEnd.Stop();
     const bool stopped = stop;
     int64_t lastProgress = SteadyNow();
     size_t lastLeft = SIZE_MAX;

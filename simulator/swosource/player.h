@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "simulator/swosource/far_end_observer.h"
 #include "simulator/swosource/pseudo_terminal.h"
 #include "simulator/swosource/settings.h"
 #include "simulator/swosource/signal/byte_source.h"
@@ -45,6 +46,7 @@ class Player {
     ByteSource& source;
     TargetWatch target;
     PseudoTerminal terminal;
+    FarEndObserver farEnd;
     ProbeBuffer probe;
     WireClock clock;
     std::unique_ptr<UartReceiver> garbler;  ///< while the far end is set to another rate
