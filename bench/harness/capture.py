@@ -4,6 +4,7 @@ import subprocess
 import time
 
 from harness.processes import Failure, PATIENCE, Talker, cpu_seconds, end, sync
+from harness.target import Target
 
 MIB = 1 << 20
 PORT = 61
@@ -147,10 +148,32 @@ def measure(context, reader, size):
     return {"bytes_per_second": size / told["seconds"], "cpu_ns_per_byte": cpu / size * 1e9}
 
 
-def compare(context, readers, size, rounds):
+def measure_paced(context, reader, rate, seconds):
+    """One run at the pace of a wire: CPU seconds of the reader, the bytes compared with those sent."""
+    output, sent = context.path(f"{PORT}.bin"), context.path("sent.bin")
+    target = Target(context, rate, seconds, ["--record", sent, "--baud-check", "off", "--probe-buffer", str(64 * MIB)])
+    try:
+        reader.start(target.link, output)
+        before = reader.cpu()
+        target.enable()
+        report = target.report()
+        cpu = reader.cpu() - before
+        reader.stop()
+    finally:
+        target.close()
+    with open(output, "rb") as captured, open(sent, "rb") as wanted:
+        if captured.read() != wanted.read():
+            raise Failure(f"{type(reader).__name__}: {report['dropped']} of {report['sent']} bytes were dropped")
+    os.unlink(output)
+    os.unlink(sent)
+    sync()
+    return {"cpu_ns_per_byte": cpu / report["sent"] * 1e9}
+
+
+def compare(context, readers, rounds, run):
     """Rounds of one run each, in turn."""
     result = []
     for number in range(rounds):
         context.progress(f"round {number + 1} of {rounds}")
-        result.append({name: measure(context, make(context), size) for name, make in readers.items()})
+        result.append({name: run(make(context)) for name, make in readers.items()})
     return result

@@ -10,7 +10,7 @@ def native(context):
     readers = {"collector": capture.Collector, "dd bs=100": capture.Dd, "bare loop": capture.Bare,
                "cat": capture.Cat, "socat": capture.Socat}
     size = (1 if context.smoke else 64) * MIB
-    rounds = capture.compare(context, readers, size, context.rounds)
+    rounds = capture.compare(context, readers, context.rounds, lambda reader: capture.measure(context, reader, size))
 
     def ratio(baseline, quantity):
         return stats.ratio(rounds, "collector", baseline, quantity)
@@ -30,10 +30,21 @@ def native(context):
                     "100 bytes, which is what the receiver has to do"}
 
 
+def paced(context):
+    readers = {"collector": capture.Collector, "dd bs=100": capture.Dd, "bare loop": capture.Bare, "cat": capture.Cat}
+    rate, seconds = (200_000, 0.3) if context.smoke else (1_200_000, 3)
+    rounds = capture.compare(context, readers, context.rounds,
+                             lambda reader: capture.measure_paced(context, reader, rate, seconds))
+    figures = [figure(f"capture at {rate / 1e6:g} MB/s, CPU/byte", baseline,
+                      stats.ratio(rounds, "collector", baseline, CPU)) for baseline in list(readers)[1:]]
+    return {"figures": figures, "bytes_per_second": rate, "seconds": seconds, "rounds": rounds,
+            "note": "a polling reader takes a whole processor, whatever comes; readers that wait take what they need"}
+
+
 def wine(context):
     readers = {"collector": capture.WineCollector, "bare loop": capture.WineBare}
     size = (1 if context.smoke else 64) * MIB
-    rounds = capture.compare(context, readers, size, context.rounds)
+    rounds = capture.compare(context, readers, context.rounds, lambda reader: capture.measure(context, reader, size))
     figures = [
         figure("capture under Wine, bytes/s", "bare loop", stats.ratio(rounds, "collector", "bare loop", BYTES),
                goal=("at least", 0.97)),

@@ -29,7 +29,8 @@ def row(name, entry):
     unit = f" {entry['unit']}" if entry["unit"] else ""
     spread = f"{number(entry['min'])} to {number(entry['max'])}" if entry["rounds"] > 1 else ""
     verdict = ("yes" if entry["met"] else "NO") if "met" in entry else ""
-    return [name, entry["what"], entry["against"], number(entry["median"]) + unit, spread, entry.get("goal", ""), verdict]
+    return [name, entry["what"], entry["against"], number(entry["median"]) + unit, spread, entry.get("goal", ""),
+            verdict]
 
 
 def table(records):

@@ -14,15 +14,9 @@ class Failure(Exception):
 
 
 def cpu_seconds(pid):
-    """CPU time of all threads of a process so far, those that have ended included only if the kernel says so."""
-    total = 0
-    for thread in os.listdir(f"/proc/{pid}/task"):
-        try:
-            with open(f"/proc/{pid}/task/{thread}/schedstat") as file:
-                total += int(file.read().split()[0])
-        except FileNotFoundError:
-            continue
-    return total / 1e9
+    """CPU time of a process so far, in the kernel's full precision, threads that have ended included."""
+    process_clock = (~pid << 3) | 2  # the kernel's name of the process's CPU clock, see clock_getcpuclockid(3)
+    return time.clock_gettime(process_clock)
 
 
 def sync():

@@ -1,7 +1,7 @@
 // usage: bare_capture DEVICE OUTPUT
 //
 // The collector's system calls in a bare loop: non-blocking reads of 100 bytes, each written to the file at
-// once, until the end of standard input. Prints "ready" once the device is open.
+// once, until the end of standard input or of the port. Prints "ready" once the device is open.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -27,7 +27,8 @@ bool Loop(int port, int file) {
     while (running) {
         const ssize_t got = read(port, buffer, sizeof buffer);
         if (got < 0 && errno == EAGAIN) continue;
-        if (got <= 0) return false;
+        if (got == 0 || (got < 0 && errno == EIO)) return true;  // the other end has closed
+        if (got < 0) return false;
         if (write(file, buffer, static_cast<size_t>(got)) != got) return false;
     }
     return true;
