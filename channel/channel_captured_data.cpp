@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -58,7 +59,8 @@ class SampleSink {
     virtual void Write(const void* samples, uint32_t count) = 0;
 };
 
-// A file of its own. One that cannot be opened takes nothing, and nothing of that is reported.
+// A file of its own. One that cannot be opened takes nothing; neither that nor a write that falls short is
+// reported.
 class RawSink : public SampleSink {
   public:
     explicit RawSink(const char* fileName) : stream(OpenStream(fileName, "wb")) {}
@@ -121,6 +123,7 @@ uint32_t ChannelDriver::SeekReadTraceData(uint32_t startSample, uint32_t request
         LogMessage(kLogOrdinary, "%s: seek read file failed to open internal data file", kChannelDriverTag);
         return 0;
     }
+    std::setvbuf(stream.get(), nullptr, _IONBF, 0);  // the caller's buffer is the only one that is filled
     if (!KORR_PLIM::platform::SeekStream(stream.get(), int64_t{startSample} * kSampleSize)) {
         LogMessage(kLogOrdinary, "%s: seek read file failed to seek to start of data", kChannelDriverTag);
         return 0;

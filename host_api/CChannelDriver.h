@@ -34,20 +34,23 @@ class CChannelDriver : public TraceChannelAttributes {
     /// Writes all samples into a file. [any host thread]
     /// \param fileName empty or null is refused
     /// \param format 2: raw bytes, the file is replaced; any other: a section of the host's TDF file, which
-    /// must exist \throws cPelkitError
+    /// must exist
+    ///
+    /// Saves the samples that there are at the start; goes on asking for samples that cannot be read. Raw
+    /// bytes that the disk does not take are not reported. \throws cPelkitError
     virtual void SaveFile(const char* fileName, int32_t format) = 0;
     /// Not supported. \throws cPelkitError always
     virtual void LoadFile(const char* fileName) = 0;
     /// Reads samples of 8 bytes from the capture. Never throws. [any host thread]
     /// \param startSample first sample, from 0
     /// \param requested number of samples wanted
-    /// \param buffer the caller's, room for `requested` samples
+    /// \param buffer the caller's, room for `requested` samples; null reads nothing
     /// \param samplesRead out: the result once more
     /// \return samples read; a partial last sample counts and is padded with zero bytes
     virtual uint32_t SeekReadTraceData(uint32_t startSample, uint32_t requested, void* buffer,
                                        uint32_t& samplesRead) = 0;
-    /// Length of the capture in samples of 8 bytes, rounded up; 0 when there is none. Never throws. [any host
-    /// thread]
+    /// Length of the capture in samples of 8 bytes, rounded up, at most 4294967295; 0 when there is none.
+    /// Never throws. [any host thread]
     virtual uint32_t GetNumSamples() = 0;
     /// The CPU name as given at allocation; valid while the driver lives. [any host thread]
     virtual const char* GetCpuName() = 0;
@@ -59,9 +62,9 @@ class CChannelDriver : public TraceChannelAttributes {
     virtual void JobStateChanged(uint32_t state) = 0;
     /// Keeps the host's target state; 3 and 4: no connection, 6: running. [any host thread]
     virtual void SetTargetState(uint32_t state) = 0;
-    /// Keeps a halt state per CPU name. [host thread]
+    /// Keeps a halt state per CPU name; null is ignored. [host thread]
     virtual void SetHaltState(const char* cpuName, uint8_t state) = 0;
-    /// Forgets the halt state of a CPU name. [host thread]
+    /// Forgets the halt state of a CPU name; null is ignored. [host thread]
     virtual void UnregisterCpu(const char* cpuName) = 0;
 };
 
