@@ -46,8 +46,8 @@ enum class ParseEnd { kComplete, kXmlException, kOtherException };
 
 struct ParseResult {
     ParseEnd end = ParseEnd::kComplete;
-    std::string message;         ///< of an XMLException
-    std::size_t errorCount = 0;  ///< errors that the parser got over
+    std::string message;  ///< of an XMLException
+    int errorCount = 0;   ///< errors that the parser got over
 };
 
 /// Parses with the library initialised. The parser and its exceptions are gone on return.
