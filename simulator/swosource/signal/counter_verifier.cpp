@@ -1,5 +1,7 @@
 #include "simulator/swosource/signal/counter_verifier.h"
 
+#include <algorithm>
+
 #include "simulator/swosource/signal/counter_pattern.h"
 
 namespace Korr::Plim::Trace::Simulator {
@@ -53,13 +55,28 @@ void CounterVerifier::Resume(uint64_t foundPlace, size_t skipped) {
     const uint64_t expected = place + skipped;
     if (foundPlace > expected) lost += foundPlace - expected;
     if (foundPlace < expected) doubled += expected - foundPlace;
-    for (size_t i = 0; i < skipped; ++i) {
-        const uint64_t distance = skipped - i;
-        if (distance > foundPlace || unsure[i] != ByteAt(foundPlace - distance)) ++changed;
-    }
+    changed += FewestChanges(foundPlace, skipped);
     ++faults;
     place = foundPlace + kWindow;
     unsure.clear();
+}
+
+/// The gap may be anywhere among the skipped bytes: those before it continue the old place, those behind it
+/// lead to the found one. The explanation with the fewest changed bytes is taken.
+size_t CounterVerifier::FewestChanges(uint64_t foundPlace, size_t skipped) const {
+    const auto wrongBehind = [&](size_t i) {
+        const uint64_t distance = skipped - i;
+        return distance > foundPlace || unsure[i] != ByteAt(foundPlace - distance);
+    };
+    size_t changes = 0;
+    for (size_t i = 0; i < skipped; ++i) changes += wrongBehind(i) ? 1 : 0;
+    size_t fewest = changes;
+    for (size_t i = 0; i < skipped; ++i) {
+        changes += unsure[i] != ByteAt(place + i) ? 1 : 0;
+        changes -= wrongBehind(i) ? 1 : 0;
+        fewest = std::min(fewest, changes);
+    }
+    return fewest;
 }
 
 void CounterVerifier::Finish() {

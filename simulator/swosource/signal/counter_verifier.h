@@ -27,6 +27,7 @@ class CounterVerifier {
   private:
     void Search();
     void Resume(uint64_t foundPlace, size_t skipped);
+    size_t FewestChanges(uint64_t foundPlace, size_t skipped) const;
 
     uint64_t bytes = 0;
     uint64_t lost = 0;
