@@ -226,9 +226,9 @@ TEST_F(Configuration, DriversOfSeveralCpusCanBeConfiguredAtOnce) {
     second.SetHostAccess(&identifier, &memory, 1);
     const std::string file = OptionsFile();
     std::thread other([&] {
-        for (int round = 0; round < 20; ++round) second.SetConfiguration(file.c_str());
+        for (int round = 0; round < 5; ++round) second.SetConfiguration(file.c_str());
     });
-    for (int round = 0; round < 20; ++round) driver->SetConfiguration(file.c_str());
+    for (int round = 0; round < 5; ++round) driver->SetConfiguration(file.c_str());
     other.join();
     EXPECT_EQ(Status(), "Ready to record");
 }
