@@ -11,7 +11,8 @@ namespace Korr::Plim::Trace::Tarnel {
 /// The host's library "DeviceIdentifier" and the one device identifier made by it.
 class DeviceIdentifierAccess {
   public:
-    /// Loads the library and makes the identifier. \throws cPelkitError
+    /// Loads the library and makes the identifier. \throws cPelkitError, and what the library throws; the
+    /// library then stays loaded
     DeviceIdentifierAccess();
 
     /// The identifier; null after Release.

@@ -77,6 +77,12 @@ TEST_F(DeviceIdentifierAccessTest, NullIdentifierIsAnError) {
     EXPECT_EQ(fakes::dynamic_library::LoadedCount("DeviceIdentifier"), 0);
 }
 
+TEST_F(DeviceIdentifierAccessTest, LibraryThatThrowsStaysLoadedForItsException) {
+    host.createDeviceIdentifier = []() -> Korr::Plim::Trace::DeviceIdentifier* { throw 7; };
+    EXPECT_THROW(DeviceIdentifierAccess(), int);
+    EXPECT_EQ(fakes::dynamic_library::LoadedCount("DeviceIdentifier"), 1);
+}
+
 TEST_F(DeviceIdentifierAccessTest, IdentifierWhoseDestructionFailedIsNotGivenBackAgain) {
     DeviceIdentifierAccess access;
     host.destroyDeviceIdentifier = [] { throw 1; };

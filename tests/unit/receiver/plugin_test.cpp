@@ -1,9 +1,9 @@
-// The real plug-in, loaded as a host loads it, beside the simulated host libraries.
+// The real plug-in, loaded as a host loads it, beside the simulated host libraries. TRACEHOST_BOARD names a
+// board with a supported probe and device.
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 
@@ -53,10 +53,6 @@ class Plugin : public testing::Test {
 
     Plugin() {
         fs::create_directories(home);
-        std::ofstream(home / "board.json")
-            << R"({"set_up_file": "set_up.txt", "device_identification": "0x0B9AF02F"})";
-        std::ofstream(home / "set_up.txt") << "$ brantor\n$ swd\n swd_debug=enabled\n swo_data=tdo_pin\n";
-        SetEnvironment("TRACEHOST_BOARD", (home / "board.json").string().c_str());
         SetEnvironment("USERPROFILE", home.string().c_str());
         SetEnvironment("KORR_TRACE_LOGGING", "0");
         SetEnvironment("KORR_TRACE_DATA_DIR", "set by the host");
