@@ -1,15 +1,13 @@
 #include "options/guarded_parser.h"
 
-#include <xercesc/util/PlatformUtils.hpp>
-
 #include "options/XMLOptionsHandler.h"
 #include "options/module_log.h"
 #include "options/options_reader.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
-GuardedParser::GuardedParser(XMLOptionsHandler& handler)
-    : SAXParser(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager) {
+GuardedParser::GuardedParser(XMLOptionsHandler& handler, xercesc::MemoryManager& memory)
+    : SAXParser(nullptr, &memory) {
     setDocumentHandler(&handler);
     setErrorHandler(&handler);
     // Only with a DTD handler does the parser report declarations, to the two operations of this class.

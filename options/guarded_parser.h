@@ -12,7 +12,8 @@ class XMLOptionsHandler;
 class GuardedParser : public xercesc::SAXParser {
   public:
     /// \param handler gets the document and the errors, must outlive the parser
-    explicit GuardedParser(XMLOptionsHandler& handler);
+    /// \param memory all of the parser's memory, must outlive the parser and its exceptions
+    GuardedParser(XMLOptionsHandler& handler, xercesc::MemoryManager& memory);
 
     /// Refuses parameter entities: their expansion has no limit in the library.
     void entityDecl(const xercesc::DTDEntityDecl& declaration, bool isParameter, bool isIgnored) override;

@@ -10,6 +10,7 @@
 #include "options/XMLOptionsHandler.h"
 #include "options/guarded_parser.h"
 #include "options/module_log.h"
+#include "options/parser_memory.h"
 #include "source_utilities/file_system.h"
 #include "source_utilities/log_call.h"
 
@@ -52,9 +53,10 @@ struct ParseResult {
 
 /// Parses with the library initialised. The parser and its exceptions are gone on return.
 ParseResult Parse(const std::string& text, XMLOptionsHandler& handler) {
+    ParserMemory memory;
     ParseResult result;
     try {
-        GuardedParser parser(handler);
+        GuardedParser parser(handler, memory);
         const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(),
                                                 "options");
         parser.xercesc::SAXParser::parse(source);

@@ -229,6 +229,15 @@ TEST_F(XmlLibraryTest, FailuresWithAllOfTheLibrarysSetUpLeakNothing) {
     EXPECT_EQ(script.memory.live, 0);
 }
 
+TEST_F(XmlLibraryTest, WhatTheParserItselfForgetsIsGivenBack) {
+    // On these the parser forgets parts of the content model, or of the document type.
+    for (const char* subset :
+         {"<!ELEMENT r (a,(b c))>", "<!ELEMENT r (a,(b|c", "<!ELEMENT r (a,b|c)>", "<!ATTLIST r a (b|"}) {
+        EXPECT_EQ(ReadText(std::string("<!DOCTYPE r [") + subset + "]><r/>").error, kUndefinedException);
+        EXPECT_EQ(script.liveBeforeTermination, script.liveAfterInitialisation) << subset;
+    }
+}
+
 TEST_F(XmlLibraryTest, UseByOthersInTheProcessSurvivesARead) {
     xercesc::XMLPlatformUtils::Initialize();
     ReadText(good);
