@@ -1,0 +1,240 @@
+"""Runs tracehost, natively or under Wine, with a board, a signal and a home folder of its own per test.
+
+Set by CTest: TARNEL_BIN (folder of tracehost), TARNEL_SOURCE (the swosource program), TARNEL_WINEPREFIX (for a
+Windows tracehost; its presence means Wine).
+"""
+import json
+import os
+import select
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+BIN = os.environ["TARNEL_BIN"]
+SOURCE = os.environ["TARNEL_SOURCE"]
+PREFIX = os.environ.get("TARNEL_WINEPREFIX")
+ON_WINE = bool(PREFIX)
+LIMIT = 120  # seconds; generous, because machines can be busy
+FIRST_PORT = 60 + os.getpid() % 900 * 10  # ports of this process under Wine, where all share one prefix
+
+SWD = '$ brantor\n$ product\nname="Brantor"\n$ swd\nswd_debug=enabled\nswo_data=tdo_pin\n'
+QUILLER = '$ product\nname="Quiller"\n$ swd\nswd_debug=enabled\nswo_data=tdo_pin\n'
+
+
+def wine_program():
+    return shutil.which("/usr/lib/wine/wine64") or shutil.which("wine64") or shutil.which("wine")
+
+
+def wait_for(condition, what):
+    end = time.monotonic() + LIMIT
+    while time.monotonic() < end:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.01)
+    raise AssertionError("waited in vain for " + what)
+
+
+class Script:
+    """One running "tracehost script -", asked line by line."""
+
+    def __init__(self, test, environment):
+        self.process = subprocess.Popen(test.command("script", "-"), env=environment, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=test.errors)
+        self.rest = b""
+        self.folder = os.path.basename(test.folder).encode()
+
+    def host_process(self):
+        """Process id of tracehost itself, which under Wine is a child of the process that was started."""
+        return wait_for(self._find_host, "the tracehost process") if ON_WINE else self.process.pid
+
+    def _find_host(self):
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{pid}/comm") as comm, open(f"/proc/{pid}/environ", "rb") as environ:
+                    if comm.read().startswith("tracehost") and self.folder in environ.read():
+                        return int(pid)
+            except OSError:
+                continue
+        return None
+
+    def ask(self, command):
+        self.process.stdin.write((command + "\n").encode())
+        self.process.stdin.flush()
+        return json.loads(self._line(command))
+
+    def _line(self, command):
+        end = time.monotonic() + LIMIT
+        while b"\n" not in self.rest:
+            ready = select.select([self.process.stdout], [], [], max(0, end - time.monotonic()))[0]
+            block = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            if not block:
+                raise AssertionError(f"no answer to {command!r} (status {self.process.poll()})")
+            self.rest += block
+        line, _, self.rest = self.rest.partition(b"\n")
+        return line
+
+    def end(self):
+        """Ends the input and gives the exit status."""
+        if self.process.stdin:
+            self.process.stdin.close()
+            self.process.stdin = None
+        self.process.stdout.close()
+        return self.process.wait(LIMIT)
+
+
+class Source:
+    """One running swosource. Counts nothing itself: `taken` is what it handed to the far end."""
+
+    def __init__(self, test, link, *arguments):
+        self.sent = link + ".sent"
+        self.taken = link + ".taken"
+        self.report = link + ".report"
+        command = [SOURCE, "--link", link, "--record", self.sent, "--record-taken", self.taken, "--report",
+                   self.report, *arguments]
+        if ON_WINE:
+            command += ["--baud-check", "off"]
+        self.process = subprocess.Popen(command, stderr=test.errors)
+        wait_for(lambda: os.path.exists(link), "the signal's port")
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait(LIMIT)
+
+
+class HostTest(unittest.TestCase):
+    """A folder with board, home and files; everything started is ended again."""
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="tarnel_e2e_")
+        self.home = self.file("home")
+        os.mkdir(self.home)
+        self.level = 0
+        self.links = {}
+        self.started = []
+        self.errors = open(self.file("errors"), "ab")
+        self.board = {"set_up_file": "set-up.txt", "device_identification": "0x0B9AF02F",
+                      "journal": "journal", "tpiu": "tpiu.json", "trace_clock_hz": 1152000}
+        self.write("set-up.txt", SWD)
+
+    def tearDown(self):
+        for running in reversed(self.started):
+            if running.process.poll() is None:
+                running.end()
+        for link in self.links.values():
+            if os.path.lexists(link):
+                os.unlink(link)
+        self.errors.close()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    # --- files
+    def file(self, name):
+        return os.path.join(self.folder, name)
+
+    def host_path(self, path):
+        """A path as tracehost sees it."""
+        return "Z:" + path.replace("/", "\\") if ON_WINE else path
+
+    def write(self, name, text):
+        with open(self.file(name), "w", newline="\n") as out:
+            out.write(text)
+        return self.host_path(self.file(name))
+
+    def read(self, path):
+        with open(path, "rb") as content:
+            return content.read()
+
+    def capture(self, short_name="cpu"):
+        return os.path.join(self.home, ".KORR-trace", "data", f"swotrace_{short_name}.bin")
+
+    def journal(self, library=None):
+        path = self.file("journal")
+        if not os.path.exists(path):
+            return []
+        lines = [json.loads(line) for line in self.read(path).splitlines()]
+        return [line for line in lines if library in (None, line["library"])]
+
+    def log(self):
+        folder = os.path.join(self.home, ".KORR-trace")
+        names = [name for name in os.listdir(folder) if name.startswith("korr_trace_log_")]
+        return "".join(self.read(os.path.join(folder, name)).decode() for name in names)
+
+    def options(self, name="options.xml", **values):
+        """An options file in the documented form."""
+        chosen = {"RCVRFWVER": "fw 1.0.0.8", "ENCTYPE": "UART", "PRESCALAR": "Manual", "PRESCALARVAL": "9",
+                  "CLKFREQ": "Manual", "CLKFREQVAL": "1152000", "COMPORT": "1", "TSPRESCALAR": "4", **values}
+        lines = "".join(f"\t<{key}>{value}</{key}>\n" for key, value in chosen.items() if value is not None)
+        return self.write(name, '<?xml version="1.0" encoding="UTF-8"?>\n<CHANNEL-SETUP>\n'
+                          '\t<VERSION version="1.1.0.0" Copyright="c"></VERSION>\n'
+                          f'\t<RCVRNAME>SWO Trace</RCVRNAME>\n{lines}</CHANNEL-SETUP>\n')
+
+    # --- processes
+    def command(self, *arguments):
+        if not ON_WINE:
+            return [os.path.join(BIN, "tracehost"), *arguments]
+        program = self.host_path(os.path.join(BIN, "tracehost.exe"))
+        quoted = " ".join(f'"{word}"' if " " in word else word for word in (program, *arguments))
+        return [wine_program(), "cmd", "/c", f"set USERPROFILE={self.host_path(self.home)}&& {quoted}"]
+
+    def environment(self):
+        with open(self.file("board.json"), "w") as board:
+            json.dump(self.board, board)
+        environment = dict(os.environ, USERPROFILE=self.home, KORR_TRACE_LOGGING=str(self.level),
+                           TRACEHOST_BOARD=self.host_path(self.file("board.json")))
+        environment.pop("KORR_TRACE_DEBUGCLIENT_PID", None)
+        for port, link in self.links.items():
+            environment[f"KORR_TRACE_COM{port}"] = link
+        if ON_WINE:
+            environment.update(WINEPREFIX=PREFIX, WINEDEBUG="-all",
+                               WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
+        return environment
+
+    def host(self):
+        script = Script(self, self.environment())
+        self.started.append(script)
+        return script
+
+    def run_host(self, *arguments, text=""):
+        """Runs one tracehost command to its end."""
+        return subprocess.run(self.command(*arguments), env=self.environment(), input=text, text=True,
+                              capture_output=True, timeout=LIMIT, cwd=self.folder)
+
+    def port(self, index=1):
+        """The number of this test's COM port `index`, and where its link is made."""
+        number = FIRST_PORT + index if ON_WINE else index
+        link = os.path.join(PREFIX, "dosdevices", f"com{number}") if ON_WINE else self.file(f"port{index}")
+        self.links[number] = link
+        return number, link
+
+    def source(self, *arguments, index=1):
+        """Plays a signal into port `index`. Its records lie beside the link, or in the folder under Wine."""
+        self.environment()  # the board file
+        number, link = self.port(index)
+        own = self.file(f"source{index}")
+        source = Source(self, own, *arguments)
+        self.started.append(source)
+        if os.path.lexists(link):
+            os.unlink(link)
+        os.symlink(os.path.realpath(own), link)
+        return number, source
+
+    # --- checks
+    def ok(self, answer):
+        self.assertTrue(answer["ok"], answer)
+        return answer
+
+    def refused(self, answer, text, severity=2):
+        self.assertEqual((answer["ok"], answer.get("error"), answer.get("severity")), (False, text, severity))
+
+    def no_violations(self):
+        self.assertEqual([line for line in self.journal() if "violation" in line], [])
+
+    def settled(self, path):
+        """The content of a capture once it has stopped growing to at least one byte."""
+        return wait_for(lambda: os.path.exists(path) and self.read(path), "captured bytes")
+
+
+def main():
+    unittest.main(verbosity=2)

@@ -1,0 +1,205 @@
+"""The road of a recording through the plug-in, as a debugger takes it."""
+import json
+import os
+import time
+import unittest
+
+from hosting import HostTest, ON_WINE, main, wait_for
+
+RATES = "the signal cannot see the rate of a port under Wine"
+
+
+class Recording(HostTest):
+    def board_path(self):
+        return self.file("board.json")
+
+    def start(self, host, cpu="board/cpu", options=None, **values):
+        self.ok(host.ask("create"))
+        self.ok(host.ask(f"allocate {cpu} 7"))
+        self.ok(host.ask(f"configure {cpu} {options or self.options(**values)}"))
+        self.ok(host.ask(f"start {cpu}"))
+
+    def captured(self, source, path):
+        """Waits until the capture holds all that a source with an end handed over."""
+        source.process.wait(120)
+        taken = self.read(source.taken)
+        self.assertGreater(len(taken), 0)
+        return wait_for(lambda: self.read(path) if os.path.getsize(path) >= len(taken) else None,
+                        "the whole capture"), taken
+
+    def test_typical_road_captures_what_the_target_sends(self):
+        number, source = self.source("--board", self.board_path(), "--pattern", "itm", "--bytes", "60000")
+        host = self.host()
+        self.start(host, COMPORT=number)
+        data, taken = self.captured(source, self.capture())
+        self.assertEqual(data, taken)
+        self.assertEqual(host.ask("samples board/cpu")["samples"], (len(taken) + 7) // 8)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
+        self.ok(host.ask("stop board/cpu"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
+        raw = self.file("saved.bin")
+        self.ok(host.ask(f"save board/cpu {self.host_path(raw)} 2"))
+        self.assertEqual(self.read(raw), taken + b"\0" * (-len(taken) % 8))
+        self.ok(host.ask("release board/cpu"))
+        self.ok(host.ask("destroy"))
+        self.assertEqual(host.end(), 0)
+        calls = [(line["operation"], {key: value for key, value in line["arguments"].items() if key != "cpu"})
+                 for line in self.journal("ICETargetAdapter")]
+        cpu = {"cpu_id": 7}
+        self.assertEqual(calls, [
+            ("CreateTargetAdapter", cpu),
+            ("NewTargetAdapter", {}),
+            ("TraceExportOpA", cpu), ("TraceExportOpB", cpu), ("GetExportStatus", {**cpu, "status": 0}),
+            ("SetTpiuPrescaler", {**cpu, "prescaler": 9}), ("SetTpiuPinProtocol", {**cpu, "protocol": 2}),
+            ("SetTimestampPrescale", {**cpu, "prescale": 4}), ("ProgramTpiu", cpu), ("EnableTpiu", cpu),
+            ("TraceExportOpB", cpu), ("TraceExportOpA", cpu),
+            ("GetExportStatus", {**cpu, "status": 0}), ("TraceExportOpB", cpu), ("TraceRelease", cpu),
+            ("DestroyTargetAdapter", {"adapter": "adapter"})])
+        self.no_violations()
+
+    def test_calibrated_prescaler_is_programmed_and_sets_the_rate(self):
+        self.board["trace_clock_hz"] = 230400
+        number, source = self.source("--board", self.board_path(), "--pattern", "counter", "--bytes", "4000")
+        host = self.host()
+        started = time.monotonic()
+        self.start(host, COMPORT=number, PRESCALAR="Auto", CLKFREQVAL="230400")
+        programmed = [line for line in self.journal() if line["operation"] == "SetTpiuPrescaler"]
+        prescaler = programmed[0]["arguments"]["prescaler"]
+        frequency = float(host.ask('attribute board/cpu "Trace Data Frequency"')["value"])
+        self.assertEqual(round(frequency), round(230400 / (prescaler + 1)))
+        with open(self.file("tpiu.json")) as state:
+            self.assertEqual(json.load(state)["prescaler"], prescaler)
+        data, taken = self.captured(source, self.capture())
+        self.assertEqual(data, taken)
+        self.assertGreaterEqual(time.monotonic() - started, 4000 * 10 / frequency * 0.9)
+        self.ok(host.ask("stop board/cpu"))
+
+    def test_target_is_silent_until_its_tpiu_is_enabled(self):
+        number, source = self.source("--board", self.board_path(), "--pattern", "counter")
+        self.board["results"] = {"EnableTpiu": 5}
+        host = self.host()
+        self.ok(host.ask("create"))
+        self.ok(host.ask("allocate board/cpu"))
+        self.ok(host.ask(f"configure board/cpu {self.options(COMPORT=number)}"))
+        self.refused(host.ask("start board/cpu"), "Failed to Enable TPIU for SWO trace")
+        time.sleep(0.3)
+        self.assertEqual(os.path.getsize(source.sent), 0)
+        self.ok(host.ask("board results.EnableTpiu 0"))
+        self.ok(host.ask("start board/cpu"))
+        self.assertGreaterEqual(self.ok(host.ask("wait-samples board/cpu 10 60000"))["samples"], 10)
+
+    def garbled(self, *source_arguments, **values):
+        number, source = self.source("--board", self.board_path(), "--pattern", "counter", "--bytes", "4000",
+                                     *source_arguments)
+        host = self.host()
+        self.start(host, COMPORT=number, **values)
+        source.process.wait(120)
+        data = wait_for(lambda: self.read(self.capture()), "garbled bytes")
+        sent = self.read(source.sent)
+        self.assertEqual(len(sent), 4000)
+        self.assertNotEqual(data[:len(sent)], sent)
+        self.ok(host.ask("stop board/cpu"))
+
+    @unittest.skipIf(ON_WINE, RATES)
+    def test_wrong_trace_clock_garbles_the_capture(self):
+        self.garbled(CLKFREQVAL="1000000")
+
+    @unittest.skipIf(ON_WINE, RATES)
+    def test_wrong_prescaler_for_a_target_that_sets_up_its_own_tpiu_garbles_the_capture(self):
+        self.garbled("--prescaler", "9", PRESCALARVAL="4")
+
+    def test_two_cpus_record_at_once(self):
+        self.board["tpiu"] = {"board/a": "a.tpiu", "board/b": "b.tpiu"}
+        sources = {}
+        for index, name in enumerate("ab", 1):
+            one = {"tpiu": f"{name}.tpiu", "trace_clock_hz": 1152000}
+            with open(self.file(f"{name}.json"), "w") as out:
+                json.dump(one, out)
+            pattern = ("itm", "counter")[index - 1]
+            sources[name] = self.source("--board", self.file(f"{name}.json"), "--pattern", pattern, "--bytes",
+                                        "30000", index=index)
+        host = self.host()
+        self.ok(host.ask("create"))
+        for name, (number, _) in sources.items():
+            self.ok(host.ask(f"allocate board/{name}"))
+            self.ok(host.ask(f"configure board/{name} {self.options(name + '.xml', COMPORT=number)}"))
+        for name in sources:
+            self.ok(host.ask(f"start board/{name}"))
+        self.assertEqual(host.ask("cpus")["names"], ["board/a", "board/b"])
+        for name, (_, source) in sources.items():
+            data, taken = self.captured(source, self.capture(name))
+            self.assertEqual(data, taken)
+            self.ok(host.ask(f"stop board/{name}"))
+        self.no_violations()
+
+    def test_target_state_notifications_start_and_stop(self):
+        number, _ = self.source("--board", self.board_path(), "--pattern", "counter")
+        host = self.host()
+        self.ok(host.ask("create"))
+        self.ok(host.ask("allocate board/cpu"))
+        self.ok(host.ask(f"configure board/cpu {self.options(COMPORT=number)}"))
+        self.ok(host.ask("target-state board/cpu 5"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
+        self.ok(host.ask("target-state board/cpu 7"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
+        self.ok(host.ask("target-state board/cpu 6"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
+        self.refused(host.ask("stop board/cpu"),
+                     "Trace cannot be stopped while target is running. Please halt the target.")
+        self.ok(host.ask("target-state board/cpu 8"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
+        self.ok(host.ask("target-state board/cpu 3"))
+        self.assertEqual(host.ask("status board/cpu")["text"], "untouched")
+        self.ok(host.ask("target-state nobody 6"))
+        self.ok(host.ask("target-state - 6"))
+        self.ok(host.ask("target-event board/cpu 0"))
+        self.ok(host.ask("target-event board/cpu 1"))
+
+    def test_second_recording_begins_with_an_empty_capture(self):
+        number, _ = self.source("--board", self.board_path(), "--pattern", "counter")
+        host = self.host()
+        self.start(host, COMPORT=number)
+        self.ok(host.ask("wait-samples board/cpu 400 60000"))
+        self.ok(host.ask("stop board/cpu"))
+        before = os.path.getsize(self.capture())
+        self.ok(host.ask("start board/cpu"))
+        self.ok(host.ask("stop board/cpu"))
+        self.assertLess(os.path.getsize(self.capture()), before + 3200)
+        self.no_violations()
+
+
+class Rounds(HostTest):
+    ROUNDS = 200 if ON_WINE else 1000
+
+    @staticmethod
+    def resources(process):
+        folder = f"/proc/{process}"
+        with open(folder + "/status") as status:
+            fields = dict(line.split(":", 1) for line in status)
+        return (len(os.listdir(folder + "/fd")), int(fields["Threads"]), int(fields["VmRSS"].split()[0]))
+
+    def round(self, host, options):
+        for command in ("allocate board/cpu", f"configure board/cpu {options}", "start board/cpu",
+                        "stop board/cpu", "release board/cpu"):
+            self.ok(host.ask(command))
+
+    def test_rounds_leak_no_handle_thread_or_memory(self):
+        del self.board["journal"]
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        host = self.host()
+        self.ok(host.ask("create"))
+        options = self.options(COMPORT=number)
+        warm_up = self.ROUNDS // 5
+        for _ in range(warm_up):
+            self.round(host, options)
+        process = host.host_process()
+        before = self.resources(process)
+        for _ in range(self.ROUNDS - warm_up):
+            self.round(host, options)
+        after = self.resources(process)
+        self.assertEqual(after[:2], before[:2])
+        self.assertLess(after[2] - before[2], 1024, "KiB of resident memory more")
+
+
+if __name__ == "__main__":
+    main()
