@@ -7,7 +7,7 @@ import time
 from harness import stats
 from harness.capture import MIB
 from harness.figures import figure
-from harness.processes import Failure, Talker, sync
+from harness.processes import Failure, Talker, cpu_seconds, sync
 
 CALL = 65536  # bytes of one read
 SLICES = 64   # pieces of a round that are read in turn
@@ -48,21 +48,21 @@ class Data:
 
 
 def read_round(data):
-    """Both read the whole capture, slice by slice in turn. Seconds of both, and the driver's for each slice."""
+    """Both read the whole capture, slice by slice in turn: their rates and CPU time, and the driver's seconds for
+    each slice."""
     calls = data.size // CALL // SLICES
-    plain, driver = 0, []
+    slices = {"driver": [], "plain": []}
+    cpu = {"driver": 0, "plain": 0}
     for piece in range(SLICES):
-        order = ("driver", "plain") if piece % 2 == 0 else ("plain", "driver")
-        for who in order:
-            seconds = data.seconds(f"read {who} {piece * calls} {calls}")
-            if who == "driver":
-                driver.append(seconds)
-            else:
-                plain += seconds
-    for who in ("driver", "plain"):
+        for who in ("driver", "plain") if piece % 2 == 0 else ("plain", "driver"):
+            before = cpu_seconds(data.program.pid)
+            slices[who].append(data.seconds(f"read {who} {piece * calls} {calls}"))
+            cpu[who] += cpu_seconds(data.program.pid) - before
+    for who in slices:
         data.seconds(f"check {who} 0 {calls * SLICES}")
     sync()
-    return {"driver": {"rate": 1 / sum(driver)}, "plain": {"rate": 1 / plain}, "slices": driver,
+    driver = slices["driver"]
+    return {**{who: {"rate": 1 / sum(slices[who]), "cpu": cpu[who]} for who in slices}, "slices": driver,
             "last to first": sum(driver[-SLICES // 8:]) / sum(driver[:SLICES // 8])}
 
 
@@ -80,8 +80,9 @@ def seek_read(context, windows=False):
     figures = [
         figure(f"SeekReadTraceData{where}, bytes/s", "same calls in C", stats.ratio(rounds, "driver", "plain", "rate"),
                goal=GOAL),
+        figure(f"SeekReadTraceData{where}, CPU/byte", "same calls in C", stats.ratio(rounds, "driver", "plain", "cpu")),
         figure(f"SeekReadTraceData{where}, time/call", "last eighth/first",
-               stats.summary([one["last to first"] for one in rounds])),
+               stats.summary([one["last to first"] for one in rounds]), goal=("at most", 1.1)),
     ]
     return {"figures": figures, "bytes": data.size, "bytes_per_call": CALL, "rounds": rounds}
 
@@ -110,12 +111,15 @@ def save_once(data, output, who, number):
         start = time.perf_counter()
         subprocess.run(["cp", data.capture, output], check=True)
         seconds = time.perf_counter() - start
+        cpu = 0
     else:
+        before = cpu_seconds(data.program.pid)
         seconds = data.seconds(f"save {who} {number} {data.path(output)}")
+        cpu = cpu_seconds(data.program.pid) - before
     check_saved(data, output, tdf and who != "cp")
     os.unlink(output)
     sync()
-    return {"rate": 1 / seconds}
+    return {"rate": 1 / seconds, "cpu": cpu}
 
 
 def save_file(context, windows=False):
@@ -134,6 +138,8 @@ def save_file(context, windows=False):
     where = " under Wine" if windows else ""
     figures = [figure(f"SaveFile {kind}{where}, bytes/s", "same calls in C",
                       stats.ratio(rounds[kind], "driver", "plain", "rate"), goal=GOAL) for kind in rounds]
+    figures += [figure(f"SaveFile {kind}{where}, CPU/byte", "same calls in C",
+                       stats.ratio(rounds[kind], "driver", "plain", "cpu")) for kind in rounds]
     if not windows:
         figures.append(figure("SaveFile raw, bytes/s", "cp", stats.ratio(rounds["raw"], "driver", "cp", "rate")))
     return {"figures": figures, "bytes": data.size, "rounds": rounds}
