@@ -17,29 +17,45 @@ def repeats(context, size):
     return 1 if context.smoke or size > 1024 * MIB else 3 if size > 64 * MIB else context.rounds
 
 
-def several(context, count, each):
-    """`count` collectors of one process, each fed flat out with as much at the same time."""
-    ports = [FIRST_PORT + i for i in range(count)]
-    links = {port: context.path(f"tty{port}") for port in ports}
-    pairs = [path for port in ports for path in (links[port], context.path(f"{port}.bin"))]
-    env = dict(os.environ, USERPROFILE=context.work, **{f"KORR_TRACE_COM{port}": links[port] for port in ports})
+class Collectors:
+    """Some collectors in one process."""
+
+    def __init__(self, context, links):
+        env = dict(os.environ, USERPROFILE=context.work,
+                   **{f"KORR_TRACE_COM{port}": link for port, link in links.items()})
+        self.talkers = [Talker([context.native("capture_run"), CLOCK, context.path(""), *links], env, context.log)]
+
+
+class BareLoops:
+    """As many bare loops, a process each."""
+
+    def __init__(self, context, links):
+        self.talkers = [Talker([context.native("bare_capture"), link, context.path(f"{port}.bin")], log=context.log)
+                        for port, link in links.items()]
+
+
+def several(context, kind, count, each):
+    """`count` readers, each fed flat out with as much at the same time."""
+    links = {FIRST_PORT + i: context.path(f"tty{i}") for i in range(count)}
+    pairs = [path for port, link in links.items() for path in (link, context.path(f"{port}.bin"))]
     feeder = Talker([context.native("pty_feeder"), each, *pairs], log=context.log)
-    reader = None
+    talkers = []
     try:
         feeder.answer()
-        reader = Talker([context.native("capture_run"), CLOCK, context.path(""), *ports], env, context.log)
-        if reader.line() != "ready":
-            raise Failure("capture_run did not start")
-        before = cpu_seconds(reader.pid)
+        talkers = kind(context, links).talkers
+        if any(talker.line() != "ready" for talker in talkers):
+            raise Failure(f"{kind.__name__} did not start")
+        before = sum(cpu_seconds(talker.pid) for talker in talkers)
         told = feeder.ask("go", PATIENCE + count * each / MIB)
-        cpu = cpu_seconds(reader.pid) - before
-        if reader.finish() != 0 or not told["complete"] or not feeder.ask("check", PATIENCE)["identical"]:
-            raise Failure(f"{count} collectors: bytes are missing or wrong")
+        cpu = sum(cpu_seconds(talker.pid) for talker in talkers) - before
+        stopped = all(talker.finish() == 0 for talker in talkers)
+        if not stopped or not told["complete"] or not feeder.ask("check", PATIENCE)["identical"]:
+            raise Failure(f"{count} {kind.__name__}: bytes are missing or wrong")
     finally:
         feeder.kill()
-        if reader:
-            reader.kill()
-    for port in ports:
+        for talker in talkers:
+            talker.kill()
+    for port in links:
         os.unlink(context.path(f"{port}.bin"))
     sync()
     return {"seconds": told["seconds"], "cpu_seconds": cpu}
@@ -65,21 +81,42 @@ def exponent(points, name, key):
     return stats.summary([stats.slope([(point[name], point[key]) for point in points])])
 
 
+def beside_bare_loops(context, count, each):
+    """Rounds of that many collectors and bare loops in turn."""
+    rounds = []
+    for number in range(context.rounds):
+        context.progress(f"{count} bare loops, round {number + 1}")
+        rounds.append({"collectors": several(context, Collectors, count, each),
+                       "bare loops": several(context, BareLoops, count, each)})
+    return rounds
+
+
 def growth(context):
     sizes = [MIB, 4 * MIB] if context.smoke else [MIB * 4 ** i for i in range(7)]
-    counts = [1, 2] if context.smoke else [1, 2, 4, 8, 16, 32]
-    each = MIB // 4 if context.smoke else EACH
+    counts = [1, 2, 4, 8] if context.smoke else [1, 2, 4, 8, 16, 32]
+    each = MIB // 8 if context.smoke else EACH
     by_size = curve(context, "bytes", sizes, lambda size: size, lambda size: one(context, size))
     by_count = curve(context, "collectors", counts, lambda count: count * each,
-                     lambda count: several(context, count, each))
+                     lambda count: several(context, Collectors, count, each))
+    crowded = [point for point in by_count if point["collectors"] > os.cpu_count()]
+    beside = beside_bare_loops(context, counts[-1], each)
     figures = [
         figure("time against bytes captured", "exponent", exponent(by_size, "bytes", "seconds"), goal=LINEAR),
         figure("CPU against bytes captured", "exponent", exponent(by_size, "bytes", "cpu_seconds"), goal=LINEAR),
-        figure("time against collectors at once", "exponent", exponent(by_count, "collectors", "seconds"), goal=LINEAR),
-        figure("CPU against collectors at once", "exponent", exponent(by_count, "collectors", "cpu_seconds"),
-               goal=LINEAR),
+        figure("time against collectors at once", "exponent", exponent(by_count, "collectors", "seconds")),
+        figure("CPU against collectors at once", "exponent", exponent(by_count, "collectors", "cpu_seconds")),
+        figure(f"time of {counts[-1]} collectors", "as many bare loops",
+               stats.ratio(beside, "collectors", "bare loops", "seconds")),
+        figure(f"CPU of {counts[-1]} collectors", "as many bare loops",
+               stats.ratio(beside, "collectors", "bare loops", "cpu_seconds")),
     ]
-    return {"figures": figures, "by_bytes": by_size, "by_collectors": by_count, "bytes_of_each_collector": each}
+    if len(crowded) > 1:
+        figures += [figure(f"{label}, more collectors than CPUs", "exponent", exponent(crowded, "collectors", key),
+                           goal=LINEAR) for label, key in (("time", "seconds"), ("CPU", "cpu_seconds"))]
+    return {"figures": figures, "by_bytes": by_size, "by_collectors": by_count, "bytes_of_each_collector": each,
+            "beside_bare_loops": beside,
+            "note": "once there are more polling readers than processors, each shares a processor with others that find "
+                    "nothing, so a captured byte costs more than for one; the bare loops show the same"}
 
 
 def draw(record, path):
