@@ -159,7 +159,8 @@ class HostTest(unittest.TestCase):
     def log(self):
         folder = os.path.join(self.home, ".KORR-trace")
         names = [name for name in os.listdir(folder) if name.startswith("korr_trace_log_")]
-        return "".join(self.read(os.path.join(folder, name)).decode() for name in names)
+        text = "".join(self.read(os.path.join(folder, name)).decode() for name in names)
+        return text.replace("\r\n", "\n")  # text mode on Windows
 
     def options(self, name="options.xml", **values):
         """An options file in the documented form."""
@@ -179,8 +180,9 @@ class HostTest(unittest.TestCase):
         return [wine_program(), "cmd", "/c", f"set USERPROFILE={self.host_path(self.home)}&& {quoted}"]
 
     def environment(self):
-        with open(self.file("board.json"), "w") as board:
+        with open(self.file("board.new"), "w") as board:
             json.dump(self.board, board)
+        os.replace(self.file("board.new"), self.file("board.json"))  # a running source may be reading it
         environment = dict(os.environ, USERPROFILE=self.home, KORR_TRACE_LOGGING=str(self.level),
                            TRACEHOST_BOARD=self.host_path(self.file("board.json")))
         environment.pop("KORR_TRACE_DEBUGCLIENT_PID", None)
