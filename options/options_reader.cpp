@@ -1,6 +1,7 @@
 #include "options/options_reader.h"
 
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLException.hpp>
 
@@ -64,6 +65,11 @@ ParseResult Parse(const std::string& text, XMLOptionsHandler& handler) {
     } catch (const xercesc::XMLException& error) {
         result.end = ParseEnd::kXmlException;
         result.message = NarrowText(error.getMessage());
+    } catch (const xercesc::SAXParseException& error) {
+        KORR_PLIM::LogError("%s: line %llu: %.500s", kOptionsModuleTag,
+                            static_cast<unsigned long long>(error.getLineNumber()),
+                            NarrowText(error.getMessage()).c_str());
+        result.end = ParseEnd::kOtherException;
     } catch (...) {
         result.end = ParseEnd::kOtherException;
     }
@@ -117,6 +123,9 @@ OptionList ReadOptionsText(const std::string* text, const std::string& fileName)
 OptionList ReadOptionsFile(const std::string& fileName) {
     std::string text;
     const bool loaded = LoadFile(fileName, text);
+    if (!loaded) {
+        KORR_PLIM::LogError("%s: %.500s cannot be read or is too long.", kOptionsModuleTag, fileName.c_str());
+    }
     return ReadOptionsText(loaded ? &text : nullptr, fileName);
 }
 
