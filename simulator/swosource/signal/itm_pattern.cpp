@@ -11,7 +11,6 @@ constexpr uint8_t kPort1Word = 0x0B;
 constexpr uint8_t kPort31HalfWord = 0xFA;
 constexpr uint8_t kExceptionTrace = 0x0E;
 constexpr uint8_t kPcSample = 0x17;
-constexpr uint8_t kSleepSample = 0x15;
 constexpr uint8_t kOverflow = 0x70;
 constexpr uint8_t kEntry = 1;
 constexpr uint8_t kExit = 2;
@@ -50,7 +49,6 @@ void ItmPattern::RunFirmwareOnce() {
     SendText(text);
     SendTimestamp(40000 + round % 5000);
     SendValue(Kind::kPcSample, kPcSample, 0x08000100 + (round * 52) % 0x4000, 4);
-    if (round % 4 == 3) SendValue(Kind::kSleep, kSleepSample, 0, 1);
     SendValue(Kind::kPort31, kPort31HalfWord, round & 0xFFFF, 2);
     if (round % 50 == 49) Send(Kind::kOverflow, std::string(1, kOverflow));
     ++round;
@@ -118,8 +116,6 @@ const char* ItmPattern::Name(Kind kind) {
             return "exception trace";
         case Kind::kPcSample:
             return "PC sample";
-        case Kind::kSleep:
-            return "sleep sample";
         case Kind::kOverflow:
             return "overflow";
     }

@@ -10,7 +10,7 @@ namespace Korr::Plim::Trace::Simulator {
 
 /// The trace of a small made-up firmware, as its ITM and DWT would send it, without end: synchronisation,
 /// lines of text on stimulus port 0, a 32-bit counter on port 1, a 16-bit value on port 31, local timestamps,
-/// exception trace (entry, exit, return of the tick interrupt), periodic PC samples and sleep samples, and
+/// exception trace (entry, exit, return of the tick interrupt), periodic PC samples, and
 /// now and then an overflow packet. The stream begins with a synchronisation packet.
 class ItmPattern : public ByteSource {
   public:
@@ -19,7 +19,7 @@ class ItmPattern : public ByteSource {
     nlohmann::ordered_json Content() const override;
 
   private:
-    enum class Kind { kSync, kText, kCounter, kPort31, kTimestamp, kException, kPcSample, kSleep, kOverflow };
+    enum class Kind { kSync, kText, kCounter, kPort31, kTimestamp, kException, kPcSample, kOverflow };
     struct Packet {
         Kind kind;
         std::string bytes;

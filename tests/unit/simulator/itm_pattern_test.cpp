@@ -89,8 +89,6 @@ class Decoder {
             ++packets["exception trace"];
         } else if (id == 2 && size == 4) {
             ++packets["PC sample"];
-        } else if (id == 2 && size == 1 && value == 0) {
-            ++packets["sleep sample"];
         } else {
             throw std::runtime_error("unknown hardware source " + std::to_string(id));
         }
@@ -116,7 +114,7 @@ TEST(ItmPattern, IsAWellFormedStreamThatAnotherDecoderReads) {
     ItmPattern pattern;
     const Decoder decoder(Read(pattern, 200'000));
     for (const char* kind : {"synchronisation", "port 0", "port 1", "port 31", "local timestamp",
-                             "exception trace", "PC sample", "sleep sample", "overflow"}) {
+                             "exception trace", "PC sample", "overflow"}) {
         EXPECT_GT(decoder.packets.count(kind), 0U) << kind;
     }
     EXPECT_EQ(decoder.ports.size(), 3U);
