@@ -41,13 +41,13 @@ void FarEndObserver::Run() {
     }
 }
 
-/// Bytes that are written while the kernel is asked may be in its answer; they then count as unread twice
-/// until the next look, never as taken too early.
+/// Bytes that are written while the kernel is asked may be in its answer, and bytes in transit may not: what
+/// is known can be wrong by those until the next look.
 void FarEndObserver::Look() {
     const uint64_t before = written;
     terminal.Settle();
     const uint64_t unread = terminal.Unread();
-    if (unread <= before && before - unread > taken) taken = before - unread;
+    if (unread <= before) taken = before - unread;
     baud = terminal.FarEndBaud();
 }
 

@@ -50,8 +50,8 @@ void WriteReport(const std::string& path, const nlohmann::ordered_json& report) 
 
 int Run(const Settings& settings) {
     const auto source = MakeSource(settings);
+    StopOnSignals();  // first: a session that has made its link also removes it
     Player player(settings, *source);
-    StopOnSignals();
     const bool realTime = AskForRealTime();
     player.Play(stopRequested);
     auto report = player.Report();

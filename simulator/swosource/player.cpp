@@ -163,7 +163,7 @@ void Player::Drain(const std::atomic<bool>& stop) {
     }
     const size_t back = terminal.TakeBack();
     handedOver -= back;
-    probe.GiveUp(back);
+    probe.GiveUp(back, terminal.Attended());
 }
 
 nlohmann::ordered_json Player::Report() const {

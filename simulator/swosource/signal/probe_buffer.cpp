@@ -59,9 +59,10 @@ void ProbeBuffer::Remove(size_t count) {
     waiting -= count;
 }
 
-void ProbeBuffer::GiveUp(size_t outside) {
+void ProbeBuffer::GiveUp(size_t outside, bool attended) {
     leftBehind += waiting + outside;
     dropped += waiting + outside;
+    if (!attended) unattended += waiting + outside;
     waiting = 0;
 }
 

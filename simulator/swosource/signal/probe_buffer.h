@@ -29,7 +29,7 @@ class ProbeBuffer {
     /// Removes `count` bytes at the front.
     void Remove(size_t count);
     /// Drops what waits and counts it, together with `outside` bytes that the far end left behind.
-    void GiveUp(size_t outside);
+    void GiveUp(size_t outside, bool attended);
 
     size_t Size() const { return ring.size(); }
     size_t Waiting() const { return waiting; }

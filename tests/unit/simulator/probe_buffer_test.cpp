@@ -105,10 +105,19 @@ TEST(ProbeBuffer, WhatIsLeftBehindCountsAsDropped) {
     ProbeBuffer buffer(100);
     buffer.Receive(Numbered(60), 0, true);
     Take(buffer, 20);
-    buffer.GiveUp(5);
+    buffer.GiveUp(5, true);
+    EXPECT_EQ(buffer.Unattended(), 0U);
     EXPECT_EQ(buffer.LeftBehind(), 45U);
     EXPECT_EQ(buffer.Dropped(), 45U);
     EXPECT_EQ(buffer.Waiting(), 0U);
+}
+
+TEST(ProbeBuffer, WhatIsLeftBehindByNobodyIsNobodysFault) {
+    ProbeBuffer buffer(100);
+    buffer.Receive(Numbered(60), 0, false);
+    buffer.GiveUp(0, false);
+    EXPECT_EQ(buffer.Dropped(), 60U);
+    EXPECT_EQ(buffer.Unattended(), 60U);
 }
 
 TEST(ProbeBuffer, ListsTheFirstThousandGapsAndCountsAll) {
