@@ -8,7 +8,7 @@
 namespace Korr::Plim::Trace::Tarnel {
 
 /// An options file longer than this is refused: the files that are written here have some 500 bytes.
-inline constexpr std::size_t kMaxOptionsFileBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxOptionsFileBytes = 1'048'576;
 
 /// Reads an options file with the XML library, which is initialised and terminated around the reading (not
 /// thread-safe, like the option table). The options come back in ID order; those that the file does not

@@ -72,6 +72,7 @@ std::vector<std::string> Enumerate(uint32_t probeKind) {
     }
     std::sort(numbers.begin(), numbers.end());
     std::vector<std::string> texts;
+    texts.reserve(numbers.size());
     for (const int32_t number : numbers) texts.push_back(std::to_string(number));
     return texts;
 }

@@ -119,7 +119,7 @@ class HostileFiles : public testing::Test {
         EXPECT_LT(memory.peak, kMostBytes);
     }
 
-    static constexpr std::size_t kMostBytes = 128 * 1024 * 1024;
+    static constexpr std::size_t kMostBytes = std::size_t{128} * 1024 * 1024;
     static MeasuringMemory memory;
     std::chrono::steady_clock::time_point start;
 };
