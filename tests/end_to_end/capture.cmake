@@ -1,6 +1,6 @@
 # Captures of what swosource plays, and the demonstration. The tests of the Windows build take swosource from
-# build/linux and are skipped without it. A test in real time runs alone; under Wine it has a prefix of its own, so that
-# the prefix's server has its priority.
+# build/linux and are skipped without it. A test in real time runs alone; under Wine it has a prefix of its own, whose
+# server serves nothing else.
 if(NOT TARGET collector_capture)
     return()
 endif()
