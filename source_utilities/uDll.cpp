@@ -1,8 +1,9 @@
 #include "source_utilities/uDll.h"
 
+#include <exception>
+
 #include "source_utilities/environment.h"
 #include "source_utilities/log_call.h"
-#include "source_utilities/source_utilities_error.h"
 #include "source_utilities/trace_folders.h"
 #include "source_utilities/uLogManager.h"
 
@@ -26,7 +27,7 @@ void TraceFindAndLoad() {
 std::string WorkingFolderOrNone() {
     try {
         return GetWorkingFolder();
-    } catch (const source_utilities_error&) {
+    } catch (const std::exception&) {
         return {};
     }
 }

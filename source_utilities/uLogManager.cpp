@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
@@ -58,10 +59,12 @@ bool uLogManager::Open(const char* fileName, const char* levelVariable, const ch
     }
     platform::MakeFolder(folder.c_str());
     level = ReadLevel(levelVariable);
-    auto* logger = new uLogger(folder + platform::PathSeparator() + fileName, true);
+    auto owned = std::make_unique<uLogger>(folder + platform::PathSeparator() + fileName, true);
+    uLogger* const logger = owned.get();
     if (shared) {
         loggers[fileName] = logger;
     }
+    static_cast<void>(owned.release());  // lives until the process ends
     ++openCount;
     ApplyLevel(*logger);
     current = logger;

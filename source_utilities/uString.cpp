@@ -1,5 +1,6 @@
 #include "source_utilities/uString.h"
 
+#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +18,7 @@ Base TakeBase(const char*& digits) {
     if (digits[0] != '0' || digits[1] == '\0') {
         return Base::kDecimal;
     }
-    if (digits[1] == 'x' || digits[1] == 'X') {
+    if ((digits[1] == 'x' || digits[1] == 'X') && std::isxdigit(static_cast<unsigned char>(digits[2])) != 0) {
         digits += 2;
         return Base::kHexadecimal;
     }

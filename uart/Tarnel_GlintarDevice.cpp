@@ -72,24 +72,25 @@ double OscillatorFrequency(const RunClock& clock, uint32_t deviceClass) {
 
 Tarnel_GlintarDevice::Tarnel_GlintarDevice(const char* deviceName, DeviceIdentifier* information,
                                            MemoryAccessor* memory) {
-    const ClockRegisters registers(deviceName, information, memory);
-    const uint32_t did0Address = registers.Address("DID0");
-    did0 = ReadTargetWord(memory, did0Address);
+    ClockRegisters registers(deviceName, information, memory);
+    did0 = registers.Read("DID0");
     deviceClass = Bits(did0, 16, 23);
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: DID0 addr = 0x%x value = 0x%x", kModuleTag,
-                          did0Address, did0);
-    if (!IsRimefold()) {
+                          registers.Address("DID0"), did0);
+    if (IsRimefold()) {
+        KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: Rimefold", kModuleTag);
+        rsclkcfg = registers.Read("RSCLKCFG");
+        pllfreq0 = registers.Read("PLLFREQ0");
+        pllfreq1 = registers.Read("PLLFREQ1");
+    } else {
         rcc = registers.Read("RCC");
         rcc2 = registers.Read("RCC2");
-        return;
     }
-    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: Rimefold", kModuleTag);
-    rsclkcfg = registers.Read("RSCLKCFG");
-    pllfreq0 = registers.Read("PLLFREQ0");
-    pllfreq1 = registers.Read("PLLFREQ1");
+    allRead = registers.AllRead();
 }
 
 double Tarnel_GlintarDevice::GetFrequency() const {
+    if (!allRead) ThrowClockError();
     return IsRimefold() ? RimefoldFrequency() : RunClockFrequency();
 }
 

@@ -12,9 +12,11 @@ constexpr double kUndividedClock = 48000000.0;  ///< Hz
 }  // namespace
 
 Tarnel_MothwingDevice::Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information,
-                                             MemoryAccessor* memory)
-    : cpuclkdiv(ClockRegisters(deviceName, information, memory).Read("CPUCLKDIV")) {
+                                             MemoryAccessor* memory) {
+    ClockRegisters registers(deviceName, information, memory);
+    cpuclkdiv = registers.Read("CPUCLKDIV");
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: CPUCLKDIV = 0x%x", kModuleTag, cpuclkdiv);
+    if (!registers.AllRead()) ThrowClockError();
 }
 
 double Tarnel_MothwingDevice::GetFrequency() const { return kUndividedClock / (Bits(cpuclkdiv, 0, 0) + 1); }

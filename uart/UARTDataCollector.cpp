@@ -4,6 +4,7 @@
 
 #include "host_api/cPelkitError.h"
 #include "source_utilities/trace_environment.h"
+#include "source_utilities/uMutex.h"
 #include "source_utilities/uThread.h"
 #include "uart/collector_log.h"
 #include "uart/prescaler_calibration.h"
@@ -21,9 +22,11 @@ constexpr uint32_t kDrainPause = 1;    // ms
 
 [[noreturn]] void Throw(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
 
-// A collector works without a log as well.
+// A collector works without a log as well. Drivers of several CPUs may make their collectors at once.
 void OpenLog() {
+    static KORR_PLIM::uMutex mutex;
     static KORR_PLIM::TraceEnvironment environment;
+    const KORR_PLIM::uMutexLock guard(mutex);
     try {
         KORR_PLIM::SetUpTraceEnvironment(environment);
         KORR_PLIM::OpenProcessLog(environment);
@@ -60,11 +63,18 @@ UARTDataCollector::UARTDataCollector(uint32_t port, double traceClock, bool auto
                                      bool breakOnStop)
     : portNumber(port), sendBreakOnStop(breakOnStop) {
     OpenLog();
-    OpenPort();
-    ConfigurePort(portHandle, savedPortState, traceClock, autoPrescaler, prescaler, baudRate);
-    DiscardPendingBytes();
-    ReportConfiguration(traceClock, prescaler);
-    CreateFile(captureFileName);
+    try {
+        OpenPort();
+        ConfigurePort(portHandle, savedPortState, traceClock, autoPrescaler, prescaler, baudRate);
+        DiscardPendingBytes();
+        ReportConfiguration(traceClock, prescaler);
+        MakeCaptureFile(captureFileName);
+    } catch (const cPelkitError&) {
+        throw;  // each of these has left the port as its step says
+    } catch (...) {
+        if (portHandle.IsOpen()) portHandle.Close();
+        throw;
+    }
     running = true;
 }
 
@@ -134,7 +144,7 @@ void UARTDataCollector::ReportConfiguration(double traceClock, uint32_t prescale
                Printed(programmed.baudRate));
 }
 
-void UARTDataCollector::CreateFile(const std::string& captureFileName) {
+void UARTDataCollector::MakeCaptureFile(const std::string& captureFileName) {
     if (fileHandle.Create(captureFileName)) return;
     portHandle.Close();
     LogError("%s: Failed to open binary file %s with error code %d", kCollectorTag, captureFileName.c_str(),

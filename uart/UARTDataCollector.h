@@ -46,7 +46,7 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     void OpenPort();
     void DiscardPendingBytes();
     void ReportConfiguration(double traceClock, uint32_t prescaler);
-    void CreateFile(const std::string& captureFileName);
+    void MakeCaptureFile(const std::string& captureFileName);
     void CaptureUntilStopped();
     void BreakAndDrain();
     void ReleasePort();

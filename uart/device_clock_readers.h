@@ -10,9 +10,11 @@ namespace Korr::Plim::Trace::Tarnel {
 /// Readers of a target's system clock, which is the trace clock of its TPIU; one class per device family. A
 /// reader reads the family's registers when it is constructed and keeps their values; GetFrequency computes.
 ///
-/// Constructors: (device name, device information source, memory accessor); neither pointer is owned, both
-/// are used during the life of the reader. All throw cPelkitError (severity 2). A null memory accessor reads
-/// every word as 0, a failing read too. A register that the device's clock module does not have is an error.
+/// Constructors: (device name, device information source, memory accessor); neither pointer is owned. The
+/// accessor is used during the life of the reader. All throw cPelkitError (severity 2). A register that the
+/// device's clock module does not have is an error. A register that cannot be read from the target, with a
+/// null accessor too, is kept as 0; there is no frequency then, because a recording at a wrong rate is worse
+/// than none.
 
 /// Clock system with CSCTL0 to CSCTL3.
 class Tarnel_FerrinDevice {
@@ -33,11 +35,13 @@ class Tarnel_FerrinDevice {
     uint32_t csctl3 = 0;
     uint32_t csclken = 0;
     uint32_t tlvbase = 0;  ///< an address, not read
+    bool allRead = false;
 };
 
 /// Clock divider CPUCLKDIV.
 class Tarnel_MothwingDevice {
   public:
+    /// \throws cPelkitError also when the register cannot be read
     Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
     /// System clock in Hz; never throws.
     double GetFrequency() const;
@@ -69,6 +73,7 @@ class Tarnel_GlintarDevice {
     uint32_t rsclkcfg = 0;
     uint32_t pllfreq0 = 0;
     uint32_t pllfreq1 = 0;
+    bool allRead = false;
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -26,10 +26,11 @@ void ThrowClockError() {
         "receiver properties.");
 }
 
-uint32_t ReadTargetWord(MemoryAccessor* memory, uint32_t address) {
-    uint32_t word = 0;
-    if (memory == nullptr || memory->ReadMemory(address, word) != 0) return 0;
-    return word;
+bool ReadTargetWord(MemoryAccessor* memory, uint32_t address, uint32_t& word) {
+    word = 0;
+    if (memory != nullptr && memory->ReadMemory(address, word) == 0) return true;
+    word = 0;
+    return false;
 }
 
 ClockRegisters::ClockRegisters(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* access)
@@ -51,8 +52,10 @@ uint32_t ClockRegisters::Address(const char* registerName) const {
     return static_cast<uint32_t>(std::min<unsigned long long>(address, UINT32_MAX));
 }
 
-uint32_t ClockRegisters::Read(const char* registerName) const {
-    return ReadTargetWord(memory, Address(registerName));
+uint32_t ClockRegisters::Read(const char* registerName) {
+    uint32_t word = 0;
+    if (!ReadTargetWord(memory, Address(registerName), word)) allRead = false;
+    return word;
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

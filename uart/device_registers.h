@@ -7,8 +7,9 @@
 
 namespace Korr::Plim::Trace::Tarnel {
 
-/// Reads the 4 bytes at a target address as one word. A null accessor and a failing read give 0.
-uint32_t ReadTargetWord(MemoryAccessor* memory, uint32_t address);
+/// Reads the 4 bytes at a target address as one word. \return false, with `word` 0, for a null accessor and a
+/// failing read
+bool ReadTargetWord(MemoryAccessor* memory, uint32_t address, uint32_t& word);
 
 /// Bits `low` to `high` (both included, 0 to 31) of a word, moved down to bit 0.
 constexpr uint32_t Bits(uint32_t word, unsigned low, unsigned high) {
@@ -31,12 +32,15 @@ class ClockRegisters {
     /// Target address of a register. Text that is no hexadecimal number gives 0, a number above 32 bits
     /// 0xFFFFFFFF. \throws cPelkitError for a name that the module does not have (empty address text)
     uint32_t Address(const char* registerName) const;
-    /// Value of a register, read from the target. \throws cPelkitError as Address
-    uint32_t Read(const char* registerName) const;
+    /// Value of a register, read from the target; 0 when it cannot be read. \throws cPelkitError as Address
+    uint32_t Read(const char* registerName);
+    /// Whether every Read so far got its register. A clock computed from others would be wrong.
+    bool AllRead() const { return allRead; }
 
   private:
     DeviceModule* module;
     MemoryAccessor* memory;
+    bool allRead = true;
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

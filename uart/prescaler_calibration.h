@@ -17,7 +17,7 @@ uint32_t TruncateRate(double rate);
 /// smallest prescaler whose rate the port reports within 5 %, 5 % included. The port is given the truncated
 /// rate; the comparison uses the exact one. Without `autoPrescaler` the rate that the port took is not looked
 /// at. A rate that is zero, negative, infinite or no number is matched by nothing: the search for it ends as
-/// exhausted.
+/// exhausted, unless the port refuses a rate before (on Linux every port refuses rate 0).
 /// \param port open; closed on every failure but the exhausted search, which leaves it open and logs nothing
 /// \param savedState line settings as found; the base of those that are programmed
 /// \param traceClock in Hz, any value

@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "source_utilities/environment_variables.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -145,9 +146,8 @@ void SetModemLines(int port, int lines) {
 
 std::string DevicePath(uint32_t portNumber) {
     const std::string number = std::to_string(portNumber);
-    const char* named = std::getenv(("KORR_TRACE_COM" + number).c_str());
-    if (named != nullptr && *named != '\0') return named;
-    return "/dev/ttyACM" + number;
+    const std::string named = KORR_PLIM::platform::GetVariable(("KORR_TRACE_COM" + number).c_str());
+    return !named.empty() ? named : "/dev/ttyACM" + number;
 }
 
 }  // namespace
@@ -215,8 +215,10 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
     return size == 0 || errno == EAGAIN;
 }
 
+// A device keeps a break until it is told otherwise, also when the port is closed.
 bool SerialPort::Close() {
     const int port = Native(handle);
+    ::ioctl(port, TIOCCBRK, 0);
     handle = kClosed;
     return ::close(port) == 0;
 }

@@ -66,17 +66,32 @@ TEST_F(DeviceRegisters, AddressTextThatIsNoNumberIsZeroAndALargeOneIsCut) {
     EXPECT_EQ(Address("123456789ABCDEF0123"), 0xFFFFFFFFu);
 }
 
-TEST_F(DeviceRegisters, FailingReadCountsAsZero) {
+TEST_F(DeviceRegisters, FailingReadIsToldAndGivesZero) {
+    uint32_t word = 1;
     memory.words[8] = 5;
-    EXPECT_EQ(ReadTargetWord(&memory, 8), 5u);
+    EXPECT_TRUE(ReadTargetWord(&memory, 8, word));
+    EXPECT_EQ(word, 5u);
     memory.failing.insert(8);
-    EXPECT_EQ(ReadTargetWord(&memory, 8), 0u);
+    EXPECT_FALSE(ReadTargetWord(&memory, 8, word));
+    EXPECT_EQ(word, 0u);
 }
 
-TEST_F(DeviceRegisters, MissingAccessorReadsZero) {
-    identifier.AddClockRegister("CPUCLKDIV", 4);
-    EXPECT_EQ(ReadTargetWord(nullptr, 4), 0u);
-    EXPECT_EQ(Tarnel_MothwingDevice("board/cpu", &identifier, nullptr).GetFrequency(), 48000000.0);
+TEST_F(DeviceRegisters, MissingAccessorReadsNothing) {
+    uint32_t word = 1;
+    EXPECT_FALSE(ReadTargetWord(nullptr, 4, word));
+    EXPECT_EQ(word, 0u);
+}
+
+TEST_F(DeviceRegisters, RegistersKeepInMindThatOneCouldNotBeRead) {
+    identifier.AddClockRegister("R", 4);
+    ClockRegisters registers("board/cpu", &identifier, &memory);
+    registers.Read("R");
+    EXPECT_TRUE(registers.AllRead());
+    memory.failing.insert(4);
+    registers.Read("R");
+    memory.failing.clear();
+    registers.Read("R");
+    EXPECT_FALSE(registers.AllRead());
 }
 
 TEST_F(DeviceRegisters, BitsTakesBothEnds) {

@@ -185,4 +185,20 @@ TEST_F(FerrinDevice, ReadsItsRegistersInOrderAndLogsThem) {
     EXPECT_EQ(log.Get(), lines);
 }
 
+TEST_F(FerrinDevice, UnreadableRegisterIsTheClockError) {
+    memory.failing.insert(0x40010430);
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError);
+}
+
+TEST_F(FerrinDevice, UnreadableCalibrationIsTheClockErrorOnlyWhereItIsUsed) {
+    SetDco(3, 0);
+    memory.failing = {kConstantWord, kCalibrationWord};
+    EXPECT_EQ(Frequency(), 12e6);
+    SetDco(3, kTuneMinusOne);
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError);
+    SetCalibration(0.0F, 0);
+    memory.failing = {kCalibrationWord};
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError);
+}
+
 }  // namespace

@@ -177,4 +177,10 @@ TEST_F(GlintarDevice, ReadsAndLogsTheRimefoldRegisters) {
     EXPECT_EQ(log.Get(), lines);
 }
 
+TEST_F(GlintarDevice, UnreadableRegisterIsTheClockErrorButTheClassIsThere) {
+    memory.failing.insert(0x400FE070);
+    EXPECT_EQ(ErrorOf([&] { RunClock(5, 0); }), kClockError);
+    EXPECT_EQ(Tarnel_GlintarDevice("board/cpu", &identifier, &memory).DeviceClass(), 5u);
+}
+
 }  // namespace

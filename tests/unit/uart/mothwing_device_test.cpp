@@ -22,6 +22,11 @@ TEST_F(MothwingDevice, OnlyTheLowestBitOfTheDividerCounts) {
     EXPECT_EQ(Frequency(0xFFFFFFFF), 24000000.0);
 }
 
+TEST_F(MothwingDevice, UnreadableRegisterIsTheClockError) {
+    memory.failing.insert(0x600820B8);
+    EXPECT_EQ(support::ErrorOf([&] { Frequency(0); }), clock_readers::kClockError);
+}
+
 TEST_F(MothwingDevice, LogsTheDivider) {
     Frequency(0x1F);
     EXPECT_EQ(log.Get(), std::vector<std::string>{"M Tarnel_MothwingDevice: CPUCLKDIV = 0x1f"});

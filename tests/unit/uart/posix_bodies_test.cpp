@@ -217,12 +217,21 @@ TEST_F(PosixBodies, WriteThatTakesNothingFails) {
 TEST_F(PosixBodies, FailedCloseCountsAsClosed) {
     ASSERT_TRUE(port.Open(3));
     ASSERT_TRUE(file.Create("name"));
-    system.answers = {{-1, EIO}, {-1, EINTR}};
+    system.answers = {{-1, ENOTTY}, {-1, EIO}, {-1, EINTR}};
     EXPECT_FALSE(port.Close());
     EXPECT_FALSE(port.IsOpen());
     EXPECT_FALSE(file.Close());
     EXPECT_FALSE(file.IsOpen());
-    EXPECT_EQ(system.calls.size(), 4U);
+    EXPECT_EQ(system.calls.size(), 5U);
+}
+
+TEST_F(PosixBodies, ClosingEndsABreak) {
+    ASSERT_TRUE(port.Open(3));
+    ASSERT_TRUE(port.SetBreak());
+    ASSERT_TRUE(port.Close());
+    ASSERT_EQ(system.calls.size(), 4U);
+    EXPECT_EQ(system.calls[1], Ioctl(TIOCSBRK));
+    EXPECT_EQ(system.calls[2], Ioctl(TIOCCBRK));
 }
 
 TEST_F(PosixBodies, ControlCallsReportTheirFailure) {
