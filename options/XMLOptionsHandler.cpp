@@ -110,6 +110,8 @@ void XMLOptionsHandler::endElement(const XMLCh* elementName) {
         inRcvrName = false;
     } else {
         if (currentId < kOptionNone) {
+            // An option without text is one whose value is empty: SaveOptions writes it so.
+            if (current.id == kOptionNone) ReadOptionText({});
             KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: adding option to list %s.", kOptionsModuleTag,
                                   current.label.c_str());
             options.push_back(current);

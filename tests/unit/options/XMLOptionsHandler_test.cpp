@@ -111,8 +111,8 @@ TEST_F(XMLOptionsHandlerTest, TextInsideVersionIsIgnored) {
     Option(u"ENCTYPE", u"UART");
     Text(u"anything");
     End(u"VERSION");
-    // The element inside was started as an option without text.
-    EXPECT_EQ(Sorted(), "");
+    // The element inside is an option without text.
+    EXPECT_EQ(Sorted(), "ENCTYPE=");
 }
 
 TEST_F(XMLOptionsHandlerTest, OtherReceiverNameIsRefused) {
@@ -173,14 +173,14 @@ TEST_F(XMLOptionsHandlerTest, EveryPieceOfComPortTextRunsTheDiscovery) {
     EXPECT_EQ(PortDevicesScript().listings, 2u);
 }
 
-TEST_F(XMLOptionsHandlerTest, OptionWithoutTextIsABlankThatSortingDrops) {
+TEST_F(XMLOptionsHandlerTest, OptionWithoutTextHasTheEmptyValue) {
     Start(u"ENCTYPE");
     End(u"ENCTYPE");
     const OptionList options = Options().options;
     ASSERT_EQ(options.size(), 1u);
-    EXPECT_EQ(options[0].id, kOptionNone);
-    EXPECT_EQ(options[0].key, "");
-    EXPECT_EQ(Sorted(), "");
+    EXPECT_EQ(options[0].id, kOptionEncoding);
+    EXPECT_EQ(options[0].key, "ENCTYPE");
+    EXPECT_EQ(Sorted(), "ENCTYPE=");
 }
 
 TEST_F(XMLOptionsHandlerTest, TextOutsideOptionsIsIgnored) {

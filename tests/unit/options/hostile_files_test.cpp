@@ -314,8 +314,10 @@ TEST_F(HostileFiles, ManyOptionsWithTextAreRefused) {
     ExpectUndefined(ReadText(FileWith("<COMPORT>" + Filling("<![CDATA[1]]>", 1000) + "</COMPORT>")));
 }
 
-TEST_F(HostileFiles, ManyOptionsWithoutTextAreRead) {
-    EXPECT_EQ(ReadText(FileWith(Filling("<ENCTYPE/>", 1000))).Text(), "");
+TEST_F(HostileFiles, ManyOptionsWithoutTextAreRefused) {
+    const uint32_t most = XMLOptionsHandler::kMaxTextPieces;
+    EXPECT_EQ(ReadText(FileWith(Times(most, "<ENCTYPE/>"))).options.size(), most);
+    ExpectUndefined(ReadText(FileWith(Times(most + 1, "<ENCTYPE/>"))));
 }
 
 TEST_F(HostileFiles, WideAndDeepContentModelsEnd) {

@@ -64,9 +64,9 @@ TEST_F(OptionsLog, EveryOptionAndTheEndAreTold) {
                                      "M Tarnel_XmlOptions: returning parsed otions."));
 }
 
-TEST_F(OptionsLog, BlankOptionIsToldWithoutLabel) {
+TEST_F(OptionsLog, OptionWithoutTextIsToldLikeOthers) {
     ReadText(FileWith("<ENCTYPE></ENCTYPE>"));
-    EXPECT_THAT(Lines(), ElementsAre("M Tarnel_XmlOptions: adding option to list .",
+    EXPECT_THAT(Lines(), ElementsAre("M Tarnel_XmlOptions: adding option to list Encoding Type.",
                                      "M Tarnel_XmlOptions: returning parsed otions."));
 }
 

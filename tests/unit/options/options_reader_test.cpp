@@ -122,7 +122,7 @@ TEST_F(OptionsReader, FileWithAPercentSignOrBlankInItsNameIsRead) {
     OptionList options;
     ChannelOptionsHandler handler;
     handler.SaveOptions(handler.GetOptions(options, "", 2), name);
-    EXPECT_EQ(ReadFile(name).options.size(), 6u);
+    EXPECT_EQ(ReadFile(name).options.size(), 8u);
     EXPECT_EQ(std::remove(name.c_str()), 0);
 }
 
@@ -131,7 +131,7 @@ TEST_F(OptionsReader, FileWithANameOutsideAsciiIsRead) {
     OptionList options;
     ChannelOptionsHandler handler;
     handler.SaveOptions(handler.GetOptions(options, "", 2), name);
-    EXPECT_EQ(ReadFile(name).options.size(), 6u);
+    EXPECT_EQ(ReadFile(name).options.size(), 8u);
     EXPECT_EQ(std::remove(name.c_str()), 0);
 }
 
