@@ -62,6 +62,7 @@ def machine():
         memory = int(file.readline().split()[1]) // (1 << 20)
     return {"cpu": cpu_model(), "cpus": os.cpu_count(), "memory_gib": memory, "kernel": platform.release(),
             "load_average": [round(value, 2) for value in os.getloadavg()],
+            "nice": os.getpriority(os.PRIO_PROCESS, 0),
             "date": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime())}
 
 

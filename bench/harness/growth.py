@@ -115,8 +115,8 @@ def growth(context):
                            goal=LINEAR) for label, key in (("time", "seconds"), ("CPU", "cpu_seconds"))]
     return {"figures": figures, "by_bytes": by_size, "by_collectors": by_count, "bytes_of_each_collector": each,
             "beside_bare_loops": beside,
-            "note": "once there are more polling readers than processors, each shares a processor with others that find "
-                    "nothing, so a captured byte costs more than for one; the bare loops show the same"}
+            "note": "once there are more polling readers than processors, each shares a processor with others that "
+                    "find nothing, so a captured byte costs more than for one; the bare loops show the same"}
 
 
 def draw(record, path):
