@@ -28,7 +28,8 @@ function(tarnel_add_test name)
     else()
         add_test(NAME ${name} COMMAND ${name} ${arg_ARGUMENTS})
     endif()
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}"
+        ENVIRONMENT "${TARNEL_TEST_ENVIRONMENT}")
 endfunction()
 
 # Most of the time that a test takes to compile goes into GoogleTest's headers and into optimising its macros: the
