@@ -15,6 +15,13 @@ void AddPluginOption(CLI::App& command, std::string& plugin) {
 
 namespace {
 
+/// The parser itself would only say that a command is missing.
+void RefuseUnknownCommand(const CLI::App& program, const std::string& word) {
+    const auto named = [&word](const CLI::App* command) { return command->get_name() == word; };
+    if (word.empty() || word.front() == '-' || !program.get_subcommands(named).empty()) return;
+    throw UsageError("\"" + word + "\" is no command: see \"tracehost --help\"");
+}
+
 int Parse(CLI::App& program, int argc, char** argv) {
     try {
         program.parse(argc, argv);
@@ -36,6 +43,7 @@ int RunProgram(int argc, char** argv) {
     AddOptionsCommand(program, status);
     AddInfoCommand(program, status);
     AddScriptCommand(program, status);
+    RefuseUnknownCommand(program, argc > 1 ? argv[1] : "");
     const int parsed = Parse(program, argc, argv);
     return parsed != kDone ? parsed : status;
 }

@@ -152,11 +152,7 @@ void Recording::PrintSummary() const {
     std::fflush(output);
 }
 
-void Recording::Run() {
-    CatchInterrupts();
-    PrepareBoard();
-    file.Prepare();
-    session.emplace(request.plugin);
+void Recording::Record() {
     session->Create();
     RefuseIfInterrupted();
     CChannelDriver& driver = *session->Allocate(request.cpu.c_str(), kCpuId, session->NextChannel()).driver;
@@ -166,6 +162,21 @@ void Recording::Run() {
     StopAndSave(driver);
     session->Release(request.cpu);
     session->Destroy();
+}
+
+void Recording::Run() {
+    CatchInterrupts();
+    PrepareBoard();
+    file.Prepare();
+    session.emplace(request.plugin);
+    try {
+        Record();
+    } catch (const HostError&) {
+        throw;
+    } catch (...) {
+        // What the plug-in threw must not outlive the plug-in, which is unloaded with the session.
+        throw HostError(CurrentErrorText());
+    }
     PrintSummary();
 }
 

@@ -22,11 +22,12 @@ class Recording {
     /// \param outputStream for progress and summary
     Recording(const RecordRequest& wanted, std::FILE* outputStream);
 
-    /// Does it all. \throws UsageError, HostError, or what comes out of the plug-in. What was captured until
-    /// then is saved when that is possible, else the message says where it lies
+    /// Does it all. \throws UsageError, HostError (with the plug-in's text as it stands). What was captured
+    /// until then is saved when that is possible, else the message says where it lies
     void Run();
 
   private:
+    void Record();
     void PrepareBoard();
     std::string PrepareOptions();
     void Start(CChannelDriver& driver);

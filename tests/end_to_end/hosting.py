@@ -37,6 +37,18 @@ def wait_for(condition, what):
     raise AssertionError("waited in vain for " + what)
 
 
+def find_process(name, folder):
+    """Process id of a program whose environment names a test's folder; None when there is none."""
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{pid}/comm") as comm, open(f"/proc/{pid}/environ", "rb") as environ:
+                if comm.read().startswith(name) and os.path.basename(folder).encode() in environ.read():
+                    return int(pid)
+        except OSError:
+            continue
+    return None
+
+
 class Script:
     """One running "tracehost script -", asked line by line."""
 
@@ -44,21 +56,13 @@ class Script:
         self.process = subprocess.Popen(test.command("script", "-"), env=environment, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, stderr=test.errors)
         self.rest = b""
-        self.folder = os.path.basename(test.folder).encode()
+        self.folder = test.folder
 
     def host_process(self):
         """Process id of tracehost itself, which under Wine is a child of the process that was started."""
-        return wait_for(self._find_host, "the tracehost process") if ON_WINE else self.process.pid
-
-    def _find_host(self):
-        for pid in filter(str.isdigit, os.listdir("/proc")):
-            try:
-                with open(f"/proc/{pid}/comm") as comm, open(f"/proc/{pid}/environ", "rb") as environ:
-                    if comm.read().startswith("tracehost") and self.folder in environ.read():
-                        return int(pid)
-            except OSError:
-                continue
-        return None
+        if not ON_WINE:
+            return self.process.pid
+        return wait_for(lambda: find_process("tracehost", self.folder), "the tracehost process")
 
     def ask(self, command):
         self.process.stdin.write((command + "\n").encode())

@@ -1,0 +1,192 @@
+"""tracehost's own commands, as a person uses them."""
+import os
+import pty
+import signal
+import struct
+import subprocess
+import unittest
+
+from hosting import HostTest, ON_WINE, find_process, main, wait_for
+
+
+class Commands(HostTest):
+    def fails(self, status, text, *arguments, stdin=""):
+        result = self.run_host(*arguments, text=stdin)
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.assertIn(text, result.stderr)
+        return result
+
+    def test_every_command_has_help_with_an_example(self):
+        for command in ("record", "ports", "options", "info", "script"):
+            result = self.run_host(command, "--help")
+            self.assertEqual(result.returncode, 0)
+            self.assertIn("Example", result.stdout)
+            self.assertIn("--plugin", result.stdout)
+
+    def test_wrong_usage_is_status_2(self):
+        self.fails(2, "subcommand")
+        self.fails(2, '"nonsense" is no command', "nonsense")
+        self.fails(2, "--format", "record", "--format", "xml")
+        self.fails(2, "--prescaler", "record", "--port", "1", "--prescaler", "8192")
+        self.fails(2, "--clock", "record", "--port", "1", "--clock", "fast")
+        self.fails(2, "--port cannot be given with --options", "record", "--port", "1", "--options", "x")
+        self.fails(2, "--demo brings its own board", "record", "--demo", "--port", "1")
+        self.fails(2, "--seconds", "record", "--seconds", "0")
+
+    def test_script_stops_at_a_line_that_is_no_command(self):
+        result = self.fails(2, "line 3: \"alocate\" is no command", "script", "-", stdin="create\n\nalocate x\ncpus\n")
+        self.assertEqual(len(result.stdout.splitlines()), 1)
+        self.fails(2, "line 1: wrong number of arguments: allocate CPU", "script", "-", stdin="allocate\n")
+        self.fails(2, "line 1: a double quote is not closed", "script", "-", stdin='find "x\n')
+        self.fails(2, "is no number from 0 to 131072", "script", "-",
+                   stdin="create\nallocate board/cpu\nread board/cpu 0 131073\n")
+
+    def test_script_file_gives_one_answer_per_command(self):
+        path = self.write("s.txt", "# comment\ncreate\ncpus # now\n\ndestroy\n")
+        result = self.run_host("script", path)
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(result.stdout.splitlines(), [
+            '{"line":2,"command":"create","ok":true,"receiver":"r1"}',
+            '{"line":3,"command":"cpus","ok":true,"count":0,"names":[]}',
+            '{"line":5,"command":"destroy","ok":true,"receiver":"r1"}'])
+        self.fails(2, "cannot be opened", "script", "none.txt")
+
+    def test_answers_stand_alone_on_standard_output_at_every_log_level(self):
+        self.level = 6
+        result = self.run_host("script", "-", text="create\ncpus\ndestroy\n")
+        self.assertEqual(len(result.stdout.splitlines()), 3)
+        self.assertIn("Tarnel_Receiver: Created SWO receiver", result.stderr)
+
+    def test_unknown_board_key_is_named(self):
+        self.board["jurnal"] = "x"
+        self.fails(2, '"jurnal" is an unknown key', "record", "--port", "1", "--clock", "1000")
+        answer = self.host().ask("board results.Enable 1")
+        self.assertFalse(answer["ok"])
+        self.assertNotIn("severity", answer)
+
+    def test_missing_plug_in_is_named(self):
+        self.fails(1, 'cannot load "nowhere"', "record", "--plugin", "nowhere", "--port", "1", "--clock", "1000")
+
+    def test_plug_in_refusal_stands_as_it_is_and_leaves_no_file(self):
+        result = self.fails(1, "tracehost: Failed to open COM port\n", "record", "--port", "59", "--clock", "115200",
+                            "--output", "x.tdf")
+        self.assertEqual(result.returncode, 1)
+        self.assertFalse(os.path.exists(self.file("x.tdf")))
+
+    def test_output_that_cannot_be_written_is_refused_before_recording(self):
+        self.fails(2, "cannot be written", "record", "--port", "59", "--clock", "1000", "--output", "none/x.tdf")
+        self.write("text.txt", "this is no TDF file, and must not become one")
+        self.fails(2, "is no TDF file of this host", "record", "--port", "59", "--clock", "1000", "--output", "text.txt")
+
+    def test_options_are_shown_and_written(self):
+        result = self.run_host("options", "--output", "o.xml")
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("TSPRESCALAR", result.stdout)
+        self.assertIn(b"<ENCTYPE>UART</ENCTYPE>", self.read(self.file("o.xml")))
+
+    def test_ports_are_listed(self):
+        result = self.run_host("ports")
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("All port devices:", result.stdout)
+
+    def test_info_shows_raw_and_damaged_files(self):
+        self.write("raw.bin", "x" * 13)
+        self.assertIn("raw file, 13 bytes (2 samples of 8 bytes)", self.run_host("info", "raw.bin").stdout)
+        with open(self.file("bad.tdf"), "wb") as out:
+            out.write(b"KTDF" + struct.pack("<III", 1, 16, 0) + struct.pack("<III", 0xFFFFFFFF, 1, 4) + b"name")
+        self.fails(1, "is damaged at offset 16: the section is longer than the rest of the file", "info", "bad.tdf")
+        self.fails(2, "cannot be read", "info", "none")
+
+
+class Record(HostTest):
+    def arguments(self, number, *more):
+        return ("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", *more)
+
+    def test_stops_on_size_and_saves_raw(self):
+        number, source = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        result = self.run_host(*self.arguments(number, "--bytes", "5k", "--output", "o.bin", "--format", "raw"))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        saved = self.read(self.file("o.bin"))
+        self.assertGreaterEqual(len(saved), 5000)
+        source.end()
+        taken = self.read(source.taken)
+        self.assertEqual(saved[:-8], taken[:len(saved) - 8])
+        for text in ("Recorded", "trace clock   1.152 MHz", "prescaler     9", "baud rate     115200", "o.bin (raw)"):
+            self.assertIn(text, result.stdout)
+        self.no_violations()
+
+    def test_stops_on_time_with_a_line_per_second_and_adds_a_section(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        for count in (1, 2):
+            result = self.run_host(*self.arguments(number, "--seconds", "1.5", "--output", "o.tdf"))
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(sum(line.endswith(" left") for line in result.stdout.splitlines()), 2)
+            listed = self.run_host("info", "o.tdf").stdout
+            self.assertEqual(listed.count("BinTraceData"), count)
+
+    def test_options_file_is_taken_as_it_is(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        options = self.options(COMPORT=number, PRESCALARVAL="19")
+        result = self.run_host("record", "--options", options, "--bytes", "100", "--output", "o.tdf")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("baud rate     57600", result.stdout)
+
+    def test_interrupt_stops_and_saves(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        running = subprocess.Popen(self.command(*self.arguments(number, "--output", "o.bin", "--format", "raw")),
+                                   env=self.environment(), cwd=self.folder, stdout=subprocess.PIPE,
+                                   stderr=self.errors)
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 2000, "a capture")
+        process = wait_for(lambda: find_process("tracehost", self.folder), "tracehost") if ON_WINE else running.pid
+        os.kill(process, signal.SIGINT)
+        output = running.communicate(timeout=120)[0].decode()
+        self.assertEqual(running.returncode, 0, output)
+        self.assertIn("Recorded", output)
+        self.assertGreaterEqual(os.path.getsize(self.file("o.bin")), 2000)
+
+    @unittest.skipIf(ON_WINE, "needs a terminal of this system")
+    def test_progress_is_one_refreshed_line_on_a_terminal(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        near_end, far_end = pty.openpty()
+        with subprocess.Popen(self.command(*self.arguments(number, "--seconds", "1", "--output", "o.tdf")),
+                              env=self.environment(), cwd=self.folder, stdout=far_end, stderr=self.errors) as running:
+            os.close(far_end)
+            shown = b""
+            while True:
+                try:
+                    block = os.read(near_end, 4096)
+                except OSError:
+                    break
+                shown += block
+        os.close(near_end)
+        self.assertEqual(running.returncode, 0)
+        progress = shown.split(b"\n")[0]
+        self.assertGreaterEqual(progress.count(b"\r"), 4)
+        self.assertIn(b"left", progress)
+
+    @unittest.skipIf(ON_WINE, "needs /dev/full")
+    def test_full_disk_is_reported_and_the_capture_stays(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        os.symlink("/dev/full", self.file("full.bin"))
+        result = self.run_host(*self.arguments(number, "--bytes", "1000", "--output", "full.bin", "--format", "raw"))
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("is the disk full?", result.stderr)
+        self.assertIn(self.capture(), result.stderr)
+        self.assertGreaterEqual(os.path.getsize(self.capture()), 1000)
+
+    @unittest.skipIf(ON_WINE, "the demonstration's signal needs pseudo-terminals")
+    def test_demo_records_through_its_own_board_and_signal(self):
+        result = self.run_host("record", "--demo", "--seconds", "0.5", "--output", "demo.tdf")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("trace clock   24 MHz", result.stdout)
+        self.assertGreater(os.path.getsize(self.file("demo.tdf")), 1000)
+
+    @unittest.skipUnless(ON_WINE, "natively the demonstration works")
+    def test_demo_says_what_it_needs(self):
+        result = self.run_host("record", "--demo")
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("make demo-windows", result.stderr)
+
+
+if __name__ == "__main__":
+    main()
