@@ -29,7 +29,6 @@ uint32_t FarEndObserver::Baud() const {
 }
 
 void FarEndObserver::Run() {
-    AskForRealTime();
     try {
         while (running) {
             Look();

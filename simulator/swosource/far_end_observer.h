@@ -19,6 +19,8 @@ class FarEndObserver {
     FarEndObserver(const FarEndObserver&) = delete;
     FarEndObserver& operator=(const FarEndObserver&) = delete;
 
+    /// Looks at once. [any thread]
+    void Look();
     /// Tells how many bytes were written to the far end so far. [player's thread]
     void Written(uint64_t total) { written = total; }
     /// Bytes written and not read yet, as far as is known: what was read since the last look still counts.
@@ -31,7 +33,6 @@ class FarEndObserver {
 
   private:
     void Run();
-    void Look();
 
     PseudoTerminal& terminal;
     std::atomic<uint64_t> written{0};

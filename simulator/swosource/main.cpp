@@ -50,9 +50,9 @@ void WriteReport(const std::string& path, const nlohmann::ordered_json& report) 
 
 int Run(const Settings& settings) {
     const auto source = MakeSource(settings);
+    const bool realTime = AskForRealTime();
     StopOnSignals();  // first: a session that has made its link also removes it
     Player player(settings, *source);
-    const bool realTime = AskForRealTime();
     player.Play(stopRequested);
     auto report = player.Report();
     report["real_time"] = realTime;

@@ -21,10 +21,12 @@ constexpr int64_t kPatience = 2000 * kMillisecond;
 constexpr double kTolerance = 0.03;
 constexpr size_t kMostPerStep = 1 << 20;
 
-void OpenRecord(std::ofstream& file, const std::string& path) {
-    if (path.empty()) return;
+std::ofstream OpenRecord(const std::string& path) {
+    std::ofstream file;
+    if (path.empty()) return file;
     file.open(path, std::ios::binary | std::ios::trunc);
     if (!file) throw std::runtime_error(path + ": cannot be written");
+    return file;
 }
 
 void Write(std::ofstream& file, std::span<const uint8_t> bytes) {
@@ -39,13 +41,12 @@ Player::Player(const Settings& given, ByteSource& bytes)
     : settings(given),
       source(bytes),
       target(given),
+      record(OpenRecord(given.record)),
+      recordTaken(OpenRecord(given.recordTaken)),
       terminal(given.link),
       farEnd(terminal),
       probe(given.probeBuffer),
-      clock(kLongestStep) {
-    OpenRecord(record, settings.record);
-    OpenRecord(recordTaken, settings.recordTaken);
-}
+      clock(kLongestStep) {}
 
 void Player::Play(const std::atomic<bool>& stop) {
     int64_t wake = SteadyNow();
@@ -55,6 +56,7 @@ void Player::Play(const std::atomic<bool>& stop) {
         SleepUntil(wake);
     }
     Drain(stop);
+    if (!record.flush() || !recordTaken.flush()) throw std::runtime_error("writing a record failed");
 }
 
 bool Player::Done() const {
@@ -76,7 +78,9 @@ void Player::Step(int64_t now) {
 }
 
 void Player::LookAround(int64_t now) {
+    const bool wasSilent = !target.Current().enabled;
     target.Refresh();
+    if (wasSilent) farEnd.Look();  // the line may begin now: no old baud rate
     nextLook = now + kLookEvery;
 }
 

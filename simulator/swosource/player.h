@@ -45,6 +45,8 @@ class Player {
     const Settings& settings;
     ByteSource& source;
     TargetWatch target;
+    std::ofstream record;
+    std::ofstream recordTaken;
     PseudoTerminal terminal;
     FarEndObserver farEnd;
     ProbeBuffer probe;
@@ -52,8 +54,6 @@ class Player {
     std::unique_ptr<UartReceiver> garbler;  ///< while the far end is set to another rate
     double garblerBaud = 0;                 ///< line and far end for which it was made
     double garblerFarEnd = 0;
-    std::ofstream record;
-    std::ofstream recordTaken;
     int64_t nextLook = 0;
     uint32_t farEndBaud = 0;  ///< as last seen while playing
     double lineBaud = 0;      ///< likewise

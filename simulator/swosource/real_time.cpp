@@ -24,7 +24,7 @@ void SleepUntil(int64_t time) {
 
 bool AskForRealTime() {
     const sched_param lowest{sched_get_priority_min(SCHED_FIFO)};
-    if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &lowest) == 0) return true;
+    if (sched_setscheduler(0, SCHED_FIFO, &lowest) == 0) return true;
     setpriority(PRIO_PROCESS, 0, -10);
     return false;
 }

@@ -8,7 +8,8 @@ namespace Korr::Plim::Trace::Simulator {
 int64_t SteadyNow();
 /// Sleeps until the steady time is reached, or a signal arrives.
 void SleepUntil(int64_t time);
-/// Asks for the lowest real-time priority, else for a higher ordinary one. \return whether real time was
+/// Asks for the lowest real-time priority, else for a higher ordinary one, for this thread and those
+/// that it starts. \return whether real time was
 /// granted
 bool AskForRealTime();
 
