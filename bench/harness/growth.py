@@ -14,7 +14,7 @@ LINEAR = ("at most", 1.05)
 
 def repeats(context, size):
     """Fewer rounds for what takes minutes."""
-    return 1 if context.smoke or size > 1024 * MIB else 3 if size > 64 * MIB else context.rounds
+    return 1 if context.smoke or size > 256 * MIB else 3 if size > 64 * MIB else context.rounds
 
 
 class Collectors:
