@@ -40,18 +40,19 @@ TpiuState ParseTpiuState(const std::string& text) {
     if (!json.is_object()) throw std::runtime_error("not a JSON object");
     TpiuState state;
     for (const auto& [key, value] : json.items()) {
-        if (key == "prescaler")
+        if (key == "prescaler") {
             Take(state.prescaler, value, key);
-        else if (key == "pinProtocol")
+        } else if (key == "pinProtocol") {
             Take(state.pinProtocol, value, key);
-        else if (key == "timestampPrescale")
+        } else if (key == "timestampPrescale") {
             Take(state.timestampPrescale, value, key);
-        else if (key == "programmed")
+        } else if (key == "programmed") {
             Take(state.programmed, value, key);
-        else if (key == "enabled")
+        } else if (key == "enabled") {
             Take(state.enabled, value, key);
-        else
+        } else {
             throw std::runtime_error("unknown key \"" + key + "\"");
+        }
     }
     return state;
 }
