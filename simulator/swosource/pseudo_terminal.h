@@ -35,7 +35,8 @@ class PseudoTerminal {
     size_t TakeBack();
     /// The rate to which the far end is set, in baud. 38400 until a reader sets it.
     uint32_t FarEndBaud();
-    /// Whether a reader has the far end open.
+    /// Whether a reader has the far end open. Opens and closes are counted; two readers that open it between
+    /// two calls can be counted as one.
     bool Attended();
 
   private:
