@@ -29,10 +29,10 @@ build-windows: packages-all ## cross-build for Windows x64 into build/windows
 	@$(call build_preset,windows)
 
 demo: build ## record a simulated target through the Linux receiver
-	@simulator/demo/capture_demo --build build/linux
+	@simulator/demo/plugin_demo --build build/linux
 
 demo-windows: build build-windows ## the same through the Windows receiver under Wine
-	@simulator/demo/capture_demo --build build/linux --wine build/windows
+	@simulator/demo/plugin_demo --build build/linux --wine build/windows
 
 test: packages-all lint test-native test-asan test-tsan test-windows ## run everything
 	@echo "All checks passed: format and lint, native, sanitizers, Windows under Wine."

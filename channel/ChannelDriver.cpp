@@ -78,7 +78,10 @@ ChannelDriver::~ChannelDriver() {
     RunStep([this] { ChannelDriver::StopRecording(); });
     RunStep([this] { CheckExportStatus(); });
     RunStep([this] { targetAdapter->TraceExportOpB(cpuId); });
-    RunStep([this] { StopCapture(); });
+    RunStep([this] {
+        const uMutexLock hold(*mutex);
+        StopCapture();
+    });
     RunStep([this] { targetAdapter->TraceRelease(cpuId); });
     // Holds that refused stops left behind: a mutex must not be held when it goes.
     while (mutex->Unlock()) {

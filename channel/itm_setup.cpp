@@ -36,15 +36,25 @@ class ItmTable {
     int64_t expected = 0;
 };
 
-// Hands every line of a stream, without its line feed, to the table.
-void ReadLines(std::FILE* stream, ItmTable& table) {
+constexpr std::size_t kLongestLine = 65536;  // what follows in a longer line is ignored
+
+void AppendBounded(std::string& line, const char* from, const char* end) {
+    const std::size_t room = kLongestLine - line.size();
+    line.append(from, std::min(room, static_cast<std::size_t>(end - from)));
+}
+
+// Hands every line of a stream, without its line feed, to the table. False when the stream cannot be read at all.
+bool ReadLines(std::FILE* stream, ItmTable& table) {
+    const int first = std::getc(stream);
+    if (first == EOF) return std::ferror(stream) == 0;
+    std::ungetc(first, stream);
     std::array<char, 4096> block;
     std::string line;
     bool lineBegun = false;
     while (const std::size_t size = std::fread(block.data(), 1, block.size(), stream)) {
         for (const char *from = block.data(), *end = from + size; from != end;) {
             const char* lineEnd = std::find(from, end, '\n');
-            line.append(from, lineEnd);
+            AppendBounded(line, from, lineEnd);
             lineBegun = lineEnd == end;
             if (lineBegun) break;
             table.Take(line);
@@ -53,6 +63,14 @@ void ReadLines(std::FILE* stream, ItmTable& table) {
         }
     }
     if (lineBegun) table.Take(line);
+    return true;
+}
+
+ItmTypes LegacyMapping(const std::string& fileName) {
+    LogMessage(kLogOrdinary,
+               "%s: Could not find/open file (%s) to get ITM channel setup. Setting up legacy mapping.",
+               kChannelDriverTag, fileName.c_str());
+    return {1};
 }
 
 }  // namespace
@@ -68,17 +86,11 @@ ItmLine ParseItmLine(const std::string& line) {
 
 ItmTypes ReadItmTypes(const std::string& fileName) {
     const FileStream stream = OpenStream(fileName.c_str(), "r");
-    if (stream == nullptr) {
-        LogMessage(kLogOrdinary,
-                   "%s: Could not find/open file (%s) to get ITM channel setup. Setting up legacy mapping.",
-                   kChannelDriverTag, fileName.c_str());
-        return {1};
-    }
+    if (stream == nullptr) return LegacyMapping(fileName);
     LogMessage(kLogOrdinary, "%s: Opened file (%s) to get ITM channel setup.", kChannelDriverTag,
                fileName.c_str());
     ItmTable table;
-    ReadLines(stream.get(), table);
-    return table.Types();
+    return ReadLines(stream.get(), table) ? table.Types() : LegacyMapping(fileName);
 }
 
 const char* GlintarExceptionMap(uint32_t deviceClass) {

@@ -7,8 +7,7 @@
 /// constructors, copy, destructor and accessors are imported from it. The one exception is
 /// cPelkitError::Delete, which the plug-in defines itself (empty) and exports.
 ///
-/// PELKIT_API is empty in host_api. The library's own build defines it as its export mark, its users as
-/// import.
+/// PELKIT_API marks what the library exports; the library's own build defines PELKIT_BUILD.
 
 #if defined(_WIN32)
 #if defined(PELKIT_BUILD)

@@ -27,14 +27,14 @@ struct Property {
     std::string_view value;
 };
 
-/// The property that a line holds; none for a comment and for a line without "=".
+/// The property that a line holds, its value as it stands behind the "="; none for a comment and for a line without "=".
 std::optional<Property> ParseProperty(std::string_view line) {
     if (line.starts_with('#')) return std::nullopt;
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return std::nullopt;
     std::string_view name = WithoutLeadingBlanks(line.substr(0, equals));
     name = name.substr(0, name.find_last_not_of(kBlanks) + 1);
-    return Property{name, WithoutLeadingBlanks(line.substr(equals + 1))};
+    return Property{name, line.substr(equals + 1)};
 }
 
 /// Text between the double quotes around a value; none for a value that is not quoted on both sides.
@@ -47,7 +47,7 @@ std::optional<std::string_view> Quoted(std::string_view value) {
 
 bool NamesQuiller(std::string_view line) {
     const auto property = ParseProperty(line);
-    return property && property->name.starts_with("name") && Quoted(property->value) == "Quiller";
+    return property && property->name.starts_with("name") && Quoted(WithoutLeadingBlanks(property->value)) == "Quiller";
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ enum ProbeKind : uint32_t {
 /// - A line that begins with "#" is a comment.
 /// - "$", a blank and a word open a section. Of the word the first 31 characters count. A section ends where
 ///   the next one begins; a section name that stands in several places is one section.
-/// - A property is leading blanks, a name, "=" and a value. Blanks around "=" do not count.
+/// - A property is leading blanks, a name, "=" and a value. Blanks before "=" do not count; those
+///   behind it belong to the value, but not before the quotes of a product name.
 /// - A blank is a space or a tab.
 
 /// Splits a stream into lines.

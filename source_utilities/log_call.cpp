@@ -26,12 +26,15 @@ void LogMessage(int32_t threshold, const char* format, ...) {
 }
 
 void LogError(const char* format, ...) {
-    if (uLogger* logger = LoggerForLevel(kLogOrdinary)) {
-        std::va_list arguments;
-        va_start(arguments, format);
-        logger->LogV(kLogError, kTimeOnly, format, arguments);
-        va_end(arguments);
+    std::va_list arguments;
+    va_start(arguments, format);
+    try {
+        if (uLogger* logger = LoggerForLevel(kLogOrdinary)) {
+            logger->LogV(kLogError, kTimeOnly, format, arguments);
+        }
+    } catch (...) {  // dropped: this is what handlers of errors do last
     }
+    va_end(arguments);
 }
 
 }  // namespace KORR_PLIM

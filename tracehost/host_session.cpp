@@ -18,8 +18,10 @@ HostSession::~HostSession() {
 }
 
 std::string HostSession::Create() {
-    receiver = plugin.CreateReceiver();
-    if (references == 0) ++receiversMade;
+    CReceiver* const created = plugin.CreateReceiver();
+    // While a receiver lives, another one can only have another address.
+    if (references == 0 || created != receiver) ++receiversMade;
+    receiver = created;
     ++references;
     return "r" + std::to_string(receiversMade);
 }

@@ -62,7 +62,8 @@ int main(int argc, char** argv) {
     try {
         return RunProgram(argc, argv);
     } catch (const cPelkitErrorIF& error) {
-        return Report(error.GetText(), kFailed);
+        std::fprintf(stderr, "%s\n", error.GetText());  // the plug-in's message as it stands
+        return kFailed;
     } catch (const UsageError& error) {
         return Report(error.what(), kWrongUsage);
     } catch (const std::exception& error) {

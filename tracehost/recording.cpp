@@ -123,14 +123,23 @@ std::string Recording::CaptureFile() const {
 }
 
 void Recording::StopAndSave(CChannelDriver& driver) {
-    driver.StopRecording();
+    std::string stopError;
+    try {
+        driver.StopRecording();
+    } catch (...) {
+        stopError = CurrentErrorText();
+    }
     signal.reset();
     bytes = driver.GetNumSamples() * kSampleSize;
     try {
         driver.SaveFile(file.Name().c_str(), file.Format());
         file.CheckSaved(bytes);
     } catch (...) {
-        throw HostError(CurrentErrorText() + "\nThe bytes captured are still in \"" + CaptureFile() + "\"");
+        const std::string why = stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
+        throw HostError(why + "\nThe bytes captured are still in \"" + CaptureFile() + "\"");
+    }
+    if (!stopError.empty()) {
+        throw HostError(stopError + "\nWhat was captured until then is saved in \"" + file.Name() + "\"");
     }
 }
 

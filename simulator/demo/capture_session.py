@@ -40,6 +40,7 @@ def read_text(path):
 class Native:
     """Programs of the Linux build; the port is named by an environment variable."""
     name = "native"
+    port = PORT
 
     def __init__(self, build):
         self.program = os.path.join(build, "bin", "collector_capture")
@@ -55,6 +56,10 @@ class Native:
         environment = dict(os.environ, HOME=home, USERPROFILE=home)
         environment[f"KORR_TRACE_COM{PORT}"] = self.link(folder)
         return [self.program, "--port", str(PORT), *arguments], environment
+
+    def host_command(self, folder, arguments):
+        _, environment = self.command(folder, [])
+        return [os.path.join(os.path.dirname(self.program), "tracehost"), *arguments], environment
 
 
 class Wine:
@@ -83,6 +88,13 @@ class Wine:
         environment = dict(os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all",
                            WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
         return [self.wine, self.program, "--port", str(self.port), *arguments], environment
+
+    def host_command(self, folder, arguments):
+        """Through the command interpreter, because Wine sets the user's home itself."""
+        _, environment = self.command(folder, [])
+        program = self.path(os.path.join(os.path.dirname(self.program), "tracehost.exe"))
+        home = self.path(os.path.join(folder, "home"))
+        return [self.wine, "cmd", "/c", f"set USERPROFILE={home}&& {program} {' '.join(arguments)}"], environment
 
 
 class Session:

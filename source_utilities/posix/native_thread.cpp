@@ -8,12 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <condition_variable>
 #include <ctime>
 #include <memory>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 namespace KORR_PLIM::platform {
 namespace {
@@ -30,6 +32,70 @@ struct ThreadState {
 };
 using SharedState = std::shared_ptr<ThreadState>;
 
+/// The threads made here, in so far as they have to be joined. Nobody waits for a thread when its handle is closed; but
+/// its last instructions are code of this module, so the module must not go before they are through.
+class Threads {
+  public:
+    void Begun() {
+        const std::lock_guard guard(mutex);
+        ++living;
+        JoinEnded();
+    }
+    void NotBegun() {
+        const std::lock_guard guard(mutex);
+        --living;
+    }
+    /// The calling thread's last step but returning.
+    void Ending() {
+        const std::lock_guard guard(mutex);
+        ended.push_back(pthread_self());
+        --living;
+        changed.notify_all();
+    }
+    /// Waits for threads that are about to end. \return false when some go on
+    bool WaitForAll() {
+        std::unique_lock guard(mutex);
+        const bool none = changed.wait_for(guard, kPatience, [this] { return living == 0; });
+        JoinEnded();
+        return none;
+    }
+
+  private:
+    static constexpr std::chrono::seconds kPatience{2};
+
+    void JoinEnded() {
+        for (const pthread_t thread : ended) pthread_join(thread, nullptr);
+        ended.clear();
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    uint32_t living = 0;
+    std::vector<pthread_t> ended;
+};
+
+/// Goes when the module is unloaded or the process ends. Threads that run on then keep what they need.
+struct ThreadsOfThisModule {
+    Threads* threads = new Threads;
+    ThreadsOfThisModule() = default;
+    ThreadsOfThisModule(const ThreadsOfThisModule&) = delete;
+    ThreadsOfThisModule& operator=(const ThreadsOfThisModule&) = delete;
+    ~ThreadsOfThisModule() {
+        if (threads->WaitForAll()) delete threads;
+    }
+};
+
+Threads& ModuleThreads() {
+    static const ThreadsOfThisModule module;
+    return *module.threads;
+}
+
+/// What a new thread is given; its own.
+struct Begin {
+    SharedState state;
+    Threads* threads;
+};
+
 void WaitForResume(ThreadState& state) {
     std::unique_lock guard(state.mutex);
     state.id = static_cast<uint32_t>(gettid());
@@ -38,19 +104,23 @@ void WaitForResume(ThreadState& state) {
 }
 
 void* RunThread(void* argument) {
-    const std::unique_ptr<SharedState> owned(static_cast<SharedState*>(argument));
-    ThreadState& state = **owned;
-    WaitForResume(state);
-    state.entry(state.argument);
-    const std::lock_guard guard(state.mutex);
-    state.ended = true;
+    std::unique_ptr<Begin> begin(static_cast<Begin*>(argument));
+    Threads* const threads = begin->threads;
+    {
+        const SharedState state = std::move(begin->state);
+        begin.reset();
+        WaitForResume(*state);
+        state->entry(state->argument);
+        const std::lock_guard guard(state->mutex);
+        state->ended = true;
+    }
+    threads->Ending();
     return nullptr;
 }
 
-bool CreateDetached(uint32_t stackSize, SharedState* argument) {
+bool CreateThread(uint32_t stackSize, Begin* argument) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     if (stackSize != 0) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
@@ -86,8 +156,11 @@ ThreadHandle CreateSuspendedThread(uint32_t stackSize, ThreadEntry entry, void* 
     ThreadState& state = **handle;
     state.entry = entry;
     state.argument = argument;
-    auto forThread = std::make_unique<SharedState>(*handle);
-    if (!CreateDetached(stackSize, forThread.get())) {
+    Threads& threads = ModuleThreads();
+    auto forThread = std::make_unique<Begin>(Begin{*handle, &threads});
+    threads.Begun();
+    if (!CreateThread(stackSize, forThread.get())) {
+        threads.NotBegun();
         return kNoThread;
     }
     static_cast<void>(forThread.release());  // the thread's own now

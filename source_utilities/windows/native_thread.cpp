@@ -3,12 +3,43 @@
 #include <process.h>
 #include <windows.h>
 
+#include <memory>
+
 namespace KORR_PLIM::platform {
+
+namespace {
+
+/// What a new thread is given; its own.
+struct Begin {
+    ThreadEntry entry;
+    void* argument;
+    HMODULE module;
+};
+
+/// A thread holds the module that its code lies in: the module may be unloaded by its user as soon as the thread has
+/// told that it is finished, which is before its last instruction.
+unsigned __stdcall RunThread(void* argument) {
+    const Begin begin = *static_cast<Begin*>(argument);
+    delete static_cast<Begin*>(argument);
+    const uint32_t result = begin.entry(begin.argument);
+    FreeLibraryAndExitThread(begin.module, result);
+}
+
+}  // namespace
 
 ThreadHandle CreateSuspendedThread(uint32_t stackSize, ThreadEntry entry, void* argument,
                                    uint32_t& threadId) {
-    return static_cast<ThreadHandle>(
-        _beginthreadex(nullptr, stackSize, entry, argument, CREATE_SUSPENDED, &threadId));
+    HMODULE module = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&RunThread), &module);
+    auto begin = std::make_unique<Begin>(Begin{entry, argument, module});
+    const auto thread = static_cast<ThreadHandle>(
+        _beginthreadex(nullptr, stackSize, &RunThread, begin.get(), CREATE_SUSPENDED, &threadId));
+    if (thread != kNoThread) {
+        static_cast<void>(begin.release());  // the thread's own now
+    } else if (module != nullptr) {
+        FreeLibrary(module);
+    }
+    return thread;
 }
 
 bool SetThreadPriority(ThreadHandle thread, int32_t priority) {

@@ -261,7 +261,7 @@ class Test:
 
     def demo(self, *arguments):
         wine = ["--wine", os.path.dirname(os.path.dirname(self.platform.program))] if self.wine else []
-        command = [os.path.join(SOURCE, "simulator", "demo", "capture_demo"), "--build", self.build, *wine,
+        command = [os.path.join(SOURCE, "simulator", "demo", "plugin_demo"), "--build", self.build, *wine,
                    "--output", self.folder, "--seconds", "1", *arguments]
         done = subprocess.run(command, capture_output=True, text=True, timeout=200)
         print(done.stdout, done.stderr)
@@ -270,8 +270,8 @@ class Test:
     def demo_captures_every_byte(self):
         done = self.demo()
         expect_equal(done.returncode, 0, "exit status")
-        expect("200,000 bytes, " in done.stdout and "0 lost" in done.stdout, "bytes and losses are not shown")
-        expect_equal(os.path.getsize(os.path.join(self.folder, "captured.bin")), 200_000, "size of the capture file")
+        expect("Recorded 200,000 bytes, 0 lost" in done.stdout, "bytes and losses are not shown")
+        expect_equal(os.path.getsize(os.path.join(self.folder, "trace.bin")), 200_000, "size of the raw file")
 
     def demo_says_what_is_wrong(self):
         for fault, reason in (("early", "the source stopped early"), ("baud", "wrong baud rate"),

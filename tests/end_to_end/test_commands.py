@@ -68,7 +68,7 @@ class Commands(HostTest):
         self.fails(1, 'cannot load "nowhere"', "record", "--plugin", "nowhere", "--port", "1", "--clock", "1000")
 
     def test_plug_in_refusal_stands_as_it_is_and_leaves_no_file(self):
-        result = self.fails(1, "tracehost: Failed to open COM port\n", "record", "--port", "59", "--clock", "115200",
+        result = self.fails(1, "Failed to open COM port\n", "record", "--port", "59", "--clock", "115200",
                             "--output", "x.tdf")
         self.assertEqual(result.returncode, 1)
         self.assertFalse(os.path.exists(self.file("x.tdf")))

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstring>
+#include <future>
 
 #include "tests/unit/channel/driver_fixture.h"
 #include "tests/unit/channel/tdf_file.h"
@@ -385,6 +386,7 @@ TEST_F(Saving, GoesOnByItselfWhenAShrunkFileIsRestored) {
     const std::vector<TdfSection> sections = SectionsOf(Saved(), hostHeader.size());
     ASSERT_EQ(sections.size(), 1U);
     EXPECT_EQ(sections[0].data.size(), whole.size());
+    EXPECT_EQ(sections[0].data.substr(0, 65536), whole.substr(0, 65536));
     EXPECT_GT(reads, 10);
 }
 
@@ -399,14 +401,26 @@ TEST_F(Saving, WhatArrivesDuringTheSaveIsNotInIt) {
     EXPECT_EQ(Saved(), Pattern(65536 + 8));
 }
 
-TEST_F(Saving, DoesNotTakeTheMutex) {
-    SetCapture(Pattern(64));
+TEST_F(Saving, DoesNotTakeTheMutexThatAnotherThreadHolds) {
     StartRecording();
-    driver->StopRecording();
+    driver->SetTargetState(6);
+    std::promise<void> held;
+    std::promise<void> saved;
+    std::thread owner([&] {
+        // A stop that is refused leaves the mutex with its thread, so this thread also has to destroy the driver.
+        EXPECT_THROW(driver->StopRecording(), cPelkitError);
+        held.set_value();
+        saved.get_future().wait();
+        driver->SetTargetState(7);
+        driver.reset();
+    });
+    held.get_future().wait();
     SetCapture(Pattern(64));
+    EXPECT_EQ(driver->GetNumSamples(), 8U);
     Save(2);
     EXPECT_EQ(Saved(), Pattern(64));
-    EXPECT_EQ(Status(), "Stopped by user");
+    saved.set_value();
+    owner.join();
 }
 
 }  // namespace

@@ -144,8 +144,13 @@ TEST(HasSetupProperty, PropertyNameIsWhole) {
     EXPECT_TRUE(Has("$ swd\n swd_debug2=off\n swd_debug=enabled\n", "swd", "swd_debug", "enabled"));
 }
 
-TEST(HasSetupProperty, BlanksAroundTheEqualsSignDoNotCount) {
-    EXPECT_TRUE(Has("$ swd\n\t swd_debug\t = \tenabled\n", "swd", "swd_debug", "enabled"));
+TEST(HasSetupProperty, BlanksBeforeTheEqualsSignDoNotCount) {
+    EXPECT_TRUE(Has("$ swd\n\t swd_debug\t =enabled\n", "swd", "swd_debug", "enabled"));
+}
+
+TEST(HasSetupProperty, BlanksBehindTheEqualsSignBelongToTheValue) {
+    EXPECT_FALSE(Has("$ swd\nswd_debug= enabled\n", "swd", "swd_debug", "enabled"));
+    EXPECT_TRUE(Has("$ swd\nswd_debug= enabled\n", "swd", "swd_debug", " enabled"));
 }
 
 TEST(HasSetupProperty, SectionEndsWhereTheNextBegins) {
