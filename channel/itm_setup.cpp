@@ -36,18 +36,23 @@ class ItmTable {
     int64_t expected = 0;
 };
 
-constexpr std::size_t kLongestLine = 65536;  // what follows in a longer line is ignored
+constexpr std::size_t kLongestLine = 1 << 20;  // what follows in a longer line is ignored
 
 void AppendBounded(std::string& line, const char* from, const char* end) {
     const std::size_t room = kLongestLine - line.size();
     line.append(from, std::min(room, static_cast<std::size_t>(end - from)));
 }
 
-// Hands every line of a stream, without its line feed, to the table. False when the stream cannot be read at all.
-bool ReadLines(std::FILE* stream, ItmTable& table) {
+// A folder, for one, can be opened and yet not be read.
+bool IsReadable(std::FILE* stream) {
     const int first = std::getc(stream);
     if (first == EOF) return std::ferror(stream) == 0;
     std::ungetc(first, stream);
+    return true;
+}
+
+// Hands every line of a stream, without its line feed, to the table.
+void ReadLines(std::FILE* stream, ItmTable& table) {
     std::array<char, 4096> block;
     std::string line;
     bool lineBegun = false;
@@ -63,7 +68,6 @@ bool ReadLines(std::FILE* stream, ItmTable& table) {
         }
     }
     if (lineBegun) table.Take(line);
-    return true;
 }
 
 ItmTypes LegacyMapping(const std::string& fileName) {
@@ -86,11 +90,12 @@ ItmLine ParseItmLine(const std::string& line) {
 
 ItmTypes ReadItmTypes(const std::string& fileName) {
     const FileStream stream = OpenStream(fileName.c_str(), "r");
-    if (stream == nullptr) return LegacyMapping(fileName);
+    if (stream == nullptr || !IsReadable(stream.get())) return LegacyMapping(fileName);
     LogMessage(kLogOrdinary, "%s: Opened file (%s) to get ITM channel setup.", kChannelDriverTag,
                fileName.c_str());
     ItmTable table;
-    return ReadLines(stream.get(), table) ? table.Types() : LegacyMapping(fileName);
+    ReadLines(stream.get(), table);
+    return table.Types();
 }
 
 const char* GlintarExceptionMap(uint32_t deviceClass) {

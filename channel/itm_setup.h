@@ -26,9 +26,9 @@ struct ItmLine {
 ItmLine ParseItmLine(const std::string& line);
 
 /// Reads the set-up file. Its lines list the channels from 0 upwards without a gap; a line out of this order
-/// is logged and skipped, lines for channels 32 and above set nothing. Of a line the first 65,536 bytes count, and lines may and hold any
-/// bytes. Without the file the legacy mapping holds: channel 0 has type 1, all others 0. Logs what it did;
-/// throws nothing of its own.
+/// is logged and skipped, lines for channels 32 and above set nothing. Of a line the first 1,048,576
+/// bytes count; it may hold any bytes. Without a readable file the legacy mapping holds: channel 0 has type
+/// 1, all others 0. Logs what it did; throws nothing of its own.
 ItmTypes ReadItmTypes(const std::string& fileName);
 
 /// Exception map of a `Glintar` device, by the class field of its DID0.

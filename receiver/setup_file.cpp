@@ -27,7 +27,8 @@ struct Property {
     std::string_view value;
 };
 
-/// The property that a line holds, its value as it stands behind the "="; none for a comment and for a line without "=".
+/// The property that a line holds, its value as it stands behind the "="; none for a comment and for a line
+/// without "=".
 std::optional<Property> ParseProperty(std::string_view line) {
     if (line.starts_with('#')) return std::nullopt;
     const std::size_t equals = line.find('=');
@@ -47,7 +48,8 @@ std::optional<std::string_view> Quoted(std::string_view value) {
 
 bool NamesQuiller(std::string_view line) {
     const auto property = ParseProperty(line);
-    return property && property->name.starts_with("name") && Quoted(WithoutLeadingBlanks(property->value)) == "Quiller";
+    return property && property->name.starts_with("name") &&
+           Quoted(WithoutLeadingBlanks(property->value)) == "Quiller";
 }
 
 }  // namespace

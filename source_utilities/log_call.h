@@ -17,7 +17,8 @@ inline constexpr int32_t kLogTrace = 3;     ///< function traces
 
 /// Writes an ordinary line (mask M) when the level is at least `threshold`.
 void LogMessage(int32_t threshold, const char* format, ...) KORR_PRINTF(2, 3);
-/// Writes an error line (mask E) when the level is at least 1. Never throws: a line that cannot be built is dropped.
+/// Writes an error line (mask E) when the level is at least 1. Never throws: a line that cannot be built is
+/// dropped.
 void LogError(const char* format, ...) KORR_PRINTF(1, 2);
 
 }  // namespace KORR_PLIM

@@ -135,7 +135,8 @@ void Recording::StopAndSave(CChannelDriver& driver) {
         driver.SaveFile(file.Name().c_str(), file.Format());
         file.CheckSaved(bytes);
     } catch (...) {
-        const std::string why = stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
+        const std::string why =
+            stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
         throw HostError(why + "\nThe bytes captured are still in \"" + CaptureFile() + "\"");
     }
     if (!stopError.empty()) {

@@ -32,8 +32,9 @@ struct ThreadState {
 };
 using SharedState = std::shared_ptr<ThreadState>;
 
-/// The threads made here, in so far as they have to be joined. Nobody waits for a thread when its handle is closed; but
-/// its last instructions are code of this module, so the module must not go before they are through.
+/// The threads made here, in so far as they have to be joined. Nobody waits for a thread when its handle is
+/// closed; but its last instructions are code of this module, so the module must not go before they are
+/// through.
 class Threads {
   public:
     void Begun() {

@@ -16,8 +16,8 @@ struct Begin {
     HMODULE module;
 };
 
-/// A thread holds the module that its code lies in: the module may be unloaded by its user as soon as the thread has
-/// told that it is finished, which is before its last instruction.
+/// A thread holds the module that its code lies in: the module may be unloaded by its user as soon as the
+/// thread has told that it is finished, which is before its last instruction.
 unsigned __stdcall RunThread(void* argument) {
     const Begin begin = *static_cast<Begin*>(argument);
     delete static_cast<Begin*>(argument);

@@ -407,7 +407,8 @@ TEST_F(Saving, DoesNotTakeTheMutexThatAnotherThreadHolds) {
     std::promise<void> held;
     std::promise<void> saved;
     std::thread owner([&] {
-        // A stop that is refused leaves the mutex with its thread, so this thread also has to destroy the driver.
+        // A stop that is refused leaves the mutex with its thread, so this thread also has to destroy the
+        // driver.
         EXPECT_THROW(driver->StopRecording(), cPelkitError);
         held.set_value();
         saved.get_future().wait();

@@ -46,6 +46,17 @@ TEST_F(ItmSetup, WithoutTheFileTheLegacyMappingHolds) {
                                        ") to get ITM channel setup. Setting up legacy mapping."));
 }
 
+TEST_F(ItmSetup, UnreadableFileGivesTheLegacyMapping) {
+    const std::string folder = TraceFolder::Instance().Path("folder.ini");
+    std::filesystem::create_directory(folder);
+    ItmTypes legacy{};
+    legacy[0] = 1;
+    EXPECT_EQ(ReadItmTypes(folder), legacy);
+    EXPECT_THAT(log.Get(), ElementsAre("M Tarnel_ChannelDriver: Could not find/open file (" + folder +
+                                       ") to get ITM channel setup. Setting up legacy mapping."));
+    std::filesystem::remove(folder);
+}
+
 TEST_F(ItmSetup, LinesInOrderAreTaken) {
     EXPECT_EQ(Read("ITMChannel_0=1\nITMChannel_1=0\nITMChannel_2=7\n"), From({1, 0, 7}));
     EXPECT_THAT(log.Get(), ElementsAre(Opened()));
