@@ -20,6 +20,7 @@ class CChannelDriver : public TraceChannelAttributes {
     /// Always false: the capture file never wraps. [any host thread]
     virtual bool IsBufferWrapped() = 0;
     /// Reads and applies an options file; the state becomes configured. [any host thread]
+    /// \param optionsFileName null is refused
     /// \throws cPelkitError; the state is then unchanged
     virtual void SetConfiguration(const char* optionsFileName) = 0;
     /// Programs the TPIU and starts the capture. A refusal because of the state is logged and returns
@@ -29,7 +30,7 @@ class CChannelDriver : public TraceChannelAttributes {
     /// Stops the capture. A refusal because of the state is logged and returns normally. [any host thread,
     /// recording] \throws cPelkitError while the target is running
     virtual void StopRecording() = 0;
-    /// Not supported. \throws cPelkitError always
+    /// Not supported. [any host thread] \throws cPelkitError always
     virtual void ResumeRecording() = 0;
     /// Writes all samples into a file. [any host thread]
     /// \param fileName empty or null is refused
@@ -39,7 +40,7 @@ class CChannelDriver : public TraceChannelAttributes {
     /// Saves the samples that there are at the start; goes on asking for samples that cannot be read. Raw
     /// bytes that the disk does not take are not reported. \throws cPelkitError
     virtual void SaveFile(const char* fileName, int32_t format) = 0;
-    /// Not supported. \throws cPelkitError always
+    /// Not supported. [any host thread] \throws cPelkitError always
     virtual void LoadFile(const char* fileName) = 0;
     /// Reads samples of 8 bytes from the capture. Never throws. [any host thread]
     /// \param startSample first sample, from 0

@@ -18,8 +18,8 @@ class CReceiver : public CTargetStateNotification {
     /// must make each large enough; null does nothing. [host thread]
     virtual void GetCpuNames(char** buffers) = 0;
     /// Makes the channel driver of a CPU. [host thread]
-    /// \param cpuName full name, for example "board/cpu"; copied
-    /// \param targetAdapter not owned; must outlive the driver
+    /// \param cpuName full name, for example "board/cpu"; copied; null is refused
+    /// \param targetAdapter not owned; must outlive the driver; null is refused
     /// \param cpuId passed to every call of the target adapter
     /// \param channelIndex stored, not interpreted
     /// \return the driver, owned by the receiver until ReleaseChannelDriver; never null
@@ -33,7 +33,8 @@ class CReceiver : public CTargetStateNotification {
     virtual uint32_t ConstantQueryA() = 0;
     /// Not supported. [host thread] \throws cPelkitError always
     virtual void* GetDataSource(void* request) = 0;
-    /// The first driver, in allocation order, with exactly this CPU name, or null. Not owned. [host thread]
+    /// The first driver, in allocation order, with exactly this CPU name, or null; a null name gives null.
+    /// Not owned. [host thread]
     virtual CChannelDriver* GetChannelDriver(const char* cpuName) = 0;
     /// Number of drivers plus 1. [host thread]
     virtual uint32_t GetNextAvailableChannel() = 0;

@@ -12,8 +12,9 @@ class CTargetStateNotification {
     /// \param state the host's state code; 3 and 4: no connection, 5 and 6: running, 7 and 8: halted
     virtual void TargetStateChanged(const char* cpuName, uint32_t state) = 0;
     /// An event of a CPU; code 0 is a change of the job state, other codes are ignored. [host thread]
+    /// \param cpuName null is ignored
     virtual void TargetEvent(const char* cpuName, uint32_t event) = 0;
-    /// Ignored. [host thread]
+    /// Ignored, whatever the arguments are. [host thread]
     virtual void TargetNotice(const char* cpuName, uint32_t notice, uint32_t value) = 0;
 
     virtual ~CTargetStateNotification() = default;

@@ -9,7 +9,7 @@ namespace Korr::Plim::Trace {
 class DeviceModule {
   public:
     /// Address of a register as hexadecimal text ("400FE060", with or without "0x"); empty for an unknown
-    /// name.
+    /// name. [plug-in]
     virtual std::string GetRegisterAddress(const char* registerName) = 0;
 
   protected:
@@ -20,6 +20,7 @@ class DeviceModule {
 class DeviceInformation {
   public:
     /// A module by name, for example "MOD_SYSCLK"; null when the device has none of that name.
+    /// [plug-in]
     virtual DeviceModule* GetModule(const char* moduleName) = 0;
 
   protected:
