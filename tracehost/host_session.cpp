@@ -73,7 +73,7 @@ std::string HostSession::Release(const std::string& cpuName) {
     if (hosted == nullptr) hosted = Latest(cpuName, true);
     if (hosted == nullptr) return Find(cpuName).name;  // refuses
     Receiver().ReleaseChannelDriver(hosted->driver);
-    const std::string name = hosted->name;
+    std::string name = hosted->name;
     hosted->released = true;
     hosted->adapter.reset();
     const auto released = [](const HostedDriver& old) { return old.released; };

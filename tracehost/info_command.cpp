@@ -44,9 +44,9 @@ int Run(const std::string& name) {
     std::ifstream file(name, std::ios::binary);
     if (failure || !file) throw UsageError("\"" + name + "\" cannot be read: is it a file, and is it there?");
     if (IsTdfFile(file)) return PrintSections(name, file, size);
+    const uint64_t samples = size / 8 + (size % 8 != 0 ? 1 : 0);
     std::printf("%s: raw file, %llu bytes (%llu samples of 8 bytes)\n", name.c_str(),
-                static_cast<unsigned long long>(size),
-                static_cast<unsigned long long>(size / 8 + (size % 8 != 0)));
+                static_cast<unsigned long long>(size), static_cast<unsigned long long>(samples));
     return kDone;
 }
 

@@ -71,7 +71,7 @@ void Recording::PrepareBoard() {
 
 std::string Recording::PrepareOptions() {
     if (!request.options.empty()) return request.options;
-    const std::string name = folder.Path("options.xml");
+    std::string name = folder.Path("options.xml");
     WriteOptionsFile(request, name);
     return name;
 }

@@ -26,6 +26,7 @@ void Cpus(Session& session, const Arguments&, Answer& answer) {
     const uint32_t count = receiver.GetNumCpus();
     std::vector<std::vector<char>> names(count, std::vector<char>(kCpuNameRoom, '\0'));
     std::vector<char*> buffers;
+    buffers.reserve(count);
     for (auto& name : names) buffers.push_back(name.data());
     if (count > 0) receiver.GetCpuNames(buffers.data());
     answer["count"] = count;

@@ -31,7 +31,7 @@ std::string TemporaryFolder::Path(const std::string& name) const {
 }
 
 std::string TemporaryFolder::Write(const std::string& name, const std::string& text) const {
-    const std::string path = Path(name);
+    std::string path = Path(name);
     std::ofstream file(path, std::ios::binary);
     file << text;
     file.flush();

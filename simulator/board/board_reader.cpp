@@ -5,6 +5,17 @@
 
 namespace Korr::Plim::Trace::Simulator {
 
+namespace {
+
+/// The key of a name in an object, as messages show it.
+std::string Key(const std::string& object, const std::string& name) {
+    if (object.empty()) return name;
+    std::string key = object;
+    return key.append(".").append(name);
+}
+
+}  // namespace
+
 void BoardReader::Refuse(const std::string& key, const std::string& what) const {
     throw BoardError("board file " + file + ": \"" + key + "\" " + what);
 }
@@ -12,7 +23,7 @@ void BoardReader::Refuse(const std::string& key, const std::string& what) const 
 void BoardReader::ReadObject(const Json& object, const std::string& prefix,
                              const std::map<std::string, Setter>& known) const {
     for (const auto& [name, value] : object.items()) {
-        const std::string key = prefix.empty() ? name : prefix + "." + name;
+        const std::string key = Key(prefix, name);
         const auto setter = known.find(name);
         if (setter == known.end()) Refuse(key, "is an unknown key");
         setter->second(key, value);
@@ -53,7 +64,7 @@ PathPerCpu BoardReader::Paths(const std::string& key, const Json& value) const {
         return paths;
     }
     for (const auto& [cpu, path] : value.items()) {
-        paths.byCpu[cpu] = ResolveBeside(file, Text(key + "." + cpu, path));
+        paths.byCpu[cpu] = ResolveBeside(file, Text(Key(key, cpu), path));
     }
     return paths;
 }
@@ -62,15 +73,15 @@ void BoardReader::ReadDeviceInformation(const std::string& key, const Json& valu
     board.hasDeviceInformation = true;
     for (const auto& [module, registers] : Object(key, value).items()) {
         auto& addresses = board.deviceInformation[module];
-        for (const auto& [name, address] : Object(key + "." + module, registers).items()) {
-            addresses[name] = Text(key + "." + module + "." + name, address);
+        for (const auto& [name, address] : Object(Key(key, module), registers).items()) {
+            addresses[name] = Text(Key(Key(key, module), name), address);
         }
     }
 }
 
 void BoardReader::ReadMemory(const std::string& key, const Json& value) {
     for (const auto& [address, word] : Object(key, value).items()) {
-        const std::string wordKey = key + "." + address;
+        const std::string wordKey = Key(key, address);
         board.memory[Hexadecimal(wordKey, address)] = Hexadecimal(wordKey, Text(wordKey, word));
     }
 }
@@ -79,8 +90,8 @@ void BoardReader::ReadResults(const std::string& key, const Json& value) {
     for (const auto& [operation, result] : Object(key, value).items()) {
         const bool known = std::find(kTargetAdapterOperations.begin(), kTargetAdapterOperations.end(),
                                      operation) != kTargetAdapterOperations.end();
-        if (!known) Refuse(key + "." + operation, "is an unknown key");
-        board.results[operation] = Number(key + "." + operation, result);
+        if (!known) Refuse(Key(key, operation), "is an unknown key");
+        board.results[operation] = Number(Key(key, operation), result);
     }
 }
 
