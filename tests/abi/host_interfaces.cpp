@@ -1,7 +1,7 @@
 // Makes the compiler lay out the virtual tables of the host's interfaces; nothing here is ever run.
 
-#include "host_api/entry_points.h"
 #include "host_api/CChannelDriverProgress.h"
+#include "host_api/entry_points.h"
 
 template <typename Interface>
 struct LaidOut : Interface {
