@@ -7,7 +7,7 @@ import shutil
 import subprocess
 import unittest
 
-from hosting import HostTest, ON_WINE, main
+from hosting import HostTest, main
 from uart_waveform import waveform
 
 RECORDED = os.environ.get("TARNEL_SWO_RECORDING", "")
