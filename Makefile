@@ -40,11 +40,11 @@ test: packages-all lint test-native test-asan test-tsan test-windows ## run ever
 test-native: build ## the fast loop: unit, contract and end-to-end tests on Linux
 	@$(CTEST) --test-dir build/linux -LE long
 
-test-asan: packages-native
+test-asan: packages-all
 	@$(call build_preset,linux-asan)
 	@$(CTEST) --test-dir build/linux-asan -LE 'long|native-only'
 
-test-tsan: packages-native
+test-tsan: packages-all
 	@$(call build_preset,linux-tsan)
 	@$(CTEST) --test-dir build/linux-tsan -LE 'long|native-only'
 

@@ -59,12 +59,12 @@ bool uLogManager::Open(const char* fileName, const char* levelVariable, const ch
     }
     platform::MakeFolder(folder.c_str());
     level = ReadLevel(levelVariable);
-    auto owned = std::make_unique<uLogger>(folder + platform::PathSeparator() + fileName, true);
-    uLogger* const logger = owned.get();
+    uLogger* const logger =
+        made.emplace_back(std::make_unique<uLogger>(folder + platform::PathSeparator() + fileName, true))
+            .get();
     if (shared) {
         loggers[fileName] = logger;
     }
-    static_cast<void>(owned.release());  // lives until the process ends
     ++openCount;
     ApplyLevel(*logger);
     current = logger;

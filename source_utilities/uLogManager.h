@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "source_utilities/uLogger.h"
 
@@ -39,7 +41,8 @@ class uLogManager {
     std::atomic<int32_t> level{0};
     bool shared = false;
     int32_t openCount = 0;
-    std::map<std::string, uLogger*> loggers;
+    std::vector<std::unique_ptr<uLogger>> made;  ///< all of them, so that none is lost
+    std::map<std::string, uLogger*> loggers;     ///< the shared ones, by file name
 };
 
 }  // namespace KORR_PLIM

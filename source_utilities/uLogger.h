@@ -36,7 +36,8 @@ class uLogger {
     /// \param mask LogMask bits; 0 writes nothing
     /// \param timeFormat 0 none, 1 date, 2 time, 3 both; other values as 0
     void Log(uint32_t mask, uint32_t timeFormat, const char* format, ...) KORR_PRINTF(4, 5);
-    void LogV(uint32_t mask, uint32_t timeFormat, const char* format, std::va_list arguments);
+    void LogV(uint32_t mask, uint32_t timeFormat, const char* format, std::va_list arguments)
+        KORR_PRINTF(4, 0);
 
     /// Switches the logger on or off; off also closes the file, which the next line then opens again in the
     /// same mode. \return the previous value

@@ -3,50 +3,12 @@
 #include <exception>
 
 #include "host_api/cPelkitError.h"
-#include "tracehost/commands.h"
 #include "tracehost/errors.h"
-#include "tracehost/plugin.h"
+#include "tracehost/program.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
-void AddPluginOption(CLI::App& command, std::string& plugin) {
-    command.add_option("--plugin", plugin, "Plug-in to load (default: the one beside tracehost)");
-}
-
 namespace {
-
-/// The parser itself would only say that a command is missing.
-void RefuseUnknownCommand(const CLI::App& program, const std::string& word) {
-    const auto named = [&word](const CLI::App* command) { return command->get_name() == word; };
-    if (word.empty() || word.front() == '-' || !program.get_subcommands(named).empty()) return;
-    throw UsageError("\"" + word + "\" is no command: see \"tracehost --help\"");
-}
-
-int Parse(CLI::App& program, int argc, char** argv) {
-    try {
-        program.parse(argc, argv);
-        return kDone;
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kDone : kWrongUsage;
-    }
-}
-
-int RunProgram(int argc, char** argv) {
-    CLI::App program(
-        "Records SWO trace through the trace receiver plug-in, and drives the plug-in as a host does.",
-        "tracehost");
-    program.set_version_flag("--version", "tracehost " TRACEHOST_VERSION);
-    program.require_subcommand(1);
-    int status = kDone;
-    AddRecordCommand(program, status);
-    AddPortsCommand(program, status);
-    AddOptionsCommand(program, status);
-    AddInfoCommand(program, status);
-    AddScriptCommand(program, status);
-    RefuseUnknownCommand(program, argc > 1 ? argv[1] : "");
-    const int parsed = Parse(program, argc, argv);
-    return parsed != kDone ? parsed : status;
-}
 
 int Report(const char* text, int status) {
     std::fprintf(stderr, "tracehost: %s\n", text);

@@ -166,7 +166,7 @@ class Installation(Messages):
         self.refused(self.host().ask("create"), "Failed to load DeviceIdentifier")
 
     def test_device_identifier_library_without_its_exports_is_refused(self):
-        shutil.copy(self.library("pelkit"), self.library("DeviceIdentifier"))
+        shutil.copy(self.library("SetupAdapter4"), self.library("DeviceIdentifier"))
         self.refused(self.host().ask("create"), "Missing exports in device identifier dll")
 
     def test_missing_set_up_adapter_library_is_logged(self):
@@ -176,7 +176,7 @@ class Installation(Messages):
         self.assertIn("uDll: failed to load SetupAdapter4 with error code 126\n", self.log())
 
     def test_set_up_adapter_library_without_its_export_is_logged(self):
-        shutil.copy(self.library("pelkit"), self.library("SetupAdapter4"))
+        shutil.copy(self.library("DeviceIdentifier"), self.library("SetupAdapter4"))
         self.level = 1
         self.refuses_allocation(EMULATOR)
         self.assertIn("Tarnel_Receiver: Unable to find CreateSetupAdapter in SetupAdapter4\n", self.log())

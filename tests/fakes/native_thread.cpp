@@ -2,6 +2,7 @@
 
 #include <list>
 #include <map>
+#include <memory>
 #include <thread>
 
 #include "tests/fakes/scripted_native_thread.h"
@@ -27,14 +28,16 @@ struct State {
     std::vector<uint32_t> sleepLog;
     std::mutex mutex;
 
-    ~State() {
+    ~State() { WaitForThreads(); }
+    void WaitForThreads() {
         for (std::thread& thread : running) {
             thread.join();
         }
+        running.clear();
     }
 };
-State*& TheState() {
-    static auto* state = new State;
+std::unique_ptr<State>& TheState() {
+    static auto state = std::make_unique<State>();
     return state;
 }
 
@@ -69,8 +72,8 @@ uint32_t Resume(ThreadHandle thread) {
 }  // namespace
 
 void Reset() {
-    delete TheState();
-    TheState() = new State;
+    TheState()->WaitForThreads();  // they may still call
+    TheState() = std::make_unique<State>();
 }
 CallScript& Script() { return TheState()->script; }
 void SetSuspendCount(uint32_t count) { TheState()->suspendCount = count; }

@@ -328,7 +328,7 @@ TEST_F(HostileFiles, WideAndDeepContentModelsEnd) {
             model += separator + ("a" + std::to_string(model.size()));
         EXPECT_EQ(ReadText(WithSubset(model + ")>", body)).Text(), "ENCTYPE=UART") << separator;
     }
-    for (const std::size_t depth : {500, 100'000}) {
+    for (const std::size_t depth : std::initializer_list<std::size_t>{500, 100'000}) {
         const std::string model = Times(depth, "(") + "a" + Times(depth, ")");
         EXPECT_EQ(ReadText(WithSubset("<!ELEMENT r " + model + ">", body)).Text(), "ENCTYPE=UART") << depth;
     }

@@ -58,7 +58,7 @@ TEST(CounterPattern, ABlockIsKnownOnlyAtItsBeginning) {
 }
 
 TEST(CounterVerifier, FindsNothingInTheWholePattern) {
-    for (const size_t piece : {1, 7, 100, 65536}) {
+    for (const size_t piece : std::initializer_list<std::size_t>{1, 7, 100, 65536}) {
         const CounterVerifier verifier = Verify(Pattern(50'003), piece);
         EXPECT_TRUE(verifier.Clean());
         EXPECT_EQ(verifier.Bytes(), 50'003U);
@@ -66,7 +66,7 @@ TEST(CounterVerifier, FindsNothingInTheWholePattern) {
 }
 
 TEST(CounterVerifier, CountsLostBytesExactlyWhereverTheyWere) {
-    for (const size_t count : {1, 2, 7, 8, 9, 16, 100, 4096, 100'001}) {
+    for (const size_t count : std::initializer_list<std::size_t>{1, 2, 7, 8, 9, 16, 100, 4096, 100'001}) {
         for (size_t at = 1000; at < 1009; ++at) {
             Bytes bytes = Pattern(200'000);
             Erase(bytes, at, count);
@@ -86,7 +86,7 @@ TEST(CounterVerifier, CountsLostBytesAtTheBeginning) {
 }
 
 TEST(CounterVerifier, CountsDoubledBytesExactlyWhereverTheyWere) {
-    for (const size_t count : {1, 3, 8, 100, 900}) {
+    for (const size_t count : std::initializer_list<std::size_t>{1, 3, 8, 100, 900}) {
         for (size_t at = 2000; at < 2009; ++at) {
             Bytes bytes = Pattern(10'000);
             Repeat(bytes, at, count);

@@ -144,7 +144,7 @@ TEST(ItmPattern, EntersLeavesAndReturnsFromItsInterruptInTurn) {
 }
 
 TEST(ItmPattern, ReportsThePacketsThatItSentInFull) {
-    for (const size_t count : {1, 6, 7, 1000, 33'333}) {
+    for (const size_t count : std::initializer_list<std::size_t>{1, 6, 7, 1000, 33'333}) {
         ItmPattern pattern;
         const Decoder decoder(Read(pattern, count));
         const auto content = pattern.Content();
