@@ -4,7 +4,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
-.PHONY: help demo demo-windows test test-native test-asan test-tsan test-windows test-long lint build build-windows \
+.PHONY: help demo demo-windows test test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
     bench fuzz mutants packages-native packages-all clean
 
 help: ## list the targets
@@ -34,11 +34,14 @@ demo: build ## record a simulated target through the Linux receiver
 demo-windows: build build-windows ## the same through the Windows receiver under Wine
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows
 
-test: packages-all lint test-native test-asan test-tsan test-windows ## run everything
+test: packages-all lint test-native test-soak test-asan test-tsan test-windows ## run everything
 	@echo "All checks passed: format and lint, native, sanitizers, Windows under Wine."
 
 test-native: build ## the fast loop: unit, contract and end-to-end tests on Linux
-	@$(CTEST) --test-dir build/linux -LE long
+	@$(CTEST) --test-dir build/linux -LE 'long|soak'
+
+test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
+	@$(CTEST) --verbose --test-dir build/linux -L soak
 
 test-asan: packages-all
 	@$(call build_preset,linux-asan)

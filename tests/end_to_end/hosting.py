@@ -90,14 +90,16 @@ class Script:
 
 
 class Source:
-    """One running swosource. Counts nothing itself: `taken` is what it handed to the far end."""
+    """One running swosource. Counts nothing itself: `taken` is what it handed to the far end. Without `records` the
+    files `sent` and `taken` are not written."""
 
-    def __init__(self, test, link, *arguments):
+    def __init__(self, test, link, *arguments, records=True):
         self.sent = link + ".sent"
         self.taken = link + ".taken"
         self.report = link + ".report"
-        command = [SOURCE, "--link", link, "--record", self.sent, "--record-taken", self.taken, "--report",
-                   self.report, *arguments]
+        command = [SOURCE, "--link", link, "--report", self.report, *arguments]
+        if records:
+            command += ["--record", self.sent, "--record-taken", self.taken]
         if ON_WINE:
             command += ["--baud-check", "off"]
         self.process = subprocess.Popen(command, stderr=test.errors)
@@ -214,12 +216,12 @@ class HostTest(unittest.TestCase):
         self.links[number] = link
         return number, link
 
-    def source(self, *arguments, index=1):
+    def source(self, *arguments, index=1, records=True):
         """Plays a signal into port `index`. Its records lie beside the link, or in the folder under Wine."""
         self.environment()  # the board file
         number, link = self.port(index)
         own = self.file(f"source{index}")
-        source = Source(self, own, *arguments)
+        source = Source(self, own, *arguments, records=records)
         self.started.append(source)
         if os.path.lexists(link):
             os.unlink(link)

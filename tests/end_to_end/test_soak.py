@@ -1,0 +1,98 @@
+"""Records at 1.2 MB/s (12 Mbaud) through the whole plug-in for SOAK_SECONDS (60), while the host asks for the status and
+the number of samples and reads data all the time.
+
+Everything is checked that the host reads, and the whole capture at the end. The resources of the host's process are
+looked at every second and must not grow; a summary is printed. SOAK_REPORT names a file for all of them (JSON).
+"""
+import json
+import os
+import subprocess
+import time
+
+from hosting import BIN, HostTest, main, wait_for
+
+SECONDS = int(os.environ.get("SOAK_SECONDS", "60"))
+REPORT = os.environ.get("SOAK_REPORT")
+BYTES_PER_SECOND = 1_200_000
+SIZE = SECONDS * BYTES_PER_SECOND
+SAMPLE = 8
+READ = 512  # samples a call
+CPU = "board/cpu"
+
+
+def block(number):
+    """The block of the numbered pattern that stands in sample `number`."""
+    check = ((number + 1) * 0x9E3779B97F4A7C15 & 0xFFFFFFFFFFFFFFFF) >> 40
+    return b"\xa6" + number.to_bytes(4, "little") + check.to_bytes(3, "little")
+
+
+def resources(process):
+    folder = f"/proc/{process}"
+    with open(folder + "/status") as status:
+        fields = dict(line.split(":", 1) for line in status)
+    return {"handles": len(os.listdir(folder + "/fd")), "threads": int(fields["Threads"]),
+            "resident_kib": int(fields["VmRSS"].split()[0])}
+
+
+class Soak(HostTest):
+    def record(self):
+        """A host at the beginning of a recording, and the source that plays to it."""
+        del self.board["journal"]
+        self.board["trace_clock_hz"] = 12_000_000
+        number, source = self.source("--board", self.file("board.json"), "--pattern", "counter", "--bytes", str(SIZE),
+                                     records=False)
+        host = self.host()
+        self.ok(host.ask("create"))
+        self.ok(host.ask(f"allocate {CPU}"))
+        options = self.options(COMPORT=number, CLKFREQVAL="12000000", PRESCALARVAL="0")
+        self.ok(host.ask(f"configure {CPU} {options}"))
+        self.ok(host.ask(f"start {CPU}"))
+        return host, source
+
+    def poll(self, host):
+        """Status, number of samples, and the newest whole samples, which are checked."""
+        self.assertEqual(host.ask(f"status {CPU}")["text"], "Recording")
+        samples = host.ask(f"samples {CPU}")["samples"]
+        first = max(0, samples - 1 - READ)  # the last one may be in the making
+        count = min(READ, max(0, samples - 1 - first))
+        if count:
+            answer = self.ok(host.ask(f"read {CPU} {first} {count}"))
+            self.assertEqual(answer["samples"], count)
+            self.assertEqual(bytes.fromhex(answer["data"]), b"".join(map(block, range(first, first + count))))
+        return samples
+
+    def expect_whole(self, host):
+        wait_for(lambda: host.ask(f"samples {CPU}")["samples"] >= SIZE // SAMPLE, "the whole capture")
+        self.ok(host.ask(f"stop {CPU}"))
+        checked = subprocess.run([os.path.join(BIN, "counter_check"), self.capture()], capture_output=True, text=True,
+                                 check=False)
+        self.assertEqual(json.loads(checked.stdout),
+                         {"bytes": SIZE, "lost": 0, "doubled": 0, "changed": 0, "faults": 0})
+        self.assertEqual(checked.returncode, 0)
+
+    def test_long_recording_loses_nothing_and_grows_nowhere(self):
+        host, source = self.record()
+        seen, polls, second = [], 0, 0
+        started = time.monotonic()
+        while source.process.poll() is None:
+            self.poll(host)
+            polls += 1
+            if time.monotonic() - started >= second:
+                seen.append({"second": second, **resources(host.host_process())})
+                second += 1
+        report = json.loads(self.read(source.report))
+        self.assertEqual((source.process.returncode, report["dropped"], report["sent"]), (0, 0, SIZE))
+        self.expect_whole(host)
+        steady = seen[len(seen) // 6:]  # the first sixth fills buffers
+        print(f"{SIZE:,} bytes in {report['wire_seconds']:.0f} s, 0 lost; {polls:,} polls; "
+              f"resident memory {steady[0]['resident_kib']:,} to {steady[-1]['resident_kib']:,} KiB, most "
+              f"{max(entry['resident_kib'] for entry in seen):,} KiB")
+        if REPORT:
+            with open(REPORT, "w") as out:
+                json.dump({"bytes": SIZE, "polls": polls, "source": report, "resources": seen}, out, indent=1)
+        self.assertEqual(len({(entry["handles"], entry["threads"]) for entry in steady}), 1, steady)
+        self.assertLessEqual(steady[-1]["resident_kib"], steady[0]["resident_kib"] + 256)
+
+
+if __name__ == "__main__":
+    main()
