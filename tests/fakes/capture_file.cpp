@@ -1,5 +1,6 @@
 #include "uart/capture_file.h"
 
+#include <fstream>
 #include <set>
 
 #include "tests/fakes/scripted_capture_file.h"
@@ -17,6 +18,14 @@ struct Disk {
     std::set<std::string> unreachable;
     std::vector<std::string> opened;  ///< name of the file behind a handle, which is an index here
     std::size_t openCount = 0;
+    bool real = false;
+
+    /// Whether the file of that name could be written; a file in memory always can.
+    bool Put(const std::string& name, std::ios::openmode mode, const char* data, std::size_t count) const {
+        if (!real) return true;
+        std::ofstream file(name, std::ios::binary | mode);
+        return file.write(data, static_cast<std::streamsize>(count)) && file.flush();
+    }
 };
 
 Disk& TheDisk() {
@@ -47,11 +56,17 @@ void ScriptedFiles::MakeUnreachable(const std::string& name) {
     TheDisk().unreachable.insert(name);
 }
 
+void ScriptedFiles::KeepOnDisk() {
+    const std::lock_guard<std::mutex> guard(TheDisk().lock);
+    TheDisk().real = true;
+}
+
 void ScriptedFiles::Reset() {
     const std::lock_guard<std::mutex> guard(TheDisk().lock);
     TheDisk().files.clear();
     TheDisk().unreachable.clear();
     TheDisk().openCount = 0;
+    TheDisk().real = false;
     ScriptedCalls::Instance().Reset();
 }
 
@@ -78,6 +93,7 @@ bool CaptureFile::Create(const std::string& name) {
     fakes::Disk& disk = fakes::TheDisk();
     const std::lock_guard<std::mutex> guard(disk.lock);
     if (disk.unreachable.count(name) != 0) return Refuse(fakes::kPathNotFound);
+    if (!disk.Put(name, std::ios::trunc, nullptr, 0)) return Refuse(fakes::kPathNotFound);
     disk.files[name].clear();
     disk.opened.push_back(name);
     ++disk.openCount;
@@ -91,8 +107,9 @@ bool CaptureFile::Write(const void* data, uint32_t count) {
     fakes::Disk& disk = fakes::TheDisk();
     const std::lock_guard<std::mutex> guard(disk.lock);
     const std::string& name = disk.opened.at(static_cast<std::size_t>(handle));
-    disk.files[name].append(static_cast<const char*>(data), count);
-    return true;
+    const auto* bytes = static_cast<const char*>(data);
+    disk.files[name].append(bytes, count);
+    return disk.Put(name, std::ios::app, bytes, count) || Refuse(fakes::kInvalidHandle);
 }
 
 bool CaptureFile::Close() {

@@ -116,7 +116,8 @@ void SleepMilliseconds(uint32_t milliseconds) {
         const std::lock_guard guard(fake::TheState()->mutex);
         fake::TheState()->sleepLog.push_back(milliseconds);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds > 0 ? 1 : 0));
+    if (milliseconds == 0) return std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 }  // namespace KORR_PLIM::platform

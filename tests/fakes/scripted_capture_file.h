@@ -16,6 +16,8 @@ class ScriptedFiles {
     static std::size_t OpenCount();
     /// Lets a file of that name never be made: error 3.
     static void MakeUnreachable(const std::string& name);
+    /// From now on the files are on the disk as well, where others can read them.
+    static void KeepOnDisk();
     /// Forgets all files, calls and failures.
     static void Reset();
 };

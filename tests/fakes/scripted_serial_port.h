@@ -56,6 +56,8 @@ class ScriptedPort {
     // What the scripted body asks of the device.
     void Open();
     void Close();
+    void Vanish();
+    bool IsGone() const { return Get(gone); }
     void Break();
     void Purge();
     void Give(LineState& settings, std::size_t nth) const;
@@ -81,6 +83,7 @@ class ScriptedPort {
     std::deque<Step> steps;
     std::string pending;
     bool open = false;
+    bool gone = false;
     bool inBreak = false;
     std::size_t openings = 0;
 };
@@ -90,6 +93,9 @@ class ScriptedPorts {
   public:
     /// A new device behind a number, in place of an older one.
     static ScriptedPort& Plug(uint32_t number);
+    /// Takes the device behind a number away: to handles that are open every call but Close fails with error
+    /// 22, and it cannot be opened.
+    static void Unplug(uint32_t number);
     /// Takes all devices away and forgets calls and failures.
     static void Reset();
 };

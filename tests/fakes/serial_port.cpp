@@ -11,6 +11,7 @@ namespace {
 
 constexpr uint32_t kNoSuchPort = 2;
 constexpr uint32_t kInvalidHandle = 6;
+constexpr uint32_t kDeviceGone = 22;
 
 std::map<uint32_t, std::shared_ptr<ScriptedPort>>& Devices() {
     static std::map<uint32_t, std::shared_ptr<ScriptedPort>> devices;
@@ -21,6 +22,12 @@ std::map<uint32_t, std::shared_ptr<ScriptedPort>>& Devices() {
 std::vector<std::shared_ptr<ScriptedPort>>& Opened() {
     static std::vector<std::shared_ptr<ScriptedPort>> opened;
     return opened;
+}
+
+// Alive until the next reset, for tests that still look at them.
+std::vector<std::shared_ptr<ScriptedPort>>& Unplugged() {
+    static std::vector<std::shared_ptr<ScriptedPort>> unplugged;
+    return unplugged;
 }
 
 std::mutex& TableLock() {
@@ -72,6 +79,11 @@ void ScriptedPort::Close() {
     const std::lock_guard<std::mutex> guard(lock);
     open = false;
     inBreak = false;
+}
+
+void ScriptedPort::Vanish() {
+    const std::lock_guard<std::mutex> guard(lock);
+    gone = true;
 }
 
 void ScriptedPort::Break() {
@@ -136,9 +148,19 @@ ScriptedPort& ScriptedPorts::Plug(uint32_t number) {
     return *Devices()[number];
 }
 
+void ScriptedPorts::Unplug(uint32_t number) {
+    const std::lock_guard<std::mutex> guard(TableLock());
+    const auto device = Devices().find(number);
+    if (device == Devices().end()) return;
+    device->second->Vanish();
+    Unplugged().push_back(device->second);
+    Devices().erase(device);
+}
+
 void ScriptedPorts::Reset() {
     const std::lock_guard<std::mutex> guard(TableLock());
     Devices().clear();
+    Unplugged().clear();
     ScriptedCalls::Instance().Reset();
 }
 
@@ -157,11 +179,17 @@ bool Refuse(uint32_t code) {
     return false;
 }
 
-// Null, with the error number set, for a port that is not open.
-fakes::ScriptedPort* Device(std::intptr_t handle) {
+// Null for a port that is not open.
+fakes::ScriptedPort* Opened(std::intptr_t handle) {
     const std::lock_guard<std::mutex> guard(fakes::TableLock());
-    if (handle >= 0) return fakes::Opened().at(static_cast<std::size_t>(handle)).get();
-    Refuse(fakes::kInvalidHandle);
+    return handle >= 0 ? fakes::Opened().at(static_cast<std::size_t>(handle)).get() : nullptr;
+}
+
+// Null, with the error number set, for a port that is not open or not there any more.
+fakes::ScriptedPort* Device(std::intptr_t handle) {
+    fakes::ScriptedPort* const device = Opened(handle);
+    if (device != nullptr && !device->IsGone()) return device;
+    Refuse(device == nullptr ? fakes::kInvalidHandle : fakes::kDeviceGone);
     return nullptr;
 }
 
@@ -231,10 +259,10 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 }
 
 bool SerialPort::Close() {
-    fakes::ScriptedPort* device = Device(handle);
+    fakes::ScriptedPort* device = Opened(handle);
     handle = kClosed;
     if (device != nullptr) device->Close();
-    return Enter("port.Close") && device != nullptr;
+    return Enter("port.Close") && (device != nullptr || Refuse(fakes::kInvalidHandle));
 }
 
 uint32_t SerialPort::LastError() { return fakes::ScriptedCalls::LastError(); }

@@ -1,0 +1,160 @@
+// What can happen around a recording: the probe is pulled out, the disk is full, the clock jumps.
+
+#include <fstream>
+
+#include "tests/fakes/scripted_capture_file.h"
+#include "tests/fakes/scripted_environment_variables.h"
+#include "tests/fakes/scripted_file_system.h"
+#include "tests/fakes/scripted_local_time.h"
+#include "tests/faults/fresh_process.h"
+#include "tests/faults/whole_recording.h"
+
+namespace fault_tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kNotOpened = "E Tarnel_UARTCollector: Failed to open COM5 with error code = 2";
+constexpr const char* kNotRead = "E Tarnel_UARTCollector: Reading COM port failed with error code 22";
+constexpr const char* kNoBreak =
+    "E Tarnel_UARTCollector: Failed to send Comm break state with error code = 22";
+constexpr const char* kNotPurged = "E Tarnel_UARTCollector: Purge Comm failed with error code = 22.";
+constexpr const char* kNotRestored =
+    "E Tarnel_UARTCollector: Restoring communication state failed with error code 22";
+constexpr const char* kNotWritten =
+    "E Tarnel_UARTCollector: Writing to binary file failed with error code 112";
+
+void At(const std::string& call, std::size_t nth, std::function<void()> action) {
+    fakes::ScriptedCalls::Instance().At(call, nth, std::move(action));
+}
+
+/// Ends with the probe plugged in again.
+class UnpluggedPort : public testing::Test {
+  protected:
+    ~UnpluggedPort() override { ExpectThatTheNextRecordingWorks(recording); }
+
+    void Expect(const Strings& seen, const Strings& logged, const std::string& stays) {
+        const Report report = recording.Run();
+        EXPECT_EQ(report.seen, seen);
+        EXPECT_EQ(report.logged, logged);
+        EXPECT_EQ(report.stays, stays);
+        EXPECT_EQ(recording.OpenHandles(), Strings());
+    }
+    void UnplugAt(const std::string& call, std::size_t nth) {
+        At(call, nth, [this] { recording.Unplug(); });
+    }
+
+    WholeRecording recording;
+};
+
+TEST_F(UnpluggedPort, BeforeItIsOpenedIsRefused) {
+    recording.before["start"] = [this] { recording.Unplug(); };
+    Expect({"start: Failed to open COM port"}, {kNotOpened}, "the earlier capture");
+}
+
+TEST_F(UnpluggedPort, BetweenOpeningAndCalibrationIsRefused) {
+    UnplugAt("port.SetState", 1);
+    Expect({"start: Failed to set requested COM port state"},
+           {"E Tarnel_UARTCollector: Failed to set Comm state with error code = 22"}, "the earlier capture");
+}
+
+TEST_F(UnpluggedPort, DuringTheCalibrationIsRefused) {
+    UnplugAt("port.GetState", 2);
+    Expect({"start: Failed to calibrate prescalar automatically. Please set prescalar manually in Receiver "
+            "settings"},
+           {"E Tarnel_UARTCollector: Failed to get programmed Comm state with error code = 22"},
+           "the earlier capture");
+}
+
+TEST_F(UnpluggedPort, WhileCapturingEndsTheCaptureAndKeepsWhatCame) {
+    UnplugAt("port.Read", 3);
+    Expect({}, {kNotRead, kNoBreak, kNotRead, kNotPurged, kNotRestored},
+           "every byte but those that came after the stop");
+}
+
+TEST_F(UnpluggedPort, WhileStoppingKeepsWhatCame) {
+    UnplugAt("port.SetBreak", 1);
+    Expect({}, {kNoBreak, kNotRead, kNotPurged, kNotRestored},
+           "every byte but those that came after the stop");
+}
+
+TEST_F(UnpluggedPort, BetweenTwoRecordingsRefusesTheSecondAndKeepsTheFirst) {
+    ExpectThatTheNextRecordingWorks(recording);
+    recording.Unplug();
+    Expect({"start: Failed to open COM port"}, {kNotOpened}, "every byte");
+}
+
+TEST(FullDisk, WhileCapturingEndsTheCaptureAndKeepsWhatFitted) {
+    WholeRecording recording;
+    At("file.Write", 2, [] { fakes::ScriptedCalls::Instance().Fail("file.Write", 112); });
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings{"read: 13 samples"});
+    EXPECT_EQ(report.logged, (Strings{kNotWritten, kNotWritten}));
+    EXPECT_EQ(report.stays, "every byte before the fault");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
+    ExpectThatTheNextRecordingWorks(recording);
+}
+
+TEST(FullDisk, WhileLoggingLosesTheLinesAlone) {
+    WholeRecording recording;
+    fakes::file_system::Script().Fail("Write", 1, 1);  // the log is the first stream of a recording
+    const std::string before = recording.Log();
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.Log(), before);
+    ExpectThatTheNextRecordingWorks(recording);
+    EXPECT_GT(recording.Log().size(), before.size());
+}
+
+TEST(FullDisk, WhileSavingIsReportedAndTheCaptureStays) {
+    WholeRecording recording;
+    fakes::file_system::Script().Fail("Write", 12, 12);  // the saved file's last stream
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings{"save: Write I/O error - unable to write section data."});
+    EXPECT_EQ(report.logged, Strings());
+    EXPECT_EQ(report.stays, "every byte");
+    ExpectThatTheNextRecordingWorks(recording);
+}
+
+TEST(ClockChange, InARecordingShowsInTheLogAlone) {
+    WholeRecording recording;
+    auto time = fakes::local_time::UsualTime();
+    recording.before["read"] = [&] { time.hour = 3, fakes::local_time::Set(time); };
+    recording.before["stop"] = [&] { time.hour = 23, time.year = 2031, fakes::local_time::Set(time); };
+    const std::size_t before = recording.Log().size();
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.stays, "every byte");
+    const std::string log = recording.Log().substr(before);
+    const std::size_t back = log.find("03:34:56:007 | Tarnel_ChannelDriver: SeekReadTraceData");
+    const std::size_t on = log.find("23:34:56:007 | Tarnel_Receiver: Receiver destroyed");
+    EXPECT_NE(log.find("12:34:56:007 | "), std::string::npos);
+    EXPECT_NE(back, std::string::npos);
+    EXPECT_NE(on, std::string::npos);
+    EXPECT_LT(back, on);
+    ExpectThatTheNextRecordingWorks(recording);
+}
+
+void RecordOverMidnight() {
+    WholeRecording recording;
+    recording.before["start"] = [] {
+        auto tomorrow = fakes::local_time::UsualTime();
+        ++tomorrow.day;
+        fakes::local_time::Set(tomorrow);
+    };
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.stays, "every byte");
+    const std::string tomorrow = ContentOf(recording.LogFolder() / "korr_trace_log_11172026_77.txt");
+    EXPECT_EQ(recording.Log().find("Tarnel_UARTCollector"), std::string::npos);
+    EXPECT_NE(tomorrow.find("Tarnel_UARTCollector: UART configuration"), std::string::npos);
+    EXPECT_NE(tomorrow.find("Tarnel_Receiver: Receiver destroyed"), std::string::npos);
+}
+
+TEST(ClockChange, ToAnotherDayBeforeTheFirstStartContinuesTheLogInANewFile) {
+    RunInFreshProcess(RecordOverMidnight);
+}
+
+}  // namespace
+}  // namespace fault_tests

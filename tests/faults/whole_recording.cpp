@@ -1,0 +1,357 @@
+#include "tests/faults/whole_recording.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "host_api/cPelkitError.h"
+#include "receiver/exports.h"
+#include "source_utilities/uLogManager.h"
+#include "tests/fakes/scripted_capture_file.h"
+#include "tests/fakes/scripted_environment_variables.h"
+#include "tests/fakes/scripted_file_system.h"
+#include "tests/fakes/scripted_local_time.h"
+#include "tests/fakes/scripted_native_thread.h"
+#include "tests/fakes/scripted_process.h"
+
+namespace fault_tests {
+namespace {
+
+namespace fs = std::filesystem;
+namespace trace = Korr::Plim::Trace;
+
+constexpr const char* kEarlier = "a capture of before";
+constexpr const char* kTdfHeader = "TDF file";
+constexpr uint32_t kLivingClient = 77;
+constexpr uint32_t kFerrinDevice = 0x0B9AF02F;
+constexpr uint32_t kSamples = 17;  // of 130 bytes
+constexpr std::size_t kSampleSize = 8;
+constexpr uint32_t kAnyError = 31;
+
+constexpr const char* kOptions = R"(<?xml version="1.0" encoding="UTF-8"?>
+<CHANNEL-SETUP>
+	<VERSION version="1.1.0.0" Copyright="c"></VERSION>
+	<RCVRNAME>SWO Trace</RCVRNAME>
+	<RCVRFWVER>fw 1.0.0.8</RCVRFWVER>
+	<ENCTYPE>UART</ENCTYPE>
+	<PRESCALAR>Auto</PRESCALAR>
+	<PRESCALARVAL>0</PRESCALARVAL>
+	<CLKFREQ>Manual</CLKFREQ>
+	<CLKFREQVAL>48000000</CLKFREQVAL>
+	<COMPORT>5</COMPORT>
+	<TSPRESCALAR>1</TSPRESCALAR>
+</CHANNEL-SETUP>
+)";
+
+/// The user's home of this process. The exports set their environment up once in a process. It lies in the
+/// working folder, so that its folders are as many wherever the test runs.
+const fs::path& Home() {
+    struct Folder {
+        fs::path path = "tarnel_faults_" + std::to_string(std::random_device{}());
+        Folder() {
+            fs::current_path(fs::temp_directory_path());
+            fs::create_directories(path / ".KORR-trace" / "data");
+        }
+        ~Folder() {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    };
+    static const Folder home;
+    return home.path;
+}
+
+/// This process's log files with their texts. There is more than one when the date or the debug client
+/// changed on the way.
+std::map<fs::path, std::string> Logs() {
+    std::map<fs::path, std::string> logs;
+    for (const auto& entry : fs::directory_iterator(Home() / ".KORR-trace")) {
+        if (entry.is_regular_file()) logs[entry.path()] = ContentOf(entry.path());
+    }
+    return logs;
+}
+
+/// Closes the log's file; its next line opens it again.
+void CloseLog() {
+    if (KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger()) {
+        logger->SetEnabled(logger->SetEnabled(false));
+    }
+}
+
+/// Streams that are open, of the first few numbers: new streams take the lowest ones that are free.
+int OpenStreams() {
+    constexpr int kNumbers = 16;
+    int open = kNumbers;
+    std::vector<std::FILE*> probes;
+    do {
+        probes.push_back(std::fopen((Home() / "probe").string().c_str(), "w"));
+        open -= fileno(probes.back()) < kNumbers ? 1 : 0;
+    } while (fileno(probes.back()) < kNumbers - 1);
+    for (std::FILE* probe : probes) std::fclose(probe);
+    return open;
+}
+
+void Write(const fs::path& name, const std::string& content) {
+    std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
+}
+
+/// A log line without its time, with the home's name as "HOME" and paths as on Linux.
+std::string Masked(const std::string& line, std::size_t mask, std::size_t bar) {
+    std::string text = line.substr(mask, 1) + " " + line.substr(bar + 2);
+    std::replace(text.begin(), text.end(), '\\', '/');
+    const std::size_t home = text.find(Home().string());
+    return home == std::string::npos ? text : text.replace(home, Home().string().size(), "HOME");
+}
+
+/// Adds the failures in a log's text: "E Tarnel_Receiver: ...".
+void AddFailures(const std::string& text, Strings& failures) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        const std::size_t bar = line.find("| ");
+        const std::size_t mask = line.find_first_not_of(' ');
+        if (bar == std::string::npos || mask > bar) continue;
+        const bool failure = line[mask] == 'E' || line.find("failed") != std::string::npos;
+        if (failure) failures.push_back(Masked(line, mask, bar));
+    }
+}
+
+fakes::CallScript& ScriptOf(const std::string& seam) {
+    if (seam == "dynamic_library") return fakes::dynamic_library::Script();
+    if (seam == "environment_variables") return fakes::environment_variables::Script();
+    if (seam == "file_system") return fakes::file_system::Script();
+    if (seam == "native_thread") return fakes::native_thread::Script();
+    if (seam == "process") return fakes::process::Script();
+    throw std::logic_error("no scripted seam " + seam);
+}
+
+/// The name of a call of the port or the capture file in their common script; empty for any other seam.
+std::string CommonName(const std::string& seam, const std::string& operation) {
+    if (seam == "serial_port") return "port." + operation;
+    return seam == "capture_file" ? "file." + operation : std::string();
+}
+
+/// Whether the driver waits for the end of the capture thread, which was told to stop before.
+bool IsStopping() {
+    const std::vector<uint32_t> sleeps = fakes::native_thread::SleepLog();
+    return std::find(sleeps.begin(), sleeps.end(), 0U) != sleeps.end();
+}
+
+void Await(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) throw std::runtime_error("waited in vain");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+}  // namespace
+
+const std::string WholeRecording::kFirst(100, '1');
+const std::string WholeRecording::kSecond(30, '2');
+const std::string WholeRecording::kLate(6, 'L');
+
+std::string ContentOf(const fs::path& name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+WholeRecording::WholeRecording() {
+    namespace environment = fakes::environment_variables;
+    environment::Reset();
+    const fs::path base = Home() / ".KORR-trace";
+    environment::Put("USERPROFILE", Home().string());
+    environment::Put("KORR_TRACE_LOGGING", "3");
+    environment::Put("KORR_TRACE_DEBUGCLIENT_PID", std::to_string(kLivingClient));
+    if (KORR_PLIM::uLogManager::Instance().CurrentLogger() != nullptr) {  // the set-up was made before
+        environment::Put("KORR_TRACE_LOGGING_DIR", base.string());
+        environment::Put("KORR_TRACE_DATA_DIR", (base / "data").string());
+        environment::Put("KORR_TRACE_SETTINGS_DIR", (base / "settings").string());
+    }
+    fakes::file_system::Reset();
+    fakes::local_time::Reset();
+    fakes::process::Reset();
+    fakes::process::SetLivingProcesses({kLivingClient});
+    fs::create_directories(base / "data");
+    host.identifier.identification = kFerrinDevice;
+    Write(CaptureFile(), kEarlier);
+    Write(Home() / "options.xml", kOptions);
+    Restore();
+}
+
+WholeRecording::~WholeRecording() {
+    CloseLog();
+    fakes::native_thread::Reset();
+}
+
+void WholeRecording::Restore() {
+    before.clear();
+    for (const char* seam : {"dynamic_library", "environment_variables", "file_system", "process"}) {
+        ScriptOf(seam).Reset();
+    }
+    fakes::native_thread::Reset();
+    fakes::ScriptedFiles::Reset();
+    fakes::ScriptedFiles::KeepOnDisk();
+    fakes::ScriptedPorts::Reset();
+    PlugIn();
+}
+
+void WholeRecording::Unplug() {
+    fakes::ScriptedPorts::Unplug(kPort);
+    quiet = true;
+}
+
+void WholeRecording::PlugIn() {
+    port = &fakes::ScriptedPorts::Plug(kPort);
+    port->rateTaken = [](uint32_t asked) { return std::min(asked, 24'000'000U); };
+    port->AddRead(kFirst);
+    port->AddRead(kSecond);
+    port->AddAction([this] {
+        quiet = true;
+        Await(IsStopping);
+    });
+    port->AddRead(kLate);
+}
+
+void WholeRecording::Fail(const std::string& call, int nth) {
+    const std::size_t point = call.find('.');
+    const std::string seam = call.substr(0, point);
+    const std::string operation = call.substr(point + 1);
+    const std::string common = CommonName(seam, operation);
+    if (common.empty()) return ScriptOf(seam).Fail(operation, nth, nth);
+    fakes::ScriptedCalls::Instance().Fail(common, kAnyError, static_cast<std::size_t>(nth));
+}
+
+int WholeRecording::Calls(const std::string& call) {
+    const std::size_t point = call.find('.');
+    const std::string seam = call.substr(0, point);
+    const std::string operation = call.substr(point + 1);
+    const std::string common = CommonName(seam, operation);
+    if (common.empty()) return ScriptOf(seam).Calls(operation);
+    return static_cast<int>(fakes::ScriptedCalls::Instance().Count(common));
+}
+
+bool WholeRecording::Step(const std::string& name, const std::function<void()>& action) {
+    try {
+        if (before.count(name) != 0) before[name]();
+        action();
+        return true;
+    } catch (const cPelkitError& error) {
+        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
+        seen.push_back(name + ": " + error.GetText());
+        return false;
+    }
+}
+
+Report WholeRecording::Run() {
+    seen.clear();
+    quiet = false;
+    CloseLog();
+    std::map<fs::path, std::string> earlier = Logs();
+    const int openStreams = OpenStreams();
+    Write(SavedFile(), kTdfHeader);
+    if (Step("create", [this] { receiver = CreateRcvr(); })) {
+        Record();
+        Step("destroy", [this] { DestroyRcvr(receiver); });
+    }
+    CloseLog();
+    Report report{seen, {}, Stays()};
+    int logsLeftOpen = earlier.empty() ? -1 : 0;  // the current one is closed
+    for (const auto& [name, text] : Logs()) {
+        logsLeftOpen += earlier.count(name) == 0 ? 1 : 0;
+        AddFailures(text.substr(earlier[name].size()), report.logged);
+    }
+    EXPECT_EQ(OpenStreams(), openStreams + std::max(logsLeftOpen, 0)) << "a stream is still open";
+    return report;
+}
+
+void WholeRecording::Record() {
+    driver = nullptr;
+    Step("allocate", [this] {
+        driver = receiver->AllocateChannelDriver("board/cpu", &targetAdapter, 7,
+                                                 receiver->GetNextAvailableChannel());
+    });
+    if (driver == nullptr) return;
+    const bool started = Step("configure", [this] { driver->SetConfiguration(OptionsFile().c_str()); }) &&
+                         Step("start", [this] { driver->StartRecording(0); });
+    if (started) {
+        Await([this] { return quiet.load(); });
+        Step("read", [this] { Read(); });
+        Step("save", [this] { Save(); });
+        Step("stop", [this] { driver->StopRecording(); });
+    }
+    Step("release", [this] { receiver->ReleaseChannelDriver(driver); });
+}
+
+void WholeRecording::Read() {
+    std::string samples(kSamples * kSampleSize, '?');
+    uint32_t got = 0;
+    driver->SeekReadTraceData(0, kSamples, samples.data(), got);
+    if (got != kSamples) {
+        seen.push_back("read: " + std::to_string(got) + " samples");
+    }
+    samples.resize(got * kSampleSize);
+    std::string there = ContentOf(CaptureFile());
+    there.resize(got * kSampleSize);
+    EXPECT_EQ(samples, there);
+}
+
+void WholeRecording::Save() {
+    driver->SaveFile(SavedFile().string().c_str(), 0);
+    std::string there = ContentOf(CaptureFile());
+    there.resize((there.size() + kSampleSize - 1) / kSampleSize * kSampleSize);
+    EXPECT_EQ(SavedBytes(), there);
+}
+
+std::string WholeRecording::SavedBytes() const {
+    constexpr std::size_t kHeads = 8 + 12 + 12;  // of the file and of the section "BinTraceData"
+    const std::string content = ContentOf(SavedFile());
+    return content.size() < kHeads ? std::string() : content.substr(kHeads);
+}
+
+std::string WholeRecording::Log() const { return ContentOf(LogFolder() / "korr_trace_log_11162026_77.txt"); }
+
+std::string WholeRecording::Stays() const {
+    const std::string content = ContentOf(CaptureFile());
+    if (content == kEarlier) return "the earlier capture";
+    if (content == kFirst + kSecond + kLate) return "every byte";
+    if (content == kSecond + kLate || content == kFirst + kLate) return "every byte but those of that write";
+    if (content == kFirst) return "every byte before the fault";
+    if (content == kFirst + kSecond) return "every byte but those that came after the stop";
+    return content.empty() ? "an empty capture" : content;
+}
+
+Strings WholeRecording::OpenHandles() const {
+    Strings open;
+    if (port->IsOpen()) open.push_back("port");
+    if (fakes::ScriptedFiles::OpenCount() != 0) open.push_back("capture file");
+    const fakes::CallScript& threads = fakes::native_thread::Script();
+    const int made = threads.Calls("CreateSuspendedThread") - threads.Failures("CreateSuspendedThread");
+    if (made != threads.Calls("CloseThread")) open.push_back("thread");
+    for (const char* library : {"SetupAdapter4", "DeviceIdentifier", "ICETargetAdapter"}) {
+        if (fakes::dynamic_library::LoadedCount(library) != 0) open.push_back(library);
+    }
+    return open;
+}
+
+std::string WholeRecording::OptionsFile() const { return (Home() / "options.xml").string(); }
+fs::path WholeRecording::SavedFile() const { return Home() / "saved.tdf"; }
+fs::path WholeRecording::LogFolder() const { return Home() / ".KORR-trace"; }
+
+fs::path WholeRecording::CaptureFile() const { return LogFolder() / "data" / "swotrace_cpu.bin"; }
+
+void ExpectThatTheNextRecordingWorks(WholeRecording& recording) {
+    recording.Restore();
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.logged, Strings());
+    EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
+}
+
+}  // namespace fault_tests
