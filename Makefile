@@ -2,6 +2,7 @@
 # CMake and its presets do the building: this file only puts the steps in order.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 60
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 .PHONY: help demo demo-windows test test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
@@ -63,6 +64,10 @@ lint: packages-all build ## format and static checks
 
 bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some minutes)
 	@bench/run_benchmarks
+
+fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS at a time
+	@$(call build_preset,linux-fuzz)
+	@fuzz/run_fuzzers $(FUZZ_SECONDS) $(JOBS)
 
 mutants: build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py

@@ -4,9 +4,9 @@
 #include <exception>
 #include <new>
 
+#include "channel/capture_name.h"
 #include "channel/channel_log.h"
 #include "source_utilities/environment.h"
-#include "source_utilities/file_system.h"
 
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
@@ -17,18 +17,6 @@ using KORR_PLIM::uMutexLock;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
-
-// The second of exactly two parts, otherwise the whole name.
-std::string ShortName(const std::string& cpuName) {
-    const std::size_t slash = cpuName.find('/');
-    const bool twoParts = slash != std::string::npos && slash == cpuName.rfind('/');
-    return twoParts ? cpuName.substr(slash + 1) : cpuName;
-}
-
-std::string CaptureFileName(const std::string& folder, const std::string& shortName) {
-    const char separator = KORR_PLIM::platform::PathSeparator();
-    return folder + separator + "data" + separator + "swotrace_" + shortName + ".bin";
-}
 
 std::unique_ptr<uMutex> MakeMutex() {
     try {
@@ -68,8 +56,12 @@ ChannelDriver::ChannelDriver(CReceiver* theReceiver, const char* theCpuName, Tar
     }
     cpuName = theCpuName;
     logDir = KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR");
-    cpuShortName = ShortName(cpuName);
+    cpuShortName = ShortCpuName(cpuName);
     captureFileName = CaptureFileName(logDir, cpuShortName);
+    if (captureFileName.empty()) {
+        LogError("%s: CPU name leads out of the data folder, so that nothing can be captured: %s",
+                 kChannelDriverTag, theCpuName);
+    }
     ResetItmChannelTypes();
     mutex = MakeMutex();
 }

@@ -12,6 +12,11 @@ char PathSeparator();
 /// for none.
 char AlternativePathSeparator();
 
+/// Whether one part of a path stands for a device in whatever folder it is named: on Windows CON, PRN, AUX,
+/// NUL, CONIN$, CONOUT$, COM0 to COM9, LPT0 to LPT9, in any case, also with an extension or blanks behind;
+/// nothing elsewhere.
+bool IsDeviceName(const std::string& part);
+
 /// Seam: makes one folder (CreateDirectoryA). An existing one, and any failure, give false.
 bool MakeFolder(const char* path);
 /// Seam: makes one folder of a folder tree (_mkdir). \return true when it was made or the name exists

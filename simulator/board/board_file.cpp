@@ -41,7 +41,7 @@ nlohmann::ordered_json ReadBoardText(const std::string& file) {
         auto text = nlohmann::ordered_json::parse(stream);
         if (!text.is_object()) throw BoardError("board file " + file + ": is no JSON object");
         return text;
-    } catch (const nlohmann::ordered_json::parse_error& error) {
+    } catch (const nlohmann::ordered_json::exception& error) {  // a number too large is no parse_error
         throw BoardError("board file " + file + ": is no JSON: " + error.what());
     }
 }

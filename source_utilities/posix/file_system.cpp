@@ -12,6 +12,8 @@ namespace KORR_PLIM::platform {
 char PathSeparator() { return '/'; }
 char AlternativePathSeparator() { return '\0'; }
 
+bool IsDeviceName(const std::string&) { return false; }
+
 bool MakeFolder(const char* path) { return mkdir(path, 0777) == 0; }
 
 bool MakeTreeFolder(const char* path) { return mkdir(path, 0777) == 0 || errno == EEXIST; }

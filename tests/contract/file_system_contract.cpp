@@ -14,6 +14,13 @@ TEST(FileSystemContract, SeparatorsAreThePlatforms) {
     EXPECT_EQ(PathSeparator(), static_cast<char>(std::filesystem::path::preferred_separator));
     EXPECT_NE(AlternativePathSeparator(), PathSeparator());
 }
+TEST(FileSystemContract, DevicesHaveNamesWhereFilesAreNamedWithBackslashes) {
+    const bool hasDevices = PathSeparator() == '\\';
+    EXPECT_EQ(IsDeviceName("NUL"), hasDevices);
+    EXPECT_EQ(IsDeviceName("NUL.bin"), hasDevices);
+    EXPECT_FALSE(IsDeviceName("swotrace_NUL.bin"));
+    EXPECT_FALSE(IsDeviceName(""));
+}
 TEST(FileSystemContract, MakeFolderMakesOneLevelOnce) {
     const TemporaryFolder folder;
     EXPECT_TRUE(MakeFolder(folder.File("a").c_str()));

@@ -77,6 +77,11 @@ namespace fake = fakes::file_system;
 char PathSeparator() { return fake::TheState()->separator; }
 char AlternativePathSeparator() { return fake::TheState()->alternative; }
 
+// Of the platform's devices the one that the tests name.
+bool IsDeviceName(const std::string& part) {
+    return fake::TheState()->separator == '\\' && (part == "NUL" || part.rfind("NUL.", 0) == 0);
+}
+
 bool MakeFolder(const char* path) { return !fake::NoteFolder("MakeFolder", path) && fake::Make(path); }
 
 bool MakeTreeFolder(const char* path) {

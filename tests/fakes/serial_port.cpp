@@ -35,6 +35,13 @@ std::mutex& TableLock() {
     return lock;
 }
 
+// The device of a closed handle need not live on, and the last handles of all can come back.
+void Forget(std::size_t handle) {
+    const std::lock_guard<std::mutex> guard(TableLock());
+    Opened().at(handle).reset();
+    while (!Opened().empty() && Opened().back() == nullptr) Opened().pop_back();
+}
+
 }  // namespace
 
 LineState ScriptedPort::ForeignLine() {
@@ -259,9 +266,13 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 }
 
 bool SerialPort::Close() {
+    const auto index = static_cast<std::size_t>(handle);
     fakes::ScriptedPort* device = Opened(handle);
     handle = kClosed;
-    if (device != nullptr) device->Close();
+    if (device != nullptr) {
+        device->Close();
+        fakes::Forget(index);
+    }
     return Enter("port.Close") && (device != nullptr || Refuse(fakes::kInvalidHandle));
 }
 

@@ -230,6 +230,101 @@ TEST_F(CaptureFileName, ANameOfThreePartsIsUsedWhole) {
     std::filesystem::create_directory(folder.DataFolder());
 }
 
+// Folders that a name with several parts can go through, and what lies in reach of a name that leads upwards.
+class HostileCpuName : public CaptureFileName {
+  protected:
+    HostileCpuName() {
+        std::filesystem::create_directories(folder.DataFolder() + "/swotrace_a/b");
+        TraceFolder::WriteFile(folder.LoggingFolder() + "/escaped.bin", "kept");
+        TraceFolder::WriteFile(folder.DataFolder() + "/escaped.bin", "kept");
+    }
+    ~HostileCpuName() override {
+        driver.reset();
+        std::filesystem::remove(folder.LoggingFolder() + "/escaped.bin");
+        std::filesystem::remove_all(folder.DataFolder());
+        std::filesystem::create_directory(folder.DataFolder());
+    }
+    void ExpectNothingCaptured(const std::string& cpuName) {
+        SCOPED_TRACE(cpuName.substr(0, 100));
+        Make(cpuName);
+        Configure();
+        EXPECT_EQ(ErrorOf([&] { driver->StartRecording(0); }),
+                  "Failed to open binary file for trace data storage");
+        EXPECT_EQ(driver->GetNumSamples(), 0U);
+        EXPECT_EQ(TraceFolder::ReadFile(folder.LoggingFolder() + "/escaped.bin"), "kept");
+        EXPECT_EQ(TraceFolder::ReadFile(folder.DataFolder() + "/escaped.bin"), "kept");
+    }
+    bool CapturesAs(const std::string& cpuName, const std::string& file) {
+        Make(cpuName);
+        Configure();
+        driver->StartRecording(0);
+        return std::filesystem::exists(folder.DataFolder() + "/" + file);
+    }
+    const bool onWindows = KORR_PLIM::platform::PathSeparator() == '\\';
+};
+
+TEST_F(HostileCpuName, NothingIsCapturedOrReadWhereItLeadsUpwards) {
+    for (const char* name : {"a/b/../../../escaped", "a/b/../../escaped", "x/../escaped", "/../../escaped",
+                             "a/b/.../escaped", "a/b/.. /escaped", "a/b/. ./escaped"}) {
+        ExpectNothingCaptured(name);
+    }
+}
+
+TEST_F(HostileCpuName, LeadingUpwardsIsLoggedOnce) {
+    const LogLines written;
+    driver = std::make_unique<ChannelDriver>(&receiver, "a/../b", &adapter, kCpuId, 1U);
+    EXPECT_EQ(written.Count("E Tarnel_ChannelDriver: CPU name leads out of the data folder, so that nothing "
+                            "can be captured: a/../b"),
+              1U);
+    EXPECT_EQ(written.Get().size(), 1U);
+}
+
+TEST_F(HostileCpuName, FullStopsWithoutASeparatorArePartOfTheFileName) {
+    EXPECT_TRUE(CapturesAs("..", "swotrace_...bin"));
+    EXPECT_TRUE(CapturesAs("board/..", "swotrace_...bin"));
+    EXPECT_TRUE(CapturesAs("a/b/..", "swotrace_a/b/...bin"));
+}
+
+TEST_F(HostileCpuName, ABackslashSeparatesOnWindowsAlone) {
+    if (onWindows) {
+        ExpectNothingCaptured("board/..\\..\\escaped");
+        ExpectNothingCaptured("a\\b\\..\\..\\..\\escaped");
+        ExpectNothingCaptured("a\\missing\\x");
+        EXPECT_TRUE(CapturesAs("a\\b\\x", "swotrace_a/b/x.bin"));
+    } else {
+        EXPECT_TRUE(CapturesAs("board/..\\..\\escaped", "swotrace_..\\..\\escaped.bin"));
+    }
+}
+
+TEST_F(HostileCpuName, ADeviceIsNotOpenedWhereAFileIsNamed) {
+    for (const char* name : {"CON", "nul", "aux.txt", "PRN ", "COM1", "lpt9.x", "conout$", "com\xB9", " NUL",
+                             "CON:", "x:COM1"}) {
+        const std::string cpuName = std::string("a/b/") + name;
+        if (onWindows) {
+            ExpectNothingCaptured(cpuName);
+        } else {
+            EXPECT_TRUE(CapturesAs(cpuName, std::string("swotrace_a/b/") + name + ".bin")) << name;
+        }
+    }
+    EXPECT_TRUE(CapturesAs("board/NUL", "swotrace_NUL.bin")) << "no device: the name has a beginning";
+    EXPECT_TRUE(CapturesAs("a/b/COM", "swotrace_a/b/COM.bin"));
+    EXPECT_TRUE(CapturesAs("a/b/COM10", "swotrace_a/b/COM10.bin"));
+}
+
+TEST_F(HostileCpuName, ADriveLetterDoesNotLeaveTheDataFolder) {
+    const auto file = std::filesystem::temp_directory_path() / "tarnel_drive_letter.bin";
+    const std::string name = file.string().substr(0, file.string().size() - 4);
+    ExpectNothingCaptured(name);
+    ExpectNothingCaptured("C:\\/" + name);
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(HostileCpuName, ANameLongerThanAnyFileNameIsRefusedAtTheStart) {
+    ExpectNothingCaptured(std::string(32768, 'n'));
+    ExpectNothingCaptured("board/" + std::string(32768, 'n'));
+    EXPECT_EQ(std::string(driver->GetCpuName()).size(), 32774U);
+}
+
 TEST_F(CaptureFileName, TheFolderIsTakenFromTheEnvironmentOnceAtConstruction) {
     const std::string before = folder.LoggingFolder();
     KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", folder.Path("elsewhere").c_str());

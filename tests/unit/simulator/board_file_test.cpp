@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <random>
+
 namespace Korr::Plim::Trace::Simulator {
 
 namespace {
@@ -77,6 +81,20 @@ TEST(BoardFile, MissingFileIsNamed) {
     } catch (const BoardError& error) {
         EXPECT_STREQ(error.what(), "board file no/such/board.json: cannot be opened");
     }
+}
+
+TEST(BoardFile, NumberBeyondAllNumbersIsNoJson) {
+    const auto file = std::filesystem::temp_directory_path() /
+                      ("tarnel_board_" + std::to_string(std::random_device{}()) + ".json");
+    std::ofstream(file) << R"({"trace_clock_hz": 1e999})";
+    std::string error;
+    try {
+        ReadBoard(file.string());
+    } catch (const BoardError& refusal) {
+        error = refusal.what();
+    }
+    std::filesystem::remove(file);
+    EXPECT_TRUE(error.starts_with("board file " + file.string() + ": is no JSON: ")) << error;
 }
 
 TEST(ResolveBeside, CompletesRelativePathsAlone) {
