@@ -18,7 +18,9 @@ class CReceiver : public CTargetStateNotification {
     /// must make each large enough; null does nothing. [host thread]
     virtual void GetCpuNames(char** buffers) = 0;
     /// Makes the channel driver of a CPU. [host thread]
-    /// \param cpuName full name, for example "board/cpu"; copied; null is refused
+    /// \param cpuName full name, for example "board/cpu"; copied; null is refused. The part behind "/" of two
+    /// parts, otherwise the whole name, is part of the capture file's name, separators included; a name that
+    /// leads out of the data folder is taken, but its recordings fail (see StaysInDataFolder)
     /// \param targetAdapter not owned; must outlive the driver; null is refused
     /// \param cpuId passed to every call of the target adapter
     /// \param channelIndex stored, not interpreted

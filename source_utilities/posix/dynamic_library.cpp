@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace KORR_PLIM::platform {
 namespace {
@@ -12,14 +14,24 @@ constexpr uint32_t kEntryPointNotFound = 127;
 
 thread_local uint32_t lastError = 0;
 
-/// Folder of the module that this code is linked into, with its final '/'; empty when unknown.
+/// The working folder when this module was loaded: where a relative path of the module begins, whatever the
+/// working folder is later.
+const std::string loadFolder = [] {
+    std::error_code unknown;
+    return std::filesystem::current_path(unknown).string();
+}();
+
+/// Folder of the module that this code is linked into, absolute, with its final '/'; empty when unknown, as
+/// for a program that was found by PATH.
 std::string ModuleFolder() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&LoadDynamicLibrary), &info) == 0 || info.dli_fname == nullptr) {
         return {};
     }
     const std::string file = info.dli_fname;
-    return file.substr(0, file.rfind('/') + 1);
+    const std::string folder = file.substr(0, file.rfind('/') + 1);
+    const bool isRelative = !folder.empty() && folder[0] != '/';
+    return isRelative ? loadFolder + '/' + folder : folder;
 }
 
 /// Tries lib<name>.so, then <name>.so, in a folder; an empty folder stands for the platform's own search.

@@ -9,3 +9,5 @@ tarnel_add_test(dynamic_library_contract_test
 add_dependencies(dynamic_library_contract_test tarnel_test_modules)
 tarnel_add_test(dynamic_library_scripted_contract_test
     SOURCES dynamic_library_contract.cpp dynamic_library_scripted_modules.cpp SCRIPTED dynamic_library)
+tarnel_add_test(library_search_test SOURCES library_search_test.cpp)
+add_dependencies(library_search_test tarnel_test_modules)

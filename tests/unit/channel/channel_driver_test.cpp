@@ -325,6 +325,25 @@ TEST_F(HostileCpuName, ANameLongerThanAnyFileNameIsRefusedAtTheStart) {
     EXPECT_EQ(std::string(driver->GetCpuName()).size(), 32774U);
 }
 
+TEST_F(CaptureFileName, OfTwoCpusWithOneShortNameTheSecondIsRefusedOnWindows) {
+    Make("first/cpu");
+    StartRecording();
+    fakes::ScriptedPorts::Plug(6);
+    ChannelDriver second(&receiver, "second/cpu", &adapter, kCpuId, 2U);
+    second.SetHostAccess(&identifier, &memory, 0);
+    second.SetConfiguration(OptionsFile({{kOptionComPort, "6"}}).c_str());
+    if (KORR_PLIM::platform::PathSeparator() == '\\') {
+        EXPECT_EQ(ErrorOf([&] { second.StartRecording(0); }),
+                  "Failed to open binary file for trace data storage");
+    } else {
+        second.StartRecording(0);
+        StatusRecord record;
+        second.GetStatus(record);
+        EXPECT_EQ(record.text, "Recording");
+    }
+    EXPECT_EQ(Status(), "Recording");
+}
+
 TEST_F(CaptureFileName, TheFolderIsTakenFromTheEnvironmentOnceAtConstruction) {
     const std::string before = folder.LoggingFolder();
     KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", folder.Path("elsewhere").c_str());
