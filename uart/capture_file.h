@@ -10,7 +10,8 @@ namespace Korr::Plim::Trace::Tarnel {
 /// calls Close.
 class CaptureFile {
   public:
-    /// Makes the file anew (an existing one is emptied). \param name where the platform takes wide names,
+    /// Makes the file anew (an existing one is emptied). A file that is open as a capture file already, here
+    /// or in another process, is refused and left as it is. \param name where the platform takes wide names,
     /// every byte becomes the character of its number, 0 to 255
     bool Create(const std::string& name);
     bool IsOpen() const { return handle != kClosed; }

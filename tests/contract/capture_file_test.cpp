@@ -55,6 +55,21 @@ TEST_F(CaptureFileContract, ExistingFileIsEmptied) {
     EXPECT_EQ(target.Content(), "second");
 }
 
+TEST_F(CaptureFileContract, FileOfAnotherCaptureIsRefusedAndLeftAsItIs) {
+    ASSERT_TRUE(file.Create(target.Name()));
+    ASSERT_TRUE(file.Write("first", 5));
+    CaptureFile second;
+    EXPECT_FALSE(second.Create(target.Name()));
+    EXPECT_FALSE(second.IsOpen());
+    EXPECT_NE(CaptureFile::LastError(), 0U);
+    ASSERT_TRUE(file.Write(" goes on", 8));
+    EXPECT_EQ(target.Content(), "first goes on");
+    ASSERT_TRUE(file.Close());
+    EXPECT_TRUE(second.Create(target.Name()));
+    EXPECT_TRUE(second.Close());
+    EXPECT_EQ(target.Content(), "");
+}
+
 TEST_F(CaptureFileContract, FileInAMissingFolderIsNotMade) {
     EXPECT_FALSE(file.Create(target.UnreachableName()));
     EXPECT_FALSE(file.IsOpen());

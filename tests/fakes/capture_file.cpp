@@ -11,13 +11,14 @@ namespace {
 
 constexpr uint32_t kPathNotFound = 3;
 constexpr uint32_t kInvalidHandle = 6;
+constexpr uint32_t kInUse = 32;
 
 struct Disk {
     std::mutex lock;
     std::map<std::string, std::string> files;
     std::set<std::string> unreachable;
     std::vector<std::string> opened;  ///< name of the file behind a handle, which is an index here
-    std::size_t openCount = 0;
+    std::set<std::string> inUse;      ///< names of the files that are open
     bool real = false;
 
     /// Whether the file of that name could be written; a file in memory always can.
@@ -48,7 +49,7 @@ bool ScriptedFiles::Exists(const std::string& name) {
 
 std::size_t ScriptedFiles::OpenCount() {
     const std::lock_guard<std::mutex> guard(TheDisk().lock);
-    return TheDisk().openCount;
+    return TheDisk().inUse.size();
 }
 
 void ScriptedFiles::MakeUnreachable(const std::string& name) {
@@ -65,7 +66,7 @@ void ScriptedFiles::Reset() {
     const std::lock_guard<std::mutex> guard(TheDisk().lock);
     TheDisk().files.clear();
     TheDisk().unreachable.clear();
-    TheDisk().openCount = 0;
+    TheDisk().inUse.clear();
     TheDisk().real = false;
     ScriptedCalls::Instance().Reset();
 }
@@ -93,10 +94,11 @@ bool CaptureFile::Create(const std::string& name) {
     fakes::Disk& disk = fakes::TheDisk();
     const std::lock_guard<std::mutex> guard(disk.lock);
     if (disk.unreachable.count(name) != 0) return Refuse(fakes::kPathNotFound);
+    if (disk.inUse.count(name) != 0) return Refuse(fakes::kInUse);
     if (!disk.Put(name, std::ios::trunc, nullptr, 0)) return Refuse(fakes::kPathNotFound);
     disk.files[name].clear();
     disk.opened.push_back(name);
-    ++disk.openCount;
+    disk.inUse.insert(name);
     handle = static_cast<std::intptr_t>(disk.opened.size()) - 1;
     return true;
 }
@@ -114,11 +116,12 @@ bool CaptureFile::Write(const void* data, uint32_t count) {
 
 bool CaptureFile::Close() {
     const bool wasOpen = handle != kClosed;
-    handle = kClosed;
     if (wasOpen) {
-        const std::lock_guard<std::mutex> guard(fakes::TheDisk().lock);
-        --fakes::TheDisk().openCount;
+        fakes::Disk& disk = fakes::TheDisk();
+        const std::lock_guard<std::mutex> guard(disk.lock);
+        disk.inUse.erase(disk.opened.at(static_cast<std::size_t>(handle)));
     }
+    handle = kClosed;
     if (!Enter("file.Close")) return false;
     return wasOpen || Refuse(fakes::kInvalidHandle);
 }

@@ -24,6 +24,7 @@ struct State {
     std::list<std::thread> running;
     ThreadHandle nextHandle = 1;
     uint32_t suspendCount = 1;
+    bool sleeps = true;
     std::vector<std::string> log;
     std::vector<uint32_t> sleepLog;
     std::mutex mutex;
@@ -76,6 +77,7 @@ void Reset() {
     TheState() = std::make_unique<State>();
 }
 CallScript& Script() { return TheState()->script; }
+void SkipSleeps() { TheState()->sleeps = false; }
 void SetSuspendCount(uint32_t count) { TheState()->suspendCount = count; }
 std::vector<std::string> Log() {
     const std::lock_guard guard(TheState()->mutex);
@@ -112,11 +114,13 @@ uint32_t ResumeThread(ThreadHandle thread) {
 bool CloseThread(ThreadHandle) { return !fake::Note("CloseThread", "close"); }
 
 void SleepMilliseconds(uint32_t milliseconds) {
+    bool sleeps = milliseconds > 0;
     {
         const std::lock_guard guard(fake::TheState()->mutex);
         fake::TheState()->sleepLog.push_back(milliseconds);
+        sleeps = sleeps && fake::TheState()->sleeps;
     }
-    if (milliseconds == 0) return std::this_thread::yield();
+    if (!sleeps) return std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 

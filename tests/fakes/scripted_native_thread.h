@@ -19,6 +19,8 @@ CallScript& Script();
 void SetSuspendCount(uint32_t count);
 /// Calls in order: "create <stack size>", "priority <n>", "resume", "close". Sleeps are not noted.
 std::vector<std::string> Log();
+/// Until the next reset sleeps only give the rest of a time slice away.
+void SkipSleeps();
 /// Milliseconds of each sleep; nothing sleeps longer than a moment.
 std::vector<uint32_t> SleepLog();
 

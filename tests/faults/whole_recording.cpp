@@ -195,6 +195,7 @@ void WholeRecording::Restore() {
         ScriptOf(seam).Reset();
     }
     fakes::native_thread::Reset();
+    fakes::native_thread::SkipSleeps();
     fakes::ScriptedFiles::Reset();
     fakes::ScriptedFiles::KeepOnDisk();
     fakes::ScriptedPorts::Reset();

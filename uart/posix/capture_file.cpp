@@ -1,17 +1,39 @@
 #include "uart/capture_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 namespace Korr::Plim::Trace::Tarnel {
 
+namespace {
+
+// Empties a file that no capture writes. The lock goes with the handle; a file system without locks gives no
+// protection, and what is no plain file has nothing to empty.
+bool Claim(int file) {
+    if (::flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    int emptied = -1;
+    do {
+        emptied = ::ftruncate(file, 0);
+    } while (emptied != 0 && errno == EINTR);
+    return emptied == 0 || errno == EINVAL;
+}
+
+}  // namespace
+
 bool CaptureFile::Create(const std::string& name) {
     int file = -1;
     do {
-        file = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        file = ::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     } while (file < 0 && errno == EINTR);
+    if (file >= 0 && !Claim(file)) {
+        const int why = errno;
+        ::close(file);
+        errno = why;
+        file = -1;
+    }
     handle = file;
     return file >= 0;
 }

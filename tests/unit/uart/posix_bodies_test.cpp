@@ -2,6 +2,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -53,6 +54,8 @@ ssize_t __real_write(int file, const void* data, size_t size);
 int __real_close(int file);
 int __real_ioctl(int file, unsigned long request, ...);
 int __real_fcntl(int file, int command, ...);
+int __real_flock(int file, int operation);
+int __real_ftruncate(int file, off_t size);
 
 int __wrap_open(const char* path, int flags, ...) {
     std::va_list rest;
@@ -94,6 +97,14 @@ int __wrap_ioctl(int file, unsigned long request, ...) {
     }
     return 0;
 }
+int __wrap_flock(int file, int operation) {
+    if (replaced == nullptr) return __real_flock(file, operation);
+    return static_cast<int>(replaced->Next("flock " + std::to_string(operation), 0));
+}
+int __wrap_ftruncate(int file, off_t size) {
+    if (replaced == nullptr) return __real_ftruncate(file, size);
+    return static_cast<int>(replaced->Next("ftruncate " + std::to_string(size), 0));
+}
 int __wrap_fcntl(int file, int command, ...) {
     std::va_list rest;
     va_start(rest, command);
@@ -125,7 +136,7 @@ class PosixBodies : public ::testing::Test {
 };
 
 const std::string kPortFlags = std::to_string(O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-const std::string kFileFlags = std::to_string(O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC);
+const std::string kFileFlags = std::to_string(O_WRONLY | O_CREAT | O_CLOEXEC);
 
 TEST_F(PosixBodies, PortNumberIsAnAcmDeviceUnlessTheEnvironmentNamesAnother) {
     ::unsetenv("KORR_TRACE_COM3");
@@ -194,6 +205,41 @@ TEST_F(PosixBodies, ReadOfNothingSucceeds) {
     EXPECT_EQ(bytesRead, 0U);
 }
 
+TEST_F(PosixBodies, CaptureFileIsLockedThenEmptied) {
+    EXPECT_TRUE(file.Create("name"));
+    EXPECT_EQ(system.calls, (Calls{"open name " + kFileFlags, "flock " + std::to_string(LOCK_EX | LOCK_NB),
+                                   "ftruncate 0"}));
+}
+
+TEST_F(PosixBodies, CaptureFileOfAnotherCaptureIsClosedUntouched) {
+    system.answers = {{5, 0}, {-1, EWOULDBLOCK}, {-1, EIO}};
+    EXPECT_FALSE(file.Create("name"));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_EQ(CaptureFile::LastError(), static_cast<uint32_t>(EWOULDBLOCK));
+    EXPECT_EQ(system.calls.size(), 3U);
+    EXPECT_EQ(system.calls.back(), "close 5");
+}
+
+TEST_F(PosixBodies, FileSystemWithoutLocksIsTakenAsItIs) {
+    system.answers = {{5, 0}, {-1, ENOLCK}};
+    EXPECT_TRUE(file.Create("name"));
+    EXPECT_EQ(system.calls.back(), "ftruncate 0");
+}
+
+TEST_F(PosixBodies, InterruptedEmptyingIsRepeatedAndARefusedOneFails) {
+    system.answers = {{5, 0}, {0, 0}, {-1, EINTR}, {0, 0}};
+    EXPECT_TRUE(file.Create("name"));
+    system.answers = {{5, 0}, {0, 0}, {-1, EPERM}};
+    EXPECT_FALSE(file.Create("name"));
+    EXPECT_EQ(CaptureFile::LastError(), static_cast<uint32_t>(EPERM));
+    EXPECT_EQ(system.calls.back(), "close 5");
+}
+
+TEST_F(PosixBodies, DeviceInPlaceOfTheCaptureFileHasNothingToEmpty) {
+    system.answers = {{5, 0}, {0, 0}, {-1, EINVAL}};
+    EXPECT_TRUE(file.Create("name"));
+}
+
 TEST_F(PosixBodies, ShortAndInterruptedWritesAreContinued) {
     system.answers = {{2, 0}, {-1, EINTR}, {1, 0}, {3, 0}};
     EXPECT_TRUE(file.Write("abcdef", 6));
@@ -222,7 +268,7 @@ TEST_F(PosixBodies, FailedCloseCountsAsClosed) {
     EXPECT_FALSE(port.IsOpen());
     EXPECT_FALSE(file.Close());
     EXPECT_FALSE(file.IsOpen());
-    EXPECT_EQ(system.calls.size(), 5U);
+    EXPECT_EQ(system.calls.size(), 7U);
 }
 
 TEST_F(PosixBodies, ClosingEndsABreak) {

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace channel_tests {
+
+enum class Occupation {
+    kReadOnly,  ///< can be read, not written
+    kLocked,  ///< cannot be opened at all: another handle shares it with nobody; on Linux, which has no such
+              ///< locks, nobody has the right to
+};
+
+/// Keeps an existing file from being opened as usual, until the object goes. On Linux the process has the
+/// rights of an ordinary user meanwhile, if it has more.
+class OccupiedFile {
+  public:
+    OccupiedFile(const std::string& name, Occupation occupation);
+    ~OccupiedFile();
+    OccupiedFile(const OccupiedFile&) = delete;
+    OccupiedFile& operator=(const OccupiedFile&) = delete;
+
+    /// The platform's number of the failure to open it for writing.
+    uint32_t ErrorNumber() const;
+
+  private:
+    std::string name;
+    Occupation occupation;
+    std::intptr_t held = 0;
+};
+
+}  // namespace channel_tests
