@@ -11,7 +11,8 @@ enum class Occupation {
               ///< locks, nobody has the right to
 };
 
-/// Keeps an existing file from being opened as usual, until the object goes. On Linux the process has the
+/// Keeps an existing file from being opened as usual, until the object goes: on Windows by another handle
+/// that does not share it, on Linux, which has no such locks, by the file's permissions; the process has the
 /// rights of an ordinary user meanwhile, if it has more.
 class OccupiedFile {
   public:

@@ -7,24 +7,15 @@
 namespace channel_tests {
 
 OccupiedFile::OccupiedFile(const std::string& fileName, Occupation how) : name(fileName), occupation(how) {
-    if (occupation == Occupation::kReadOnly) {
-        if (SetFileAttributesA(name.c_str(), FILE_ATTRIBUTE_READONLY) != 0) return;
-    } else {
-        HANDLE const file = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr);
-        held = reinterpret_cast<std::intptr_t>(file);
-        if (file != INVALID_HANDLE_VALUE) return;
-    }
-    throw std::runtime_error("cannot occupy " + name);
+    const DWORD shared = occupation == Occupation::kReadOnly ? FILE_SHARE_READ : 0;
+    HANDLE const file = CreateFileA(name.c_str(), GENERIC_READ, shared, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) throw std::runtime_error("cannot occupy " + name);
+    held = reinterpret_cast<std::intptr_t>(file);
 }
 
-OccupiedFile::~OccupiedFile() {
-    if (occupation == Occupation::kLocked) CloseHandle(reinterpret_cast<HANDLE>(held));
-    SetFileAttributesA(name.c_str(), FILE_ATTRIBUTE_NORMAL);
-}
+OccupiedFile::~OccupiedFile() { CloseHandle(reinterpret_cast<HANDLE>(held)); }
 
-uint32_t OccupiedFile::ErrorNumber() const {
-    return occupation == Occupation::kLocked ? ERROR_SHARING_VIOLATION : ERROR_ACCESS_DENIED;
-}
+uint32_t OccupiedFile::ErrorNumber() const { return ERROR_SHARING_VIOLATION; }
 
 }  // namespace channel_tests
