@@ -165,7 +165,7 @@ class HostTest(unittest.TestCase):
     def log(self):
         folder = os.path.join(self.home, ".KORR-trace")
         names = [name for name in os.listdir(folder) if name.startswith("korr_trace_log_")]
-        text = "".join(self.read(os.path.join(folder, name)).decode() for name in names)
+        text = "".join(self.read(os.path.join(folder, name)).decode(errors="replace") for name in names)
         return text.replace("\r\n", "\n")  # text mode on Windows
 
     def options(self, name="options.xml", **values):

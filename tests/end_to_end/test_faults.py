@@ -93,14 +93,28 @@ class Homes(Recorder):
     def test_home_with_western_letters_works(self):
         self.works(self.file("Zoë Müller"))
 
-    def test_home_with_other_letters(self):
+    @unittest.skipIf(ON_WINE, "refused there")
+    def test_home_with_other_letters_works(self):
         self.works(self.file("Дом 家"))
 
-    def test_home_of_250_characters(self):
-        folder = self.folder + "/"
-        while len(self.host_path(folder)) < 250:
-            folder += "h" * min(60, 249 - len(self.host_path(folder))) + "/"
-        self.works(folder[:-1] + "h")
+    @unittest.skipUnless(ON_WINE, "works elsewhere")
+    def test_home_with_letters_outside_the_code_page_is_refused(self):
+        self.is_refused(self.file("Дом 家"))
+
+    def home_of_250_characters(self):
+        home = self.folder
+        while len(self.host_path(home)) < 250:
+            home += "/" + "h" * min(60, 249 - len(self.host_path(home)))
+        self.assertEqual(len(self.host_path(home)), 250)
+        return home
+
+    @unittest.skipIf(ON_WINE, "refused there")
+    def test_home_of_250_characters_works(self):
+        self.works(self.home_of_250_characters())
+
+    @unittest.skipUnless(ON_WINE, "works elsewhere")
+    def test_home_too_long_for_the_capture_files_name_is_refused(self):
+        self.is_refused(self.home_of_250_characters())
 
 
 class Folders(Recorder):
