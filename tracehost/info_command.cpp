@@ -6,6 +6,7 @@
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/plugin.h"
+#include "tracehost/standard_output.h"
 #include "tracehost/tdf_file.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -24,7 +25,7 @@ std::string Printable(const TdfSection& section) {
     return text;
 }
 
-int PrintSections(const std::string& name, std::ifstream& file, uint64_t size) {
+void PrintSections(const std::string& name, std::ifstream& file, uint64_t size) {
     const TdfContents contents = ReadTdfSections(file, size);
     std::printf("%s: TDF file, %llu bytes, %zu section(s)\n", name.c_str(),
                 static_cast<unsigned long long>(size), contents.sections.size());
@@ -33,12 +34,12 @@ int PrintSections(const std::string& name, std::ifstream& file, uint64_t size) {
         std::printf("%12llu %8u %12u  %s\n", static_cast<unsigned long long>(section.offset), section.version,
                     section.length, Printable(section).c_str());
     }
-    if (contents.damage.empty()) return kDone;
-    std::fflush(stdout);
+    if (contents.damage.empty()) return;
+    FinishStandardOutput(stdout);
     throw HostError("\"" + name + "\" is damaged " + contents.damage);
 }
 
-int Run(const std::string& name) {
+void Print(const std::string& name) {
     std::error_code failure;
     const uint64_t size = std::filesystem::file_size(name, failure);
     std::ifstream file(name, std::ios::binary);
@@ -47,6 +48,11 @@ int Run(const std::string& name) {
     const uint64_t samples = size / 8 + (size % 8 != 0 ? 1 : 0);
     std::printf("%s: raw file, %llu bytes (%llu samples of 8 bytes)\n", name.c_str(),
                 static_cast<unsigned long long>(size), static_cast<unsigned long long>(samples));
+}
+
+int Run(const std::string& name) {
+    Print(name);
+    FinishStandardOutput(stdout);
     return kDone;
 }
 

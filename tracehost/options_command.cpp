@@ -5,6 +5,7 @@
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/plugin.h"
+#include "tracehost/record_options.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -35,10 +36,11 @@ int Run(const OptionsRequest& request) {
                      Choices(option).c_str());
     }
     if (!request.output.empty()) {
-        handler.SaveOptions(options, request.output);
+        SaveWholeOptions(options, request.output);
         std::fprintf(output, "\nWritten to %s\n", request.output.c_str());
     }
-    return std::fflush(output) == 0 ? kDone : kFailed;
+    FinishStandardOutput(output);
+    return kDone;
 }
 
 }  // namespace

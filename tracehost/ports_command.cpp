@@ -37,7 +37,8 @@ int Run() {
     const auto devices = Tarnel::ListPresentPortDevices();
     std::fprintf(output, "\nAll port devices:%s\n", devices.empty() ? " none" : "");
     for (const std::string& device : devices) std::fprintf(output, "  %s\n", device.c_str());
-    return std::fflush(output) == 0 ? kDone : kFailed;
+    FinishStandardOutput(output);
+    return kDone;
 }
 
 }  // namespace

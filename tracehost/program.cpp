@@ -1,7 +1,10 @@
 #include "tracehost/program.h"
 
+#include <iostream>
+
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -23,7 +26,10 @@ int Parse(CLI::App& program, int argc, char** argv) {
         program.parse(argc, argv);
         return kDone;
     } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kDone : kWrongUsage;
+        const int status = program.exit(error) == 0 ? kDone : kWrongUsage;
+        std::cout.flush();
+        FinishStandardOutput(stdout);
+        return status;
     }
 }
 

@@ -36,8 +36,7 @@ std::vector<CLI::Option*> AddSettings(CLI::App& command, RecordRequest& request)
             ->check(CLI::IsMember({1, 4, 16, 64}))
             ->capture_default_str(),
         command.add_option("--firmware", request.firmware, "Firmware version of the probe, a.b.c.d")
-            ->capture_default_str(),
-        command.add_flag("--demo", request.demo, "Record a simulated board and signal")};
+            ->capture_default_str()};
 }
 
 /// Refuses combinations that would ignore what the user gave.
@@ -46,6 +45,10 @@ void CheckCombination(const RecordRequest& request, const std::vector<CLI::Optio
         if (!request.options.empty() && setting->count() > 0) {
             throw UsageError(setting->get_name() + " cannot be given with --options: the file says it");
         }
+    }
+    if (request.demo && !request.options.empty()) {
+        throw UsageError(
+            "--demo brings its own port, which an options file cannot name: leave --options out");
     }
     if (request.demo && (request.port || !request.board.empty())) {
         throw UsageError("--demo brings its own board and port: leave --board and --port out");
@@ -67,6 +70,7 @@ void AddRecordCommand(CLI::App& program, int& status) {
     command->add_option("--options", request->options,
                         "Options file (see \"tracehost options\") instead of the next five");
     const auto settings = AddSettings(*command, *request);
+    command->add_flag("--demo", request->demo, "Record a simulated board and signal");
     command->add_option("--seconds", request->seconds, "Stop after this time")
         ->check(CLI::Range(0.001, kLongestRecording).description("SECONDS"));
     command->add_option("--bytes", request->bytes, "Stop after this many bytes; k, M and G multiply by 1000")

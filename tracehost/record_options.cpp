@@ -3,8 +3,10 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 
 #include "options/ChannelOptionsHandler.h"
+#include "options/options_reader.h"
 #include "tracehost/errors.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -14,6 +16,7 @@ namespace {
 constexpr uint32_t kAnyProbe = 2;
 constexpr uint32_t kLargestPrescaler = 8191;
 constexpr const char* kAuto = "auto";
+constexpr const char* kEndOfOptions = "</CHANNEL-SETUP>";
 
 void Set(Tarnel::OptionList& options, uint32_t id, const std::string& value) {
     for (auto& option : options) {
@@ -60,12 +63,20 @@ void ApplyRequest(Tarnel::OptionList& options, const RecordRequest& request) {
     }
 }
 
+void SaveWholeOptions(const Tarnel::OptionList& options, const std::string& file) {
+    Tarnel::ChannelOptionsHandler().SaveOptions(options, file);
+    std::string text(Tarnel::kMaxOptionsFileBytes, '\0');  // a device may have no end
+    std::ifstream(file, std::ios::binary).read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (text.find(kEndOfOptions) != std::string::npos) return;
+    throw HostError("\"" + file + "\" could not be written whole: is the disk full?");
+}
+
 void WriteOptionsFile(const RecordRequest& request, const std::string& file) {
     Tarnel::ChannelOptionsHandler handler;
     Tarnel::OptionList options;
     handler.GetOptions(options, "", kAnyProbe);
     ApplyRequest(options, request);
-    handler.SaveOptions(options, file);
+    SaveWholeOptions(options, file);
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 
 #include "host_api/cPelkitError.h"
@@ -122,6 +123,13 @@ std::string Recording::CaptureFile() const {
            "swotrace_" + shortName + ".bin";
 }
 
+/// Without the padding of the last sample; with it when the capture file cannot be asked.
+uint64_t Recording::CapturedBytes(uint64_t padded) const {
+    std::error_code failure;
+    const uint64_t size = std::filesystem::file_size(CaptureFile(), failure);
+    return failure ? padded : size;
+}
+
 void Recording::StopAndSave(CChannelDriver& driver) {
     std::string stopError;
     try {
@@ -130,10 +138,11 @@ void Recording::StopAndSave(CChannelDriver& driver) {
         stopError = CurrentErrorText();
     }
     signal.reset();
-    bytes = driver.GetNumSamples() * kSampleSize;
+    const uint64_t padded = driver.GetNumSamples() * kSampleSize;
+    bytes = CapturedBytes(padded);
     try {
         driver.SaveFile(file.Name().c_str(), file.Format());
-        file.CheckSaved(bytes);
+        file.CheckSaved(padded);
     } catch (...) {
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
@@ -159,7 +168,7 @@ void Recording::PrintSummary() const {
                      "Nothing was received: does the target run, is its SWO pin switched on and connected, "
                      "and do trace clock and prescaler fit?\n");
     }
-    std::fflush(output);
+    FinishStandardOutput(output);
 }
 
 void Recording::Record() {

@@ -37,6 +37,7 @@ class Recording {
     void ReadSettings(CChannelDriver& driver);
     void PrintSummary() const;
     std::string CaptureFile() const;
+    uint64_t CapturedBytes(uint64_t padded) const;
     void RefuseIfInterrupted() const;
 
     RecordRequest request;
@@ -47,7 +48,7 @@ class Recording {
     std::optional<HostSession> session;
 
     double seconds = 0;     ///< of recording
-    uint64_t bytes = 0;     ///< captured, in whole samples
+    uint64_t bytes = 0;     ///< captured, rounded up to whole samples until the recording has ended
     double traceClock = 0;  ///< Hz
     double bitRate = 0;     ///< bits per second on the pin
 };

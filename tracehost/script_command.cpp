@@ -19,14 +19,14 @@ struct ScriptRequest {
 
 void Print(std::FILE* output, const Answer& answer) {
     const std::string text = answer.dump(-1, ' ', false, Answer::error_handler_t::replace) + "\n";
-    const bool written = std::fwrite(text.data(), 1, text.size(), output) == text.size();
-    if (!written || std::fflush(output) != 0) throw HostError("answers cannot be written to standard output");
+    std::fwrite(text.data(), 1, text.size(), output);
+    FinishStandardOutput(output);
 }
 
 /// Carries out every line; the first that is no command ends it.
 void RunScript(std::istream& lines, const std::string& name, ScriptSession& session, std::FILE* output) {
     std::string line;
-    for (uint32_t number = 1; std::getline(lines, line); ++number) {
+    for (uint32_t number = 1; ReadScriptLine(lines, line); ++number) {
         try {
             const Answer answer = RunScriptLine(session, line, number);
             if (!answer.is_null()) Print(output, answer);

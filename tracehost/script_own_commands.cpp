@@ -4,6 +4,7 @@
 
 #include "options/ChannelOptionsHandler.h"
 #include "tracehost/board_editor.h"
+#include "tracehost/record_options.h"
 #include "tracehost/script_session.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -30,7 +31,7 @@ void DefaultOptions(Session&, const Arguments& arguments, Answer& answer) {
     ChannelOptionsHandler handler;
     OptionList options;
     handler.GetOptions(options, "", kAnyProbe);
-    handler.SaveOptions(options, arguments.Text(0));
+    SaveWholeOptions(options, arguments.Text(0));
     answer["options"] = OptionsAnswer(options);
 }
 

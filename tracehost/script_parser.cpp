@@ -43,6 +43,15 @@ std::optional<Number> ParseNumber(const std::string& text) {
 
 }  // namespace
 
+bool ReadScriptLine(std::istream& lines, std::string& line) {
+    line.clear();
+    for (char character = 0; line.size() <= kLongestLine && lines.get(character);) {
+        if (character == '\n') return true;
+        line += character;
+    }
+    return !line.empty();
+}
+
 std::vector<ScriptWord> SplitScriptLine(const std::string& text) {
     if (text.size() > kLongestLine) throw ScriptError("the line is longer than 65536 bytes");
     const std::string line = text.ends_with('\r') ? text.substr(0, text.size() - 1) : text;

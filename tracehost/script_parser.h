@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ struct ScriptWord {
 
 /// Longest script line in bytes.
 inline constexpr std::size_t kLongestLine = 65536;
+
+/// Reads one line without its end. Of a line that is too long one byte too many is read, so that
+/// SplitScriptLine refuses it. \return false when nothing is left
+bool ReadScriptLine(std::istream& lines, std::string& line);
 
 /// Splits a line into words at blanks and tabs. A word in double quotes may hold blanks; two double quotes in
 /// it stand for one. "#" at the start of a word begins a comment. A carriage return at the end is dropped.

@@ -7,8 +7,11 @@ namespace Korr::Plim::Trace::Tracehost {
 /// Seam: keeps standard output for tracehost alone. What the rest of the process (the plug-in, its log at
 /// some levels) prints on standard output goes to standard error afterwards. To be called once, before the
 /// plug-in is loaded. \return a stream on the real standard output, which is never closed; lines end with
-/// "\n" on every platform
+/// "\n" on every platform. A reader that goes away (a closed pipe) makes writing fail instead of ending the
+/// process
 std::FILE* TakeStandardOutput();
+/// Ends the output of a command. \throws HostError when something of it could not be written
+void FinishStandardOutput(std::FILE* stream);
 /// Seam: whether a stream is shown on a terminal.
 bool IsTerminal(std::FILE* stream);
 /// Seam: sets an environment variable of the process where every library of it sees it.

@@ -19,11 +19,13 @@ class TargetAdapters {
     };
     using Owned = std::unique_ptr<TargetAdapter, GiveBack>;
 
-    /// The adapter of a CPU; null when the library gives none. \throws HostError when the library or its
-    /// exports are missing
+    /// The adapter of a CPU; null when the library gives none or cannot be loaded: the plug-in needs the same
+    /// library and says so in its own words. \throws HostError when the library's exports are missing
     Owned Create(const char* cpuName, uint32_t cpuId);
 
   private:
+    bool Load();
+
     std::optional<Library> library;
 };
 

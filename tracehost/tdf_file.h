@@ -38,7 +38,8 @@ bool IsTdfFile(std::istream& file);
 TdfContents ReadTdfSections(std::istream& file, uint64_t size);
 
 /// Makes sure that sections can be added to a file: writes the header into a new or empty one.
-/// \throws HostError when it is neither new, empty nor a TDF file of this host, or cannot be written
+/// \throws UsageError when it is neither new, empty nor a TDF file of this host, HostError when it cannot be
+/// written
 void PrepareTdfFile(const std::string& name);
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -33,7 +33,7 @@ struct Board {
     bool hasDeviceInformation = false;        ///< false: the device is not known
     std::map<uint32_t, uint32_t> memory;      ///< address to word; others read as 0
     std::map<std::string, uint32_t> results;  ///< target adapter operation to result; others give 0
-    uint32_t exportStatus = 0;                ///< what GetExportStatus gives until it is cleared
+    uint32_t exportStatus = 0;  ///< what GetExportStatus gives for a CPU until it is cleared for it
     bool createSetupAdapter = true;
     std::optional<std::string> initialiseError;  ///< text with which the set-up adapter refuses
     bool setupAdapterThrows = false;             ///< GetSetupFile throws

@@ -68,16 +68,16 @@ class SimulatedIdentifier final : public DeviceIdentifier {
     virtual ~SimulatedIdentifier() = default;
     const void* Identity() const { return static_cast<const DeviceIdentifier*>(this); }
 
-    void Reserved0() override { Reserved("Reserved0"); }
-    void Reserved1() override { Reserved("Reserved1"); }
-    void Reserved2() override { Reserved("Reserved2"); }
-    void Reserved3() override { Reserved("Reserved3"); }
-    void Reserved4() override { Reserved("Reserved4"); }
-    void Reserved5() override { Reserved("Reserved5"); }
-    void Reserved6() override { Reserved("Reserved6"); }
-    void Reserved7() override { Reserved("Reserved7"); }
-    void Reserved8() override { Reserved("Reserved8"); }
-    void Reserved9() override { Reserved("Reserved9"); }
+    void Reserved0() override { JournalReservedCall(kLibrary, "Reserved0"); }
+    void Reserved1() override { JournalReservedCall(kLibrary, "Reserved1"); }
+    void Reserved2() override { JournalReservedCall(kLibrary, "Reserved2"); }
+    void Reserved3() override { JournalReservedCall(kLibrary, "Reserved3"); }
+    void Reserved4() override { JournalReservedCall(kLibrary, "Reserved4"); }
+    void Reserved5() override { JournalReservedCall(kLibrary, "Reserved5"); }
+    void Reserved6() override { JournalReservedCall(kLibrary, "Reserved6"); }
+    void Reserved7() override { JournalReservedCall(kLibrary, "Reserved7"); }
+    void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
+    void Reserved9() override { JournalReservedCall(kLibrary, "Reserved9"); }
 
     bool Match(uint32_t value, uint32_t mask) override {
         JournalCall call(kLibrary, "Match",
@@ -106,11 +106,6 @@ class SimulatedIdentifier final : public DeviceIdentifier {
     }
 
   private:
-    static void Reserved(const char* operation) {
-        JournalCall call(kLibrary, operation, nlohmann::ordered_json::object());
-        call.Violation("operation that this simulation does not know");
-    }
-
     SimulatedInformation information{destroyed};
 };
 
@@ -130,15 +125,9 @@ SIMULATED_EXPORT DeviceIdentifier* CreateDeviceIdentifier() {
 
 SIMULATED_EXPORT void DestroyDeviceIdentifier(DeviceIdentifier* identifier, uint32_t argument) {
     JournalCall call(kLibrary, "DestroyDeviceIdentifier",
-                     {{"identifier", identifier != nullptr ? nlohmann::ordered_json("identifier") : nullptr},
-                      {"argument", argument}});
-    if (identifier == nullptr) {
-        call.Violation("null identifier");
-    } else if (!Identifiers().Destroy(identifier)) {
-        call.Violation("no living identifier");
-    } else if (argument != 0) {
-        call.Violation("second argument is not 0");
-    }
+                     {{"identifier", ObjectArgument(identifier, "identifier")}, {"argument", argument}});
+    const bool ended = EndObject(call, Identifiers(), identifier, "identifier");
+    if (ended && argument != 0) call.Violation("second argument is not 0");
 }
 
 }  // namespace Korr::Plim::Trace::Simulator

@@ -58,12 +58,13 @@ SIMULATED_EXPORT TargetAdapter* CreateTargetAdapter(const char* cpuName, uint32_
 }
 
 SIMULATED_EXPORT void DestroyTargetAdapter(TargetAdapter* adapter) {
-    JournalCall call(kTargetAdapterLibrary, "DestroyTargetAdapter",
-                     {{"adapter", adapter != nullptr ? nlohmann::ordered_json("adapter") : nullptr}});
-    if (adapter == nullptr) {
-        call.Violation("null adapter");
-    } else if (!Adapters().Destroy(adapter)) {
-        call.Violation("no living adapter");
+    try {
+        JournalCall call(kTargetAdapterLibrary, "DestroyTargetAdapter",
+                         {{"adapter", ObjectArgument(adapter, "adapter")}});
+        EndObject(call, Adapters(), adapter, "adapter");
+    } catch (const BoardError&) {
+        // Without a journal line: a host gives objects back where it must not fail.
+        Adapters().Destroy(adapter);
     }
 }
 

@@ -33,14 +33,14 @@ class SimulatedSetupAdapter final : public SetupAdapter {
         return call.Return(true);
     }
 
-    void Reserved1() override { Reserved("Reserved1"); }
-    void Reserved2() override { Reserved("Reserved2"); }
-    void Reserved3() override { Reserved("Reserved3"); }
-    void Reserved4() override { Reserved("Reserved4"); }
-    void Reserved5() override { Reserved("Reserved5"); }
-    void Reserved6() override { Reserved("Reserved6"); }
-    void Reserved7() override { Reserved("Reserved7"); }
-    void Reserved8() override { Reserved("Reserved8"); }
+    void Reserved1() override { JournalReservedCall(kLibrary, "Reserved1"); }
+    void Reserved2() override { JournalReservedCall(kLibrary, "Reserved2"); }
+    void Reserved3() override { JournalReservedCall(kLibrary, "Reserved3"); }
+    void Reserved4() override { JournalReservedCall(kLibrary, "Reserved4"); }
+    void Reserved5() override { JournalReservedCall(kLibrary, "Reserved5"); }
+    void Reserved6() override { JournalReservedCall(kLibrary, "Reserved6"); }
+    void Reserved7() override { JournalReservedCall(kLibrary, "Reserved7"); }
+    void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
 
     std::string& GetSetupFile(const std::string& cpuName, std::string& path) override {
         JournalCall call(kLibrary, "GetSetupFile", {{"cpu", cpuName}});
@@ -62,11 +62,6 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     }
 
   private:
-    static void Reserved(const char* operation) {
-        JournalCall call(kLibrary, operation, nlohmann::ordered_json::object());
-        call.Violation("operation that this simulation does not know");
-    }
-
     bool initialised = false;
 };
 
@@ -85,13 +80,8 @@ SIMULATED_EXPORT SetupAdapter* CreateSetupAdapter() {
 }
 
 SIMULATED_EXPORT void DestroySetupAdapter(SetupAdapter* adapter) {
-    JournalCall call(kLibrary, "DestroySetupAdapter",
-                     {{"adapter", adapter != nullptr ? nlohmann::ordered_json("adapter") : nullptr}});
-    if (adapter == nullptr) {
-        call.Violation("null adapter");
-    } else if (!Adapters().Destroy(adapter)) {
-        call.Violation("no living adapter");
-    }
+    JournalCall call(kLibrary, "DestroySetupAdapter", {{"adapter", ObjectArgument(adapter, "adapter")}});
+    EndObject(call, Adapters(), adapter, "adapter");
 }
 
 }  // namespace Korr::Plim::Trace::Simulator

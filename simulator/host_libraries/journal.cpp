@@ -21,6 +21,15 @@ nlohmann::ordered_json TextArgument(const char* text) {
     return text != nullptr ? nlohmann::ordered_json(text) : nlohmann::ordered_json(nullptr);
 }
 
+nlohmann::ordered_json ObjectArgument(const void* pointer, const char* name) {
+    return pointer != nullptr ? nlohmann::ordered_json(name) : nlohmann::ordered_json(nullptr);
+}
+
+void JournalReservedCall(const char* library, const char* operation) {
+    JournalCall call(library, operation, nlohmann::ordered_json::object());
+    call.Violation("operation that this simulation does not know");
+}
+
 std::string HexadecimalText(uint32_t number) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%08X", number);

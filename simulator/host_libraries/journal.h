@@ -40,8 +40,13 @@ class JournalCall {
     nlohmann::ordered_json line;
 };
 
+/// Journals a call of an operation that the simulation does not know, as a violation.
+void JournalReservedCall(const char* library, const char* operation);
+
 /// A text argument as the journal shows it; null for a null pointer.
 nlohmann::ordered_json TextArgument(const char* text);
+/// A pointer to an object as the journal shows it: the object's name; null for a null pointer.
+nlohmann::ordered_json ObjectArgument(const void* pointer, const char* name);
 /// Eight digits with "0x".
 std::string HexadecimalText(uint32_t number);
 

@@ -4,8 +4,11 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
+
+#include "simulator/host_libraries/journal.h"
 
 namespace Korr::Plim::Trace::Simulator {
 
@@ -38,5 +41,14 @@ class ObjectLife {
     std::vector<std::unique_ptr<Object>> alive;
     std::deque<std::unique_ptr<Object>> dead;
 };
+
+/// What the destroying export of a library does: ends the object, and notes as a violation when there is none
+/// to end. \param name of such an object in the journal \return whether one ended
+template <typename Object>
+bool EndObject(JournalCall& call, ObjectLife<Object>& objects, const void* pointer, const char* name) {
+    if (pointer != nullptr && objects.Destroy(pointer)) return true;
+    call.Violation((pointer == nullptr ? "null " : "no living ") + std::string(name));
+    return false;
+}
 
 }  // namespace Korr::Plim::Trace::Simulator

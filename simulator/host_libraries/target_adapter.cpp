@@ -1,6 +1,7 @@
 #include "simulator/host_libraries/target_adapter.h"
 
 #include <cstdio>
+#include <map>
 #include <stdexcept>
 
 #include "simulator/host_libraries/journal.h"
@@ -15,16 +16,18 @@ constexpr uint32_t kFailure = 1;
 constexpr uint32_t kLargestPrescaler = 0x1FFF;  // 13-bit register field
 constexpr uint32_t kLargestPinProtocol = 2;     // 0 parallel, 1 Manchester, 2 NRZ
 
-/// What ClearExportStatus cleared of the board's export status. A new value in the board is shown anew.
+/// What ClearExportStatus cleared of the board's export status for one CPU. A new value in the board is shown
+/// anew.
 struct ClearedStatus {
     uint32_t boardStatus = 0;
     uint32_t bits = 0;
 };
-ClearedStatus clearedStatus;
 
-uint32_t CurrentExportStatus(const Board& board) {
-    if (clearedStatus.boardStatus != board.exportStatus) clearedStatus = {board.exportStatus, 0};
-    return board.exportStatus & ~clearedStatus.bits;
+ClearedStatus& ClearedStatusOf(const std::string& cpuName, uint32_t boardStatus) {
+    static std::map<std::string, ClearedStatus> cleared;
+    ClearedStatus& own = cleared[cpuName];
+    if (own.boardStatus != boardStatus) own = {boardStatus, 0};
+    return own;
 }
 
 }  // namespace
@@ -127,7 +130,8 @@ uint32_t SimulatedTargetAdapter::GetExportStatus(uint32_t cpuId, uint32_t& statu
     JournalCall call = Begin("GetExportStatus", cpuId);
     const uint32_t result = Result(call, "GetExportStatus", cpuId);
     if (result != kSuccess) return result;
-    status = CurrentExportStatus(call.board());
+    const uint32_t boardStatus = call.board().exportStatus;
+    status = boardStatus & ~ClearedStatusOf(cpuName, boardStatus).bits;
     call.Argument("status", status);
     return result;
 }
@@ -136,7 +140,7 @@ uint32_t SimulatedTargetAdapter::ClearExportStatus(uint32_t cpuId, uint32_t stat
     JournalCall call = Begin("ClearExportStatus", cpuId, "status", status);
     const uint32_t result = Result(call, "ClearExportStatus", cpuId);
     if (result != kSuccess) return result;
-    clearedStatus = {call.board().exportStatus, clearedStatus.bits | status};
+    ClearedStatusOf(cpuName, call.board().exportStatus).bits |= status;
     return result;
 }
 

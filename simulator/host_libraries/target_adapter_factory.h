@@ -16,7 +16,7 @@ namespace Korr::Plim::Trace {
 /// board does not know; the caller gives it back with DestroyTargetAdapter after the driver's release [host
 /// thread]
 using CreateTargetAdapterFunction = TargetAdapter* (*)(const char* cpuName, uint32_t cpuId);
-/// Export "DestroyTargetAdapter": takes an adapter back. [host thread]
+/// Export "DestroyTargetAdapter": takes an adapter back; never throws. [host thread]
 using DestroyTargetAdapterFunction = void (*)(TargetAdapter* adapter);
 
 }  // namespace Korr::Plim::Trace

@@ -31,6 +31,8 @@ class Commands(HostTest):
         self.fails(2, "--clock", "record", "--port", "1", "--clock", "fast")
         self.fails(2, "--port cannot be given with --options", "record", "--port", "1", "--options", "x")
         self.fails(2, "--demo brings its own board", "record", "--demo", "--port", "1")
+        self.fails(2, "--demo brings its own port, which an options file cannot name", "record", "--demo", "--options",
+                   "x")
         self.fails(2, "--seconds", "record", "--seconds", "0")
 
     def test_script_stops_at_a_line_that_is_no_command(self):
@@ -78,6 +80,30 @@ class Commands(HostTest):
         self.write("text.txt", "this is no TDF file, and must not become one")
         self.fails(2, "is no TDF file of this host", "record", "--port", "59", "--clock", "1000", "--output", "text.txt")
 
+    @unittest.skipIf(ON_WINE, "needs /dev/full")
+    def test_standard_output_that_cannot_be_written_is_told(self):
+        self.write("raw.bin", "x")
+        full = "cannot be written: is the disk full"
+        for arguments in (("info", "raw.bin"), ("ports",), ("options",), ("--help",), ("--version",),
+                          ("record", "--help"), ("script", "-")):
+            with self.subTest(arguments), open("/dev/full", "w") as output:
+                result = subprocess.run(self.command(*arguments), env=self.environment(), input="create\n", text=True,
+                                        stdout=output, stderr=subprocess.PIPE, timeout=120, cwd=self.folder)
+                self.assertEqual((result.returncode, result.stderr.count(full)), (1, 1), result.stderr)
+
+    @unittest.skipIf(ON_WINE, "needs /dev/full")
+    def test_options_file_on_a_full_disk_is_told(self):
+        self.fails(1, '"/dev/full" could not be written whole', "options", "--output", "/dev/full")
+
+    def test_script_line_without_an_end_is_refused_before_it_is_read_whole(self):
+        with subprocess.Popen(self.command("script", "-"), env=self.environment(), stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder) as running:
+            running.stdin.write(b"x" * 70000)  # and no line end, nor the end of the input
+            running.stdin.flush()
+            error = running.stderr.read().decode()
+        self.assertEqual(running.returncode, 2)
+        self.assertIn("line 1: the line is longer than 65536 bytes", error)
+
     def test_options_are_shown_and_written(self):
         result = self.run_host("options", "--output", "o.xml")
         self.assertEqual(result.returncode, 0)
@@ -107,7 +133,10 @@ class Record(HostTest):
         result = self.run_host(*self.arguments(number, "--bytes", "5k", "--output", "o.bin", "--format", "raw"))
         self.assertEqual(result.returncode, 0, result.stderr)
         saved = self.read(self.file("o.bin"))
-        self.assertGreaterEqual(len(saved), 5000)
+        captured = len(self.read(self.capture()))
+        self.assertGreaterEqual(captured, 5000)
+        self.assertEqual(len(saved), (captured + 7) // 8 * 8)
+        self.assertIn(f"Recorded {captured} bytes in", result.stdout)
         source.end()
         taken = self.read(source.taken)
         self.assertEqual(saved[:-8], taken[:len(saved) - 8])
@@ -173,6 +202,45 @@ class Record(HostTest):
         self.assertIn("is the disk full?", result.stderr)
         self.assertIn(self.capture(), result.stderr)
         self.assertGreaterEqual(os.path.getsize(self.capture()), 1000)
+
+    @unittest.skipIf(ON_WINE, "needs /dev/full")
+    def test_summary_that_cannot_be_written_is_told_and_the_trace_is_saved(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        with open("/dev/full", "w") as output:
+            result = subprocess.run(self.command(*self.arguments(number, "--bytes", "1000", "--output", "o.tdf")),
+                                    env=self.environment(), stdout=output, stderr=subprocess.PIPE, text=True,
+                                    timeout=120, cwd=self.folder)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("standard output cannot be written", result.stderr)
+        self.assertGreaterEqual(os.path.getsize(self.file("o.tdf")), 1000)
+
+    @unittest.skipIf(ON_WINE, "needs a pipe of this system")
+    def test_reader_of_the_progress_that_ends_does_not_end_the_recording(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        reader, writer = os.pipe()
+        os.close(reader)
+        result = subprocess.run(self.command(*self.arguments(number, "--bytes", "1000", "--output", "o.tdf")),
+                                env=self.environment(), stdout=writer, stderr=subprocess.PIPE, text=True,
+                                timeout=120, cwd=self.folder)
+        os.close(writer)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("standard output cannot be written", result.stderr)
+        self.assertGreaterEqual(os.path.getsize(self.file("o.tdf")), 1000)
+
+    def test_failing_stop_is_told_and_what_was_captured_is_saved(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        running = subprocess.Popen(self.command(*self.arguments(number, "--seconds", "2", "--output", "o.bin",
+                                                                "--format", "raw")), env=self.environment(),
+                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 2000, "a capture")
+        self.board["broken"] = True  # every call of the simulated target adapter now throws
+        self.environment()
+        error = running.communicate(timeout=120)[1].decode()
+        self.assertEqual(running.returncode, 1, error)
+        self.assertIn('"broken" is an unknown key\nWhat was captured until then is saved in "o.bin"', error)
+        saved = self.read(self.file("o.bin"))
+        self.assertGreater(len(saved), 2000)
+        self.assertEqual(saved[:2000], self.read(self.capture())[:2000])
 
     @unittest.skipIf(ON_WINE, "the demonstration's signal needs pseudo-terminals")
     def test_demo_records_through_its_own_board_and_signal(self):

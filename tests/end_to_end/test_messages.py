@@ -181,6 +181,33 @@ class Installation(Messages):
         self.refuses_allocation(EMULATOR)
         self.assertIn("Tarnel_Receiver: Unable to find CreateSetupAdapter in SetupAdapter4\n", self.log())
 
+    def twin(self, kind, name):
+        """Puts a bad twin in the place of a library."""
+        file = os.path.basename(self.library(name))
+        shutil.copy(os.path.join(hosting.BIN, "host_twins", kind, file), self.library(name))
+
+    def test_missing_target_adapter_library_is_named(self):
+        os.unlink(self.library("ICETargetAdapter"))
+        self.refuses_allocation("Failed to load ICETargetAdapter")
+
+    def test_target_adapter_library_without_its_export_is_refused(self):
+        self.twin("no_factory", "ICETargetAdapter")
+        self.refuses_allocation("Cannot get target adapter factory. Bad installation.")
+
+    def test_target_adapter_without_a_handle_is_refused(self):
+        self.twin("no_handle", "ICETargetAdapter")
+        self.refuses_allocation("Internal error: Cannot get target adapter handle. Bad installation or setup.")
+
+    def test_exception_of_the_destruction_is_logged(self):
+        self.twin("throwing_end", "DeviceIdentifier")
+        self.level = 1
+        host = self.host()
+        self.ok(host.ask("create"))
+        self.ok(host.ask("destroy"))
+        self.assertEqual(self.log().count("Tarnel_Receiver: An expection for caught when destroying receiver\n"), 1)
+        self.assertNotIn("Receiver destroyed", self.log())
+        self.assertEqual(host.end(), 0)
+
     def test_missing_plug_in_is_named(self):
         os.unlink(self.library("Tarnel"))
         result = self.run_host("script", "-")
@@ -260,14 +287,18 @@ class Recording(Messages):
         self.refused(host.ask("attribute board/cpu -"), "Null attribute name")
 
     def test_every_refusing_target_adapter_operation_is_reported_and_stops_the_capture(self):
-        for operation, text in (("SetTpiuPrescaler", "Invalid Prescalar Value"),
-                                ("SetTpiuPinProtocol", "Invalid Pin Protocol"),
-                                ("SetTimestampPrescale", "Failed to configure timestamping resolution"),
-                                ("ProgramTpiu", "Failed to program TPIU"),
-                                ("EnableTpiu", "Failed to Enable TPIU for SWO trace")):
+        self.level = 1
+        for operation, text, logged in (
+                ("SetTpiuPrescaler", "Invalid Prescalar Value", "Failed to setup TPIU prescalar"),
+                ("SetTpiuPinProtocol", "Invalid Pin Protocol", "Failed to setup TPIU pin protocol"),
+                ("SetTimestampPrescale", "Failed to configure timestamping resolution",
+                 "Failed to setup timestamping resolution"),
+                ("ProgramTpiu", "Failed to program TPIU", "Failed to program TPIU"),
+                ("EnableTpiu", "Failed to Enable TPIU for SWO trace", "Failed to enable TPIU for tracing")):
             with self.subTest(operation):
                 self.board["results"] = {operation: 1}
                 host = self.refuses_start(text)
+                self.assertEqual(self.log().count(f"Tarnel_ChannelDriver: {logged}\n"), 1)
                 self.ok(host.ask(f"board results.{operation} 0"))
                 self.ok(host.ask("start board/cpu"))
                 self.ok(host.ask("stop board/cpu"))

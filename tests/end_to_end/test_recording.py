@@ -7,8 +7,6 @@ import unittest
 from hosting import HostTest, ON_WINE, main, wait_for
 
 RATES = "the signal cannot see the rate of a port under Wine"
-
-
 SANITIZED = bool(os.environ.get("TARNEL_SANITIZE"))  # sanitizers keep freed memory for a while
 
 
@@ -96,11 +94,16 @@ class Recording(HostTest):
                                      *source_arguments)
         host = self.host()
         self.start(host, COMPORT=number, **values)
-        source.process.wait(120)
-        data = wait_for(lambda: self.read(self.capture()), "garbled bytes")
-        sent = self.read(source.sent)
-        self.assertEqual(len(sent), 4000)
-        self.assertNotEqual(data[:len(sent)], sent)
+        data, taken = self.captured(source, self.capture())
+        with open(source.report) as report:
+            counted = json.load(report)
+        self.assertEqual((counted["played"], counted["dropped"]), (4000, 0))
+        self.assertGreater(counted["garbled"], 0)
+        self.assertEqual(len(data), counted["sent"])  # bytes that the probe's UART made of the signal
+        self.assertEqual(data, taken)
+        played = self.read(source.sent)
+        self.assertEqual(len(played), 4000)
+        self.assertNotEqual(data[:len(played)], played[:len(data)])
         self.ok(host.ask("stop board/cpu"))
 
     @unittest.skipIf(ON_WINE, RATES)
@@ -172,14 +175,17 @@ class Recording(HostTest):
 
 
 class Rounds(HostTest):
-    ROUNDS = 200 if ON_WINE or SANITIZED else 1000
+    ROUNDS = int(os.environ.get("TARNEL_ROUNDS", 200 if SANITIZED else 1000))
+    WARM_UP = ROUNDS * 3 // 10  # tracehost and the simulated libraries remember some released objects
+    MOST_GROWTH = 1024 if ON_WINE else 32  # KiB; in 700 rounds one small block leaked a round is more
 
     @staticmethod
     def resources(process):
+        """Open files, threads and KiB of memory that is no file's."""
         folder = f"/proc/{process}"
         with open(folder + "/status") as status:
             fields = dict(line.split(":", 1) for line in status)
-        return (len(os.listdir(folder + "/fd")), int(fields["Threads"]), int(fields["VmRSS"].split()[0]))
+        return (len(os.listdir(folder + "/fd")), int(fields["Threads"]), int(fields["RssAnon"].split()[0]))
 
     def round(self, host, options):
         for command in ("allocate board/cpu", f"configure board/cpu {options}", "start board/cpu",
@@ -192,17 +198,16 @@ class Rounds(HostTest):
         host = self.host()
         self.ok(host.ask("create"))
         options = self.options(COMPORT=number)
-        warm_up = self.ROUNDS // 5
-        for _ in range(warm_up):
+        for _ in range(self.WARM_UP):
             self.round(host, options)
         process = host.host_process()
         before = self.resources(process)
-        for _ in range(self.ROUNDS - warm_up):
+        for _ in range(self.ROUNDS - self.WARM_UP):
             self.round(host, options)
         after = self.resources(process)
         self.assertEqual(after[:2], before[:2])
         if not SANITIZED:
-            self.assertLess(after[2] - before[2], 1024, "KiB of resident memory more")
+            self.assertLess(after[2] - before[2], self.MOST_GROWTH, "KiB of memory more")
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "tracehost/errors.h"
@@ -11,6 +12,7 @@ namespace Korr::Plim::Trace::Tracehost {
 
 std::FILE* TakeStandardOutput() {
     std::fflush(stdout);
+    std::signal(SIGPIPE, SIG_IGN);
     const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     std::FILE* const stream = own >= 0 ? fdopen(own, "w") : nullptr;
     if (stream == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {

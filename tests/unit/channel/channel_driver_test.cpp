@@ -33,8 +33,10 @@ TEST_F(ChannelDriverObject, TheCpuNameIsAnsweredInFull) {
 TEST_F(ChannelDriverObject, TheBufferNeverWraps) {
     Make();
     EXPECT_FALSE(driver->IsBufferWrapped());
+    EXPECT_EQ(Attribute("Buffer Wrapped"), "type 0 \"0\"");
     Configure();
     EXPECT_FALSE(driver->IsBufferWrapped());
+    EXPECT_EQ(Attribute("Buffer Wrapped"), "type 0 \"0\"");
     driver->StartRecording(0);
     EXPECT_FALSE(driver->IsBufferWrapped());
     EXPECT_EQ(Attribute("Buffer Wrapped"), "type 0 \"0\"");

@@ -52,6 +52,32 @@ TEST_F(SimulatedTargetAdapter, ResultsComeFromTheBoardAndHaveNoEffect) {
     destroy(adapter);
 }
 
+TEST_F(SimulatedTargetAdapter, ExportStatusIsClearedForItsOwnCpuAlone) {
+    board["export_status"] = 5;
+    board["set_up_file"] = "set-up.txt";  // of any CPU
+    Write(board);
+    TargetAdapter* const first = create("board/first", 1);
+    TargetAdapter* const second = create("board/second", 2);
+    first->ClearExportStatus(1, 5);
+    uint32_t status = 99;
+    first->GetExportStatus(1, status);
+    EXPECT_EQ(status, 0u);
+    second->GetExportStatus(2, status);
+    EXPECT_EQ(status, 5u);
+    destroy(first);
+    destroy(second);
+}
+
+TEST_F(SimulatedTargetAdapter, IsTakenBackAlsoWhenTheBoardCannotBeRead) {
+    TargetAdapter* const adapter = Create();
+    board["broken"] = true;
+    Write(board);
+    EXPECT_NO_THROW(destroy(adapter));
+    board.erase("broken");
+    Write(board);
+    EXPECT_EQ(adapter->ProgramTpiu(kCpuId), 1u) << "it is no longer usable";
+}
+
 TEST_F(SimulatedTargetAdapter, ExportStatusIsGivenUntilItIsCleared) {
     board["export_status"] = 5;
     Write(board);
