@@ -51,6 +51,7 @@ void ChannelOptionsHandler::SaveOptions(const OptionList& options, const std::st
     if (fileName.empty()) RefuseOptions("No XML file specified to save options.");
     KORR_PLIM::uFile file;
     if (!file.Open(fileName.c_str(), "w")) RefuseOptions("Cannot open file for writing.");
+    // The results are deliberately not looked at: see the header.
     file.WriteString(FileText(options).c_str());
     file.Close();
 }

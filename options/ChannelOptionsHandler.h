@@ -17,7 +17,9 @@ class ChannelOptionsHandler {
     /// file's options in ID order. \param probeKind filter of the COM port discovery \throws cPelkitError;
     /// `out` is then as it was
     virtual OptionList& GetOptions(OptionList& out, const std::string& fileName, uint32_t probeKind);
-    /// Writes the options file. Values are not escaped. \throws cPelkitError
+    /// Writes the options file. Values are not escaped. Whether the text reached the disk is not checked: a
+    /// caller to whom that matters reads the file back. \throws cPelkitError for an empty list or name, and a
+    /// file that cannot be opened
     virtual void SaveOptions(const OptionList& options, const std::string& fileName);
 
   private:

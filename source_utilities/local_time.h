@@ -16,7 +16,7 @@ struct LocalTime {
     int32_t dayOfWeek = 0;  ///< 0 is Sunday
 };
 
-/// Seam: reads the local clock.
+/// Seam: reads the local clock. All fields are 0 when the platform cannot tell the time.
 LocalTime ReadLocalTime();
 
 }  // namespace KORR_PLIM::platform

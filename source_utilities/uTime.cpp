@@ -23,7 +23,6 @@ struct Snapshot {
     std::atomic<int32_t> millisecond{0};
     std::atomic<int32_t> dayOfWeek{0};
     std::atomic<int32_t> dayOfYear{0};
-    std::atomic<bool> captured{false};
 };
 Snapshot snapshot;
 
@@ -39,10 +38,25 @@ int32_t DayOfYear(int32_t year, int32_t month, int32_t day) {
     return day + before[static_cast<std::size_t>(month - 1)];
 }
 
-void ReplaceFirst(std::string& text, const std::string& pattern, const std::string& replacement) {
-    const std::size_t at = text.find(pattern);
-    if (at != std::string::npos) {
+/// None may stay: strftime would take it for another conversion, or for none.
+void ReplaceAll(std::string& text, const std::string& pattern, const std::string& replacement) {
+    for (std::size_t at = text.find(pattern); at != std::string::npos;
+         at = text.find(pattern, at + replacement.size())) {
         text.replace(at, pattern.size(), replacement);
+    }
+}
+
+/// Drops a conversion that lacks its last character, for which strftime defines no result: "%" and flags at
+/// the end.
+void DropHalfConversion(std::string& text) {
+    const std::size_t percent = text.find_last_not_of("#EO0123456789_^+-");
+    if (percent == std::string::npos || text[percent] != '%') {
+        return;
+    }
+    const std::size_t before = text.find_last_not_of('%', percent);
+    const std::size_t percents = before == std::string::npos ? percent + 1 : percent - before;
+    if (percents % 2 != 0) {
+        text.resize(percent);
     }
 }
 
@@ -52,14 +66,9 @@ std::string ExpandMilliseconds(const char* format, std::size_t size) {
     text.resize(std::min(text.size(), size - 1));
     const std::string milliseconds = std::to_string(snapshot.millisecond);
     const std::size_t zeros = milliseconds.size() < 3 ? 3 - milliseconds.size() : 0;
-    ReplaceFirst(text, "%s", std::string(zeros, '0') + milliseconds);
-    ReplaceFirst(text, "%#s", milliseconds);
-    // A cut may leave half a conversion, for which strftime defines no result.
-    const std::size_t lastOther = text.find_last_not_of('%');
-    const std::size_t percents = text.size() - (lastOther == std::string::npos ? 0 : lastOther + 1);
-    if (percents % 2 != 0) {
-        text.pop_back();
-    }
+    ReplaceAll(text, "%s", std::string(zeros, '0') + milliseconds);
+    ReplaceAll(text, "%#s", milliseconds);
+    DropHalfConversion(text);
     return text;
 }
 
@@ -79,6 +88,8 @@ std::tm CalendarRecord() {
 
 }  // namespace
 
+std::atomic<uTime::Validity> uTime::validity{Validity::kNeverCaptured};
+
 uTime::uTime() {
     const platform::LocalTime now = platform::ReadLocalTime();
     snapshot.year = now.year;
@@ -90,7 +101,7 @@ uTime::uTime() {
     snapshot.millisecond = now.millisecond;
     snapshot.dayOfWeek = now.dayOfWeek;
     snapshot.dayOfYear = DayOfYear(now.year, now.month, now.day);
-    snapshot.captured = true;
+    validity = Validity::kValid;
 }
 uTime::~uTime() = default;
 
@@ -99,11 +110,11 @@ int32_t uTime::Month() const { return snapshot.month; }
 int32_t uTime::Year() const { return snapshot.year; }
 
 char* uTime::Format(char* buffer, int32_t size, const char* format) {
-    if (buffer == nullptr || format == nullptr || size <= 0) {
+    if (buffer == nullptr || format == nullptr || size <= 0 || validity == Validity::kDisabled) {
         return nullptr;
     }
     const auto bytes = static_cast<std::size_t>(size);
-    if (!snapshot.captured) {
+    if (validity == Validity::kNeverCaptured) {
         std::snprintf(buffer, bytes, "%s", "Invalid time");
         return buffer;
     }

@@ -8,8 +8,9 @@ LocalTime ReadLocalTime() {
     constexpr long kNanosecondsPerMillisecond = 1'000'000;
     std::timespec now{};
     std::tm local{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    localtime_r(&now.tv_sec, &local);
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
+        return {};
+    }
     return {local.tm_year + 1900,
             local.tm_mon + 1,
             local.tm_mday,

@@ -7,9 +7,11 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/RuntimeException.hpp>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "options/ChannelOptionsHandler.h"
 #include "options/XMLOptionsHandler.h"
 #include "tests/fakes/scripted_port_devices.h"
 #include "tests/unit/options/options_test_support.h"
@@ -41,6 +43,7 @@ struct LibraryScript {
     long liveBeforeTermination = 0;
     std::string message;
     CountingMemory memory;
+    bool failStreams = false;  ///< of the C library, from their opening on
 };
 LibraryScript script;
 
@@ -94,6 +97,24 @@ int WRAP(ERROR_COUNT)(const xercesc::SAXParser* parser) {
 }
 }
 
+extern "C" {
+std::size_t __real_fread(void*, std::size_t, std::size_t, std::FILE*);
+std::size_t __wrap_fread(void* data, std::size_t size, std::size_t count, std::FILE* stream) {
+    return script.failStreams ? count / 2 : __real_fread(data, size, count, stream);
+}
+int __real_ferror(std::FILE*);
+int __wrap_ferror(std::FILE* stream) { return script.failStreams ? 1 : __real_ferror(stream); }
+int __real_fputs(const char*, std::FILE*);
+int __wrap_fputs(const char* text, std::FILE* stream) {
+    return script.failStreams ? EOF : __real_fputs(text, stream);
+}
+int __real_fclose(std::FILE*);
+int __wrap_fclose(std::FILE* stream) {
+    const int result = __real_fclose(stream);
+    return script.failStreams ? EOF : result;
+}
+}
+
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
 
@@ -107,6 +128,7 @@ class XmlLibraryTest : public testing::Test {
         script.failParsing = false;
         script.throwOther = false;
         script.errorCount = 0;
+        script.failStreams = false;
         script.message.clear();
     }
     void TearDown() override {
@@ -206,6 +228,25 @@ TEST_F(XmlLibraryTest, ParserAndItsExceptionsAreGoneBeforeTermination) {
             EXPECT_EQ(script.liveBeforeTermination, script.liveAfterInitialisation) << file;
         }
     }
+}
+
+TEST_F(XmlLibraryTest, FileThatCannotBeReadToItsEndIsUndefined) {
+    const TemporaryFile file(good);
+    script.failStreams = true;
+    const Answer answer = ReadFile(file.Name());
+    EXPECT_EQ(answer.error, kUndefinedException);
+    EXPECT_EQ(answer.severity, 2);
+}
+
+TEST_F(XmlLibraryTest, FailedWriteAndCloseOfASavedFileAreNotTold) {
+    const TemporaryFile file("before");
+    ChannelOptionsHandler handler;
+    OptionList options;
+    handler.GetOptions(options, "", 0);
+    script.failStreams = true;
+    EXPECT_NO_THROW(handler.SaveOptions(options, file.Name()));
+    script.failStreams = false;
+    EXPECT_EQ(file.Contents(), "") << "opening emptied the file, and nothing came into it";
 }
 
 /// One failure of each kind, by turns.

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "source_utilities/environment.h"
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/file_system.h"
+#include "source_utilities/local_time.h"
 #include "source_utilities/log_call.h"
 #include "source_utilities/process.h"
 #include "source_utilities/source_utilities_error.h"
@@ -25,6 +27,7 @@
 #include "source_utilities/uFile.h"
 #include "source_utilities/uLogManager.h"
 #include "source_utilities/uThread.h"
+#include "source_utilities/uTime.h"
 #include "temporary_folder.h"
 
 // The Linux bodies over system calls that fail: this program is linked so that each call below goes through
@@ -70,6 +73,20 @@ int __real_fflush(FILE*);
 int __wrap_fflush(FILE* stream) { return Fails("fflush") ? EOF : __real_fflush(stream); }
 int __real_fstat(int, struct stat*);
 int __wrap_fstat(int file, struct stat* status) { return Fails("fstat") ? -1 : __real_fstat(file, status); }
+int __real_fseeko(FILE*, off_t, int);
+int __wrap_fseeko(FILE* stream, off_t offset, int origin) {
+    return Fails("fseeko") ? -1 : __real_fseeko(stream, offset, origin);
+}
+off_t __real_ftello(FILE*);
+off_t __wrap_ftello(FILE* stream) { return Fails("ftello") ? -1 : __real_ftello(stream); }
+int __real_clock_gettime(clockid_t, timespec*);
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+    return Fails("clock_gettime") ? -1 : __real_clock_gettime(clock, time);
+}
+std::tm* __real_localtime_r(const time_t*, std::tm*);
+std::tm* __wrap_localtime_r(const time_t* time, std::tm* local) {
+    return Fails("localtime_r") ? nullptr : __real_localtime_r(time, local);
+}
 int __real_setenv(const char*, const char*, int);
 int __wrap_setenv(const char* name, const char* value, int overwrite) {
     return Fails("setenv") ? -1 : __real_setenv(name, value, overwrite);
@@ -181,6 +198,31 @@ TEST_F(PosixFaults, FailedFlushAndLengthAreReported) {
     EXPECT_EQ(file.Length(), -1);
     failing.clear();
     EXPECT_TRUE(file.Close());
+}
+TEST_F(PosixFaults, FailedSeekAndPositionAreReported) {
+    std::FILE* stream = platform::OpenShared(folder.File("a").c_str(), "w+");
+    ASSERT_NE(stream, nullptr);
+    failing = {"fseeko", "ftello"};
+    EXPECT_FALSE(platform::SeekStream(stream, 1));
+    EXPECT_EQ(platform::StreamPosition(stream), -1);
+    failing.clear();
+    EXPECT_TRUE(platform::SeekStream(stream, 1));
+    EXPECT_EQ(platform::StreamPosition(stream), 1);
+    std::fclose(stream);
+}
+TEST_F(PosixFaults, TimeThatCannotBeToldIsAllZeros) {
+    for (const char* call : {"clock_gettime", "localtime_r"}) {
+        failing = {call};
+        const platform::LocalTime now = platform::ReadLocalTime();
+        EXPECT_EQ(now.year, 0) << call;
+        EXPECT_EQ(now.month, 0) << call;
+        EXPECT_EQ(now.day, 0) << call;
+        EXPECT_EQ(now.hour, 0) << call;
+        EXPECT_EQ(now.millisecond, 0) << call;
+        const uTime never;
+        char text[40] = "";
+        EXPECT_STREQ(uTime::Format(text, sizeof text, "%m/%d/%y %j"), "00/00/00 001") << call;
+    }
 }
 TEST_F(PosixFaults, FullDeviceIsReportedByFlush) {
     uFile file;

@@ -71,6 +71,28 @@ TEST_F(uTimeTest, FormatThatIsCutStaysInItsBuffer) {
     EXPECT_EQ(Formatted("a%%%", 10), "a%");
     EXPECT_EQ(Formatted("x", 1), "");
 }
+TEST_F(uTimeTest, HalfAConversionWithItsFlagsIsDropped) {
+    EXPECT_EQ(Formatted("ab%#S", 5), "ab") << "cut behind the flag";
+    EXPECT_EQ(Formatted("ab%#"), "ab");
+    EXPECT_EQ(Formatted("ab%E"), "ab");
+    EXPECT_EQ(Formatted("#"), "#");
+    EXPECT_EQ(Formatted("%%#"), "%#") << "no conversion, but a percent sign and text";
+    EXPECT_EQ(Formatted("%H12-"), "1212-");
+}
+TEST_F(uTimeTest, EveryOccurrenceOfTheMillisecondsIsReplaced) {
+    EXPECT_EQ(Formatted("%s %s %#s %#s"), "007 007 7 7");
+}
+TEST_F(uTimeTest, DisabledTimeIsNotFormatted) {
+    class Disabled : public uTime {
+      public:
+        static void Set() { validity = Validity::kDisabled; }
+    };
+    Disabled::Set();
+    std::array<char, 4> buffer{'#'};
+    EXPECT_EQ(uTime::Format(buffer.data(), 4, "%H"), nullptr);
+    EXPECT_EQ(buffer[0], '#');
+    EXPECT_EQ(Formatted("%H"), "12") << "the next capture makes it valid again";
+}
 TEST_F(uTimeTest, ResultThatDoesNotFitIsEmpty) { EXPECT_EQ(Formatted("%A", 4), ""); }
 // strftime prints one more than the day of year that it is given.
 TEST_F(uTimeTest, FirstOfMarchIsDay60WhenTheYearIsDivisibleByFour) {

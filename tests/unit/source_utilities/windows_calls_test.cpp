@@ -132,6 +132,8 @@ FILE* MyOpen(const char* name, const char* mode, int share) {
                                                                        : REAL_CRT(_fsopen)(name, mode, share);
 }
 
+__int64 MyLength(int file) { return Note("_filelengthi64") ? -1 : REAL_CRT(_filelengthi64)(file); }
+
 class Flag : public KORR_PLIM::uRunnable {
   public:
     void Run() override { ran = true; }
@@ -156,9 +158,18 @@ void* __imp__beginthreadex = reinterpret_cast<void*>(&MyBeginThread);
 void* __imp__mkdir = reinterpret_cast<void*>(&MyMakeFolder);
 void* __imp__getcwd = reinterpret_cast<void*>(&MyWorkingFolder);
 void* __imp__fsopen = reinterpret_cast<void*>(&MyOpen);
+void* __imp__filelengthi64 = reinterpret_cast<void*>(&MyLength);
 void* __imp_FreeLibrary = reinterpret_cast<void*>(&MyFreeLibrary);
 
 // These are called without an import pointer; the linker wraps them.
+int __real__fseeki64(FILE*, __int64, int);
+int __wrap__fseeki64(FILE* stream, __int64 offset, int origin) {
+    return Note("_fseeki64", Number(static_cast<uint64_t>(origin)))
+               ? -1
+               : __real__fseeki64(stream, offset, origin);
+}
+__int64 __real__ftelli64(FILE*);
+__int64 __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
 HANDLE WINAPI __wrap_CreateToolhelp32Snapshot(DWORD flags, DWORD process) {
     return MySnapshot(flags, process);
 }
@@ -267,6 +278,21 @@ TEST_F(WindowsCalls, StreamsAreOpenedWithoutDenyingAnything) {
     std::fclose(stream);
     Begin({"_fsopen"});
     EXPECT_EQ(platform::OpenShared(folder.File("a").c_str(), "wb"), nullptr);
+}
+TEST_F(WindowsCalls, LengthSeekAndPositionAreAskedInSixtyFourBits) {
+    std::FILE* stream = platform::OpenShared(folder.File("a").c_str(), "w+b");
+    ASSERT_NE(stream, nullptr);
+    Begin({});
+    EXPECT_EQ(platform::StreamLength(stream), 0);
+    EXPECT_TRUE(platform::SeekStream(stream, 5'000'000'000));
+    EXPECT_EQ(platform::StreamPosition(stream), 5'000'000'000);
+    EXPECT_EQ(Noted(), (Calls{"_filelengthi64", "_fseeki64 0", "_ftelli64"}));
+    Begin({"_filelengthi64", "_fseeki64", "_ftelli64"});
+    EXPECT_EQ(platform::StreamLength(stream), -1);
+    EXPECT_FALSE(platform::SeekStream(stream, 1));
+    EXPECT_EQ(platform::StreamPosition(stream), -1);
+    Noted();
+    std::fclose(stream);
 }
 TEST_F(WindowsCalls, DebuggerGetsTheText) {
     platform::WriteToDebugger("a line\n");
