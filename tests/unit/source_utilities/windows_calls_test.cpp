@@ -133,6 +133,12 @@ FILE* MyOpen(const char* name, const char* mode, int share) {
 }
 
 __int64 MyLength(int file) { return Note("_filelengthi64") ? -1 : REAL_CRT(_filelengthi64)(file); }
+int MySeek(FILE* stream, __int64 offset, int origin) {
+    return Note("_fseeki64", Number(static_cast<uint64_t>(origin)))
+               ? -1
+               : REAL_CRT(_fseeki64)(stream, offset, origin);
+}
+__int64 MyTell(FILE* stream) { return Note("_ftelli64") ? -1 : REAL_CRT(_ftelli64)(stream); }
 
 class Flag : public KORR_PLIM::uRunnable {
   public:
@@ -158,18 +164,14 @@ void* __imp__beginthreadex = reinterpret_cast<void*>(&MyBeginThread);
 void* __imp__mkdir = reinterpret_cast<void*>(&MyMakeFolder);
 void* __imp__getcwd = reinterpret_cast<void*>(&MyWorkingFolder);
 void* __imp__fsopen = reinterpret_cast<void*>(&MyOpen);
-void* __imp__filelengthi64 = reinterpret_cast<void*>(&MyLength);
 void* __imp_FreeLibrary = reinterpret_cast<void*>(&MyFreeLibrary);
 
+// The runtime library defines these pointers itself; the linker wraps them.
+void* __wrap___imp__filelengthi64 = reinterpret_cast<void*>(&MyLength);
+void* __wrap___imp__fseeki64 = reinterpret_cast<void*>(&MySeek);
+void* __wrap___imp__ftelli64 = reinterpret_cast<void*>(&MyTell);
+
 // These are called without an import pointer; the linker wraps them.
-int __real__fseeki64(FILE*, __int64, int);
-int __wrap__fseeki64(FILE* stream, __int64 offset, int origin) {
-    return Note("_fseeki64", Number(static_cast<uint64_t>(origin)))
-               ? -1
-               : __real__fseeki64(stream, offset, origin);
-}
-__int64 __real__ftelli64(FILE*);
-__int64 __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
 HANDLE WINAPI __wrap_CreateToolhelp32Snapshot(DWORD flags, DWORD process) {
     return MySnapshot(flags, process);
 }
