@@ -80,7 +80,6 @@ class Commands(HostTest):
         self.write("text.txt", "this is no TDF file, and must not become one")
         self.fails(2, "is no TDF file of this host", "record", "--port", "59", "--clock", "1000", "--output", "text.txt")
 
-    @unittest.skipIf(ON_WINE, "needs /dev/full")
     def test_standard_output_that_cannot_be_written_is_told(self):
         self.write("raw.bin", "x")
         full = "cannot be written: is the disk full"
@@ -128,6 +127,17 @@ class Record(HostTest):
     def arguments(self, number, *more):
         return ("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", *more)
 
+    def recording(self, number, stderr):
+        """A recording without an end, of which more than 2000 bytes were captured."""
+        running = subprocess.Popen(self.command(*self.arguments(number, "--output", "o.bin", "--format", "raw")),
+                                   env=self.environment(), cwd=self.folder, stdout=subprocess.PIPE, stderr=stderr)
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 2000, "a capture")
+        return running
+
+    def interrupt(self, running):
+        process = wait_for(lambda: find_process("tracehost", self.folder), "tracehost") if ON_WINE else running.pid
+        os.kill(process, signal.SIGINT)
+
     def test_stops_on_size_and_saves_raw(self):
         number, source = self.source("--board", self.file("board.json"), "--pattern", "counter")
         result = self.run_host(*self.arguments(number, "--bytes", "5k", "--output", "o.bin", "--format", "raw"))
@@ -162,12 +172,8 @@ class Record(HostTest):
 
     def test_interrupt_stops_and_saves(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
-        running = subprocess.Popen(self.command(*self.arguments(number, "--output", "o.bin", "--format", "raw")),
-                                   env=self.environment(), cwd=self.folder, stdout=subprocess.PIPE,
-                                   stderr=self.errors)
-        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 2000, "a capture")
-        process = wait_for(lambda: find_process("tracehost", self.folder), "tracehost") if ON_WINE else running.pid
-        os.kill(process, signal.SIGINT)
+        running = self.recording(number, stderr=self.errors)
+        self.interrupt(running)
         output = running.communicate(timeout=120)[0].decode()
         self.assertEqual(running.returncode, 0, output)
         self.assertIn("Recorded", output)
@@ -203,7 +209,6 @@ class Record(HostTest):
         self.assertIn(self.capture(), result.stderr)
         self.assertGreaterEqual(os.path.getsize(self.capture()), 1000)
 
-    @unittest.skipIf(ON_WINE, "needs /dev/full")
     def test_summary_that_cannot_be_written_is_told_and_the_trace_is_saved(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
         with open("/dev/full", "w") as output:
@@ -229,13 +234,11 @@ class Record(HostTest):
 
     def test_failing_stop_is_told_and_what_was_captured_is_saved(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
-        running = subprocess.Popen(self.command(*self.arguments(number, "--seconds", "2", "--output", "o.bin",
-                                                                "--format", "raw")), env=self.environment(),
-                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 2000, "a capture")
+        running = self.recording(number, stderr=subprocess.PIPE)
         self.board["broken"] = True  # every call of the simulated target adapter now throws
         self.environment()
-        error = running.communicate(timeout=120)[1].decode()
+        self.interrupt(running)
+        error = running.communicate(timeout=120)[1].decode().replace("\r\n", "\n")
         self.assertEqual(running.returncode, 1, error)
         self.assertIn('"broken" is an unknown key\nWhat was captured until then is saved in "o.bin"', error)
         saved = self.read(self.file("o.bin"))

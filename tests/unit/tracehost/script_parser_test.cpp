@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
@@ -77,6 +79,29 @@ TEST(ScriptArguments, SignedNumbersHaveBothSigns) {
     EXPECT_EQ(Arguments("-2147483648").SignedNumber(0), INT32_MIN);
     EXPECT_EQ(Arguments("2").SignedNumber(0), 2);
     EXPECT_THROW(Arguments("2147483648").SignedNumber(0), ScriptError);
+}
+
+TEST(ScriptLine, EndsAtALineEndOrTheEndOfTheInput) {
+    std::istringstream lines("first\n\nlast");
+    std::string line;
+    EXPECT_TRUE(ReadScriptLine(lines, line));
+    EXPECT_EQ(line, "first");
+    EXPECT_TRUE(ReadScriptLine(lines, line));
+    EXPECT_EQ(line, "");
+    EXPECT_TRUE(ReadScriptLine(lines, line));
+    EXPECT_EQ(line, "last");
+    EXPECT_FALSE(ReadScriptLine(lines, line));
+}
+
+TEST(ScriptLine, IsReadUpToOneByteTooMany) {
+    std::istringstream lines(std::string(kLongestLine, 'x') + "\n" + std::string(kLongestLine + 5, 'y'));
+    std::string line;
+    EXPECT_TRUE(ReadScriptLine(lines, line));
+    EXPECT_EQ(line, std::string(kLongestLine, 'x'));
+    EXPECT_NO_THROW(SplitScriptLine(line));
+    EXPECT_TRUE(ReadScriptLine(lines, line));
+    EXPECT_EQ(line.size(), kLongestLine + 1);
+    EXPECT_THROW(SplitScriptLine(line), ScriptError);
 }
 
 }  // namespace
