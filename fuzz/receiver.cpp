@@ -160,6 +160,7 @@ Session::Session(std::string_view bytes) : rest(bytes) {
     Korr::Plim::Trace::Tarnel::PortDevicesScript() = {};
     fakes::ScriptedPorts::Reset();
     port = &fakes::ScriptedPorts::Plug(5);
+    port->idlePause = std::chrono::microseconds(200);
     model.host.identification = host.identifier.identification = 0x0B9AF02F;
     host.memory.words[0xE0001020] = 0xF0000000;
 }
@@ -291,8 +292,11 @@ void Session::Notify() {
     CheckTraces("TargetEvent");
     const DriverModel* const driver = model.Find(name);
     if (driver != nullptr && IsFileTaken(*driver)) return;
+    const bool asksForClock = driver != nullptr && driver->clockAuto;
+    if (asksForClock) host.identifier.identification = 0;  // no clock reader knows it
     model.TargetStateChanged(name, code);
     Expect("TargetStateChanged", std::nullopt, [&] { receiver->TargetStateChanged(name.c_str(), code); });
+    host.identifier.identification = model.host.identification;
 }
 
 void Session::AskReceiver() {

@@ -2,6 +2,8 @@
 // command. The plug-in is the code that is linked here, its host's libraries and its serial port are
 // scripted; captures are files of a folder of this process. Commands that wait, or that read or write files
 // of any name, are only parsed; the word OPTIONS stands for a working options file.
+#include <xercesc/util/PlatformUtils.hpp>
+
 #include <set>
 #include <sstream>
 
@@ -29,6 +31,8 @@ std::string OptionsFile() {
     static const std::string name = [] {
         std::string path = Folder::Instance().Path("options.xml");
         WriteFile(path, kOptions);
+        xercesc::XMLPlatformUtils::Initialize();  // once more than the plug-in does: saves its set-up each
+                                                  // time
         return path;
     }();
     return name;
@@ -93,7 +97,7 @@ void FuzzScript(std::string_view input) {
     TraceHome::Instance().TrimLog();
     Journal().Clear();
     fakes::ScriptedPorts::Reset();
-    fakes::ScriptedPorts::Plug(5);
+    fakes::ScriptedPorts::Plug(5).idlePause = std::chrono::microseconds(200);
     receiver_tests::ScriptedHost host;
     host.identifier.identification = 0x0B9AF02F;
     namespace libraries = fakes::dynamic_library;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <map>
@@ -32,6 +33,8 @@ class ScriptedPort {
     std::string arrivingAfterPurge;
     /// Settings of which the nth (from 1) reading gives an invalid state, of length 0.
     std::set<std::size_t> invalidStates;
+    /// How long a read that finds nothing takes, so that a capture of nothing does not keep a core busy.
+    std::chrono::microseconds idlePause{0};
 
     /// Bytes that wait for a read of the port.
     void AddRead(const std::string& bytes) { AddStep({bytes, nullptr}); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "tests/fakes/scripted_serial_port.h"
 
@@ -141,6 +142,7 @@ std::string ScriptedPort::Read(std::size_t size) {
         }
     }
     if (action) action();
+    if (bytes.empty() && idlePause.count() > 0) std::this_thread::sleep_for(idlePause);
     return bytes;
 }
 
