@@ -26,8 +26,7 @@ class OccupiedFile {
 
   private:
     std::string name;
-    Occupation occupation;
-    std::intptr_t held = 0;
+    std::intptr_t held = 0;  ///< the platform's: the other handle, or the permissions to restore
 };
 
 }  // namespace channel_tests

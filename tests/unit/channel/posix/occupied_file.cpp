@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <exception>
 #include <stdexcept>
 
 namespace channel_tests {
@@ -11,20 +12,22 @@ namespace channel_tests {
 namespace {
 
 constexpr uid_t kOrdinaryUser = 65534;
-constexpr mode_t kUsual = 0666;
 
 }  // namespace
 
-OccupiedFile::OccupiedFile(const std::string& fileName, Occupation how) : name(fileName), occupation(how) {
-    const mode_t mode = occupation == Occupation::kLocked ? 0 : 0444;
-    if (::chmod(name.c_str(), mode) != 0 || (::geteuid() == 0 && ::seteuid(kOrdinaryUser) != 0)) {
+OccupiedFile::OccupiedFile(const std::string& fileName, Occupation how) : name(fileName) {
+    struct stat found {};
+    const mode_t left = how == Occupation::kLocked ? 0 : 0444;
+    if (::stat(name.c_str(), &found) != 0 || ::chmod(name.c_str(), left) != 0 ||
+        (::geteuid() == 0 && ::seteuid(kOrdinaryUser) != 0)) {
         throw std::runtime_error("cannot occupy " + name);
     }
+    held = found.st_mode & 07777;
 }
 
 OccupiedFile::~OccupiedFile() {
     if (::getuid() == 0 && ::seteuid(0) != 0) std::terminate();
-    ::chmod(name.c_str(), kUsual);
+    ::chmod(name.c_str(), static_cast<mode_t>(held));
 }
 
 uint32_t OccupiedFile::ErrorNumber() const { return EACCES; }

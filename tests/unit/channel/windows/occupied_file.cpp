@@ -6,8 +6,8 @@
 
 namespace channel_tests {
 
-OccupiedFile::OccupiedFile(const std::string& fileName, Occupation how) : name(fileName), occupation(how) {
-    const DWORD shared = occupation == Occupation::kReadOnly ? FILE_SHARE_READ : 0;
+OccupiedFile::OccupiedFile(const std::string& fileName, Occupation how) : name(fileName) {
+    const DWORD shared = how == Occupation::kReadOnly ? FILE_SHARE_READ : 0;
     HANDLE const file = CreateFileA(name.c_str(), GENERIC_READ, shared, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) throw std::runtime_error("cannot occupy " + name);
