@@ -56,7 +56,7 @@ uint32_t CheckBegin(const std::string& old, const std::string& name) {
 std::string Appended(const std::string& old, uint32_t offset, const std::string& data, std::size_t shown) {
     const std::size_t at = std::size_t{offset} + FieldAt(old, offset);
     std::string file = old;
-    if (at < shown) file.resize(std::max(file.size(), at + data.size()));
+    if (!data.empty() && at < shown) file.resize(std::max(file.size(), at + data.size()));
     for (std::size_t i = 0; i < data.size() && at + i < file.size(); ++i) file[at + i] = data[i];
     file.replace(offset, 4, Field(FieldAt(old, offset) + static_cast<uint32_t>(data.size())));
     return file;
