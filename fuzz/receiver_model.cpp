@@ -218,7 +218,7 @@ Outcome ReceiverModel::ProgramTpiu(DriverModel& driver) {
         {"ProgramTpiu", "", "Failed to program TPIU", "Failed to program TPIU"},
         {"EnableTpiu", "", "Failed to enable TPIU for tracing", "Failed to Enable TPIU for SWO trace"}};
     for (const auto& step : steps) {
-        if (const Outcome thrown = Call(driver, step.operation, step.argument)) return thrown;
+        if (Outcome thrown = Call(driver, step.operation, step.argument)) return thrown;
         if (host.failing.count(step.operation) == 0) continue;
         Log('E', kDriver, step.logged);
         return step.thrown;
@@ -265,9 +265,9 @@ Outcome ReceiverModel::Stop(DriverModel& driver) {
         Log('E', kDriver, "Trace cannot be stopped while target is running.");
         return "Trace cannot be stopped while target is running. Please halt the target.";
     }
-    if (const Outcome failure = Call(driver, "TraceExportOpB")) return failure;
+    if (Outcome failure = Call(driver, "TraceExportOpB")) return failure;
     driver.capturing = false;
-    if (const Outcome failure = Call(driver, "TraceExportOpA")) return failure;
+    if (Outcome failure = Call(driver, "TraceExportOpA")) return failure;
     driver.state = 5;
     driver.itmTypes.reset();
     return std::nullopt;
