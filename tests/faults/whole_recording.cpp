@@ -2,11 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <fstream>
-#include <iterator>
-#include <random>
-#include <sstream>
 #include <thread>
 
 #include "host_api/cPelkitError.h"
@@ -18,6 +13,7 @@
 #include "tests/fakes/scripted_local_time.h"
 #include "tests/fakes/scripted_native_thread.h"
 #include "tests/fakes/scripted_process.h"
+#include "tests/faults/recording_files.h"
 
 namespace fault_tests {
 namespace {
@@ -47,79 +43,6 @@ constexpr const char* kOptions = R"(<?xml version="1.0" encoding="UTF-8"?>
 	<TSPRESCALAR>1</TSPRESCALAR>
 </CHANNEL-SETUP>
 )";
-
-/// The user's home of this process. The exports set their environment up once in a process. It lies in the
-/// working folder, so that its folders are as many wherever the test runs.
-const fs::path& Home() {
-    struct Folder {
-        fs::path path = "tarnel_faults_" + std::to_string(std::random_device{}());
-        Folder() {
-            fs::current_path(fs::temp_directory_path());
-            fs::create_directories(path / ".KORR-trace" / "data");
-        }
-        ~Folder() {
-            std::error_code ignored;
-            fs::remove_all(path, ignored);
-        }
-    };
-    static const Folder home;
-    return home.path;
-}
-
-/// This process's log files with their texts. There is more than one when the date or the debug client
-/// changed on the way.
-std::map<fs::path, std::string> Logs() {
-    std::map<fs::path, std::string> logs;
-    for (const auto& entry : fs::directory_iterator(Home() / ".KORR-trace")) {
-        if (entry.is_regular_file()) logs[entry.path()] = ContentOf(entry.path());
-    }
-    return logs;
-}
-
-/// Closes the log's file; its next line opens it again.
-void CloseLog() {
-    if (KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger()) {
-        logger->SetEnabled(logger->SetEnabled(false));
-    }
-}
-
-/// Streams that are open, of the first few numbers: new streams take the lowest ones that are free.
-int OpenStreams() {
-    constexpr int kNumbers = 16;
-    int open = kNumbers;
-    std::vector<std::FILE*> probes;
-    do {
-        probes.push_back(std::fopen((Home() / "probe").string().c_str(), "w"));
-        open -= fileno(probes.back()) < kNumbers ? 1 : 0;
-    } while (fileno(probes.back()) < kNumbers - 1);
-    for (std::FILE* probe : probes) std::fclose(probe);
-    return open;
-}
-
-void Write(const fs::path& name, const std::string& content) {
-    std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
-}
-
-/// A log line without its time, with the home's name as "HOME" and paths as on Linux.
-std::string Masked(const std::string& line, std::size_t mask, std::size_t bar) {
-    std::string text = line.substr(mask, 1) + " " + line.substr(bar + 2);
-    std::replace(text.begin(), text.end(), '\\', '/');
-    const std::size_t home = text.find(Home().string());
-    return home == std::string::npos ? text : text.replace(home, Home().string().size(), "HOME");
-}
-
-/// Adds the failures in a log's text: "E Tarnel_Receiver: ...".
-void AddFailures(const std::string& text, Strings& failures) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        const std::size_t bar = line.find("| ");
-        const std::size_t mask = line.find_first_not_of(' ');
-        if (bar == std::string::npos || mask > bar) continue;
-        const bool failure = line[mask] == 'E' || line.find("failed") != std::string::npos;
-        if (failure) failures.push_back(Masked(line, mask, bar));
-    }
-}
 
 fakes::CallScript& ScriptOf(const std::string& seam) {
     if (seam == "dynamic_library") return fakes::dynamic_library::Script();
@@ -155,11 +78,6 @@ void Await(const std::function<bool()>& condition) {
 const std::string WholeRecording::kFirst(100, '1');
 const std::string WholeRecording::kSecond(30, '2');
 const std::string WholeRecording::kLate(6, 'L');
-
-std::string ContentOf(const fs::path& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 WholeRecording::WholeRecording() {
     namespace environment = fakes::environment_variables;

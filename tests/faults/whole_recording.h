@@ -12,6 +12,7 @@
 
 #include "host_api/CReceiver.h"
 #include "tests/fakes/scripted_serial_port.h"
+#include "tests/faults/recording_files.h"
 #include "tests/unit/receiver/scripted_host.h"
 
 namespace fault_tests {
@@ -86,8 +87,5 @@ class WholeRecording {
 
 /// Expects that the next recording is an undisturbed one and leaves nothing open.
 void ExpectThatTheNextRecordingWorks(WholeRecording& recording);
-
-/// All of a file; empty when it cannot be read.
-std::string ContentOf(const std::filesystem::path& name);
 
 }  // namespace fault_tests

@@ -1,0 +1,92 @@
+#include "tests/faults/recording_files.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+#include "source_utilities/uLogManager.h"
+
+namespace fault_tests {
+
+namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
+
+namespace {
+
+/// A log line without its time, with the home's name as "HOME" and paths as on Linux.
+std::string Masked(const std::string& line, std::size_t mask, std::size_t bar) {
+    std::string text = line.substr(mask, 1) + " " + line.substr(bar + 2);
+    std::replace(text.begin(), text.end(), '\\', '/');
+    const std::size_t home = text.find(Home().string());
+    return home == std::string::npos ? text : text.replace(home, Home().string().size(), "HOME");
+}
+
+}  // namespace
+
+const fs::path& Home() {
+    struct Folder {
+        fs::path path = "tarnel_faults_" + std::to_string(std::random_device{}());
+        Folder() {
+            fs::current_path(fs::temp_directory_path());
+            fs::create_directories(path / ".KORR-trace" / "data");
+        }
+        ~Folder() {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    };
+    static const Folder home;
+    return home.path;
+}
+
+std::map<fs::path, std::string> Logs() {
+    std::map<fs::path, std::string> logs;
+    for (const auto& entry : fs::directory_iterator(Home() / ".KORR-trace")) {
+        if (entry.is_regular_file()) logs[entry.path()] = ContentOf(entry.path());
+    }
+    return logs;
+}
+
+void CloseLog() {
+    if (KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger()) {
+        logger->SetEnabled(logger->SetEnabled(false));
+    }
+}
+
+int OpenStreams() {
+    constexpr int kNumbers = 16;
+    int open = kNumbers;
+    std::vector<std::FILE*> probes;
+    do {
+        probes.push_back(std::fopen((Home() / "probe").string().c_str(), "w"));
+        open -= fileno(probes.back()) < kNumbers ? 1 : 0;
+    } while (fileno(probes.back()) < kNumbers - 1);
+    for (std::FILE* probe : probes) std::fclose(probe);
+    return open;
+}
+
+void Write(const fs::path& name, const std::string& content) {
+    std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
+}
+
+void AddFailures(const std::string& text, Strings& failures) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        const std::size_t bar = line.find("| ");
+        const std::size_t mask = line.find_first_not_of(' ');
+        if (bar == std::string::npos || mask > bar) continue;
+        const bool failure = line[mask] == 'E' || line.find("failed") != std::string::npos;
+        if (failure) failures.push_back(Masked(line, mask, bar));
+    }
+}
+
+std::string ContentOf(const fs::path& name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace fault_tests
