@@ -43,7 +43,7 @@ void ReceiverSession::Configure() {
 }
 
 void ReceiverSession::Start() {
-    if (!ChooseDriver() || IsFileTaken(Model())) return;
+    if (!ChooseDriver()) return;
     if (Model().clockAuto) host.identifier.identification = 0;  // no clock reader knows it
     Expect("StartRecording", model.Start(Model()), [this] { Driver().StartRecording(1); });
     host.identifier.identification = model.host.identification;

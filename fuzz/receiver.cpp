@@ -71,13 +71,6 @@ ReceiverSession::~ReceiverSession() {
     while (model.Lives()) DestroyReceiver();
 }
 
-bool ReceiverSession::IsFileTaken(const DriverModel& driver) const {
-    for (const DriverModel& other : model.drivers) {
-        if (&other != &driver && other.capturing && other.ShortName() == driver.ShortName()) return true;
-    }
-    return false;
-}
-
 void ReceiverSession::CheckTraces(const char* what) {
     std::vector<std::string> calls = adapterJournal.Calls();
     calls.erase(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(adapterCallsSeen));

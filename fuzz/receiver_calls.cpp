@@ -66,7 +66,6 @@ void ReceiverSession::Notify() {
     receiver->TargetNotice(name.c_str(), code, code);
     CheckTraces("TargetEvent");
     const DriverModel* const driver = model.Find(name);
-    if (driver != nullptr && IsFileTaken(*driver)) return;
     const bool asksForClock = driver != nullptr && driver->clockAuto;
     if (asksForClock) host.identifier.identification = 0;  // no clock reader knows it
     model.TargetStateChanged(name, code);

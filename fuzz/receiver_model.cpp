@@ -195,7 +195,10 @@ Outcome ReceiverModel::PrepareCapture(DriverModel& driver) {
     if (driver.prescalerAuto) driver.prescaler = 0;  // the scripted port takes every rate
     const std::string name = driver.ShortName();
     const std::string file = "swotrace_" + name + ".bin";
-    if (name.find('/') != std::string::npos || file.size() > kLongestFileName) {
+    const bool isTaken = std::any_of(drivers.begin(), drivers.end(), [&](const DriverModel& other) {
+        return &other != &driver && other.capturing && other.ShortName() == name;
+    });
+    if (isTaken || name.find('/') != std::string::npos || file.size() > kLongestFileName) {
         return "Failed to open binary file for trace data storage";
     }
     captures[name] = "";

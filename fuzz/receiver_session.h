@@ -54,8 +54,6 @@ class ReceiverSession {
     }
     DriverModel& Model() { return model.drivers[chosen]; }
     trace::CChannelDriver& Driver() { return *drivers[chosen]; }
-    /// Whether a start of this driver would write a file that another one writes already.
-    bool IsFileTaken(const DriverModel& driver) const;
     template <typename Action>
     void Expect(const char* what, const Outcome& expected, Action action);
     void CheckTraces(const char* what);
