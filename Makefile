@@ -59,7 +59,7 @@ test-long: build build-windows ## the tests that take a minute or more each
 	@$(CTEST) --test-dir build/linux -L long
 	@$(CTEST) --test-dir build/windows -L long
 
-lint: packages-all build ## format and static checks
+lint: packages-all ## format and static checks
 	@cmake/lint
 
 bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some minutes)

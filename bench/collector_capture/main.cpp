@@ -38,7 +38,7 @@ double SecondsSince(Clock::time_point time) {
 void PrintLine(const Json& json) { std::cout << json.dump() << std::endl; }
 
 /// Why the capture was ended.
-enum class End { kFull, kStopped, kPortGone, kSilence };
+enum class End { kFull, kStopped, kPortGone, kSilence, kNotWritten };
 
 const char* Name(End end) {
     switch (end) {
@@ -50,6 +50,8 @@ const char* Name(End end) {
             return "port gone";
         case End::kSilence:
             return "nothing came any more";
+        case End::kNotWritten:
+            return "the capture file did not take all";
     }
     return "";
 }
@@ -94,6 +96,7 @@ Json VerifyCounter(const std::string& path) {
 End Capture(const Settings& settings, uint32_t& prescaler, double& seconds) {
     UARTDataCollector collector(settings.port, settings.clock, settings.autoPrescaler, prescaler,
                                 settings.output, false);
+    BeginCounting();
     KORR_PLIM::uThread thread(&collector);
     if (!thread.Start()) throw std::runtime_error("the capture thread could not be started");
     PrintLine({{"ready", true},
@@ -111,9 +114,11 @@ int Run(const Settings& settings) {
     uint32_t prescaler = settings.prescaler;
     double seconds = 0;
     if (settings.pauseAfter) StandStillAfter(*settings.pauseAfter, settings.pauseMilliseconds);
-    const End end = Capture(settings, prescaler, seconds);
+    End end = Capture(settings, prescaler, seconds);
     const ReadCounts counts = CountedReads();
-    Json report = {{"bytes", FileSize(settings.output)},
+    const uint64_t captured = FileSize(settings.output);
+    if (captured < counts.bytes) end = End::kNotWritten;
+    Json report = {{"bytes", captured},
                    {"reads", counts.reads},
                    {"empty_reads", counts.emptyReads},
                    {"cpu_seconds", ProcessCpuSeconds()},
@@ -125,7 +130,7 @@ int Run(const Settings& settings) {
     if (settings.verifyCounter) report["counter"] = VerifyCounter(settings.output);
     PrintLine(report);
     const bool limited = settings.bytes || settings.seconds;
-    if (end == End::kFull || !limited) return kCaptured;
+    if (end == End::kFull || (!limited && end != End::kNotWritten)) return kCaptured;
     std::cerr << "collector_capture: the stream ended early (" << Name(end) << ") after " << report["bytes"]
               << " bytes\n";
     return kStreamEnded;

@@ -48,12 +48,17 @@ void CountBytes(uint32_t count) {
 bool CountedRead(SerialPort* port, void* buffer, uint32_t size, uint32_t& bytesRead) {
     const bool success = RealRead(port, buffer, size, bytesRead);
     Add<uint64_t>(reads, 1);
-    if (success && bytesRead > 0) {
-        CountBytes(bytesRead);
-    } else {
-        Add<uint64_t>(emptyReads, 1);
-    }
+    if (success && bytesRead > 0) CountBytes(bytesRead);
+    if (success && bytesRead == 0) Add<uint64_t>(emptyReads, 1);
     return success;
+}
+
+void BeginCounting() {
+    reads = 0;
+    emptyReads = 0;
+    bytes = 0;
+    firstByte = 0;
+    lastByte = 0;
 }
 
 ReadCounts CountedReads() {

@@ -6,11 +6,14 @@
 /// and the port (--wrap), so that what is measured is the collector as it ships.
 struct ReadCounts {
     uint64_t reads;
-    uint64_t emptyReads;
+    uint64_t emptyReads;  ///< successful, without a byte
     uint64_t bytes;
     double secondsReceiving;  ///< from the first byte to the last
 };
 
+/// Forgets the reads so far, those of what was pending when the port was opened. Call it before the thread
+/// starts.
+void BeginCounting();
 /// The counts so far; any thread.
 ReadCounts CountedReads();
 /// Makes the reading thread stand still once for so many milliseconds, when so many bytes have been read.

@@ -66,6 +66,8 @@ bool Player::Done() const {
 
 void Player::Step(int64_t now) {
     if (now >= nextLook) LookAround(now);
+    if (now - lastStep > kLongestStep) farEnd.Look();  // its observer was kept from running, too
+    lastStep = now;
     unread = farEnd.Unread();
     attended = terminal.Attended();
     if (target.Current().enabled) {
@@ -105,7 +107,8 @@ uint64_t Player::Due(int64_t now) {
     if (settings.pace == Settings::Pace::kFixed) rate = settings.bytesPerSecond;
     uint64_t due = clock.Advance(now, settings.pace == Settings::Pace::kMax ? 0 : rate);
     if (settings.pace == Settings::Pace::kMax) {
-        due = PseudoTerminal::kMostReady - std::min(probe.Waiting() + unread, PseudoTerminal::kMostReady);
+        const size_t most = std::min(PseudoTerminal::kMostReady, probe.Size());
+        due = most - std::min(probe.Waiting() + unread, most);
     }
     if (settings.bytes) due = std::min(due, *settings.bytes - played);
     return std::min<uint64_t>(due, kMostPerStep);

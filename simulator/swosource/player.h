@@ -55,6 +55,7 @@ class Player {
     double garblerBaud = 0;                 ///< line and far end for which it was made
     double garblerFarEnd = 0;
     int64_t nextLook = 0;
+    int64_t lastStep = 0;
     uint32_t farEndBaud = 0;  ///< as last seen while playing
     double lineBaud = 0;      ///< likewise
     size_t unread = 0;        ///< bytes in the far end's kernel buffer

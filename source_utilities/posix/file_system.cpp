@@ -1,13 +1,34 @@
 #include "source_utilities/file_system.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 
 namespace KORR_PLIM::platform {
+namespace {
+
+/// Does not wait where a pipe or a device stands in the file's place: without data it reads as empty or
+/// fails.
+std::FILE* OpenForReading(const char* name, const char* mode) {
+    const int file = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) {
+        return nullptr;
+    }
+    std::FILE* const stream = fdopen(file, mode);
+    if (stream == nullptr) {
+        const int reason = errno;
+        close(file);
+        errno = reason;
+    }
+    return stream;
+}
+
+}  // namespace
 
 char PathSeparator() { return '/'; }
 char AlternativePathSeparator() { return '\0'; }
@@ -36,7 +57,10 @@ bool WorkingFolder(std::string& folder) {
     return true;
 }
 
-std::FILE* OpenShared(const char* name, const char* mode) { return std::fopen(name, mode); }
+std::FILE* OpenShared(const char* name, const char* mode) {
+    const bool readsOnly = mode[0] == 'r' && std::strchr(mode, '+') == nullptr;
+    return readsOnly ? OpenForReading(name, mode) : std::fopen(name, mode);
+}
 
 int64_t StreamLength(std::FILE* stream) {
     struct stat status {};

@@ -214,6 +214,29 @@ class SwoSource(unittest.TestCase):
         self.assertEqual((status, report["dropped"], report["taken"]), (0, 0, 2_000_000))
         self.assertEqual(reader.data, self.sent())
 
+    def test_at_the_highest_rate_a_small_probe_buffer_does_not_overrun(self):
+        self.start("--enabled", "--rate", "max", "--bytes", 300_000, "--pattern", "counter", "--probe-buffer", 1000)
+        reader = Reader(self.link)
+        status, report = self.finish()
+        reader.close()
+        self.assertEqual((status, report["dropped"], report["taken"]), (0, 0, 300_000))
+        self.assertEqual(reader.data, self.sent())
+
+    def test_its_own_standstill_is_lag_and_no_loss(self):
+        self.start("--enabled", "--rate", 400_000, "--seconds", 1, "--pattern", "counter", "--probe-buffer", 16384)
+        reader = Reader(self.link)
+        wait_for(lambda: len(reader.data) > 100_000)
+        self.source.send_signal(signal.SIGSTOP)
+        time.sleep(0.3)
+        self.source.send_signal(signal.SIGCONT)
+        status, report = self.finish()
+        reader.close()
+        self.assertEqual((status, report["dropped"]), (0, 0))
+        self.assertGreaterEqual(report["lag"]["longest_ms"], 290)
+        self.assertAlmostEqual(report["wire_seconds"], 1, delta=0.05)
+        self.assertEqual(report["taken"], report["sent"])
+        self.assertAlmostEqual(report["sent"], 400_000, delta=20_000)
+
     def test_plays_a_file_once(self):
         content = os.urandom(30_001)
         with open(self.file("stream.bin"), "wb") as file:

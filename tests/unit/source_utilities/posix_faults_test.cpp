@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <filesystem>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -63,6 +65,14 @@ char* __wrap_getcwd(char* buffer, size_t size) {
 FILE* __real_fopen(const char*, const char*);
 FILE* __wrap_fopen(const char* name, const char* mode) {
     return Fails("fopen") ? nullptr : __real_fopen(name, mode);
+}
+int __real_open(const char*, int, mode_t);
+int __wrap_open(const char* name, int flags, mode_t mode) {
+    return Fails("open") ? -1 : __real_open(name, flags, mode);
+}
+FILE* __real_fdopen(int, const char*);
+FILE* __wrap_fdopen(int file, const char* mode) {
+    return Fails("fdopen") ? nullptr : __real_fdopen(file, mode);
 }
 int __real_fclose(FILE*);
 int __wrap_fclose(FILE* stream) {
@@ -175,6 +185,36 @@ TEST_F(PosixFaults, FileThatCannotBeOpened) {
     failing = {"fopen"};
     EXPECT_FALSE(file.Open(folder.File("a").c_str(), "w"));
     EXPECT_FALSE(file.IsOpen());
+}
+TEST_F(PosixFaults, FileThatCannotBeOpenedForReading) {
+    const std::string name = folder.File("there");
+    std::fclose(std::fopen(name.c_str(), "w"));
+    const auto handles = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = handles();
+    for (const char* call : {"open", "fdopen"}) {
+        failing = {call};
+        errno = 0;
+        EXPECT_EQ(platform::OpenShared(name.c_str(), "rb"), nullptr) << call;
+        EXPECT_EQ(errno, failureNumber) << call;
+    }
+    EXPECT_EQ(handles(), before);
+}
+TEST_F(PosixFaults, PipeInTheFilesPlaceIsNotWaitedFor) {
+    const std::string name = folder.File("pipe");
+    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+    char byte = 0;
+    std::FILE* reader = platform::OpenShared(name.c_str(), "rb");
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(std::fread(&byte, 1, 1, reader), 0U) << "nobody has it open to write";
+    std::FILE* writer = platform::OpenShared(name.c_str(), "r+b");
+    ASSERT_NE(writer, nullptr);
+    std::clearerr(reader);
+    EXPECT_EQ(std::fread(&byte, 1, 1, reader), 0U) << "the writer has written nothing";
+    EXPECT_NE(std::ferror(reader), 0);
+    std::fclose(writer);
+    std::fclose(reader);
 }
 TEST_F(PosixFaults, FailedCloseLeavesTheFileReportedOpenAndHarmless) {
     uFile file;
