@@ -1,6 +1,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -13,6 +15,19 @@ inline constexpr int kWrongUsage = 2;
 class HostError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+};
+
+/// A refusal of the plug-in, in its own words: what it threw must not outlive it.
+class PluginError : public HostError {
+  public:
+    /// \param text the plug-in's message, shown as it stands
+    /// \param furtherWords what tracehost knows about it, shown on a line of its own; may be empty
+    explicit PluginError(const std::string& text, std::string furtherWords = {})
+        : HostError(text), further(std::move(furtherWords)) {}
+    const std::string& Further() const { return further; }
+
+  private:
+    std::string further;
 };
 
 /// What the user asked for cannot be understood or carried out as asked (exit status 2).

@@ -15,6 +15,11 @@ int Report(const char* text, int status) {
     return status;
 }
 
+int ReportPlugin(const PluginError& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return error.Further().empty() ? kFailed : Report(error.Further().c_str(), kFailed);
+}
+
 }  // namespace
 
 }  // namespace Korr::Plim::Trace::Tracehost
@@ -24,8 +29,9 @@ int main(int argc, char** argv) {
     try {
         return RunProgram(argc, argv);
     } catch (const cPelkitErrorIF& error) {
-        std::fprintf(stderr, "%s\n", error.GetText());  // the plug-in's message as it stands
-        return kFailed;
+        return ReportPlugin(PluginError(error.GetText()));
+    } catch (const PluginError& error) {
+        return ReportPlugin(error);
     } catch (const UsageError& error) {
         return Report(error.what(), kWrongUsage);
     } catch (const std::exception& error) {

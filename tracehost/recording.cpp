@@ -44,6 +44,16 @@ std::string CurrentErrorText() {
     }
 }
 
+/// What can be done about a refusal of the plug-in; empty when nothing is to be said.
+std::string Explain(const std::string& refusal, const std::optional<uint32_t>& port) {
+    if (refusal.find("COM port") == std::string::npos) return {};
+    const std::string name = port ? "COM port " + std::to_string(*port) : "the COM port of the options";
+    return name +
+           " is meant: is it there (\"tracehost ports\" lists those of a probe), is it free, and may you use "
+           "it? "
+           "With KORR_TRACE_LOGGING=1 the log holds the platform's error code";
+}
+
 }  // namespace
 
 Recording::Recording(const RecordRequest& wanted, std::FILE* outputStream)
@@ -146,10 +156,10 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     } catch (...) {
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
-        throw HostError(why + "\nThe bytes captured are still in \"" + CaptureFile() + "\"");
+        throw PluginError(why, "the bytes captured are still in \"" + CaptureFile() + "\"");
     }
     if (!stopError.empty()) {
-        throw HostError(stopError + "\nWhat was captured until then is saved in \"" + file.Name() + "\"");
+        throw PluginError(stopError, "what was captured until then is saved in \"" + file.Name() + "\"");
     }
 }
 
@@ -193,8 +203,8 @@ void Recording::Run() {
     } catch (const HostError&) {
         throw;
     } catch (...) {
-        // What the plug-in threw must not outlive the plug-in, which is unloaded with the session.
-        throw HostError(CurrentErrorText());
+        const std::string text = CurrentErrorText();
+        throw PluginError(text, Explain(text, request.port));
     }
     PrintSummary();
 }
