@@ -8,6 +8,7 @@ import os
 import select
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -245,4 +246,8 @@ class HostTest(unittest.TestCase):
 
 
 def main():
-    unittest.main(verbosity=2)
+    """Exit status: 0 all passed, 1 failed, 77 nothing but skipped tests."""
+    result = unittest.main(verbosity=2, exit=False).result
+    for test, reason in result.skipped:
+        print(f"SKIPPED: {test}: {reason}")
+    sys.exit(1 if not result.wasSuccessful() else 77 if len(result.skipped) == result.testsRun else 0)

@@ -21,26 +21,32 @@ class Recording(HostTest):
         self.ok(host.ask(f"start {cpu}"))
 
     def captured(self, source, path):
-        """Waits until the capture holds all that a source with an end handed over."""
-        source.process.wait(120)
-        taken = self.read(source.taken)
-        self.assertGreater(len(taken), 0)
-        return wait_for(lambda: self.read(path) if os.path.getsize(path) >= len(taken) else None,
-                        "the whole capture"), taken
+        """Waits until a source with an end has been taken whole, and for the whole capture. \return both"""
+        self.assertEqual(source.process.wait(120), 0, "bytes were dropped")
+        report = json.loads(self.read(source.report))
+        self.assertEqual((report["garbled"], report["dropped"]), (0, 0))
+        sent = self.read(source.sent)
+        self.assertGreater(len(sent), 0)
+        return wait_for(lambda: self.read(path) if os.path.getsize(path) >= len(sent) else None,
+                        "the whole capture"), sent
+
+    def programmed_prescaler(self):
+        return [line["arguments"]["prescaler"] for line in self.journal() if line["operation"] == "SetTpiuPrescaler"]
 
     def test_typical_road_captures_what_the_target_sends(self):
         number, source = self.source("--board", self.board_path(), "--pattern", "itm", "--bytes", "60000")
         host = self.host()
         self.start(host, COMPORT=number)
-        data, taken = self.captured(source, self.capture())
-        self.assertEqual(data, taken)
-        self.assertEqual(host.ask("samples board/cpu")["samples"], (len(taken) + 7) // 8)
+        data, sent = self.captured(source, self.capture())
+        self.assertEqual(data, sent)
+        self.assertEqual(json.loads(self.read(source.report))["far_end_baud"], 115200)
+        self.assertEqual(host.ask("samples board/cpu")["samples"], (len(sent) + 7) // 8)
         self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
         self.ok(host.ask("stop board/cpu"))
         self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
         raw = self.file("saved.bin")
         self.ok(host.ask(f"save board/cpu {self.host_path(raw)} 2"))
-        self.assertEqual(self.read(raw), taken + b"\0" * (-len(taken) % 8))
+        self.assertEqual(self.read(raw), sent + b"\0" * (-len(sent) % 8))
         self.ok(host.ask("release board/cpu"))
         self.ok(host.ask("destroy"))
         self.assertEqual(host.end(), 0)
@@ -64,15 +70,29 @@ class Recording(HostTest):
         host = self.host()
         started = time.monotonic()
         self.start(host, COMPORT=number, PRESCALAR="Auto", CLKFREQVAL="230400")
-        programmed = [line for line in self.journal() if line["operation"] == "SetTpiuPrescaler"]
-        prescaler = programmed[0]["arguments"]["prescaler"]
+        prescaler = self.programmed_prescaler()[0]
         frequency = float(host.ask('attribute board/cpu "Trace Data Frequency"')["value"])
         self.assertEqual(round(frequency), round(230400 / (prescaler + 1)))
         with open(self.file("tpiu.json")) as state:
             self.assertEqual(json.load(state)["prescaler"], prescaler)
-        data, taken = self.captured(source, self.capture())
-        self.assertEqual(data, taken)
+        data, sent = self.captured(source, self.capture())
+        self.assertEqual(data, sent)
         self.assertGreaterEqual(time.monotonic() - started, 4000 * 10 / frequency * 0.9)
+        self.ok(host.ask("stop board/cpu"))
+
+    def test_calibration_takes_the_first_rate_that_the_port_takes(self):
+        """48 MHz: a pseudo-terminal takes every rate, a COM port of Wine none above 4,000,000, 48 MHz / (11 + 1)."""
+        self.board["trace_clock_hz"] = 48_000_000
+        number, source = self.source("--board", self.board_path(), "--pattern", "counter", "--bytes", "40000", "--rate",
+                                     "100000")
+        host = self.host()
+        self.start(host, COMPORT=number, PRESCALAR="Auto", CLKFREQVAL="48000000")
+        self.assertEqual(self.programmed_prescaler(), [11 if ON_WINE else 0])
+        data, sent = self.captured(source, self.capture())
+        self.assertEqual(data, sent)
+        self.assertEqual(json.loads(self.read(source.report))["far_end_baud"], 4_000_000 if ON_WINE else 48_000_000)
+        self.assertEqual(host.ask('attribute board/cpu "Trace Data Frequency"')["value"],
+                         "4e+06" if ON_WINE else "4.8e+07")
         self.ok(host.ask("stop board/cpu"))
 
     def test_target_is_silent_until_its_tpiu_is_enabled(self):
@@ -94,9 +114,11 @@ class Recording(HostTest):
                                      *source_arguments)
         host = self.host()
         self.start(host, COMPORT=number, **values)
-        data, taken = self.captured(source, self.capture())
-        with open(source.report) as report:
-            counted = json.load(report)
+        self.assertEqual(source.process.wait(120), 0)
+        counted = json.loads(self.read(source.report))
+        taken = self.read(source.taken)
+        data = wait_for(lambda: self.read(self.capture()) if os.path.getsize(self.capture()) >= len(taken) else None,
+                        "the whole capture")
         self.assertEqual((counted["played"], counted["dropped"]), (4000, 0))
         self.assertGreater(counted["garbled"], 0)
         self.assertEqual(len(data), counted["sent"])  # bytes that the probe's UART made of the signal
@@ -133,8 +155,8 @@ class Recording(HostTest):
             self.ok(host.ask(f"start board/{name}"))
         self.assertEqual(host.ask("cpus")["names"], ["board/a", "board/b"])
         for name, (_, source) in sources.items():
-            data, taken = self.captured(source, self.capture(name))
-            self.assertEqual(data, taken)
+            data, sent = self.captured(source, self.capture(name))
+            self.assertEqual(data, sent)
             self.ok(host.ask(f"stop board/{name}"))
         self.no_violations()
 
@@ -167,10 +189,11 @@ class Recording(HostTest):
         self.start(host, COMPORT=number)
         self.ok(host.ask("wait-samples board/cpu 400 60000"))
         self.ok(host.ask("stop board/cpu"))
-        before = os.path.getsize(self.capture())
+        first = self.read(self.capture())
         self.ok(host.ask("start board/cpu"))
+        self.ok(host.ask("wait-samples board/cpu 4 60000"))
         self.ok(host.ask("stop board/cpu"))
-        self.assertLess(os.path.getsize(self.capture()), before + 3200)
+        self.assertNotEqual(self.read(self.capture())[:24], first[:24], "the numbered pattern never repeats")
         self.no_violations()
 
 
