@@ -1,6 +1,7 @@
 // tracehost options
 #include <cstdio>
 
+#include "host_api/cPelkitError.h"
 #include "options/ChannelOptionsHandler.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
@@ -25,6 +26,15 @@ std::string Choices(const Tarnel::ChannelOptions& option) {
     return text;
 }
 
+void Save(const Tarnel::OptionList& options, const std::string& file) {
+    try {
+        SaveWholeOptions(options, file);
+    } catch (const cPelkitErrorIF& error) {
+        throw PluginError(error.GetText(),
+                          "the file is \"" + file + "\": is its folder there, and may you write into it?");
+    }
+}
+
 int Run(const OptionsRequest& request) {
     std::FILE* const output = TakeStandardOutput();
     Tarnel::ChannelOptionsHandler handler;
@@ -36,7 +46,7 @@ int Run(const OptionsRequest& request) {
                      Choices(option).c_str());
     }
     if (!request.output.empty()) {
-        SaveWholeOptions(options, request.output);
+        Save(options, request.output);
         std::fprintf(output, "\nWritten to %s\n", request.output.c_str());
     }
     FinishStandardOutput(output);

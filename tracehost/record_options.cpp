@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "host_api/cPelkitError.h"
 #include "options/ChannelOptionsHandler.h"
 #include "options/options_reader.h"
 #include "tracehost/errors.h"
@@ -65,12 +64,7 @@ void ApplyRequest(Tarnel::OptionList& options, const RecordRequest& request) {
 }
 
 void SaveWholeOptions(const Tarnel::OptionList& options, const std::string& file) {
-    try {
-        Tarnel::ChannelOptionsHandler().SaveOptions(options, file);
-    } catch (const cPelkitErrorIF& error) {
-        throw PluginError(error.GetText(),
-                          "the file is \"" + file + "\": does its folder exist, and may you write there?");
-    }
+    Tarnel::ChannelOptionsHandler().SaveOptions(options, file);
     std::string text(Tarnel::kMaxOptionsFileBytes, '\0');  // a device may have no end
     std::ifstream(file, std::ios::binary).read(text.data(), static_cast<std::streamsize>(text.size()));
     if (text.find(kEndOfOptions) != std::string::npos) return;
