@@ -9,6 +9,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "options/ChannelOptionsHandler.h"
@@ -249,10 +251,22 @@ TEST_F(XmlLibraryTest, FailedWriteAndCloseOfASavedFileAreNotTold) {
     EXPECT_EQ(file.Contents(), "") << "opening emptied the file, and nothing came into it";
 }
 
-/// One failure of each kind, by turns.
+/// One failure of each kind, by turns, each through a file.
 void FailSomehow(int turn) {
     const std::string files[] = {"<r/>", "<r>", "<r><VERSION/></r>", "<r><RCVRNAME>x</RCVRNAME></r>"};
-    EXPECT_NE((turn % 5 < 4 ? ReadText(files[turn % 5]) : ReadFile("no such file.xml")).error, "");
+    if (turn % 5 < 4) {
+        const TemporaryFile file(files[turn % 5]);
+        EXPECT_NE(ReadFile(file.Name()).error, "");
+    } else {
+        EXPECT_NE(ReadFile("no such file.xml").error, "");
+    }
+}
+
+/// Open files of this process where the platform lists them, else 0.
+std::ptrdiff_t OpenFiles() {
+    std::error_code failure;
+    const std::filesystem::directory_iterator files("/proc/self/fd", failure);
+    return failure ? 0 : std::distance(files, {});
 }
 
 TEST_F(XmlLibraryTest, ThousandFailuresLeakNothing) {
@@ -260,8 +274,12 @@ TEST_F(XmlLibraryTest, ThousandFailuresLeakNothing) {
     xercesc::XMLPlatformUtils::Initialize();
     FailSomehow(0);
     const long before = script.memory.live;
+    const std::ptrdiff_t open = OpenFiles();
     for (int turn = 0; turn < 1000; ++turn) FailSomehow(turn);
     EXPECT_EQ(script.memory.live, before);
+    EXPECT_EQ(OpenFiles(), open);
+    const TemporaryFile whole(good);
+    EXPECT_EQ(ReadFile(whole.Name()).error, "") << "no stream is left to open";
     xercesc::XMLPlatformUtils::Terminate();
 }
 
