@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <tuple>
+#include <vector>
+
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/trace_folders.h"
 #include "source_utilities/uLogManager.h"
@@ -63,6 +67,22 @@ TEST_F(TraceEnvironmentTest, OverwritesTheVariablesInOrder) {
                                         "KORR_TRACE_LOGGING_DIR=" + environment.loggingFolder,
                                         "KORR_TRACE_DATA_DIR=" + environment.dataFolder,
                                         "KORR_TRACE_SETTINGS_DIR=" + environment.settingsFolder}));
+}
+TEST_F(TraceEnvironmentTest, EachFolderIsMadeByItsGetterAndOnceMore) {
+    SetUpTraceEnvironment(environment);
+    const std::vector<std::string> made = files::FolderLog();
+    std::vector<std::string> whole;
+    for (const std::string& call : made) {
+        for (const std::string& folder :
+             {environment.loggingFolder, environment.dataFolder, environment.settingsFolder}) {
+            if (call == "MakeTreeFolder " + folder) whole.push_back(folder);
+        }
+    }
+    const auto& [logging, data, settings] =
+        std::tie(environment.loggingFolder, environment.dataFolder, environment.settingsFolder);
+    // The way to a folder below the logging folder leads through that.
+    EXPECT_EQ(whole, (std::vector<std::string>{logging, logging, data, logging, settings, logging, logging,
+                                               data, logging, settings}));
 }
 TEST_F(TraceEnvironmentTest, LivingDebugClientIsKeptAndNotRewritten) {
     processes::SetLivingProcesses({77});

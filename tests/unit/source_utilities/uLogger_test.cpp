@@ -104,6 +104,16 @@ TEST_F(uLoggerTest, SetEnabledClosesAndALaterLineReopensInTheSameMode) {
     EXPECT_EQ(files::OpenLog(), (std::vector<std::string>{"a+ " + path, "a+ " + path}));
     EXPECT_EQ(Logged(), "M      b\n");
 }
+TEST_F(uLoggerTest, LoggerThatDoesNotAppendReopensInTheSameModeToo) {
+    uLogger fresh(path, false);
+    fresh.Log(1, 0, "a");
+    fresh.SetEnabled(false);
+    fresh.SetEnabled(true);
+    fresh.Log(1, 0, "b");
+    fresh.SetEnabled(false);
+    EXPECT_EQ(files::OpenLog(), (std::vector<std::string>{"w+ " + path, "w+ " + path}));
+    EXPECT_EQ(Logged(), "M      b\n");
+}
 TEST_F(uLoggerTest, FailedOpenIsTriedAgainWithTheNextLine) {
     files::Script().Fail("OpenShared", 1, 2);
     logger.Log(1, 0, "lost");

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -36,7 +38,17 @@ TEST(uMutex, UnlockFromAnotherThreadIsRefusedAndTheMutexStaysHeld) {
     uMutex mutex;
     mutex.Lock();
     EXPECT_FALSE(UnlockElsewhere(mutex));
-    EXPECT_TRUE(mutex.Unlock()) << "still held by its owner";
+    std::atomic<bool> entered{false};
+    std::thread third([&] {
+        mutex.Lock();
+        entered = true;
+        mutex.Unlock();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(entered) << "still held by its owner";
+    EXPECT_TRUE(mutex.Unlock());
+    third.join();
+    EXPECT_TRUE(entered);
 }
 TEST(uMutex, OneOfTwoUnlocksLeavesItHeld) {
     uMutex mutex;
