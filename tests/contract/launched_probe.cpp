@@ -33,7 +33,12 @@ class LaunchedProbe : public Probe {
         const std::filesystem::path part = orders / "order.part";
         const std::filesystem::path order = orders / name;
         std::ofstream(part, std::ios::binary) << bytes;
-        std::filesystem::rename(part, order);
+        // Wine calls a renaming failed when the launcher carries the order out, and removes it, in the same
+        // moment.
+        std::error_code failure;
+        std::filesystem::rename(part, order, failure);
+        if (failure && std::filesystem::exists(part))
+            throw std::filesystem::filesystem_error("order", part, failure);
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (std::filesystem::exists(order)) {
             if (std::chrono::steady_clock::now() > limit) throw std::runtime_error("the launcher is silent");
