@@ -9,22 +9,17 @@ import os
 import subprocess
 import sys
 import tempfile
-import time
 
 sys.dont_write_bytecode = True
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 sys.path.insert(0, os.path.join(SOURCE, "simulator", "demo"))
 import capture_session as capture  # noqa: E402
+from real_time import Skip, in_real_time  # noqa: E402
 
 SKIPPED = 77
 WINE_HIGHEST_BAUD = 4_000_000
 WINE_FALLBACK_BAUD = 38_400
 TWELVE_MBAUD = 12_000_000
-MOST_OTHER_WORK = 0.5
-
-
-class Skip(Exception):
-    pass
 
 
 def expect(condition, what):
@@ -34,32 +29,6 @@ def expect(condition, what):
 
 def expect_equal(found, expected, what):
     expect(found == expected, f"{what}: {found!r} instead of {expected!r}")
-
-
-def other_work():
-    """How many other processes want to run, on average over a second in which the test does nothing."""
-    samples = []
-    for _ in range(50):
-        with open("/proc/stat") as file:
-            samples += [int(line.split()[1]) - 1 for line in file if line.startswith("procs_running")]
-        time.sleep(0.02)
-    return sum(samples) / len(samples)
-
-
-def in_real_time(play):
-    """Losing nothing is claimed of a machine that does nothing else. Where other work goes on all the time, a loss
-    proves nothing, and the test is skipped; where there is none, the third loss is a failure."""
-    for tries_left in (2, 1, 0):
-        before = other_work()
-        try:
-            return play()
-        except AssertionError as failure:
-            work = max(before, other_work())
-            print(f"{failure}; besides the test, {work:.1f} processes wanted to run")
-            if tries_left == 0 and work > MOST_OTHER_WORK:
-                raise Skip("the machine was too busy with other work") from failure
-            if tries_left == 0:
-                raise
 
 
 class Busy:
