@@ -165,7 +165,11 @@ TEST_F(CapturedData, SamplesBeyondFourGibibytesAreFound) {
 
 TEST_F(CapturedData, MoreSamplesThanThe32BitCountHoldsAreTheLargestCount) {
     const uint64_t last = uint64_t{4294967294} * 8;
-    SetSparseCapture(uint64_t{40} << 30, last, "the last");
+    try {
+        SetSparseCapture(last + 16, last, "the last");
+    } catch (const std::filesystem::filesystem_error& full) {  // where a long file needs its whole room
+        GTEST_SKIP() << full.what();
+    }
     EXPECT_EQ(driver->GetNumSamples(), 4294967295U);
     EXPECT_EQ(Read(4294967294U, 4294967295U, 1).bytes, "the last");
     EXPECT_EQ(Read(4294967295U, 1, 1).samples, 0U);
