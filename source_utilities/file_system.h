@@ -26,8 +26,8 @@ bool FreeSpace(const char* folder, uint64_t& bytes);
 /// Seam: the current working folder. \return false when it is unknown or does not fit into 260 bytes
 bool WorkingFolder(std::string& folder);
 
-/// Seam: opens a stream, shared with other readers and writers. Opening to read never waits, whatever stands
-/// in the file's place. \return null on failure, errno says why
+/// Seam: opens a stream, shared with other readers and writers. On Linux opening to read never waits,
+/// whatever stands in the file's place. \return null on failure, errno says why
 std::FILE* OpenShared(const char* name, const char* mode);
 /// Seam: length in bytes of an open stream's file, -1 on failure.
 int64_t StreamLength(std::FILE* stream);

@@ -42,6 +42,7 @@ tarnel_add_capture_test(demo_captures_every_byte)
 tarnel_add_capture_test(demo_says_what_is_wrong)
 
 if(NOT WIN32)
+    tarnel_add_capture_test(capture_file_on_a_full_device_is_reported)
     add_test(NAME swosource_commands
         COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/swosource_test.py $<TARGET_FILE:swosource>)
     set_tests_properties(swosource_commands PROPERTIES TIMEOUT 120 SKIP_RETURN_CODE 77 LABELS end-to-end)

@@ -204,6 +204,16 @@ class Test:
             expect(got["bytes"] > 200_000, "what came before is not in the file")
             expect_equal(got["counter"]["faults"], 0, "faults in what came before")
 
+    def capture_file_on_a_full_device_is_reported(self):
+        """The bytes come, the file takes none of them: that is said, and no success is claimed."""
+        with self.session(20_000_000) as session:
+            os.symlink("/dev/full", session.file("captured.bin"))
+            _, source, collector = self.run(session, 9, ["--bytes", 100_000], ["--bytes", 100_000, "--patience", 1])
+            expect_equal(source[0], 0, "exit status of the source")
+            expect_equal(collector[0], 4, "exit status of the collector")
+            expect_equal(collector[1]["bytes"], 0, "bytes captured")
+            expect("the capture file did not take all" in collector[2], "the reason is not given")
+
     def missing_port_is_reported(self):
         with self.session(20_000_000) as session:
             session.start_collector(9, "--bytes", 1)
