@@ -19,6 +19,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPY = ROOT / "build" / "mutants"
+SLOW = "long|soak|native-only"  # what takes a minute, and what needs a quiet machine
 ROOMS = ("source_utilities", "uart", "options", "channel", "receiver")
 GOAL = 0.95
 
@@ -117,7 +118,7 @@ def build(folders=("",)):
 
 
 def tests_pass(labels, folder=""):
-    result = run(["ctest", "--test-dir", f"build/linux/{folder}", "-L", labels, "-LE", "long", "--stop-on-failure",
+    result = run(["ctest", "--test-dir", f"build/linux/{folder}", "-L", labels, "-LE", SLOW, "--stop-on-failure",
                   "-j", "2", "--timeout", "60", "--no-tests=error"], 900)
     return result is not None and result.returncode == 0
 
@@ -135,7 +136,9 @@ def survives(mutant, labels):
         return None
     if not all(tests_pass(labels, folder) for folder in near):
         return False
-    return tests_pass(labels) if build() else None
+    if not build():
+        return None
+    return tests_pass(labels) and tests_pass("end-to-end")
 
 
 def prepare():
@@ -183,7 +186,7 @@ def main():
     parser.add_argument("--count", type=int, default=220)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--only", help="files to change, as a regular expression")
-    parser.add_argument("--tests", default="unit|contract", help="labels of the tests to run")
+    parser.add_argument("--tests", default="unit|contract", help="labels of the tests to run before the end-to-end tests")
     parser.add_argument("--results", type=pathlib.Path, default=ROOT / "build" / "mutants.jsonl")
     parser.add_argument("--list", action="store_true", help="show the mutants and end")
     arguments = parser.parse_args()
