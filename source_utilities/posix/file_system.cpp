@@ -12,10 +12,15 @@
 namespace KORR_PLIM::platform {
 namespace {
 
+bool IsInterrupted(bool failed) { return failed && errno == EINTR; }
+
 /// Does not wait where a pipe or a device stands in the file's place: without data it reads as empty or
 /// fails.
 std::FILE* OpenForReading(const char* name, const char* mode) {
-    const int file = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    int file = -1;
+    do {
+        file = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    } while (IsInterrupted(file < 0));
     if (file < 0) {
         return nullptr;
     }
@@ -25,6 +30,14 @@ std::FILE* OpenForReading(const char* name, const char* mode) {
         close(file);
         errno = reason;
     }
+    return stream;
+}
+
+std::FILE* OpenForWriting(const char* name, const char* mode) {
+    std::FILE* stream = nullptr;
+    do {
+        stream = std::fopen(name, mode);
+    } while (IsInterrupted(stream == nullptr));
     return stream;
 }
 
@@ -41,7 +54,11 @@ bool MakeTreeFolder(const char* path) { return mkdir(path, 0777) == 0 || errno =
 
 bool FreeSpace(const char* folder, uint64_t& bytes) {
     struct statvfs volume {};
-    if (statvfs(folder, &volume) != 0) {
+    int asked = -1;
+    do {
+        asked = statvfs(folder, &volume);
+    } while (IsInterrupted(asked != 0));
+    if (asked != 0) {
         return false;
     }
     bytes = static_cast<uint64_t>(volume.f_bavail) * volume.f_frsize;
@@ -59,7 +76,7 @@ bool WorkingFolder(std::string& folder) {
 
 std::FILE* OpenShared(const char* name, const char* mode) {
     const bool readsOnly = mode[0] == 'r' && std::strchr(mode, '+') == nullptr;
-    return readsOnly ? OpenForReading(name, mode) : std::fopen(name, mode);
+    return readsOnly ? OpenForReading(name, mode) : OpenForWriting(name, mode);
 }
 
 int64_t StreamLength(std::FILE* stream) {

@@ -10,14 +10,20 @@ namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
+bool IsInterrupted(int result) { return result != 0 && errno == EINTR; }
+
 // Empties a file that no capture writes. The lock goes with the handle; a file system without locks gives no
 // protection, and what is no plain file has nothing to empty.
 bool Claim(int file) {
-    if (::flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    int locked = -1;
+    do {
+        locked = ::flock(file, LOCK_EX | LOCK_NB);
+    } while (IsInterrupted(locked));
+    if (locked != 0 && errno == EWOULDBLOCK) return false;
     int emptied = -1;
     do {
         emptied = ::ftruncate(file, 0);
-    } while (emptied != 0 && errno == EINTR);
+    } while (IsInterrupted(emptied));
     return emptied == 0 || errno == EINVAL;
 }
 

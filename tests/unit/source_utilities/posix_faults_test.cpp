@@ -36,12 +36,19 @@
 // a __wrap_ function.
 namespace {
 
-std::set<std::string> failing;  ///< names of the calls that fail
+std::set<std::string> failing;           ///< names of the calls that fail
+std::multiset<std::string> interrupted;  ///< names of the calls that a signal interrupts, once each
 int failureNumber = EIO;
 std::atomic<int> lockCalls{0};
 std::vector<std::string> opened;  ///< what dlopen was asked for
 
 bool Fails(const char* call) {
+    const auto signal = interrupted.find(call);
+    if (signal != interrupted.end()) {
+        interrupted.erase(signal);
+        errno = EINTR;
+        return true;
+    }
     if (failing.count(call) == 0) {
         return false;
     }
@@ -147,6 +154,7 @@ class PosixFaults : public testing::Test {
     ~PosixFaults() override { Forget(); }
     static void Forget() {
         failing.clear();
+        interrupted.clear();
         failureNumber = EIO;
         opened.clear();
     }
@@ -200,6 +208,19 @@ TEST_F(PosixFaults, FileThatCannotBeOpenedForReading) {
         EXPECT_EQ(errno, failureNumber) << call;
     }
     EXPECT_EQ(handles(), before);
+}
+TEST_F(PosixFaults, InterruptedOpenAndFreeSpaceAreRepeated) {
+    const std::string name = folder.File("there");
+    interrupted = {"fopen", "fopen", "open", "open", "statvfs", "statvfs"};
+    for (const char* mode : {"w", "rb"}) {
+        std::FILE* const stream = platform::OpenShared(name.c_str(), mode);
+        ASSERT_NE(stream, nullptr) << mode;
+        std::fclose(stream);
+    }
+    uint64_t bytes = 0;
+    EXPECT_TRUE(platform::FreeSpace(folder.Path().c_str(), bytes));
+    EXPECT_GT(bytes, 0U);
+    EXPECT_EQ(interrupted.size(), 0U);
 }
 TEST_F(PosixFaults, PipeInTheFilesPlaceIsNotWaitedFor) {
     const std::string name = folder.File("pipe");

@@ -226,6 +226,17 @@ TEST_F(PosixBodies, FileSystemWithoutLocksIsTakenAsItIs) {
     EXPECT_EQ(system.calls.back(), "ftruncate 0");
 }
 
+TEST_F(PosixBodies, InterruptedLockIsAskedForAgain) {
+    const std::string lock = "flock " + std::to_string(LOCK_EX | LOCK_NB);
+    system.answers = {{5, 0}, {-1, EINTR}, {-1, EINTR}, {0, 0}};
+    EXPECT_TRUE(file.Create("name"));
+    EXPECT_EQ(system.calls, (Calls{"open name " + kFileFlags, lock, lock, lock, "ftruncate 0"}));
+    system.answers = {{5, 0}, {-1, EINTR}, {-1, EWOULDBLOCK}};
+    EXPECT_FALSE(file.Create("name"));
+    EXPECT_EQ(CaptureFile::LastError(), static_cast<uint32_t>(EWOULDBLOCK));
+    EXPECT_EQ(system.calls.back(), "close 5");
+}
+
 TEST_F(PosixBodies, InterruptedEmptyingIsRepeatedAndARefusedOneFails) {
     system.answers = {{5, 0}, {0, 0}, {-1, EINTR}, {0, 0}};
     EXPECT_TRUE(file.Create("name"));
