@@ -17,10 +17,26 @@ constexpr const char* kLoggingVariable = "KORR_TRACE_LOGGING_DIR";
 constexpr const char* kDataVariable = "KORR_TRACE_DATA_DIR";
 constexpr const char* kSettingsVariable = "KORR_TRACE_SETTINGS_DIR";
 
+constexpr std::size_t kLongestPid = 32;
+
+/// Whether a text is a number from its first to its last character, in one of the forms that uString reads.
+/// A debug client's id becomes part of a file name as it stands: a number followed by anything, such as
+/// "77/../x", would name a path.
+bool IsWholeNumber(const std::string& text) {
+    if (text.empty() || text.size() > kLongestPid) {
+        return false;
+    }
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const char* const digits = isHexadecimal    ? "0123456789ABCDEFabcdef"
+                               : text[0] == '0' ? "01234567"
+                                                : "0123456789";
+    return text.find_first_not_of(digits, isHexadecimal ? 2 : 0) == std::string::npos;
+}
+
 /// The debug client is the process that an inherited variable names, if it lives, else this one.
 std::string DebugClientPid() {
     std::string pid = GetEnvironment(kPidVariable);
-    if (!pid.empty() && platform::ProcessExists(uString::ToNumber<uint32_t>(pid.c_str()))) {
+    if (IsWholeNumber(pid) && platform::ProcessExists(uString::ToNumber<uint32_t>(pid.c_str()))) {
         return pid;
     }
     pid = std::to_string(platform::CurrentProcessId());

@@ -8,7 +8,7 @@ namespace KORR_PLIM {
 /// variables that the set-up writes are the process's.
 struct TraceEnvironment {
     bool ready = false;
-    std::string debugClientPid;  ///< decimal process id of the debug client
+    std::string debugClientPid;  ///< process id of the debug client: digits, hexadecimal ones behind "0x"
     std::string loggingFolder;
     std::string dataFolder;
     std::string settingsFolder;

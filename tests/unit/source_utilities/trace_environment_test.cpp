@@ -105,6 +105,32 @@ TEST_F(TraceEnvironmentTest, TextThatIsNoLivingIdIsReplaced) {
         EXPECT_EQ(PidFor(text), "4321") << text;
     }
 }
+TEST_F(TraceEnvironmentTest, TextThatOnlyBeginsWithALivingIdIsReplaced) {
+    processes::SetLivingProcesses({7, 77, 31});
+    for (const char* text :
+         {"77/../../x", "77\\..\\..\\x", "77/",   "77\\",          "77:x",  "77.", "77 ",
+          " 77",        "\t77",          "77\n",  "77x",           "77L",   "+77", "77.0",
+          "77e0",       "0x1F/../x",     "0x1Fg", "0X1f ",         "0x 1F", "079", "07/../x",
+          "07 ",        "0 7",           "77,31", "77\xEF\xBC\x8F"}) {
+        EXPECT_EQ(PidFor(text), "4321") << text;
+    }
+}
+TEST_F(TraceEnvironmentTest, AnIdIsKeptUpToALengthThatAFileNameTakes) {
+    processes::SetLivingProcesses({7, 31});
+    const std::string octal = std::string(31, '0') + "7";
+    const std::string hexadecimal = "0x" + std::string(28, '0') + "1F";
+    EXPECT_EQ(PidFor(octal.c_str()), octal);
+    EXPECT_EQ(PidFor(hexadecimal.c_str()), hexadecimal);
+    EXPECT_EQ(PidFor(("0" + octal).c_str()), "4321");
+    EXPECT_EQ(PidFor(("0x0" + hexadecimal.substr(2)).c_str()), "4321");
+    EXPECT_EQ(PidFor(std::string(32767, '0').append("7").c_str()), "4321");
+}
+TEST_F(TraceEnvironmentTest, AnIdBeyond32BitsIsNoLivingOne) {
+    processes::SetLivingProcesses({7});
+    for (const char* text : {"4294967303", "0x100000007", "040000000007", "18446744073709551623"}) {
+        EXPECT_EQ(PidFor(text), "4321") << text;
+    }
+}
 TEST_F(TraceEnvironmentTest, UnreadableProcessListCountsAsDead) {
     processes::SetLivingProcesses({77});
     processes::Script().Fail("ProcessExists");
