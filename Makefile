@@ -3,10 +3,11 @@
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
+RUNS ?= 1
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 .PHONY: help demo demo-windows test test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
-    bench fuzz mutants packages-native packages-all clean
+    bench bench-loss fuzz mutants packages-native packages-all clean
 
 help: ## list the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
@@ -62,8 +63,11 @@ test-long: build build-windows ## the tests that take a minute or more each
 lint: packages-all ## format and static checks
 	@cmake/lint
 
-bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some minutes)
+bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some 15 minutes)
 	@bench/run_benchmarks
+
+bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 20 minutes)
+	@bench/run_loss_table --runs $(RUNS)
 
 fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS at a time
 	@$(call build_preset,linux-fuzz)

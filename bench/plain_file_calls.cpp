@@ -16,6 +16,13 @@ using KORR_PLIM::platform::StreamLength;
 constexpr uint32_t kSampleSize = 8;
 constexpr uint32_t kTransferSamples = 8192;
 
+// Without a buffer of the library, as the receiver does where a call moves one large piece.
+std::FILE* OpenUnbuffered(const char* path, const char* mode) {
+    std::FILE* file = std::fopen(path, mode);
+    if (file != nullptr) std::setvbuf(file, nullptr, _IONBF, 0);
+    return file;
+}
+
 uint32_t PlainSamples(const char* capture) {
     std::FILE* file = std::fopen(capture, "rb");
     if (file == nullptr) return 0;
@@ -32,7 +39,7 @@ bool Exists(const char* path) {
 bool BeginPlainSection(const char* path, uint32_t& offset) {
     const char name[] = "BinTraceData";
     const uint32_t fields[] = {0, 1, sizeof name - 1};
-    std::FILE* file = Exists(path) ? std::fopen(path, "r+b") : nullptr;
+    std::FILE* file = Exists(path) ? OpenUnbuffered(path, "r+b") : nullptr;
     if (file == nullptr) return false;
     offset = static_cast<uint32_t>(StreamLength(file));
     const uint32_t length = sizeof fields + sizeof name - 1;
@@ -43,7 +50,7 @@ bool BeginPlainSection(const char* path, uint32_t& offset) {
 }
 
 bool AppendPlainSection(const char* path, uint32_t offset, const void* data, uint32_t count) {
-    std::FILE* file = Exists(path) ? std::fopen(path, "r+b") : nullptr;
+    std::FILE* file = Exists(path) ? OpenUnbuffered(path, "r+b") : nullptr;
     if (file == nullptr) return false;
     uint32_t length = 0;
     bool good = SeekStream(file, offset) && std::fread(&length, sizeof length, 1, file) == 1 &&
@@ -78,7 +85,7 @@ uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, 
     const uint32_t total = PlainSamples(capture);
     if (start >= total) return 0;
     requested = std::min(requested, total - start);
-    std::FILE* file = std::fopen(capture, "rb");
+    std::FILE* file = OpenUnbuffered(capture, "rb");
     if (file == nullptr) return 0;
     std::size_t read = 0;
     if (SeekStream(file, int64_t{start} * kSampleSize)) {

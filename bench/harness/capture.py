@@ -86,8 +86,9 @@ class Tool(Reader):
 
     def start(self, link, output):
         device = os.path.realpath(link)
-        self.process = subprocess.Popen(self.arguments(link, output), stdin=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL, stdout=open(output, "wb"))
+        with open(output, "wb") as out:
+            self.process = subprocess.Popen(self.arguments(link, output), stdin=subprocess.DEVNULL,
+                                            stderr=subprocess.DEVNULL, stdout=out)
         self.pid = self.process.pid
         limit = time.monotonic() + PATIENCE
         while not self.has_open(device):
@@ -171,9 +172,9 @@ def measure_paced(context, reader, rate, seconds):
 
 
 def compare(context, readers, rounds, run):
-    """Rounds of one run each, in turn."""
+    """Rounds of one run each, in turn. The first round only warms the caches and is not counted."""
     result = []
-    for number in range(rounds):
-        context.progress(f"round {number + 1} of {rounds}")
+    for number in range(rounds + 1):
+        context.progress(f"round {number} of {rounds}")
         result.append({name: run(make(context)) for name, make in readers.items()})
-    return result
+    return result[1:]

@@ -46,8 +46,9 @@ def wine(context):
     size = (1 if context.smoke else 64) * MIB
     rounds = capture.compare(context, readers, context.rounds, lambda reader: capture.measure(context, reader, size))
     figures = [
-        figure("capture under Wine, bytes/s", "bare loop", stats.ratio(rounds, "collector", "bare loop", BYTES),
-               goal=("at least", 0.97)),
-        figure("capture under Wine, CPU/byte", "bare loop", stats.ratio(rounds, "collector", "bare loop", CPU)),
+        figure("capture flat out, bytes/s", "bare loop", stats.ratio(rounds, "collector", "bare loop", BYTES),
+               goal=("at least", 0.97), wine=True),
+        figure("capture flat out, CPU/byte", "bare loop", stats.ratio(rounds, "collector", "bare loop", CPU),
+               wine=True),
     ]
-    return {"figures": figures, "bytes": size, "rounds": rounds, "note": "CPU includes Wine's server"}
+    return {"figures": figures, "bytes": size, "rounds": rounds, "note": "the CPU time includes that of Wine's server"}

@@ -4,13 +4,13 @@ import operator
 GOALS = {"at least": operator.ge, "at most": operator.le}
 
 
-def figure(what, against, values, unit="", goal=None):
-    """One line of the table.
+def figure(what, against, values, unit="", goal=None, wine=False):
+    """One cell of the table: the line is that of `what` and `against`, the column that of the platform.
 
     `values` is a summary (median, min, max, rounds); `unit` is empty for a ratio; `goal` is ("at least" or "at
     most", number) and concerns the median.
     """
-    entry = {"what": what, "against": against, "unit": unit, **values}
+    entry = {"what": what, "against": against, "platform": "wine" if wine else "native", "unit": unit, **values}
     if goal:
         entry["goal"] = f"{goal[0]} {goal[1]}"
         entry["met"] = bool(GOALS[goal[0]](values["median"], goal[1]))
@@ -25,19 +25,28 @@ def number(value):
     return f"{value:.3g}" if abs(value) < 1 and abs(value) < 0.995 else f"{value:.3f}"[:5].rstrip(".")
 
 
-def row(name, entry):
+def cell(entry):
+    """Median, and where it was measured more than once the smallest and largest; NO where a goal was missed."""
+    if entry is None:
+        return ""
     unit = f" {entry['unit']}" if entry["unit"] else ""
-    spread = f"{number(entry['min'])} to {number(entry['max'])}" if entry["rounds"] > 1 else ""
-    verdict = ("yes" if entry["met"] else "NO") if "met" in entry else ""
-    return [name, entry["what"], entry["against"], number(entry["median"]) + unit, spread, entry.get("goal", ""),
-            verdict]
+    spread = f" ({number(entry['min'])} to {number(entry['max'])})" if entry["rounds"] > 1 else ""
+    return number(entry["median"]) + unit + spread + ("" if entry.get("met", True) else " NO")
 
 
 def table(records):
-    """All figures of {benchmark: record} as text, columns aligned."""
-    rows = [["benchmark", "what", "against", "median", "min to max", "goal", "met"]]
-    for name, record in records.items():
-        rows += [row(name, entry) for entry in record["figures"]]
+    """All figures of {benchmark: record} as text, columns aligned, a line for what is measured on both platforms; the
+    benchmarks' notes below."""
+    lines = {}
+    for record in records.values():
+        for entry in record["figures"]:
+            lines.setdefault((entry["what"], entry["against"]), {})[entry["platform"]] = entry
+    rows = [["what", "against", "goal", "native", "under Wine"]]
+    for (what, against), found in lines.items():
+        goal = next((entry["goal"] for entry in found.values() if "goal" in entry), "")
+        rows.append([what, against, goal, cell(found.get("native")), cell(found.get("wine"))])
     widths = [max(len(line[i]) for line in rows) for i in range(len(rows[0]))]
     rows.insert(1, ["-" * width for width in widths])
-    return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip() for line in rows)
+    text = ["  ".join(entry.ljust(width) for entry, width in zip(line, widths)).rstrip() for line in rows]
+    notes = [f"{name}: {record['note']}" for name, record in records.items() if "note" in record]
+    return "\n".join([*text, "", "Median (smallest to largest of the rounds); NO: a goal that was missed.", *notes])

@@ -1,7 +1,9 @@
 """What is lost: the counter pattern at the pace of a wire, through a probe's buffer, with and without competition."""
+import hashlib
 import json
 import os
 import subprocess
+import sys
 import time
 
 from harness.context import machine, save
@@ -14,6 +16,7 @@ RATES = {"0.2": 200_000, "1.2": 1_200_000, "3": 3_000_000}  # MB/s
 PLATFORMS = ("native", "wine")
 BUSY = (0, 1, 2)
 GATE_RATE, GATE_BUSY = 1_200_000, 1  # up to here nothing may be lost
+MOST_LATE = 0.01  # of a run's time; a signal that came later than this was no test of the reader
 
 
 def cells():
@@ -86,30 +89,46 @@ def measure(context, cell, seconds):
 def judge(sent, told, load):
     """Everything sent was captured, dropped by the probe or left behind; anything else is an error in itself."""
     pattern = told["counter"]
-    gone = sent["dropped"] + sent["left_behind"]
+    gone = sent["dropped"]  # those left behind in the probe's buffer included
     return {"sent": sent["sent"], "captured": told["bytes"], "dropped": sent["dropped"],
             "left_behind": sent["left_behind"], "lost": sent["sent"] - told["bytes"],
             "doubled": pattern["doubled"], "changed": pattern["changed"],
             "adds_up": told["bytes"] + gone == sent["sent"] and pattern["lost"] <= gone and
                        pattern["doubled"] == 0 and pattern["changed"] == 0,
-            "most_waiting": sent["probe_buffer"]["most_waiting"], "source_lag_ms": sent["lag"]["total_ms"],
+            "most_waiting": sent["probe_buffer"]["most_waiting"],
+            "late": round(sent["lag"]["total_ms"] / 1e3 / sent["wire_seconds"], 5),
             "source_real_time": sent["real_time"], "reader_cpu_seconds": told["cpu_seconds"],
             "reader_seconds": told["seconds"], "reads": told["reads"], "empty_reads": told["empty_reads"],
             "load_average_before": load}
 
 
-class Table:
-    """The runs so far, kept in a file after each one, so that the whole can be interrupted and taken up again."""
+def digest(*programs):
+    """Short name of what was measured: of the bytes of some programs, as far as they are built."""
+    found = hashlib.sha256()
+    for program in filter(os.path.exists, programs):
+        with open(program, "rb") as file:
+            found.update(file.read())
+    return found.hexdigest()[:16]
 
-    def __init__(self, folder, seconds):
+
+class Table:
+    """The runs so far, kept in a file after each one, so that the whole can be interrupted and taken up again. Runs of
+    other programs, of another length or on another kernel are dropped."""
+
+    def __init__(self, folder, seconds, programs):
         self.folder = folder
-        self.record = {"seconds": seconds, "probe_buffer": PROBE_BUFFER, "machine": machine(), "cells": {}}
+        same = {"seconds": seconds, "probe_buffer": PROBE_BUFFER, "programs": programs,
+                "kernel": machine()["kernel"]}
+        self.record = {**same, "machine": machine(), "cells": {}}
         path = os.path.join(folder, "loss.json")
         if os.path.exists(path):
             with open(path) as file:
                 old = json.load(file)
-            if old["seconds"] == seconds:
+            if all(old.get(key) == value for key, value in same.items()):
                 self.record = old
+            else:
+                print("the runs that are there were made otherwise or of other programs; starting again",
+                      file=sys.stderr)
 
     def runs(self, cell):
         return self.record["cells"].get(cell, [])
@@ -126,10 +145,13 @@ class Table:
                 found.append(f"{cell}: bytes were changed, doubled or are not accounted for")
             if gates and is_gate(cell) and any(run["lost"] for run in runs):
                 found.append(f"{cell}: bytes were lost")
+            if gates and is_gate(cell) and any(run["late"] > MOST_LATE for run in runs):
+                found.append(f"{cell}: the signal came late, so nothing was shown")
         return found
 
     def text(self):
-        lines = ["runs with loss / runs, bytes lost of bytes sent (* may lose nothing)",
+        lines = ["runs with loss / runs, bytes lost of bytes sent (* may lose nothing; L: the signal came more than "
+                 f"{MOST_LATE:.0%} late)",
                  "platform  busy  " + "".join(f"{rate + ' MB/s':>28}" for rate in RATES)]
         for platform in PLATFORMS:
             for busy in BUSY:
@@ -143,4 +165,6 @@ class Table:
             return "-"
         lossy = sum(1 for run in runs if run["lost"])
         lost, sent = (sum(run[key] for run in runs) for key in ("lost", "sent"))
-        return f"{lossy}/{len(runs)}, {lost} of {sent / 1e6:.1f} M" + ("*" if is_gate(cell) else "")
+        late = any(run["late"] > MOST_LATE for run in runs)
+        return (f"{lossy}/{len(runs)}, {lost} of {sent / 1e6:.1f} M" + ("*" if is_gate(cell) else "") +
+                (" L" if late else ""))

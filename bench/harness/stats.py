@@ -15,6 +15,11 @@ def ratio(rounds, subject, baseline, quantity):
     return summary([one[subject][quantity] / one[baseline][quantity] for one in rounds])
 
 
+def tail(points):
+    """The last three of some points, where a curve that bends upwards is steepest."""
+    return points[-3:]
+
+
 def slope(points):
     """Exponent of the power law that fits (x, y) best: 1 is linear, 0 is constant."""
     import math

@@ -14,7 +14,7 @@ sys.dont_write_bytecode = True
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 sys.path.insert(0, os.path.join(SOURCE, "simulator", "demo"))
 import capture_session as capture  # noqa: E402
-from real_time import Skip, in_real_time  # noqa: E402
+from real_time import Skip, expect_in_time, in_real_time  # noqa: E402
 
 SKIPPED = 77
 WINE_HIGHEST_BAUD = 4_000_000
@@ -136,7 +136,8 @@ class Test:
         with Busy(), self.session(TWELVE_MBAUD) as session:
             _, source, collector = self.run(
                 session, 0, ["--pattern", "counter", "--bytes", size, *self.baud_check(TWELVE_MBAUD)],
-                ["--bytes", size, "--pattern", "counter"])
+                ["--bytes", size, "--pattern", "counter", "--patience", 5])
+            expect_in_time(source[1], collector[1]["bytes"], collector[1]["counter"])
             self.expect_whole(session, size, source, collector)
             expect_equal(source[1]["overruns"]["count"], 0, "overruns")
             expect_equal(collector[1]["counter"], {"lost": 0, "doubled": 0, "changed": 0, "faults": 0}, "faults")

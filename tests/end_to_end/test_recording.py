@@ -136,29 +136,50 @@ class Recording(HostTest):
     def test_wrong_prescaler_for_a_target_that_sets_up_its_own_tpiu_garbles_the_capture(self):
         self.garbled("--prescaler", "9", PRESCALARVAL="4")
 
-    def test_two_cpus_record_at_once(self):
-        self.board["tpiu"] = {"board/a": "a.tpiu", "board/b": "b.tpiu"}
+    def signals(self, names, size):
+        """A source for each of some CPUs of the board, the patterns in turn. {name: (port, source)}"""
+        self.board["tpiu"] = {f"board/{name}": f"{name}.tpiu" for name in names}
         sources = {}
-        for index, name in enumerate("ab", 1):
-            one = {"tpiu": f"{name}.tpiu", "trace_clock_hz": 1152000}
+        for index, name in enumerate(names, 1):
             with open(self.file(f"{name}.json"), "w") as out:
-                json.dump(one, out)
-            pattern = ("itm", "counter")[index - 1]
-            sources[name] = self.source("--board", self.file(f"{name}.json"), "--pattern", pattern, "--bytes",
-                                        "30000", index=index)
-        host = self.host()
-        self.ok(host.ask("create"))
+                json.dump({"tpiu": f"{name}.tpiu", "trace_clock_hz": 1152000}, out)
+            sources[name] = self.source("--board", self.file(f"{name}.json"), "--pattern",
+                                        ("counter", "itm")[index % 2], "--bytes", str(size), index=index)
+        return sources
+
+    def record_at_once(self, host, sources):
+        """Starts all, looks at all while they record, and compares every capture with what was sent."""
         for name, (number, _) in sources.items():
             self.ok(host.ask(f"allocate board/{name}"))
             self.ok(host.ask(f"configure board/{name} {self.options(name + '.xml', COMPORT=number)}"))
         for name in sources:
             self.ok(host.ask(f"start board/{name}"))
-        self.assertEqual(host.ask("cpus")["names"], ["board/a", "board/b"])
+        self.assertEqual(host.ask("cpus")["names"], [f"board/{name}" for name in sources])
         for name, (_, source) in sources.items():
+            self.assertEqual(host.ask(f"status board/{name}")["text"], "Recording")
             data, sent = self.captured(source, self.capture(name))
             self.assertEqual(data, sent)
+            self.assertEqual(host.ask(f"samples board/{name}")["samples"], (len(sent) + 7) // 8)
+        for name in sources:
             self.ok(host.ask(f"stop board/{name}"))
         self.no_violations()
+
+    def test_two_cpus_record_at_once(self):
+        sources = self.signals(["a", "b"], 30000)
+        host = self.host()
+        self.ok(host.ask("create"))
+        self.record_at_once(host, sources)
+
+    @unittest.skipIf(ON_WINE, "so many ports under Wine take minutes")
+    def test_thirty_two_cpus_record_at_once(self):
+        sources = self.signals([f"cpu{number}" for number in range(32)], 10000)
+        host = self.host()
+        self.ok(host.ask("create"))
+        before = Rounds.resources(host.host_process())
+        self.record_at_once(host, sources)
+        for name in sources:
+            self.ok(host.ask(f"release board/{name}"))
+        self.assertEqual(Rounds.resources(host.host_process())[:2], before[:2], "open files and threads")
 
     def test_target_state_notifications_start_and_stop(self):
         number, _ = self.source("--board", self.board_path(), "--pattern", "counter")
