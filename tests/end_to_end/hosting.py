@@ -116,7 +116,7 @@ class HostTest(unittest.TestCase):
 
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="tarnel_e2e_")
-        self.home = self.file("home")
+        self.home = self.file("home")  # None: the host gets no home
         os.mkdir(self.home)
         self.level = 0
         self.links = {}
@@ -184,14 +184,20 @@ class HostTest(unittest.TestCase):
             return [os.path.join(BIN, "tracehost"), *arguments]
         program = self.host_path(os.path.join(BIN, "tracehost.exe"))
         quoted = " ".join(f'"{word}"' if " " in word else word for word in (program, *arguments))
-        return [wine_program(), "cmd", "/c", f"set USERPROFILE={self.host_path(self.home)}&& {quoted}"]
+        home = self.host_path(self.home) if self.home else ""
+        return [wine_program(), "cmd", "/c", f"set USERPROFILE={home}&& {quoted}"]
 
     def environment(self):
         with open(self.file("board.new"), "w") as board:
             json.dump(self.board, board)
         os.replace(self.file("board.new"), self.file("board.json"))  # a running source may be reading it
-        environment = dict(os.environ, USERPROFILE=self.home, KORR_TRACE_LOGGING=str(self.level),
+        environment = dict(os.environ, KORR_TRACE_LOGGING=str(self.level),
                            TRACEHOST_BOARD=self.host_path(self.file("board.json")))
+        if self.home:
+            environment["USERPROFILE"] = self.home
+        elif not ON_WINE:
+            environment.pop("USERPROFILE", None)
+            environment.pop("HOME", None)
         environment.pop("KORR_TRACE_DEBUGCLIENT_PID", None)
         for port, link in self.links.items():
             environment[f"KORR_TRACE_COM{port}"] = link

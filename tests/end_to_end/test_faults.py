@@ -1,58 +1,10 @@
 """Homes, folders, files and ports that are not as they should be, around recordings of the whole plug-in."""
 import os
-import tty
+import shutil
 import unittest
 
-from hosting import HostTest, ON_WINE, main, wait_for
-
-NO_CAPTURE = "Failed to open binary file for trace data storage"
-BYTES = bytes(range(200)) * 4
-
-
-class Recorder(HostTest):
-    """Records what is written into a terminal."""
-
-    def plug_in(self, index=1):
-        number, link = self.port(index)
-        near_end, far_end = os.openpty()
-        tty.setraw(far_end)
-        if os.path.lexists(link):
-            os.unlink(link)
-        os.symlink(os.ttyname(far_end), link)
-        return number, near_end, far_end
-
-    def unplug(self, near_end, far_end):
-        os.close(far_end)
-        os.close(near_end)
-
-    def ready(self, number):
-        """A host with a driver that is ready to record."""
-        host = self.host()
-        self.ok(host.ask("create"))
-        self.ok(host.ask("allocate board/cpu 7"))
-        self.ok(host.ask(f"configure board/cpu {self.options(COMPORT=number)}"))
-        return host
-
-    def captures(self, host, near_end, path=None):
-        """Starts and waits until what is sent is in the capture."""
-        self.ok(host.ask("start board/cpu"))
-        os.write(near_end, BYTES)
-        path = path or self.capture()
-        wait_for(lambda: self.read(path) == BYTES, "the whole capture")
-
-    def ends(self, host):
-        for command in ("stop board/cpu", "release board/cpu", "destroy"):
-            self.ok(host.ask(command))
-        self.assertEqual(host.end(), 0)
-
-    def records(self):
-        number, *ends = self.plug_in()
-        host = self.ready(number)
-        self.captures(host, ends[0])
-        self.assertEqual(host.ask("samples board/cpu")["samples"], len(BYTES) // 8)
-        self.ends(host)
-        self.unplug(*ends)
-        self.assertEqual(self.read(self.capture()), BYTES)
+from hosting import ON_WINE, main, wait_for
+from recorder import BYTES, NO_CAPTURE, Recorder
 
 
 class Homes(Recorder):
@@ -66,18 +18,29 @@ class Homes(Recorder):
         self.assertIn("Receiver destroyed", self.log())
 
     def is_refused(self, home):
-        """Without folders there is a receiver and no log, and nothing can be recorded; another home then works."""
+        """Without folders there is a receiver and no log, and nothing can be recorded; an earlier capture in another
+        home stays, and that home then works."""
+        self.works(self.home)
         good, self.home = self.home, home
+        logs, earlier = self.logs(), os.stat(self.capture_in(good))
         number, *ends = self.plug_in()
         host = self.ready(number)
-        self.refused(host.ask("start board/cpu"), NO_CAPTURE)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
+        self.start_is_refused(host)
         self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
         self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
-        self.ok(host.ask("release board/cpu"))
-        self.ok(host.ask("destroy"))
-        self.assertEqual(host.end(), 0)
+        self.leaves(host)
         self.unplug(*ends)
+        self.assertEqual(self.logs(), logs)
+        self.assertEqual(os.stat(self.capture_in(good)).st_mtime_ns, earlier.st_mtime_ns)
+        self.assertEqual(self.read(self.capture_in(good)), BYTES)
         self.works(good)
+
+    def capture_in(self, home):
+        return os.path.join(home, ".KORR-trace", "data", "swotrace_cpu.bin")
+
+    def test_unknown_home_is_refused(self):
+        self.is_refused(None)
 
     def test_missing_home_is_made(self):
         self.works(self.file("not/yet/there"))
@@ -117,26 +80,143 @@ class Homes(Recorder):
         self.is_refused(self.home_of_250_characters())
 
 
-class Folders(Recorder):
-    @unittest.skipIf(ON_WINE, "a folder with an open file cannot be moved")
-    def test_folders_that_vanish_while_recording_keep_what_is_written(self):
+@unittest.skipIf(ON_WINE, "Wine does not show permissions to root")
+class Permissions(Recorder):
+    """Folders that are there and must not be written; then the permission is given back."""
+
+    def setUp(self):
+        super().setUp()
         self.level = 1
+        self.base = os.path.join(self.home, ".KORR-trace")
+
+    def command(self, *arguments):
+        """Permissions hold for root as well when it may not override them."""
+        held = "-dac_override"
+        root = ["setpriv", "--bounding-set", held, "--inh-caps", held] if os.geteuid() == 0 else []
+        return root + super().command(*arguments)
+
+    def make_folders(self):
+        for name in ("data", "settings"):
+            os.makedirs(os.path.join(self.base, name))
+
+    def test_home_without_permission_is_refused_until_a_driver_is_allocated_with_it(self):
+        os.chmod(self.home, 0o555)
+        number, *ends = self.plug_in()
+        host = self.ready(number)
+        self.start_is_refused(host)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
+        self.assertEqual(os.listdir(self.home), [])
+        os.chmod(self.home, 0o755)
+        self.refused(host.ask("start board/cpu"), NO_CAPTURE)
+        self.has_opened_its_log(host)
+        self.has_closed(host)
+        self.assertEqual(self.errors_logged(), [
+            "Tarnel_UARTCollector: Failed to open binary file /data/swotrace_cpu.bin with error code 2"])
+        self.ok(host.ask("release board/cpu"))
+        self.allocates(host, number)
+        self.captures(host, ends[0])
+        self.ends(host)
+        self.assertEqual(len(self.errors_logged()), 1)
+        self.unplug(*ends)
+
+    def test_data_folder_without_permission_takes_no_new_capture(self):
+        self.make_folders()
+        os.chmod(self.base + "/data", 0o555)
+        number, *ends = self.plug_in()
+        host = self.ready(number)
+        self.start_is_refused(host)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
+        self.assertEqual(os.listdir(self.base + "/data"), [])
+        os.chmod(self.base + "/data", 0o755)
+        self.captures(host, ends[0])
+        self.ends(host)
+        self.assertEqual(self.errors_logged(), [
+            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 13"])
+        self.unplug(*ends)
+
+    def test_data_folder_without_permission_takes_a_capture_into_the_earlier_file(self):
+        self.make_folders()
+        with open(self.capture(), "wb") as earlier:
+            earlier.write(2 * BYTES)
+        os.chmod(self.base + "/data", 0o555)
+        self.records()
+        self.assertEqual(self.errors_logged(), [])
+        os.chmod(self.base + "/data", 0o755)
+        self.records()
+
+    def test_log_folder_without_permission_loses_the_log_until_it_has_it(self):
+        self.make_folders()
+        os.chmod(self.base, 0o555)
         number, *ends = self.plug_in()
         host = self.ready(number)
         self.captures(host, ends[0])
-        base, moved = os.path.join(self.home, ".KORR-trace"), self.file("moved")
-        os.rename(base, moved)
+        self.stops(host)
+        self.assertEqual(self.logs(), [])
+        os.chmod(self.base, 0o755)
+        self.captures(host, ends[0])
+        self.has_opened_its_log(host)
+        self.ends(host)
+        self.assertNotIn("Created SWO receiver", self.log())
+        self.assertIn("Receiver destroyed", self.log())
+        self.assertEqual(self.errors_logged(), [])
+        self.unplug(*ends)
+
+
+class Folders(Recorder):
+    def setUp(self):
+        super().setUp()
+        self.level = 1
+        self.base = os.path.join(self.home, ".KORR-trace")
+
+    @unittest.skipIf(ON_WINE, "it is another test's there")
+    def test_folders_that_are_moved_while_recording_keep_what_is_written(self):
+        number, *ends = self.plug_in()
+        host = self.ready(number)
+        self.captures(host, ends[0])
+        moved = self.file("moved")
+        os.rename(self.base, moved)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
         self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
         os.write(ends[0], BYTES)
         wait_for(lambda: self.read(moved + "/data/swotrace_cpu.bin") == 2 * BYTES, "bytes behind the moved folder")
         self.ok(host.ask("stop board/cpu"))
         self.refused(host.ask("start board/cpu"), NO_CAPTURE)
-        self.assertFalse(os.path.exists(base))
-        os.rename(moved, base)
-        self.assertIn("Failed to open binary file", self.log())
+        self.assertFalse(os.path.exists(self.base))
+        os.rename(moved, self.base)
+        self.has_closed(host)
+        self.assertEqual(self.errors_logged(), [
+            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 2"])
         self.captures(host, ends[0])
         self.ends(host)
         self.assertIn("Receiver destroyed", self.log())
+        self.unplug(*ends)
+
+    @unittest.skipIf(ON_WINE, "it is another test's there")
+    def test_folders_that_are_deleted_while_recording_lose_the_recording_and_are_made_by_the_next_process(self):
+        number, *ends = self.plug_in()
+        host = self.ready(number)
+        self.captures(host, ends[0])
+        log, = self.logs()
+        files = {}
+        for path in (log, self.capture()):
+            files[path] = open(path, "rb")
+            self.addCleanup(files[path].close)
+        shutil.rmtree(self.base)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
+        self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
+        os.write(ends[0], BYTES)
+        capture = files[self.capture()]
+        wait_for(lambda: capture.seek(0) or capture.read() == 2 * BYTES, "bytes in the deleted file")
+        self.stops(host)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
+        self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
+        self.start_is_refused(host)
+        self.assertFalse(os.path.exists(self.base))
+        self.records(port=2)
+        self.captures(host, ends[0])
+        self.ends(host)
+        self.assertEqual(self.errors_logged(files[log].read().decode()), [
+            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 2"])
         self.unplug(*ends)
 
     def test_capture_file_of_another_process_is_refused_and_goes_on(self):
@@ -154,24 +234,63 @@ class Folders(Recorder):
         self.unplug(*other_ends)
 
 
+@unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
 class Ports(Recorder):
-    @unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
-    def test_port_unplugged_while_recording_keeps_what_came_and_can_be_plugged_in_again(self):
+    CAPTURE_ENDED = [
+        "Tarnel_UARTCollector: Reading COM port failed with error code 5",
+        "Tarnel_UARTCollector: Failed to send Comm break state with error code = 5",
+        "Tarnel_UARTCollector: Reading COM port failed with error code 5",
+    ]
+    STOPPED = [
+        "Tarnel_UARTCollector: Purge Comm failed with error code = 5.",
+        "Tarnel_UARTCollector: Restoring communication state failed with error code 5",
+    ]
+
+    def setUp(self):
+        super().setUp()
         self.level = 1
+
+    def unplugged_while_recording(self):
+        """A host whose port went away after it had captured BYTES."""
         number, *ends = self.plug_in()
         host = self.ready(number)
         self.captures(host, ends[0])
         self.unplug(*ends)
-        line = "E Tarnel_UARTCollector: Reading COM port failed with error code 5"
-        wait_for(lambda: line.split(": ", 1)[1] in self.log(), "the end of the capture")
+        wait_for(lambda: len(self.errors_logged()) >= len(self.CAPTURE_ENDED), "the end of the capture")
+        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED)
         self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
-        self.ok(host.ask("stop board/cpu"))
+        return host, number
+
+    def is_stopped(self, host):
+        self.stops(host)
+        self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
+        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED + self.STOPPED)
+        self.assertEqual(host.ask("samples board/cpu")["samples"], len(BYTES) // 8)
         self.assertEqual(self.read(self.capture()), BYTES)
-        self.refused(host.ask("start board/cpu"), "Failed to open COM port")
+
+    def test_port_unplugged_while_recording_keeps_what_came_and_can_be_plugged_in_again(self):
+        host, number = self.unplugged_while_recording()
+        self.is_stopped(host)
+        self.start_is_refused(host, "Failed to open COM port")
         self.assertEqual(self.read(self.capture()), BYTES)
         number, *ends = self.plug_in()
         self.captures(host, ends[0])
         self.ends(host)
+        self.assertEqual(self.errors_logged(), [
+            *self.CAPTURE_ENDED, *self.STOPPED,
+            f"Tarnel_UARTCollector: Failed to open COM{number} with error code = 2"])
+        self.unplug(*ends)
+
+    def test_port_plugged_in_again_before_the_stop_is_recorded_by_the_next_start(self):
+        host, _ = self.unplugged_while_recording()
+        _, *ends = self.plug_in()
+        os.write(ends[0], BYTES[::-1])
+        self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
+        self.assertEqual(host.ask("samples board/cpu")["samples"], len(BYTES) // 8)
+        self.is_stopped(host)
+        self.captures(host, ends[0])
+        self.ends(host)
+        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED + self.STOPPED)
         self.unplug(*ends)
 
 
