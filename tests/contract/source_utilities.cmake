@@ -9,5 +9,15 @@ tarnel_add_test(dynamic_library_contract_test
 add_dependencies(dynamic_library_contract_test tarnel_test_modules)
 tarnel_add_test(dynamic_library_scripted_contract_test
     SOURCES dynamic_library_contract.cpp dynamic_library_scripted_modules.cpp SCRIPTED dynamic_library)
-tarnel_add_test(library_search_test SOURCES library_search_test.cpp)
-add_dependencies(library_search_test tarnel_test_modules)
+if(WIN32)
+    set(sources windows/library_search_test.cpp)
+else()
+    set(sources posix/library_search_test.cpp)
+    if(NOT TARNEL_SANITIZE)
+        list(APPEND sources posix/library_search_run_path_test.cpp)
+    endif()
+endif()
+tarnel_add_test(library_search_test SOURCES ${sources})
+# Without folders of its own in the loader's search.
+set_target_properties(library_search_test PROPERTIES SKIP_BUILD_RPATH ON)
+add_dependencies(library_search_test tarnel_test_modules tarnel_test_loaders)
