@@ -1,165 +1,11 @@
-"""Homes, folders, files and ports that are not as they should be, around recordings of the whole plug-in."""
+"""Folders, files and ports that do not stay as they were, around recordings of the whole plug-in."""
 import os
 import shutil
+import subprocess
 import unittest
 
-from hosting import ON_WINE, main, wait_for
+from hosting import LIMIT, ON_WINE, main, wait_for, wine_program
 from recorder import BYTES, NO_CAPTURE, Recorder
-
-
-class Homes(Recorder):
-    def setUp(self):
-        super().setUp()
-        self.level = 1
-
-    def works(self, home):
-        self.home = home
-        self.records()
-        self.assertIn("Receiver destroyed", self.log())
-
-    def is_refused(self, home):
-        """Without folders there is a receiver and no log, and nothing can be recorded; an earlier capture in another
-        home stays, and that home then works."""
-        self.works(self.home)
-        good, self.home = self.home, home
-        logs, earlier = self.logs(), os.stat(self.capture_in(good))
-        number, *ends = self.plug_in()
-        host = self.ready(number)
-        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
-        self.start_is_refused(host)
-        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
-        self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
-        self.leaves(host)
-        self.unplug(*ends)
-        self.assertEqual(self.logs(), logs)
-        self.assertEqual(os.stat(self.capture_in(good)).st_mtime_ns, earlier.st_mtime_ns)
-        self.assertEqual(self.read(self.capture_in(good)), BYTES)
-        self.works(good)
-
-    def capture_in(self, home):
-        return os.path.join(home, ".KORR-trace", "data", "swotrace_cpu.bin")
-
-    def test_unknown_home_is_refused(self):
-        self.is_refused(None)
-
-    def test_missing_home_is_made(self):
-        self.works(self.file("not/yet/there"))
-
-    def test_home_that_cannot_be_made_is_refused(self):
-        self.write("plain", "a file")
-        self.is_refused(self.file("plain/home"))
-        self.assertEqual(self.read(self.file("plain")), b"a file")
-
-    def test_home_with_blanks_works(self):
-        self.works(self.file("a home  with blanks"))
-
-    def test_home_with_western_letters_works(self):
-        self.works(self.file("Zoë Müller"))
-
-    @unittest.skipIf(ON_WINE, "refused there")
-    def test_home_with_other_letters_works(self):
-        self.works(self.file("Дом 家"))
-
-    @unittest.skipUnless(ON_WINE, "works elsewhere")
-    def test_home_with_letters_outside_the_code_page_is_refused(self):
-        self.is_refused(self.file("Дом 家"))
-
-    def home_of_250_characters(self):
-        home = self.folder
-        while len(self.host_path(home)) < 250:
-            home += "/" + "h" * min(60, 249 - len(self.host_path(home)))
-        self.assertEqual(len(self.host_path(home)), 250)
-        return home
-
-    @unittest.skipIf(ON_WINE, "refused there")
-    def test_home_of_250_characters_works(self):
-        self.works(self.home_of_250_characters())
-
-    @unittest.skipUnless(ON_WINE, "works elsewhere")
-    def test_home_too_long_for_the_capture_files_name_is_refused(self):
-        self.is_refused(self.home_of_250_characters())
-
-
-@unittest.skipIf(ON_WINE, "Wine does not show permissions to root")
-class Permissions(Recorder):
-    """Folders that are there and must not be written; then the permission is given back."""
-
-    def setUp(self):
-        super().setUp()
-        self.level = 1
-        self.base = os.path.join(self.home, ".KORR-trace")
-
-    def command(self, *arguments):
-        """Permissions hold for root as well when it may not override them."""
-        held = "-dac_override"
-        root = ["setpriv", "--bounding-set", held, "--inh-caps", held] if os.geteuid() == 0 else []
-        return root + super().command(*arguments)
-
-    def make_folders(self):
-        for name in ("data", "settings"):
-            os.makedirs(os.path.join(self.base, name))
-
-    def test_home_without_permission_is_refused_until_a_driver_is_allocated_with_it(self):
-        os.chmod(self.home, 0o555)
-        number, *ends = self.plug_in()
-        host = self.ready(number)
-        self.start_is_refused(host)
-        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
-        self.assertEqual(os.listdir(self.home), [])
-        os.chmod(self.home, 0o755)
-        self.refused(host.ask("start board/cpu"), NO_CAPTURE)
-        self.has_opened_its_log(host)
-        self.has_closed(host)
-        self.assertEqual(self.errors_logged(), [
-            "Tarnel_UARTCollector: Failed to open binary file /data/swotrace_cpu.bin with error code 2"])
-        self.ok(host.ask("release board/cpu"))
-        self.allocates(host, number)
-        self.captures(host, ends[0])
-        self.ends(host)
-        self.assertEqual(len(self.errors_logged()), 1)
-        self.unplug(*ends)
-
-    def test_data_folder_without_permission_takes_no_new_capture(self):
-        self.make_folders()
-        os.chmod(self.base + "/data", 0o555)
-        number, *ends = self.plug_in()
-        host = self.ready(number)
-        self.start_is_refused(host)
-        self.assertEqual(host.ask("status board/cpu")["text"], "Ready to record")
-        self.assertEqual(os.listdir(self.base + "/data"), [])
-        os.chmod(self.base + "/data", 0o755)
-        self.captures(host, ends[0])
-        self.ends(host)
-        self.assertEqual(self.errors_logged(), [
-            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 13"])
-        self.unplug(*ends)
-
-    def test_data_folder_without_permission_takes_a_capture_into_the_earlier_file(self):
-        self.make_folders()
-        with open(self.capture(), "wb") as earlier:
-            earlier.write(2 * BYTES)
-        os.chmod(self.base + "/data", 0o555)
-        self.records()
-        self.assertEqual(self.errors_logged(), [])
-        os.chmod(self.base + "/data", 0o755)
-        self.records()
-
-    def test_log_folder_without_permission_loses_the_log_until_it_has_it(self):
-        self.make_folders()
-        os.chmod(self.base, 0o555)
-        number, *ends = self.plug_in()
-        host = self.ready(number)
-        self.captures(host, ends[0])
-        self.stops(host)
-        self.assertEqual(self.logs(), [])
-        os.chmod(self.base, 0o755)
-        self.captures(host, ends[0])
-        self.has_opened_its_log(host)
-        self.ends(host)
-        self.assertNotIn("Created SWO receiver", self.log())
-        self.assertIn("Receiver destroyed", self.log())
-        self.assertEqual(self.errors_logged(), [])
-        self.unplug(*ends)
 
 
 class Folders(Recorder):
@@ -168,13 +14,28 @@ class Folders(Recorder):
         self.level = 1
         self.base = os.path.join(self.home, ".KORR-trace")
 
-    @unittest.skipIf(ON_WINE, "it is another test's there")
+    def asks_windows(self, *words):
+        """Lets another Windows program, which observes how files are shared, do something or be refused."""
+        subprocess.run([wine_program(), "cmd", "/c", *words], env=self.environment(), capture_output=True,
+                       timeout=LIMIT, check=False)
+
+    def moves(self, path, name):
+        if ON_WINE:
+            self.asks_windows("ren", self.host_path(path), name)
+        else:
+            os.rename(path, os.path.join(os.path.dirname(path), name))
+
+    def capture_failure(self):
+        """What the log says of a capture file whose folder is not there."""
+        return ("Tarnel_UARTCollector: Failed to open binary file "
+                f"{self.host_path(self.capture())} with error code {3 if ON_WINE else 2}")
+
     def test_folders_that_are_moved_while_recording_keep_what_is_written(self):
         number, *ends = self.plug_in()
         host = self.ready(number)
         self.captures(host, ends[0])
-        moved = self.file("moved")
-        os.rename(self.base, moved)
+        moved = os.path.join(self.home, "moved")
+        self.moves(self.base, "moved")
         self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
         self.assertEqual(host.ask("samples board/cpu")["samples"], 0)
         os.write(ends[0], BYTES)
@@ -182,16 +43,15 @@ class Folders(Recorder):
         self.ok(host.ask("stop board/cpu"))
         self.refused(host.ask("start board/cpu"), NO_CAPTURE)
         self.assertFalse(os.path.exists(self.base))
-        os.rename(moved, self.base)
+        self.moves(moved, ".KORR-trace")
         self.has_closed(host)
-        self.assertEqual(self.errors_logged(), [
-            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 2"])
+        self.assertEqual(self.errors_logged(), [self.capture_failure()])
         self.captures(host, ends[0])
         self.ends(host)
         self.assertIn("Receiver destroyed", self.log())
         self.unplug(*ends)
 
-    @unittest.skipIf(ON_WINE, "it is another test's there")
+    @unittest.skipIf(ON_WINE, "they cannot be deleted there")
     def test_folders_that_are_deleted_while_recording_lose_the_recording_and_are_made_by_the_next_process(self):
         number, *ends = self.plug_in()
         host = self.ready(number)
@@ -215,9 +75,29 @@ class Folders(Recorder):
         self.records(port=2)
         self.captures(host, ends[0])
         self.ends(host)
-        self.assertEqual(self.errors_logged(files[log].read().decode()), [
-            f"Tarnel_UARTCollector: Failed to open binary file {self.capture()} with error code 2"])
+        self.assertEqual(self.errors_logged(files[log].read().decode()), [self.capture_failure()])
         self.unplug(*ends)
+
+    @unittest.skipUnless(ON_WINE, "they can elsewhere")
+    def test_folders_cannot_be_deleted_while_recording(self):
+        number, *ends = self.plug_in()
+        host = self.ready(number)
+        self.captures(host, ends[0])
+        log, = self.logs()
+        deletion = ("rmdir", "/s", "/q", self.host_path(self.base))
+        self.asks_windows(*deletion)
+        for path in (log, self.capture()):
+            self.asks_windows("del", "/q", self.host_path(path))
+            self.assertTrue(os.path.exists(path), path)
+        os.write(ends[0], BYTES)
+        wait_for(lambda: self.read(self.capture()) == 2 * BYTES, "the rest of the capture")
+        self.ends(host)
+        self.unplug(*ends)
+        self.assertIn("Receiver destroyed", self.log())
+        self.assertEqual(self.errors_logged(), [])
+        self.asks_windows(*deletion)
+        self.assertFalse(os.path.exists(self.base))
+        self.records()
 
     def test_capture_file_of_another_process_is_refused_and_goes_on(self):
         number, *ends = self.plug_in()
