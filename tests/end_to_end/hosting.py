@@ -50,6 +50,21 @@ def find_process(name, folder):
     return None
 
 
+def server_process():
+    """Process id of the Wine server of this prefix, which works in a folder named after it."""
+    info = os.stat(PREFIX)
+    folder = f"server-{info.st_dev:x}-{info.st_ino:x}"
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{pid}/comm") as comm:
+                if comm.read().startswith("wineserver") and \
+                        os.path.basename(os.readlink(f"/proc/{pid}/cwd")) == folder:
+                    return int(pid)
+        except OSError:
+            continue
+    raise AssertionError("the prefix's Wine server was not found")
+
+
 class Script:
     """One running "tracehost script -", asked line by line."""
 

@@ -155,6 +155,7 @@ TEST(HasSetupProperty, BlanksBehindTheEqualsSignBelongToTheValue) {
 
 TEST(HasSetupProperty, SectionEndsWhereTheNextBegins) {
     EXPECT_FALSE(Has("$ swd\n$ /\n swd_debug=enabled\n", "swd", "swd_debug", "enabled"));
+    EXPECT_FALSE(Has("$ swd\n$ \n swd_debug=enabled\n", "swd", "swd_debug", "enabled"));
 }
 
 TEST(HasSetupProperty, FirstPropertyOfTheNameDecides) {

@@ -170,6 +170,14 @@ TEST_F(PosixBodies, FailedOpenLeavesThePortClosed) {
     EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(EBUSY));
 }
 
+TEST_F(PosixBodies, DescriptorZeroIsAPortLikeAnyOther) {
+    system.answers = {{0, 0}, {0, 0}};
+    EXPECT_TRUE(port.Open(3));
+    EXPECT_TRUE(port.IsOpen());
+    EXPECT_TRUE(port.Close());
+    EXPECT_EQ(system.calls.back(), "close 0");
+}
+
 TEST_F(PosixBodies, PollingIsANonBlockingDescriptor) {
     EXPECT_TRUE(port.SetPollingTimeouts());
     EXPECT_EQ(system.calls, (Calls{"getfl", "setfl " + std::to_string(O_APPEND | O_NONBLOCK)}));
