@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -20,6 +21,7 @@ struct CallFault {
     int uses = 0;
     Strings seen;
     Strings logged;
+    Strings log;
     std::string stays;
 };
 
@@ -55,7 +57,8 @@ CallFault ParseRow(const Strings& cells) {
     std::sscanf(cells[2].c_str(), "use %d of %d", &fault.use, &fault.uses);
     for (const std::string& text : Quoted(cells[3])) {
         const bool isLine = text.size() > 2 && text[1] == ' ';
-        (isLine ? fault.logged : fault.seen).push_back(text);
+        const bool isLog = text.rfind("log: ", 0) == 0;
+        (isLine ? fault.logged : isLog ? fault.log : fault.seen).push_back(text);
     }
     fault.stays = cells[4];
     return fault;
@@ -70,15 +73,25 @@ std::vector<CallFault> Rows() {
     return rows;
 }
 
-/// The trace environment is set up once in a process: its calls fail in a process of their own.
+/// The trace environment is set up, and the log opened, once in a process: their calls fail in a process of
+/// their own.
 bool NeedsFreshProcess(const std::string& call) {
     static const std::set<std::string> kOfTheSetUp = {"environment_variables.GetVariable",
                                                       "environment_variables.SetVariable",
                                                       "file_system.MakeFolder",
                                                       "file_system.MakeTreeFolder",
                                                       "file_system.FreeSpace",
+                                                      "file_system.OpenShared",
                                                       "process.ProcessExists"};
     return kOfTheSetUp.count(call) != 0;
+}
+
+/// Of what differs in the log, the names: a process keeps them.
+Strings NamesIn(const Strings& log) {
+    Strings names;
+    std::copy_if(log.begin(), log.end(), std::back_inserter(names),
+                 [](const std::string& text) { return text.rfind("log: korr_trace_log", 0) == 0; });
+    return names;
 }
 
 void RunWithFault(const CallFault& fault) {
@@ -88,9 +101,10 @@ void RunWithFault(const CallFault& fault) {
     EXPECT_GE(WholeRecording::Calls(fault.call), fault.use) << "it did not come to that call";
     EXPECT_EQ(report.seen, fault.seen);
     EXPECT_EQ(report.logged, fault.logged);
+    EXPECT_EQ(report.log, fault.log);
     EXPECT_EQ(report.stays, fault.stays);
     EXPECT_EQ(recording.OpenHandles(), Strings());
-    ExpectThatTheNextRecordingWorks(recording);
+    ExpectThatTheNextRecordingWorks(recording, NamesIn(report.log));
 }
 
 class CallFaults : public testing::TestWithParam<CallFault> {};

@@ -37,8 +37,25 @@ class UnpluggedPort : public testing::Test {
         const Report report = recording.Run();
         EXPECT_EQ(report.seen, seen);
         EXPECT_EQ(report.logged, logged);
+        EXPECT_EQ(report.log, Strings());
         EXPECT_EQ(report.stays, stays);
         EXPECT_EQ(recording.OpenHandles(), Strings());
+    }
+    /// The start is refused; with the probe plugged in again the same driver starts.
+    void ExpectRefused(const std::string& text, const std::string& line,
+                       const std::string& stays = "the earlier capture") {
+        int refusals = 0;
+        recording.mend = [&] {
+            ++refusals;
+            EXPECT_EQ(recording.Stays(), stays);
+            EXPECT_EQ(recording.OpenHandles(),
+                      (Strings{"SetupAdapter4", "DeviceIdentifier", "ICETargetAdapter"}))
+                << "the receiver's";
+            recording.before.clear();
+            recording.PlugIn();
+        };
+        Expect({"start: " + text}, {line}, "every byte");
+        EXPECT_EQ(refusals, 1);
     }
     void UnplugAt(const std::string& call, std::size_t nth) {
         At(call, nth, [this] { recording.Unplug(); });
@@ -49,27 +66,32 @@ class UnpluggedPort : public testing::Test {
 
 TEST_F(UnpluggedPort, BeforeItIsOpenedIsRefused) {
     recording.before["start"] = [this] { recording.Unplug(); };
-    Expect({"start: Failed to open COM port"}, {kNotOpened}, "the earlier capture");
+    ExpectRefused("Failed to open COM port", kNotOpened);
 }
 
 TEST_F(UnpluggedPort, BetweenOpeningAndCalibrationIsRefused) {
     UnplugAt("port.SetState", 1);
-    Expect({"start: Failed to set requested COM port state"},
-           {"E Tarnel_UARTCollector: Failed to set Comm state with error code = 22"}, "the earlier capture");
+    ExpectRefused("Failed to set requested COM port state",
+                  "E Tarnel_UARTCollector: Failed to set Comm state with error code = 22");
 }
 
 TEST_F(UnpluggedPort, DuringTheCalibrationIsRefused) {
     UnplugAt("port.GetState", 2);
-    Expect({"start: Failed to calibrate prescalar automatically. Please set prescalar manually in Receiver "
-            "settings"},
-           {"E Tarnel_UARTCollector: Failed to get programmed Comm state with error code = 22"},
-           "the earlier capture");
+    ExpectRefused(
+        "Failed to calibrate prescalar automatically. Please set prescalar manually in Receiver settings",
+        "E Tarnel_UARTCollector: Failed to get programmed Comm state with error code = 22");
 }
 
 TEST_F(UnpluggedPort, WhileCapturingEndsTheCaptureAndKeepsWhatCame) {
     UnplugAt("port.Read", 3);
+    std::string status;
+    recording.before["stop"] = [&] {
+        Await([] { return fakes::ScriptedCalls::Instance().Count("port.SetBreak") != 0; });
+        status = recording.Status();
+    };
     Expect({}, {kNotRead, kNoBreak, kNotRead, kNotPurged, kNotRestored},
            "every byte but those that came after the stop");
+    EXPECT_EQ(status, "Recording");
 }
 
 TEST_F(UnpluggedPort, WhileStoppingKeepsWhatCame) {
@@ -81,7 +103,7 @@ TEST_F(UnpluggedPort, WhileStoppingKeepsWhatCame) {
 TEST_F(UnpluggedPort, BetweenTwoRecordingsRefusesTheSecondAndKeepsTheFirst) {
     ExpectThatTheNextRecordingWorks(recording);
     recording.Unplug();
-    Expect({"start: Failed to open COM port"}, {kNotOpened}, "every byte");
+    ExpectRefused("Failed to open COM port", kNotOpened, "every byte");
 }
 
 TEST(FullDisk, WhileCapturingEndsTheCaptureAndKeepsWhatFitted) {
@@ -90,6 +112,7 @@ TEST(FullDisk, WhileCapturingEndsTheCaptureAndKeepsWhatFitted) {
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings{"read: 13 samples"});
     EXPECT_EQ(report.logged, (Strings{kNotWritten, kNotWritten}));
+    EXPECT_EQ(report.log, Strings());
     EXPECT_EQ(report.stays, "every byte before the fault");
     EXPECT_EQ(recording.OpenHandles(), Strings());
     ExpectThatTheNextRecordingWorks(recording);
@@ -101,8 +124,10 @@ TEST(FullDisk, WhileLoggingLosesTheLinesAlone) {
     const std::string before = recording.Log();
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.log, Strings{"log: none"});
     EXPECT_EQ(report.stays, "every byte");
     EXPECT_EQ(recording.Log(), before);
+    EXPECT_EQ(recording.OpenHandles(), Strings());
     ExpectThatTheNextRecordingWorks(recording);
     EXPECT_GT(recording.Log().size(), before.size());
 }
@@ -113,7 +138,9 @@ TEST(FullDisk, WhileSavingIsReportedAndTheCaptureStays) {
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings{"save: Write I/O error - unable to write section data."});
     EXPECT_EQ(report.logged, Strings());
+    EXPECT_EQ(report.log, Strings());
     EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
     ExpectThatTheNextRecordingWorks(recording);
 }
 
@@ -125,7 +152,10 @@ TEST(ClockChange, InARecordingShowsInTheLogAlone) {
     const std::size_t before = recording.Log().size();
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.logged, Strings());
+    EXPECT_EQ(report.log, Strings());
     EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
     const std::string log = recording.Log().substr(before);
     const std::size_t back = log.find("03:34:56:007 | Tarnel_ChannelDriver: SeekReadTraceData");
     const std::size_t on = log.find("23:34:56:007 | Tarnel_Receiver: Receiver destroyed");
@@ -145,16 +175,38 @@ void RecordOverMidnight() {
     };
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.logged, Strings());
+    const Strings both{"log: korr_trace_log_11162026_77.txt", "log: korr_trace_log_11172026_77.txt"};
+    EXPECT_EQ(report.log, (Strings{both[0], both[1], "log: 1 stays open"}));
     EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
     const std::string tomorrow = ContentOf(recording.LogFolder() / "korr_trace_log_11172026_77.txt");
     EXPECT_EQ(recording.Log().find("Tarnel_UARTCollector"), std::string::npos);
     EXPECT_NE(tomorrow.find("Tarnel_UARTCollector: UART configuration"), std::string::npos);
     EXPECT_NE(tomorrow.find("Tarnel_Receiver: Receiver destroyed"), std::string::npos);
+    ExpectThatTheNextRecordingWorks(recording, both);
 }
 
 TEST(ClockChange, ToAnotherDayBeforeTheFirstStartContinuesTheLogInANewFile) {
     RunInFreshProcess(RecordOverMidnight);
 }
+
+void RecordWithoutAClock() {
+    WholeRecording recording;
+    fakes::local_time::Set({});
+    const Report report = recording.Run();
+    const Strings named{"log: korr_trace_log_000_77.txt"};
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.logged, Strings());
+    EXPECT_EQ(report.log, named);
+    EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
+    EXPECT_NE(ContentOf(recording.LogFolder() / "korr_trace_log_000_77.txt").find("M     00:00:00:000 | "),
+              std::string::npos);
+    ExpectThatTheNextRecordingWorks(recording, named);
+}
+
+TEST(ClockChange, UnknownTimeIsZerosInTheLogAndItsName) { RunInFreshProcess(RecordWithoutAClock); }
 
 }  // namespace
 }  // namespace fault_tests

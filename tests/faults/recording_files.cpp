@@ -24,6 +24,11 @@ std::string Masked(const std::string& line, std::size_t mask, std::size_t bar) {
     return home == std::string::npos ? text : text.replace(home, Home().string().size(), "HOME");
 }
 
+std::string LastLine(const std::string& text) {
+    const std::size_t end = text.find_last_not_of("\r\n");
+    return text.substr(text.rfind('\n', end) + 1);
+}
+
 }  // namespace
 
 const fs::path& Home() {
@@ -82,6 +87,29 @@ void AddFailures(const std::string& text, Strings& failures) {
         const bool failure = line[mask] == 'E' || line.find("failed") != std::string::npos;
         if (failure) failures.push_back(Masked(line, mask, bar));
     }
+}
+
+Strings LogDifferences(const std::map<std::string, std::string>& written, const Strings& lines,
+                       const std::string& last) {
+    if (written.empty()) return {"log: none"};
+    Strings differences;
+    if (written.size() > 1 || written.count(kUsualLog) == 0) {
+        for (const auto& [name, text] : written) differences.push_back("log: " + name);
+    }
+    const auto expect = [&](const std::string& line, auto isThere) {
+        if (std::none_of(written.begin(), written.end(),
+                         [&](const auto& log) { return isThere(log.second); }))
+            differences.push_back("log: without " + line);
+    };
+    for (const std::string& line : lines) {
+        expect(line, [&](const std::string& text) { return text.find("| " + line) != std::string::npos; });
+    }
+    if (!last.empty()) {
+        expect(last, [&](const std::string& text) {
+            return LastLine(text).find("| " + last) != std::string::npos;
+        });
+    }
+    return differences;
 }
 
 std::string ContentOf(const fs::path& name) {

@@ -27,6 +27,13 @@ void CloseLog();
 /// "HOME" and paths as on Linux.
 void AddFailures(const std::string& text, std::vector<std::string>& failures);
 
+/// What a recording logged, by the names of the files, as far as it differs from the usual: "log: <name>" of
+/// every file when there is not the usual one alone, "log: none", and "log: without <text>" of the lines
+/// that must be there; that of `last`, if it is not empty, as the last line of a file.
+std::vector<std::string> LogDifferences(const std::map<std::string, std::string>& written,
+                                        const std::vector<std::string>& lines, const std::string& last);
+constexpr const char* kUsualLog = "korr_trace_log_11162026_77.txt";
+
 /// Streams that are open, of the first few numbers: new streams take the lowest ones that are free.
 int OpenStreams();
 

@@ -23,6 +23,7 @@ using Strings = std::vector<std::string>;
 struct Report {
     Strings seen;       ///< by the host: "<step>: <text of the exception, or what the step gave instead>"
     Strings logged;     ///< error lines, and ordinary lines that speak of a failure: "E <module>: <text>"
+    Strings log;        ///< see LogDifferences, and "log: <n> stays open"
     std::string stays;  ///< of the captured bytes, see Stays
 };
 
@@ -43,6 +44,9 @@ class WholeRecording {
     /// Called by the host before that step; steps after a refusal included, left-out ones not.
     std::map<std::string, std::function<void()>> before;
 
+    /// Called by the host after a refused start, which it then tries again with the same driver.
+    std::function<void()> mend;
+
     Report Run();
     /// Forgets what was to fail and what was counted, and plugs the probe in anew.
     void Restore();
@@ -53,6 +57,12 @@ class WholeRecording {
 
     /// Pulls the probe out. Any thread.
     void Unplug();
+    /// A probe that has everything to send.
+    void PlugIn();
+    /// The status text that the driver gives.
+    std::string Status() const;
+    /// What the capture file holds, in the words of docs/faults.md.
+    std::string Stays() const;
     /// Handles of ports, files, threads and libraries that are still open, by name.
     Strings OpenHandles() const;
     std::filesystem::path CaptureFile() const;
@@ -66,12 +76,11 @@ class WholeRecording {
     static const std::string kLate;    ///< 6 bytes
 
   private:
+    Strings DifferencesOf(const std::map<std::string, std::string>& written, bool freshProcess) const;
     bool Step(const std::string& name, const std::function<void()>& action);
-    void PlugIn();
     void Record();
     void Read();
     void Save();
-    std::string Stays() const;
     std::string SavedBytes() const;
     std::string OptionsFile() const;
     std::filesystem::path SavedFile() const;
@@ -85,7 +94,11 @@ class WholeRecording {
     Strings seen;
 };
 
-/// Expects that the next recording is an undisturbed one and leaves nothing open.
-void ExpectThatTheNextRecordingWorks(WholeRecording& recording);
+/// Waits for a condition; throws when it does not come.
+void Await(const std::function<bool()>& condition);
+
+/// Expects that the next recording is an undisturbed one and leaves nothing open. The log's name, which a
+/// process keeps, may be another than usual.
+void ExpectThatTheNextRecordingWorks(WholeRecording& recording, const Strings& log = {});
 
 }  // namespace fault_tests
