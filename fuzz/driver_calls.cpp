@@ -44,9 +44,7 @@ void ReceiverSession::Configure() {
 
 void ReceiverSession::Start() {
     if (!ChooseDriver()) return;
-    if (Model().clockAuto) host.identifier.identification = 0;  // no clock reader knows it
     Expect("StartRecording", model.Start(Model()), [this] { Driver().StartRecording(1); });
-    host.identifier.identification = model.host.identification;
 }
 
 void ReceiverSession::Stop() {
@@ -72,7 +70,7 @@ void ReceiverSession::Refused() {
 void ReceiverSession::Save() {
     if (!ChooseDriver()) return;
     const int32_t format = static_cast<int8_t>(Next());
-    const std::string samples = Padded(Model().ShortName());
+    const std::string samples = Samples(Model());
     if (format == 2) {
         const std::string raw = Folder::Instance().Path("raw.bin");
         Expect("SaveFile", std::nullopt, [&] { Driver().SaveFile(raw.c_str(), format); });
@@ -96,7 +94,7 @@ void ReceiverSession::Save() {
 
 void ReceiverSession::SeekRead() {
     if (!ChooseDriver()) return;
-    const std::string samples = Padded(Model().ShortName());
+    const std::string samples = Samples(Model());
     const auto total = static_cast<uint32_t>(samples.size() / 8);
     const uint8_t choice = Next();
     const uint32_t start = choice == 255 ? UINT32_MAX : choice % 16;
@@ -172,10 +170,11 @@ void ReceiverSession::Feed() {
     if (only == nullptr) return;
     std::string bytes;
     while (bytes.size() < size) bytes += static_cast<char>(fed++);
-    std::string& capture = model.captures[only->ShortName()];
+    const std::string name = only->CaptureFile().value();
+    std::string& capture = model.captures[name];
     capture += bytes;
     port->AddRead(bytes);
-    const std::string file = TraceHome::Instance().DataFolder() + "/swotrace_" + only->ShortName() + ".bin";
+    const std::string file = TraceHome::Instance().DataFolder() + "/" + name;
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (std::filesystem::file_size(file) < capture.size()) {
         Require(std::chrono::steady_clock::now() < end, "captured in time");

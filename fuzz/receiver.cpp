@@ -1,7 +1,8 @@
 // Host calls in any order with any arguments, beside a model of the receiver. Every byte of the input
 // chooses: first the operation, then its arguments. After each call the answer, what the target adapter was
 // told and what the log says of refusals and errors must be what the model gives. The host's libraries and
-// its serial port are scripted; captures are files of a folder of this process.
+// its serial port are scripted; captures are files of a folder of this process. At the end of a run the data
+// folder holds the model's captures alone, and no other folder has a file that the host did not name.
 #include "fuzz/receiver_session.h"
 
 #include <xercesc/util/PlatformUtils.hpp>
@@ -30,6 +31,27 @@ std::string OptionsText(const OptionsModel& options) {
            element("TSPRESCALAR", options.timestampPrescaler) + "</CHANNEL-SETUP>\n";
 }
 
+/// A path below this process's folder, alike on every platform.
+std::string Relative(const std::filesystem::path& path) {
+    return path.lexically_relative(Folder::Instance().Path("")).generic_string();
+}
+
+std::set<std::string> FilesBelow(const std::filesystem::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        names.insert(entry.path().lexically_relative(folder).generic_string());
+    }
+    return names;
+}
+
+/// The files of this process's folder but those of the data folder.
+std::set<std::string> FilesOutside() {
+    std::set<std::string> names = FilesBelow(Folder::Instance().Path(""));
+    const std::string data = Relative(TraceHome::Instance().DataFolder()) + "/";
+    std::erase_if(names, [&](const std::string& name) { return name.starts_with(data); });
+    return names;
+}
+
 void PrepareOnce() {
     static const bool done = [] {
         TraceHome::Instance();
@@ -53,11 +75,13 @@ ReceiverSession::ReceiverSession(std::string_view bytes) : rest(bytes) {
     PrepareOnce();
     const TraceHome& home = TraceHome::Instance();
     for (const auto& entry : std::filesystem::directory_iterator(home.DataFolder())) {
-        std::filesystem::remove(entry.path());
+        std::filesystem::remove_all(entry.path());
     }
+    std::filesystem::create_directory(home.DataFolder() + "/" + kUsersFolder);
     for (const char* name : {"raw.bin", "host.tdf"}) std::filesystem::remove(Folder::Instance().Path(name));
     std::filesystem::remove(ItmFile());
     logSeen = home.TrimLog();
+    outside = FilesOutside();
 
     Korr::Plim::Trace::Tarnel::PortDevicesScript() = {};
     fakes::ScriptedPorts::Reset();
@@ -65,6 +89,7 @@ ReceiverSession::ReceiverSession(std::string_view bytes) : rest(bytes) {
     port->idlePause = std::chrono::microseconds(200);
     model.host.identification = host.identifier.identification = 0x0B9AF02F;
     host.memory.words[0xE0001020] = 0xF0000000;
+    SetClock();
 }
 
 ReceiverSession::~ReceiverSession() {
@@ -102,12 +127,36 @@ std::vector<std::string> ReceiverSession::LogLines() {
     return lines;
 }
 
-/// Samples of a capture as one text.
-std::string ReceiverSession::Padded(const std::string& shortName) const {
-    const auto found = model.captures.find(shortName);
+/// One of the names, of those that were built, or a new one.
+const std::string& ReceiverSession::NextName() {
+    const uint8_t choice = Next();
+    if (choice < 128) return kNames[choice % kNames.size()];
+    if (choice >= 192 && !built.empty()) return built[choice % built.size()];
+    std::string name;
+    for (unsigned parts = choice % 16; parts > 0; --parts) name += kNameParts[Next() % kNameParts.size()];
+    return built.emplace_back(name);
+}
+
+/// Samples of a driver's capture as one text.
+std::string ReceiverSession::Samples(const DriverModel& driver) const {
+    const auto found = model.captures.find(driver.CaptureFile().value_or(""));
     std::string samples = found == model.captures.end() ? "" : found->second;
     samples.resize((samples.size() + 7) / 8 * 8);
     return samples;
+}
+
+/// The data folder holds the captures of the model, and nothing else is new but what the host named.
+void ReceiverSession::CheckFiles() const {
+    const TraceHome& home = TraceHome::Instance();
+    std::set<std::string> captures = {kUsersFolder};
+    for (const auto& [name, content] : model.captures) captures.insert(name);
+    Require(FilesBelow(home.DataFolder()) == captures, "files of the data folder");
+    std::set<std::string> known = outside;
+    for (const std::string& name : {Folder::Instance().Path("raw.bin"), Folder::Instance().Path("host.tdf"),
+                                    ItmFile(), home.LogFile()}) {
+        known.insert(Relative(name));
+    }
+    for (const std::string& name : FilesOutside()) Require(known.count(name) != 0, "new file " + name);
 }
 
 void ReceiverSession::ChangeHost() {
@@ -126,9 +175,23 @@ void ReceiverSession::ChangeHost() {
     };
     const std::string itm = ItmFile();
     std::filesystem::remove(itm);
-    const uint8_t type = Next() % 3;
+    const uint8_t second = Next();
+    model.host.clockDivider = second / 3 % 2;
+    model.host.clockReadable = second / 6 % 4 != 1;
+    model.host.clockNamed = second / 6 % 4 != 2;
+    SetClock();
+    const uint8_t type = second % 3;
     model.host.itm = type == 0 ? std::nullopt : std::optional(std::to_string(type));
     if (model.host.itm) WriteFile(itm, "x_0=0\nx_1=" + *model.host.itm + "\n");
+}
+
+void ReceiverSession::SetClock() {
+    constexpr uint32_t kAddress = 0x40000044;
+    host.identifier.information.modules["MOD_SYSCLK"].registers.clear();
+    if (model.host.clockNamed) host.identifier.AddClockRegister("CPUCLKDIV", kAddress);
+    host.memory.failing.clear();
+    if (!model.host.clockReadable) host.memory.failing.insert(kAddress);
+    host.memory.words[kAddress] = model.host.clockDivider;
 }
 
 void ReceiverSession::ChangeAdapter() {
@@ -162,6 +225,7 @@ void ReceiverSession::Run() {
         (this->*kCalls[Next() % std::size(kCalls)])();
         CheckTraces("a call without an error");
     }
+    CheckFiles();
 }
 
 void FuzzReceiver(std::string_view input) { ReceiverSession(input).Run(); }

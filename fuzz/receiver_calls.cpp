@@ -65,12 +65,8 @@ void ReceiverSession::Notify() {
     receiver->TargetEvent(name.c_str(), code);
     receiver->TargetNotice(name.c_str(), code, code);
     CheckTraces("TargetEvent");
-    const DriverModel* const driver = model.Find(name);
-    const bool asksForClock = driver != nullptr && driver->clockAuto;
-    if (asksForClock) host.identifier.identification = 0;  // no clock reader knows it
     model.TargetStateChanged(name, code);
     Expect("TargetStateChanged", std::nullopt, [&] { receiver->TargetStateChanged(name.c_str(), code); });
-    host.identifier.identification = model.host.identification;
 }
 
 void ReceiverSession::AskReceiver() {

@@ -14,6 +14,25 @@ constexpr const char* kDriver = "Tarnel_ChannelDriver";
 constexpr const char* kReceiver = "Tarnel_Receiver";
 constexpr std::size_t kLongestFileName = 255;
 
+std::vector<std::string> PathParts(const std::string& shortName) {
+    std::vector<std::string> parts(1);
+    for (const char letter : "swotrace_" + shortName + ".bin") {
+        if (letter == '/') {
+            parts.emplace_back();
+        } else {
+            parts.back() += letter;
+        }
+    }
+    return parts;
+}
+
+// Two or more full stops, and blanks, and nothing else.
+bool IsWayUp(const std::string& part) {
+    const auto stops = std::count(part.begin(), part.end(), '.');
+    const auto blanks = std::count(part.begin(), part.end(), ' ');
+    return stops >= 2 && static_cast<std::size_t>(stops + blanks) == part.size();
+}
+
 std::string Number(uint32_t value) { return std::to_string(value); }
 
 // A stream's default form of a double: general notation, 6 digits.
@@ -55,6 +74,17 @@ std::string DriverModel::ShortName() const {
     const std::size_t slash = name.find('/');
     const bool twoParts = slash != std::string::npos && name.find('/', slash + 1) == std::string::npos;
     return twoParts ? name.substr(slash + 1) : name;
+}
+
+std::optional<std::string> DriverModel::CaptureFile() const {
+    const std::vector<std::string> parts = PathParts(ShortName());
+    const std::string& file = parts.back();
+    if (file.size() > kLongestFileName) return std::nullopt;
+    if (parts.size() == 1) return file;
+    const bool stays = std::all_of(parts.begin() + 1, parts.end() - 1,
+                                   [](const std::string& part) { return part.empty() || part == "."; });
+    if (parts.front() != kUsersFolder || !stays) return std::nullopt;
+    return parts.front() + "/" + file;
 }
 
 std::vector<std::string> ReceiverModel::Take(std::vector<std::string>& list) {
@@ -108,12 +138,13 @@ Outcome ReceiverModel::Allocate(const std::optional<std::string>& cpuName, bool 
         Log('E', kDriver, "Internal error creating Channel Driver. Null parameters.");
         return "Internal error creating Channel Driver. Null parameters.";
     }
-    if (cpuName->find("/../") != std::string::npos) {
+    DriverModel driver;
+    driver.name = *cpuName;
+    const std::vector<std::string> parts = PathParts(driver.ShortName());
+    if (std::any_of(parts.begin(), parts.end(), IsWayUp)) {
         Log('E', kDriver,
             "CPU name leads out of the data folder, so that nothing can be captured: " + *cpuName);
     }
-    DriverModel driver;
-    driver.name = *cpuName;
     driver.cpuId = cpuId;
     driver.probeKind = setUp.probeKind;
     drivers.push_back(driver);
@@ -184,24 +215,39 @@ Outcome ReceiverModel::CheckExportStatus(const DriverModel& driver) {
     return Call(driver, "GetExportStatus");
 }
 
+Outcome ReceiverModel::FindClock(DriverModel& driver) const {
+    constexpr const char* kUnknown =
+        "Could not determine the System clock frequency automatically. Please set it manually in the "
+        "receiver properties.";
+    constexpr const char* kNoRegister =
+        "Internal error: Trace clock freq could not be deftermined for this device";
+    switch (host.identification & 0x0FFFFFFF) {
+        case 0x0B9AF02F:  // a Ferrin device, whose registers are other ones
+            return kNoRegister;
+        case 0x0B99A02F:  // a Mothwing device
+            if (!host.clockNamed) return kNoRegister;
+            if (!host.clockReadable) return kUnknown;
+            driver.clock = host.clockDivider % 2 == 1 ? 24e6 : 48e6;
+            return std::nullopt;
+        default:
+            return kUnknown;
+    }
+}
+
 Outcome ReceiverModel::PrepareCapture(DriverModel& driver) {
     driver.capturing = false;  // an older one is stopped
-    if (driver.clockAuto) {    // of a device that no reader knows
-        return "Could not determine the System clock frequency automatically. Please set it manually in the "
-               "receiver properties.";
+    if (driver.clockAuto) {
+        if (Outcome failure = FindClock(driver)) return failure;
     }
     if (driver.clock <= 0) return "Invalid trace clock frequency";
     if (driver.comPort != 5 || !host.portPlugged) return "Failed to open COM port";
     if (driver.prescalerAuto) driver.prescaler = 0;  // the scripted port takes every rate
-    const std::string name = driver.ShortName();
-    const std::string file = "swotrace_" + name + ".bin";
+    const std::optional<std::string> file = driver.CaptureFile();
     const bool isTaken = std::any_of(drivers.begin(), drivers.end(), [&](const DriverModel& other) {
-        return &other != &driver && other.capturing && other.ShortName() == name;
+        return &other != &driver && other.capturing && other.CaptureFile() == file;
     });
-    if (isTaken || name.find('/') != std::string::npos || file.size() > kLongestFileName) {
-        return "Failed to open binary file for trace data storage";
-    }
-    captures[name] = "";
+    if (isTaken || !file) return "Failed to open binary file for trace data storage";
+    captures[*file] = "";
     driver.capturing = true;
     return std::nullopt;
 }

@@ -26,11 +26,17 @@ struct HostModel {
     bool hasTargetAdapter = true;
     uint32_t setUpFile = 0;          ///< index into kSetUpFiles
     uint32_t identification = 0;     ///< of the device
+    bool clockNamed = true;          ///< the device's information names the register CPUCLKDIV, and no other
+    bool clockReadable = true;       ///< ... which can be read
+    uint32_t clockDivider = 0;       ///< ... and has this value
     std::set<std::string> failing;   ///< target adapter operations with result 1
     std::set<std::string> throwing;  ///< those that throw their own name
     bool portPlugged = true;         ///< COM5
     std::optional<std::string> itm;  ///< content of the ITM set-up file: channel 1's type, if there is one
 };
+
+/// The one folder in the data folder, which the user made.
+inline constexpr const char* kUsersFolder = "swotrace_a";
 
 struct SetUpFile {
     const char* content;
@@ -76,13 +82,16 @@ struct DriverModel {
     std::optional<std::array<bool, 2>> itmTypes;  ///< of channels 0 and 1, while loaded
 
     std::string ShortName() const;
+    /// Path of the capture file below the data folder, without needless parts; nothing where none can be
+    /// made.
+    std::optional<std::string> CaptureFile() const;
     bool IsConnected() const { return targetState != 3 && targetState != 4; }
 };
 
 class ReceiverModel {
   public:
     HostModel host;
-    std::map<std::string, std::string> captures;  ///< by short name; absent: no file
+    std::map<std::string, std::string> captures;  ///< by path below the data folder; absent: no file
     std::deque<DriverModel> drivers;              ///< in allocation order
 
     Outcome Create();
@@ -114,6 +123,7 @@ class ReceiverModel {
     Outcome Call(const DriverModel& driver, const char* operation, const std::string& argument = "");
     void Log(char mask, const char* module, const std::string& text);
     Outcome CheckExportStatus(const DriverModel& driver);
+    Outcome FindClock(DriverModel& driver) const;
     Outcome PrepareCapture(DriverModel& driver);
     Outcome ProgramTpiu(DriverModel& driver);
     void DestroyDriver(DriverModel driver);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "fuzz/targets.h"
 #include "fuzz/trace_home.h"
 #include "host_api/cPelkitError.h"
+#include "source_utilities/file_system.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/unit/receiver/scripted_host.h"
 
@@ -24,6 +26,14 @@ inline constexpr std::size_t kMostDrivers = 4;
 inline const std::array<std::string, 8> kNames = {
     "board/cpu", "cpu",        "other/second", "",
     "a/b/c",     "a/../../up", "board/CPU 2",  std::string(kLongName, 'n')};
+
+/// What other names are built of. On Windows only of what means there what it means on Linux: what its file
+/// system makes of other letters, such as ":" and final blanks, is no part of the model.
+inline const std::vector<std::string> kNameParts =
+    KORR_PLIM::platform::PathSeparator() == '\\'
+        ? std::vector<std::string>{"/", "a/", "/../", "cpu"}
+        : std::vector<std::string>{"/", "a/", "/../", "/..",  "..",  ".",        "\\", "..\\",
+                                   ":", " ",  "cpu",  "COM1", "NUL", "\xC3\xA4", "B",  std::string(100, 'n')};
 
 /// File with the options of kOptions[index], and the ITM set-up file.
 std::string OptionsFile(std::size_t index);
@@ -45,7 +55,7 @@ class ReceiverSession {
         rest.remove_prefix(1);
         return byte;
     }
-    const std::string& NextName() { return kNames[Next() % kNames.size()]; }
+    const std::string& NextName();
     /// One of the living drivers; the call is left out without one.
     bool ChooseDriver() {
         if (model.drivers.empty()) return false;
@@ -58,7 +68,8 @@ class ReceiverSession {
     void Expect(const char* what, const Outcome& expected, Action action);
     void CheckTraces(const char* what);
     std::vector<std::string> LogLines();
-    std::string Padded(const std::string& shortName) const;
+    std::string Samples(const DriverModel& driver) const;
+    void CheckFiles() const;
 
     void CreateReceiver();
     void DestroyReceiver();
@@ -78,9 +89,12 @@ class ReceiverSession {
     void AskDriver();
     void Feed();
     void ChangeHost();
+    void SetClock();
     void ChangeAdapter();
 
     std::string_view rest;
+    std::deque<std::string> built;  ///< names, for the host to give again
+    std::set<std::string> outside;  ///< files that were outside the data folder before
     ReceiverModel model;
     receiver_tests::ScriptedHost host;
     fakes::CallJournal adapterJournal;

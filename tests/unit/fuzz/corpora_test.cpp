@@ -26,6 +26,6 @@ TEST(FuzzCorpora, ItmSetUpFilesGiveTheDocumentedTypes) { Replay("itm_setup", fuz
 TEST(FuzzCorpora, TdfFilesGrowAsDocumentedOrStayAsTheyAre) { Replay("tdf_file", fuzz::FuzzTdfFile, 14); }
 TEST(FuzzCorpora, BoardFilesAreUnderstoodOrRefusedByName) { Replay("board_file", fuzz::FuzzBoardFile, 16); }
 TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 8); }
-TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 13); }
+TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
 
 }  // namespace
