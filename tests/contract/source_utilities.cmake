@@ -18,6 +18,9 @@ else()
     endif()
 endif()
 tarnel_add_test(library_search_test SOURCES ${sources})
-# Without folders of its own in the loader's search.
-set_target_properties(library_search_test PROPERTIES SKIP_BUILD_RPATH ON)
+if(NOT WIN32)
+    # Without a folder of the program's own in the loader's search, nor a library that has to be found there.
+    set_target_properties(library_search_test PROPERTIES SKIP_BUILD_RPATH ON)
+    target_link_options(library_search_test PRIVATE LINKER:--as-needed)
+endif()
 add_dependencies(library_search_test tarnel_test_modules tarnel_test_loaders)
