@@ -29,4 +29,7 @@ class OccupiedFile {
     std::intptr_t held = 0;  ///< the platform's: the other handle, or the permissions to restore
 };
 
+/// The platform's number of the failure to open a file that another capture writes.
+uint32_t OtherCaptureErrorNumber();
+
 }  // namespace channel_tests

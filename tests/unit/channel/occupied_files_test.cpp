@@ -23,10 +23,6 @@ class OccupiedFiles : public DriverTest, public testing::WithParamInterface<Occu
         driver->StopRecording();
         EXPECT_EQ(Status(), "Stopped by user");
     }
-    static void CloseLog() {
-        KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger();
-        logger->SetEnabled(logger->SetEnabled(false));
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, OccupiedFiles, testing::Values(Occupation::kReadOnly, Occupation::kLocked),
@@ -50,7 +46,7 @@ TEST_P(OccupiedFiles, CaptureFileIsRefusedAndKept) {
 
 TEST_P(OccupiedFiles, LogFileLosesItsLinesAndTheRecordingIsComplete) {
     Configure();
-    CloseLog();
+    TraceFolder::CloseLog();
     const std::string logFile = TraceFolder::Instance().LogFile();
     const std::string before = TraceFolder::ReadFile(logFile);
     {
@@ -73,7 +69,10 @@ TEST_P(OccupiedFiles, OptionsFileMustBeReadable) {
         EXPECT_EQ(ErrorOf([&] { driver->SetConfiguration(options.c_str()); }),
                   "Undefined exception occurred while parsing emulation setup file");
         EXPECT_TRUE(log.Has("E Tarnel_XmlOptions: " + options + " cannot be read or is too long."));
+        EXPECT_TRUE(
+            log.Has("E Tarnel_XmlOptions: Undefined exception occurred while parsing emulation setup file"));
         EXPECT_EQ(Status(), "Calibrating ...");
+        EXPECT_EQ(Capture(), "earlier!");
     }
     driver->SetConfiguration(options.c_str());
     ExpectARecording();
@@ -102,6 +101,8 @@ TEST_F(DriverTest, CaptureFileOfAnotherRecordingIsRefusedAndGoesOn) {
     other.SetHostAccess(&identifier, &memory, 0);
     other.SetConfiguration(OptionsFile({{kOptionComPort, "6"}}).c_str());
     EXPECT_EQ(ErrorOf([&] { other.StartRecording(0); }), kNoCapture);
+    EXPECT_TRUE(log.Has("E Tarnel_UARTCollector: Failed to open binary file " + CaptureFileOf("cpu") +
+                        " with error code " + std::to_string(OtherCaptureErrorNumber())));
     port->AddRead(" goes on");
     const auto content = [this] { return TraceFolder::ReadFile(CaptureFileOf("cpu")); };
     EXPECT_TRUE(WaitFor([&] { return content() == "first goes on"; })) << content();

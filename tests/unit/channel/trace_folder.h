@@ -43,6 +43,11 @@ class TraceFolder {
     std::string LogFile() const {
         return (std::filesystem::path(environment.loggingFolder) / environment.logFileName).string();
     }
+    /// Closes the log's file; its next line opens it again.
+    static void CloseLog() {
+        KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger();
+        logger->SetEnabled(logger->SetEnabled(false));
+    }
     static std::string ReadFile(const std::string& name) {
         std::ifstream file(name, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());

@@ -62,6 +62,36 @@ class CollectorOnATerminal : public ::testing::Test {
         collector->Stop();
         while (!collector->IsFinished()) KORR_PLIM::uThread::Yield();
     }
+    /// Handles of this process on files that are named so, deleted ones included.
+    static int OpenHandles(const std::string& name) {
+        int open = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code ignored;
+            std::string target = std::filesystem::read_symlink(entry, ignored).string();
+            target = target.substr(0, target.find(" (deleted)"));
+            open +=
+                target.size() >= name.size() && target.substr(target.size() - name.size()) == name ? 1 : 0;
+        }
+        return open;
+    }
+    /// Gives the collector back, expects that only the test's own handles are left, and captures again.
+    void ExpectTheNextCaptureWorks(PseudoTerminal& next, int ownHandles) {
+        thread.reset();
+        collector.reset();
+        EXPECT_EQ(OpenHandles("/capture.bin"), 0);
+        EXPECT_EQ(OpenHandles(terminal.Path()), ownHandles);
+        file = Home().Path() / "capture.bin";
+        Make();
+        Start();
+        ASSERT_TRUE(next.Send("again"));
+        AwaitSize(5);
+        collector->Stop();
+        AwaitEnd();
+        EXPECT_EQ(ContentOf(file), "again");
+        thread.reset();
+        collector.reset();
+        EXPECT_EQ(OpenHandles("/capture.bin"), 0);
+    }
     std::string Refusal() {
         try {
             Make();
@@ -144,6 +174,8 @@ TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsTheThreadAndIsLogged) {
     AwaitEnd();
     EXPECT_EQ(ContentOf(file), bytes);
     EXPECT_EQ(Home().Lines().back(), "E Tarnel_UARTCollector: Reading COM port failed with error code 5");
+    PseudoTerminal again{7};
+    ExpectTheNextCaptureWorks(again, again.Path() == terminal.Path() ? 1 : 0);
 }
 
 TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsABreakingCollectorToo) {
@@ -152,6 +184,8 @@ TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsABreakingCollectorToo) {
     terminal.Unplug();
     AwaitEnd();
     EXPECT_EQ(Home().Lines().back(), "E Tarnel_UARTCollector: Reading COM port failed with error code 5");
+    PseudoTerminal again{7};
+    ExpectTheNextCaptureWorks(again, again.Path() == terminal.Path() ? 1 : 0);
 }
 
 TEST_F(CollectorOnATerminal, MissingFolderOfTheFileIsRefusedAndThePortIsClosed) {
@@ -248,6 +282,7 @@ TEST_F(CollectorOnATerminal, FullFileSystemEndsTheThreadWithTheBytesThatFitted) 
     ::close(reader);
     EXPECT_EQ(Home().Lines().back(),
               "E Tarnel_UARTCollector: Writing to binary file failed with error code 28");
+    ExpectTheNextCaptureWorks(terminal, 1);
 }
 
 }  // namespace

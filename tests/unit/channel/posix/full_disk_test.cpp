@@ -22,12 +22,36 @@ TEST(FullDisk, RefusesTheDataOfASection) {
     EXPECT_EQ(length, 0U);
 }
 
-class FullDiskSaving : public DriverTest {};
+/// Records again behind each fault, and counts what is open.
+class FullDiskSaving : public DriverTest {
+  protected:
+    static std::ptrdiff_t Handles() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+    std::string Capture() const { return TraceFolder::ReadFile(CaptureFileOf("cpu")); }
+
+    void ExpectARecording(const std::string& bytes) {
+        port->AddRead(bytes);
+        driver->StartRecording(0);
+        EXPECT_TRUE(WaitFor([&] { return Capture() == bytes; })) << Capture();
+        driver->StopRecording();
+        EXPECT_FALSE(port->IsOpen());
+    }
+    void ExpectNothingLeftOpen() const { EXPECT_EQ(Handles(), handlesBefore); }
+
+  private:
+    std::ptrdiff_t handlesBefore = Handles();
+};
 
 TEST_F(FullDiskSaving, OfASectionThrows) {
     Make();
     SetCapture("0123456789abcdef");
     EXPECT_EQ(ErrorOf([&] { driver->SaveFile(kFullDisk, 0); }), "Write error -  TDF section header size.");
+    EXPECT_EQ(Capture(), "0123456789abcdef");
+    ExpectNothingLeftOpen();
+    Configure();
+    ExpectARecording("next");
+    ExpectNothingLeftOpen();
 }
 
 TEST_F(FullDiskSaving, OfARawFileIsNotReported) {
@@ -35,6 +59,10 @@ TEST_F(FullDiskSaving, OfARawFileIsNotReported) {
     SetCapture("0123456789abcdef");
     driver->SaveFile(kFullDisk, 2);
     EXPECT_EQ(driver->GetNumSamples(), 2U);
+    ExpectNothingLeftOpen();
+    Configure();
+    ExpectARecording("next");
+    ExpectNothingLeftOpen();
 }
 
 TEST_F(FullDiskSaving, AFolderIsNoFile) {
@@ -77,25 +105,47 @@ TEST_F(FullDiskSaving, ShortWriteOfASectionThrowsAndTheNextSaveWorks) {
     TraceFolder::WriteFile(saved, "TDF file");
     driver->SaveFile(saved.c_str(), 0);
     EXPECT_EQ(TraceFolder::ReadFile(saved).substr(32), "0123456789abcdef");
+    Configure();
+    ExpectARecording("next");
+    ExpectNothingLeftOpen();
 }
 
 TEST_F(FullDiskSaving, ShortWriteOfTheCaptureKeepsWhatFittedAndTheNextRecordingWorks) {
-    const std::string bytes = std::string(100, 'a') + std::string(100, 'b');
-    const auto content = [this] { return TraceFolder::ReadFile(CaptureFileOf("cpu")); };
+    constexpr std::size_t kFits = 50050;  // the log as well
+    const std::string bytes = std::string(50000, 'a') + std::string(100, 'b');
     Make();
     Configure();
     {
-        const LimitedFiles limited(150);
+        const LimitedFiles limited(kFits);
         port->AddRead(bytes);
         driver->StartRecording(0);
-        EXPECT_TRUE(WaitFor([&] { return content().size() == 150; }));
+        EXPECT_TRUE(WaitFor([&] { return Capture().size() == kFits; }));
+        EXPECT_EQ(Status(), "Recording");
         driver->StopRecording();
     }
-    EXPECT_EQ(content(), bytes.substr(0, 150));
-    port->AddRead(bytes);
-    driver->StartRecording(0);
-    EXPECT_TRUE(WaitFor([&] { return content() == bytes; }));
-    driver->StopRecording();
+    EXPECT_EQ(Capture(), bytes.substr(0, kFits));
+    EXPECT_EQ(log.Count("E Tarnel_UARTCollector: Writing to binary file failed with error code 27"), 1U);
+    ExpectNothingLeftOpen();
+    ExpectARecording(bytes);
+    ExpectNothingLeftOpen();
+}
+
+TEST_F(FullDiskSaving, OfTheLogLosesTheLinesAlone) {
+    Make();
+    Configure();
+    const std::string logFile = folder.LogFile();
+    const std::string before = TraceFolder::ReadFile(logFile);
+    TraceFolder::CloseLog();
+    std::filesystem::rename(logFile, logFile + ".aside");
+    std::filesystem::create_symlink(kFullDisk, logFile);
+    ExpectARecording("recorded");
+    EXPECT_TRUE(std::filesystem::is_symlink(logFile));
+    TraceFolder::CloseLog();
+    std::filesystem::rename(logFile + ".aside", logFile);
+    EXPECT_TRUE(TraceFolder::ReadFile(logFile) == before);
+    ExpectARecording("next");
+    EXPECT_GT(TraceFolder::ReadFile(logFile).size(), before.size());
+    ExpectNothingLeftOpen();
 }
 
 }  // namespace

@@ -32,4 +32,6 @@ OccupiedFile::~OccupiedFile() {
 
 uint32_t OccupiedFile::ErrorNumber() const { return EACCES; }
 
+uint32_t OtherCaptureErrorNumber() { return EWOULDBLOCK; }
+
 }  // namespace channel_tests

@@ -18,4 +18,6 @@ OccupiedFile::~OccupiedFile() { CloseHandle(reinterpret_cast<HANDLE>(held)); }
 
 uint32_t OccupiedFile::ErrorNumber() const { return ERROR_SHARING_VIOLATION; }
 
+uint32_t OtherCaptureErrorNumber() { return ERROR_SHARING_VIOLATION; }
+
 }  // namespace channel_tests
