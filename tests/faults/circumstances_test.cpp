@@ -132,6 +132,21 @@ TEST(FullDisk, WhileLoggingLosesTheLinesAlone) {
     EXPECT_GT(recording.Log().size(), before.size());
 }
 
+void RecordWithoutSpaceForALog() {
+    constexpr uint64_t kLeast = 5'120'000;
+    WholeRecording recording;
+    fakes::file_system::SetFreeSpace(kLeast - 1);
+    const Report report = recording.Run();
+    EXPECT_EQ(report.seen, Strings());
+    EXPECT_EQ(report.log, Strings{"log: none"});
+    EXPECT_EQ(report.stays, "every byte");
+    EXPECT_EQ(recording.OpenHandles(), Strings());
+    fakes::file_system::SetFreeSpace(kLeast);
+    ExpectThatTheNextRecordingWorks(recording);
+}
+
+TEST(FullDisk, TooLittleSpaceForALogMakesNone) { RunInFreshProcess(RecordWithoutSpaceForALog); }
+
 TEST(FullDisk, WhileSavingIsReportedAndTheCaptureStays) {
     WholeRecording recording;
     fakes::file_system::Script().Fail("Write", 12, 12);  // the saved file's last stream
