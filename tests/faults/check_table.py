@@ -99,7 +99,8 @@ def see_what_is_wrong():
 known = known_tests()
 rows = rows_of((project / "docs" / "faults.md").read_text())
 found = [f"{problem}: {row[:100]}" for row in rows for problem in problems_of(row, known)]
-print(*found, sep="\n")
+for problem in found:
+    print(problem)
 if not see_what_is_wrong():
     sys.exit("the check does not see what is wrong")
 if not rows or found:
