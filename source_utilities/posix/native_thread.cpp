@@ -168,7 +168,6 @@ ThreadHandle CreateSuspendedThread(uint32_t stackSize, ThreadEntry entry, void* 
     std::unique_lock guard(state.mutex);
     state.changed.wait(guard, [&state] { return state.id != 0; });
     threadId = state.id;
-    guard.unlock();
     return reinterpret_cast<ThreadHandle>(handle.release());
 }
 

@@ -20,6 +20,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPY = ROOT / "build" / "mutants"
+RACES = "linux-tsan"
 SLOW = "long|soak|native-only"  # what takes a minute, and what needs a quiet machine
 ROOMS = ("source_utilities", "uart", "options", "channel", "receiver")
 GOAL = 0.95
@@ -114,22 +115,22 @@ def run(command, limit):
         return None
 
 
-def build(folders=("",)):
+def build(folders=("",), tree="linux"):
     """The targets of these folders of the build tree; of the whole tree for the empty name."""
     targets = [f"{folder}/all" if folder else "all" for folder in folders]
-    result = run(["ninja", "-C", "build/linux", *targets], 900)
+    result = run(["ninja", "-C", f"build/{tree}", *targets], 900)
     return result is not None and result.returncode == 0
 
 
-def has_tests(labels, folder):
-    result = run(["ctest", "--test-dir", f"build/linux/{folder}", "-N", "-L", labels, "-LE", SLOW], 60)
+def has_tests(labels, folder, tree):
+    result = run(["ctest", "--test-dir", f"build/{tree}/{folder}", "-N", "-L", labels, "-LE", SLOW], 60)
     return "Total Tests: 0" not in result.stdout
 
 
-def tests_pass(labels, folder=""):
-    if not has_tests(labels, folder):
+def tests_pass(labels, folder="", tree="linux"):
+    if not has_tests(labels, folder, tree):
         return True
-    result = run(["ctest", "--test-dir", f"build/linux/{folder}", "-L", labels, "-LE", SLOW, "--stop-on-failure",
+    result = run(["ctest", "--test-dir", f"build/{tree}/{folder}", "-L", labels, "-LE", SLOW, "--stop-on-failure",
                   "-j", "2", "--timeout", "60", "--no-tests=error"], 900)
     return result is not None and result.returncode == 0
 
@@ -140,12 +141,19 @@ def near_folders(mutant):
     return [f"tests/unit/{room}"] + (["tests/contract"] if "/posix/" in mutant["file"] else [])
 
 
+def races(mutant, labels, near):
+    """Whether the thread sanitizer, under which the tests are run as well, notices a lock that is gone."""
+    if not mutant["kind"].endswith("lock") or mutant["file"].startswith("options/"):  # which has no threads
+        return False
+    return not build(near, RACES) or not all(tests_pass(labels, folder, RACES) for folder in near)
+
+
 def survives(mutant, labels):
     """Whether all tests pass; None when the mutant does not compile."""
     near = near_folders(mutant)
     if not build(near):
         return None
-    if not all(tests_pass(labels, folder) for folder in near):
+    if not all(tests_pass(labels, folder) for folder in near) or races(mutant, labels, near):
         return False
     if not build():
         return None
@@ -161,6 +169,7 @@ def prepare():
         subprocess.run(["cmake", "--preset", "linux", "-DTARNEL_WARNINGS_AS_ERRORS=OFF",
                         "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0",
                         "-DTARNEL_BENCH=OFF"], cwd=COPY, check=True, capture_output=True)
+        subprocess.run(["cmake", "--preset", RACES], cwd=COPY, check=True, capture_output=True)
 
 
 def try_mutant(mutant, labels):
@@ -210,7 +219,9 @@ def main():
             print(f'{mutant["file"]}:{mutant["line"]} {mutant["kind"]}: {mutant["text"].strip()}')
         return 0
     print("building and testing without a change", flush=True)
-    if not build() or not tests_pass(arguments.tests):
+    folders = [f"tests/unit/{room}" for room in ROOMS if room != "options"] + ["tests/contract"]
+    if not build() or not tests_pass(arguments.tests) or not build(folders, RACES) or \
+            not all(tests_pass(arguments.tests, folder, RACES) for folder in folders):
         print("the unchanged sources do not pass; nothing can be said", file=sys.stderr)
         return 1
     head = subprocess.run(["git", "rev-parse", "HEAD"], cwd=ROOT, capture_output=True, text=True,
