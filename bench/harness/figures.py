@@ -48,5 +48,9 @@ def table(records):
     widths = [max(len(line[i]) for line in rows) for i in range(len(rows[0]))]
     rows.insert(1, ["-" * width for width in widths])
     text = ["  ".join(entry.ljust(width) for entry, width in zip(line, widths)).rstrip() for line in rows]
-    notes = [f"{name}: {record['note']}" for name, record in records.items() if "note" in record]
+    notes = {}
+    for name, record in records.items():
+        if "note" in record:
+            notes.setdefault(record["note"], []).append(name)
+    notes = [f"{', '.join(names)}: {note}" for note, names in notes.items()]
     return "\n".join([*text, "", "Median (smallest to largest of the rounds); NO: a goal that was missed.", *notes])

@@ -58,8 +58,9 @@ class Road:
     def signal(self):
         """Plays once the simulated TPIU is enabled. Wine does not know this line's rate: it is not checked."""
         state = os.path.join(self.folder, BOARD.replace(".json", ".tpiu"))
-        if os.path.exists(state):
-            os.unlink(state)
+        for old in (state, self.link):
+            if os.path.lexists(old):
+                os.unlink(old)
         process = subprocess.Popen([self.context.native("swosource"), "--board", os.path.join(self.folder, BOARD),
                                     "--link", self.link, "--pattern", "counter", "--baud-check", "off"],
                                    stdout=subprocess.DEVNULL, stderr=self.context.log)

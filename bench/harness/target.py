@@ -14,8 +14,8 @@ class Target:
         self.context, self.seconds = context, seconds
         self.state, self.board = context.path("target.tpiu"), context.path("target.json")
         self.link, self.report_file = context.path("tty"), context.path("report.json")
-        for old in (self.state, self.report_file):
-            if os.path.exists(old):
+        for old in (self.state, self.report_file, self.link):
+            if os.path.lexists(old):
                 os.unlink(old)
         with open(self.board, "w") as file:
             json.dump({"tpiu": os.path.basename(self.state), "trace_clock_hz": rate * 10}, file)

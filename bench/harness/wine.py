@@ -2,8 +2,9 @@
 import os
 import shutil
 import subprocess
+import time
 
-from harness.processes import Failure
+from harness.processes import Failure, PATIENCE
 
 
 def find():
@@ -43,7 +44,17 @@ class Wine:
         os.symlink(device, link)
 
     def server(self):
-        """Process id of the prefix's server while one runs. The server works in a folder named after the prefix."""
+        """Process id of the prefix's server, which a program that was just started is about to start."""
+        limit = time.monotonic() + PATIENCE
+        while time.monotonic() < limit:
+            found = self.running_server()
+            if found:
+                return found
+            time.sleep(0.01)
+        raise Failure("the prefix's wineserver was not found")
+
+    def running_server(self):
+        """None while there is none. The server works in a folder named after the prefix."""
         info = os.stat(self.prefix)
         folder = f"server-{info.st_dev:x}-{info.st_ino:x}"
         for pid in filter(str.isdigit, os.listdir("/proc")):
@@ -54,4 +65,4 @@ class Wine:
                         return int(pid)
             except OSError:
                 continue
-        raise Failure("the prefix's wineserver was not found")
+        return None
