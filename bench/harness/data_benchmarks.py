@@ -130,7 +130,8 @@ def save_once(data, output, who, number):
 
 
 def save_file(context, windows=False):
-    data = Data(context, (4 if context.smoke else 1024) * MIB, windows)
+    whole = 256 if windows else 1024  # Wine takes minutes for each GiB
+    data = Data(context, (4 if context.smoke else whole) * MIB, windows)
     output = context.path("saved")
     rounds = {"raw": [], "TDF": []}
     try:

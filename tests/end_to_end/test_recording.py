@@ -172,8 +172,8 @@ class Recording(HostTest):
         self.record_at_once(host, sources)
 
     @unittest.skipIf(ON_WINE, "so many ports under Wine take minutes")
-    def test_thirty_two_cpus_record_at_once(self):
-        sources = self.signals([f"cpu{number}" for number in range(32)], 10000)
+    def test_many_cpus_record_at_once(self):
+        sources = self.signals([f"cpu{number}" for number in range(8 if SANITIZED else 32)], 10000)
         host = self.host()
         self.ok(host.ask("create"))
         before = Rounds.resources(host.host_process())
