@@ -165,11 +165,11 @@ def prepare():
     archive = subprocess.run(["git", "archive", "HEAD"], cwd=ROOT, capture_output=True, check=True).stdout
     # -m: every file is newer than anything built of it, also of a mutant in an earlier run.
     subprocess.run(["tar", "-x", "-m", "-C", str(COPY)], input=archive, check=True)
-    if not (COPY / "build" / "linux" / "build.ninja").exists():
-        subprocess.run(["cmake", "--preset", "linux", "-DTARNEL_WARNINGS_AS_ERRORS=OFF",
-                        "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0",
-                        "-DTARNEL_BENCH=OFF"], cwd=COPY, check=True, capture_output=True)
-        subprocess.run(["cmake", "--preset", RACES], cwd=COPY, check=True, capture_output=True)
+    options = {"linux": ["-DTARNEL_WARNINGS_AS_ERRORS=OFF", "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0",
+                         "-DTARNEL_BENCH=OFF"], RACES: ["-DTARNEL_WARNINGS_AS_ERRORS=OFF"]}
+    for tree, more in options.items():
+        if not (COPY / "build" / tree / "build.ninja").exists():
+            subprocess.run(["cmake", "--preset", tree, *more], cwd=COPY, check=True, capture_output=True)
 
 
 def try_mutant(mutant, labels):
