@@ -5,6 +5,7 @@ import time
 import unittest
 
 from hosting import HostTest, ON_WINE, main, server_process, wait_for
+from recorder import SANITIZER_THREADS
 
 RATES = "the signal cannot see the rate of a port under Wine"
 OWN_SERVER = bool(os.environ.get("TARNEL_OWN_SERVER"))  # Wine's server serves nothing but the test
@@ -180,7 +181,9 @@ class Recording(HostTest):
         self.record_at_once(host, sources)
         for name in sources:
             self.ok(host.ask(f"release board/{name}"))
-        self.assertEqual(Rounds.resources(host.host_process())[:2], before[:2], "open files and threads")
+        process = host.host_process()
+        wait_for(lambda: Rounds.resources(process)[1] <= before[1] + SANITIZER_THREADS, "the end of all threads")
+        self.assertEqual(Rounds.resources(process)[0], before[0], "open files")
 
     def test_target_state_notifications_start_and_stop(self):
         number, _ = self.source("--board", self.board_path(), "--pattern", "counter")
