@@ -15,7 +15,7 @@ def report(dropped=0, late_ms=0):
 
 class Forgiving(unittest.TestCase):
     def play(self, failures, work):
-        """Plays something that fails that often, beside so much other work. \return how often it was played"""
+        """Plays something that fails that often, beside so much other work, and counts how often it was played."""
         played = []
 
         def once():

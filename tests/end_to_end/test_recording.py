@@ -23,7 +23,7 @@ class Recording(HostTest):
         self.ok(host.ask(f"start {cpu}"))
 
     def captured(self, source, path):
-        """Waits until a source with an end has been taken whole, and for the whole capture. \return both"""
+        """Waits until a source with an end has been taken whole, and for the whole capture. Both are given back."""
         self.assertEqual(source.process.wait(120), 0, "bytes were dropped")
         report = json.loads(self.read(source.report))
         self.assertEqual((report["garbled"], report["dropped"]), (0, 0))
