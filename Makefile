@@ -45,15 +45,15 @@ test-native: build ## the fast loop: unit, contract and end-to-end tests on Linu
 test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
 	@$(CTEST) --verbose --test-dir build/linux -L soak
 
-test-asan: packages-all
+test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
 	@$(call build_preset,linux-asan)
 	@$(CTEST) --test-dir build/linux-asan -LE 'long|native-only'
 
-test-tsan: packages-all
+test-tsan: packages-all ## those with threads under the thread sanitizer
 	@$(call build_preset,linux-tsan)
 	@$(CTEST) --test-dir build/linux-tsan -LE 'long|native-only'
 
-test-windows: build build-windows
+test-windows: build build-windows ## the tests of the Windows build under Wine
 	@$(CTEST) --test-dir build/windows -LE long
 
 test-long: build build-windows ## the tests that take a minute or more each
@@ -73,7 +73,7 @@ fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS 
 	@$(call build_preset,linux-fuzz)
 	@fuzz/run_fuzzers $(FUZZ_SECONDS) $(JOBS)
 
-mutants: build ## change one line at a time and see that the tests notice (hours)
+mutants: packages-all build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py
 
 clean: ## remove the build trees
