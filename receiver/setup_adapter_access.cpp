@@ -1,9 +1,9 @@
 #include "receiver/setup_adapter_access.h"
 
-#include <fstream>
-
+#include "channel/file_stream.h"
 #include "host_api/entry_points.h"
 #include "receiver/host_library.h"
+#include "receiver/stream_input.h"
 #include "source_utilities/log_call.h"
 
 namespace Korr::Plim::Trace::Tarnel {
@@ -83,8 +83,10 @@ void SetupAdapterAccess::AskForSetupFile(const std::string& cpuName, const Reade
         return;
     }
     std::string path;
-    std::ifstream file(adapter->GetSetupFile(cpuName, path), std::ios::binary);
-    reader(file);
+    const FileStream file = OpenStream(adapter->GetSetupFile(cpuName, path).c_str(), "rb");
+    StreamInput bytes(file.get());
+    std::istream input(&bytes);
+    reader(input);
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

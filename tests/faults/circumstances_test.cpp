@@ -149,7 +149,7 @@ TEST(FullDisk, TooLittleSpaceForALogMakesNone) { RunInFreshProcess(RecordWithout
 
 TEST(FullDisk, WhileSavingIsReportedAndTheCaptureStays) {
     WholeRecording recording;
-    fakes::file_system::Script().Fail("Write", 12, 12);  // the saved file's last stream
+    fakes::file_system::Script().Fail("Write", 15, 15);  // the saved file's last stream
     const Report report = recording.Run();
     EXPECT_EQ(report.seen, Strings{"save: Write I/O error - unable to write section data."});
     EXPECT_EQ(report.logged, Strings());

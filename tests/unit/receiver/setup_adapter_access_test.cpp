@@ -68,6 +68,12 @@ TEST_F(SetupAdapterAccessTest, FindsTheQuillerProbe) {
     EXPECT_EQ(access.CheckProbe("cpu"), kQuillerProbe);
 }
 
+TEST_F(SetupAdapterAccessTest, FileIsReadToItsEndWhateverItsBytes) {
+    const std::string noText = std::string(10000, '\xff') + '\0';
+    host.SetSetupFile(noText + "\r\n\x1a\n" + noText + "\n$ product\r\n  name=\"Quiller\"\r\n");
+    EXPECT_EQ(access.CheckProbe("cpu"), kQuillerProbe);
+}
+
 TEST_F(SetupAdapterAccessTest, FileThatCannotBeOpenedLeavesTheProbeUnsupported) {
     host.setupAdapter.path += "_missing";
     EXPECT_EQ(access.CheckProbe("cpu"), kUnsupportedProbe);
