@@ -2,7 +2,8 @@
 //
 // Reads and saves captured data through a channel driver and, beside it, through the plain file calls; the
 // capture is FOLDER/data/swotrace_bench.bin. Obeys lines on standard input and answers each with one JSON
-// line. WHO is "driver" or "plain"; FORMAT is 2 for a raw file, anything else for a section of a TDF file.
+// line. WHO is "driver" or "plain", for reading also "once", which does not open the file for its length
+// first; FORMAT is 2 for a raw file, anything else for a section of a TDF file.
 //   read WHO FIRST COUNT       COUNT calls of 64 KiB each from the FIRST on: their time
 //   check WHO FIRST COUNT      the same, comparing what was read with the pattern
 //   save WHO FORMAT PATH       saves the capture to PATH: its time
@@ -42,12 +43,12 @@ class Access {
           buffer(kBytesPerCall) {}
 
     /// False when a call gave fewer samples than asked for.
-    bool Read(bool throughDriver, uint32_t call) {
+    bool Read(const std::string& who, uint32_t call) {
         const uint32_t start = call * kSamplesPerCall;
         uint32_t samples = 0;
-        if (!throughDriver) {
-            return bench::PlainSeekRead(capture.c_str(), start, kSamplesPerCall, buffer.data()) ==
-                   kSamplesPerCall;
+        if (who != "driver") {
+            const auto read = who == "once" ? bench::PlainSeekReadOnce : bench::PlainSeekRead;
+            return read(capture.c_str(), start, kSamplesPerCall, buffer.data()) == kSamplesPerCall;
         }
         return driver.SeekReadTraceData(start, kSamplesPerCall, buffer.data(), samples) == kSamplesPerCall;
     }
@@ -56,8 +57,8 @@ class Access {
         bench::FillFeed(expected.data(), kBytesPerCall, uint64_t{call} * kBytesPerCall);
         return expected == buffer;
     }
-    bool Save(bool throughDriver, int32_t format, const std::string& path) {
-        if (throughDriver) {
+    bool Save(const std::string& who, int32_t format, const std::string& path) {
+        if (who == "driver") {
             driver.SaveFile(path.c_str(), format);
             return true;
         }
@@ -78,19 +79,18 @@ bool Carry(Access& access, std::istringstream& words) {
     std::string command;
     std::string who;
     words >> command >> who;
-    const bool throughDriver = who == "driver";
     if (command == "save") {
         int32_t format = 0;
         std::string path;
         words >> format >> std::ws;
         std::getline(words, path);
-        return access.Save(throughDriver, format, path);
+        return access.Save(who, format, path);
     }
     uint32_t first = 0;
     uint32_t count = 0;
     words >> first >> count;
     for (uint32_t call = first; call < first + count; ++call) {
-        if (!access.Read(throughDriver, call)) return false;
+        if (!access.Read(who, call)) return false;
         if (command == "check" && !access.IsPattern(call)) return false;
     }
     return true;

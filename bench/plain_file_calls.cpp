@@ -81,10 +81,7 @@ bool CanAppend(const char* path) {
 
 }  // namespace
 
-uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, void* buffer) {
-    const uint32_t total = PlainSamples(capture);
-    if (start >= total) return 0;
-    requested = std::min(requested, total - start);
+uint32_t PlainSeekReadOnce(const char* capture, uint32_t start, uint32_t requested, void* buffer) {
     std::FILE* file = OpenUnbuffered(capture, "rb");
     if (file == nullptr) return 0;
     std::size_t read = 0;
@@ -94,6 +91,12 @@ uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, 
     }
     std::fclose(file);
     return static_cast<uint32_t>((read + kSampleSize - 1) / kSampleSize);
+}
+
+uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, void* buffer) {
+    const uint32_t total = PlainSamples(capture);
+    if (start >= total) return 0;
+    return PlainSeekReadOnce(capture, start, std::min(requested, total - start), buffer);
 }
 
 bool PlainSaveRaw(const char* capture, const char* output) {

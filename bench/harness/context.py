@@ -7,6 +7,9 @@ import sys
 import time
 
 
+QUIET = 0.95  # of the processors' time is idle
+
+
 class Context:
     """`linux` and `windows` are build trees; files go into the former."""
 
@@ -64,6 +67,27 @@ def machine():
             "load_average": [round(value, 2) for value in os.getloadavg()],
             "nice": os.getpriority(os.PRIO_PROCESS, 0),
             "date": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime())}
+
+
+def idle_share(seconds):
+    """How much of the processors' time nothing used, from now on for that long."""
+    def look():
+        with open("/proc/stat") as file:
+            ticks = [int(word) for word in file.readline().split()[1:9]]
+        return ticks[3] + ticks[4], sum(ticks)  # idle, and idle for the disk
+
+    before = look()
+    time.sleep(seconds)
+    after = look()
+    return round((after[0] - before[0]) / max(1, after[1] - before[1]), 3)
+
+
+def await_quiet(patience=60):
+    """Waits for a second in which the machine has next to nothing to do. How idle it was in the last one looked at."""
+    limit = time.monotonic() + patience
+    while (idle := idle_share(1)) < QUIET and time.monotonic() < limit:
+        pass
+    return idle
 
 
 def save(folder, name, record):

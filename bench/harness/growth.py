@@ -1,4 +1,4 @@
-"""How the cost grows: with the bytes captured, and with the collectors that record at once."""
+"""How the cost grows: with the bytes captured, and with the drivers that record at once."""
 import os
 import statistics
 
@@ -6,10 +6,11 @@ from harness import plot, stats
 from harness.capture import CLOCK, Collector, MIB, measure
 from harness.figures import figure
 from harness.processes import Failure, PATIENCE, Talker, cpu_seconds, sync
+from harness.road import Road, carry
 
 FIRST_PORT = 61
-EACH = MIB  # bytes of each of several collectors
-CPUS = 2  # that all collectors share
+EACH = MIB  # bytes of each of several drivers
+CPUS = 2  # that all drivers share
 LINEAR = ("at most", 1.05)
 
 
@@ -18,25 +19,62 @@ def repeats(context, size):
     return 1 if context.smoke or size > 256 * MIB else 3 if size > 64 * MIB else context.rounds
 
 
-class Collectors:
-    """Some collectors in one process."""
+class Drivers:
+    """Some drivers of the whole plug-in, in one reference host."""
 
     def __init__(self, context, links):
-        env = dict(os.environ, USERPROFILE=context.work,
-                   **{f"KORR_TRACE_COM{port}": link for port, link in links.items()})
-        self.talkers = [Talker([context.native("capture_run"), CLOCK, context.path(""), *links], env, context.log)]
+        self.road = Road(context, "drivers", links)
+        self.outputs = {port: self.road.capture(f"cpu{port}") for port in links}
+        self.talkers = []
+
+    def start(self):
+        self.host = self.road.host()
+        self.talkers = [self.host]
+        carry(self.host, "create")
+        for port in self.outputs:
+            for command in ("allocate board/cpu{}", "configure board/cpu{} {}.xml", "start board/cpu{}"):
+                carry(self.host, command.format(port, port))
+
+    def end(self):
+        for command in ("stop board/cpu{}", "release board/cpu{}"):
+            for port in self.outputs:
+                carry(self.host, command.format(port))
+        carry(self.host, "destroy")
+        return self.host.finish() == 0
+
+    def close(self):
+        for talker in self.talkers:
+            talker.kill()
+        self.road.close()
 
 
 class BareLoops:
     """As many bare loops, a process each."""
 
     def __init__(self, context, links):
-        self.talkers = [Talker([context.native("bare_capture"), link, context.path(f"{port}.bin")], log=context.log)
-                        for port, link in links.items()]
+        self.program, self.log, self.links = context.native("bare_capture"), context.log, links
+        self.outputs = {port: context.path(f"{port}.bin") for port in links}
+        self.talkers = []
+
+    def start(self):
+        self.talkers = [Talker([self.program, link, self.outputs[port]], log=self.log)
+                        for port, link in self.links.items()]
+        if any(talker.line() != "ready" for talker in self.talkers):
+            raise Failure("a bare loop did not start")
+
+    def end(self):
+        return all([talker.finish() == 0 for talker in self.talkers])
+
+    def close(self):
+        for talker in self.talkers:
+            talker.kill()
+        for path in self.outputs.values():
+            if os.path.exists(path):
+                os.unlink(path)
 
 
 def put_first(pid):
-    """A probe does not share the collectors' processors: what stands for it comes first. False without the right."""
+    """A probe does not share the drivers' processors: what stands for it comes first. False without the right."""
     try:
         os.sched_setscheduler(pid, os.SCHED_FIFO, os.sched_param(1))
     except PermissionError:
@@ -47,27 +85,25 @@ def put_first(pid):
 def several(context, kind, count, each):
     """`count` readers, each fed flat out with as much at the same time."""
     links = {FIRST_PORT + i: context.path(f"tty{i}") for i in range(count)}
-    pairs = [path for port, link in links.items() for path in (link, context.path(f"{port}.bin"))]
-    feeder = Talker([context.native("pty_feeder"), each, *pairs], log=context.log)
-    talkers = []
+    feeder = None
+    readers = kind(context, links)
     try:
+        feeder = Talker([context.native("pty_feeder"), each,
+                         *(path for port, link in links.items() for path in (link, readers.outputs[port]))],
+                        log=context.log)
         feeder.answer()
         first = put_first(feeder.pid)
-        talkers = kind(context, links).talkers
-        if any(talker.line() != "ready" for talker in talkers):
-            raise Failure(f"{kind.__name__} did not start")
-        before = sum(cpu_seconds(talker.pid) for talker in talkers)
+        readers.start()
+        before = sum(cpu_seconds(talker.pid) for talker in readers.talkers)
         told = feeder.ask("go", PATIENCE + count * each / MIB)
-        cpu = sum(cpu_seconds(talker.pid) for talker in talkers) - before
-        stopped = all(talker.finish() == 0 for talker in talkers)
-        if not stopped or not told["complete"] or not feeder.ask("check", PATIENCE)["identical"]:
+        cpu = sum(cpu_seconds(talker.pid) for talker in readers.talkers) - before
+        ended = readers.end()
+        if not ended or not told["complete"] or not feeder.ask("check", PATIENCE)["identical"]:
             raise Failure(f"{count} {kind.__name__}: bytes are missing or wrong")
     finally:
-        feeder.kill()
-        for talker in talkers:
-            talker.kill()
-    for port in links:
-        os.unlink(context.path(f"{port}.bin"))
+        if feeder:
+            feeder.kill()
+        readers.close()
     sync()
     return {"seconds": told["seconds"], "cpu_seconds": cpu, "feeder_in_real_time": first}
 
@@ -106,7 +142,7 @@ def beside_bare_loops(context, count, each):
     rounds = []
     for number in range(context.rounds):
         context.progress(f"{count} bare loops, round {number + 1}")
-        rounds.append({"collectors": several(context, Collectors, count, each),
+        rounds.append({"drivers": several(context, Drivers, count, each),
                        "bare loops": several(context, BareLoops, count, each)})
     return rounds
 
@@ -117,27 +153,27 @@ def growth(context):
     each = MIB // 8 if context.smoke else EACH
     os.sched_setaffinity(0, sorted(os.sched_getaffinity(0))[:CPUS])  # of all that is started from here on
     by_size = curve(context, "bytes", sizes, lambda size: one(context, size))
-    by_count = curve(context, "collectors", counts[:-1], lambda count: several(context, Collectors, count, each))
+    by_count = curve(context, "drivers", counts[:-1], lambda count: several(context, Drivers, count, each))
     beside = beside_bare_loops(context, counts[-1], each)
-    by_count.append(point("collectors", counts[-1], [one_round["collectors"] for one_round in beside]))
+    by_count.append(point("drivers", counts[-1], [one_round["drivers"] for one_round in beside]))
     figures = [
         *exponents(by_size, "bytes", "bytes captured"),
-        *exponents(by_count, "collectors", "collectors at once"),
-        figure(f"time of {counts[-1]} collectors", "as many bare loops",
-               stats.ratio(beside, "collectors", "bare loops", "seconds")),
-        figure(f"CPU of {counts[-1]} collectors", "as many bare loops",
-               stats.ratio(beside, "collectors", "bare loops", "cpu_seconds")),
+        *exponents(by_count, "drivers", "drivers at once"),
+        figure(f"time of {counts[-1]} drivers", "as many bare loops",
+               stats.ratio(beside, "drivers", "bare loops", "seconds")),
+        figure(f"CPU of {counts[-1]} drivers", "as many bare loops",
+               stats.ratio(beside, "drivers", "bare loops", "cpu_seconds")),
     ]
-    return {"figures": figures, "by_bytes": by_size, "by_collectors": by_count, "bytes_of_each_collector": each,
+    return {"figures": figures, "by_bytes": by_size, "by_drivers": by_count, "bytes_of_each_driver": each,
             "beside_bare_loops": beside,
             "note": "what stands for the probes has real-time priority, where that is allowed, as hardware does not share "
-                    "the collectors' processors"}
+                    "the drivers' processors"}
 
 
 def draw(record, path):
     mebibytes = [dict(point, bytes=point["bytes"] / MIB) for point in record["by_bytes"]]
     plot.write(path, [
         plot.Panel("One collector: cost against bytes captured", "MiB captured", "seconds", mebibytes, "bytes"),
-        plot.Panel(f"Collectors at once, {record['bytes_of_each_collector'] // MIB} MiB each", "collectors", "seconds",
-                   record["by_collectors"], "collectors"),
+        plot.Panel(f"Drivers at once, {record['bytes_of_each_driver'] // MIB} MiB each", "drivers", "seconds",
+                   record["by_drivers"], "drivers"),
     ], {"seconds": "elapsed time", "cpu_seconds": "CPU time"})

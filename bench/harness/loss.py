@@ -6,7 +6,7 @@ import subprocess
 import sys
 import time
 
-from harness.context import machine, save
+from harness.context import await_quiet, machine, save
 from harness.processes import Failure, Talker, end, sync
 from harness.target import Target
 
@@ -59,7 +59,7 @@ def measure(context, cell, seconds):
     """One run: what was sent, what became of it."""
     platform, rate, busy = cell.split(":")
     output = context.path("loss.bin")
-    load = machine()["load_average"][0]
+    idle = None if context.smoke else await_quiet()
     options = ["--probe-buffer", str(PROBE_BUFFER), *(["--baud-check", "off"] if platform == "wine" else [])]
     target = Target(context, RATES[rate], seconds, options)
     competitors, reader = None, None
@@ -83,10 +83,10 @@ def measure(context, cell, seconds):
         target.close()
     os.unlink(output)
     sync()
-    return judge(sent, told, load)
+    return judge(sent, told, idle)
 
 
-def judge(sent, told, load):
+def judge(sent, told, idle):
     """Everything sent was captured, dropped by the probe or left behind; anything else is an error in itself."""
     pattern = told["counter"]
     gone = sent["dropped"]  # those left behind in the probe's buffer included
@@ -99,7 +99,7 @@ def judge(sent, told, load):
             "late": round(sent["lag"]["total_ms"] / 1e3 / sent["wire_seconds"], 5),
             "source_real_time": sent["real_time"], "reader_cpu_seconds": told["cpu_seconds"],
             "reader_seconds": told["seconds"], "reads": told["reads"], "empty_reads": told["empty_reads"],
-            "load_average_before": load}
+            "idle_before": idle}
 
 
 def digest(*programs):

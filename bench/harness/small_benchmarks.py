@@ -50,6 +50,8 @@ def calibration(context):
     longest = runs["Calibration/8192"]
     points = [(repetitions[0]["rates"], times(repetitions)["median"]) for repetitions in runs.values()]
     allocations = max(run["allocations"] for repetitions in runs.values() for run in repetitions)
+    if allocations:
+        raise Failure(f"the prescaler search allocates memory {allocations:g} times")
     figures = [
         figure("calibration, 8192 rates", "per rate", times(longest, 8192), "ns"),
         figure("calibration, cost against rates", "exponent", stats.summary([stats.slope(points)]),
@@ -67,6 +69,8 @@ def log(context):
     written = lines["LogLine"]
     if not all(run["locks"] >= 1 and run["formats"] >= 1 and run["level"] == 3 for run in written):
         raise Failure("small_calls: the lines of level 6 were not written, or the counts do not count")
+    if any(run["locks"] or run["formats"] for run in below):
+        raise Failure("a log call below its level takes a lock or formats its text")
     ratio = stats.summary([a["cpu_time"] / b["cpu_time"] for a, b in zip(written, lines["PlainLine"])])
     figures = [
         figure("log line at level 6", "", times(written), "ns"),

@@ -102,9 +102,7 @@ std::string OptionsFile() {
     const std::string path = Environment().dataFolder + "/options.xml";
     ChannelOptionsHandler handler;
     OptionList options;
-    for (ChannelOptions& option : handler.GetOptions(options, "", 2)) {
-        if (option.value.empty()) option.value.append("7");  // an element without text is dropped
-    }
+    handler.GetOptions(options, "", 2);
     handler.SaveOptions(options, path);
     return path;
 }

@@ -19,12 +19,14 @@ function(tarnel_add_capture_test case)
     set(name capture_${case})
     add_test(NAME ${name}
         COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/capture_test.py ${capture_builds} ${case})
+    set(environment ${TARNEL_TEST_ENVIRONMENT})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
         LABELS "end-to-end;${arg_LABELS}")
     if(arg_REAL_TIME)
-        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON LABELS "end-to-end;native-only;${arg_LABELS}"
-            ENVIRONMENT TARNEL_WINEPREFIX=${CMAKE_BINARY_DIR}/wine-real-time)
+        list(APPEND environment TARNEL_WINEPREFIX=${CMAKE_BINARY_DIR}/wine-real-time)
+        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON LABELS "end-to-end;native-only;${arg_LABELS}")
     endif()
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment}")
 endfunction()
 
 tarnel_add_capture_test(itm_at_2_mbaud)

@@ -116,10 +116,9 @@ class Test:
                          "the port's baud rate")
 
     def recorded_stream_of_a_real_target(self):
-        data = os.environ.get("TARNEL_TEST_DATA", os.path.join(SOURCE, "..", "shared", "data"))
-        recording = os.path.join(data, "swo-tpiu-8mbaud.bin")
+        recording = os.environ.get("TARNEL_SWO_RECORDING", "")
         if not os.path.exists(recording):
-            raise Skip(f"{recording} is missing; TARNEL_TEST_DATA names its folder")
+            raise Skip("TARNEL_SWO_RECORDING names no recording of a real target")
         size = os.path.getsize(recording)
         with self.session(8_000_000) as session:
             _, source, collector = self.run(

@@ -7,6 +7,7 @@ looks (JSON).
 """
 import json
 import os
+import platform
 import statistics
 import subprocess
 import time
@@ -122,7 +123,8 @@ class Soak(HostTest):
               f"{max(entry['resident_kib'] for entry in seen):,} KiB")
         if REPORT:
             with open(REPORT, "w") as out:
-                json.dump({"bytes": SIZE, "seconds": round(took, 1), "polls": polls, "source": report,
+                json.dump({"cpus": os.cpu_count(), "kernel": platform.release(),
+                           "date": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime()), "bytes": SIZE, "seconds": round(took, 1), "polls": polls, "source": report,
                            "resources": seen[::max(1, len(seen) // 120)]}, out, indent=1)
         self.assertEqual(len({(entry["handles"], entry["threads"]) for entry in steady}), 1, steady)
         self.assertLessEqual(memory[1], memory[0] + MOST_GROWTH)

@@ -5,10 +5,10 @@ usage: mutants.py [--count N] [--seed S] [--only REGEX] [--tests LABELS] [--resu
 
 Works on a copy of the committed sources in build/mutants, so the tree stays as it is. What only plays the target and the
 host's libraries (simulator/) is not changed, nor are the Windows bodies, which the native tests do not see. Every mutant
-is built; one that does not compile is replaced by another. A mutant is killed when a test fails or does not end in its time; a mutant that
-all tests pass has survived and is listed with its line. Results are appended to a file as they come, one JSON object a
-line, and a second run with the same file goes on where the first stopped; survivors of an earlier commit are tried
-again, since tests may have been mended. Exit status: 0 when at least 95 % of COUNT mutants were killed.
+is built; one that does not compile is replaced by another. A mutant is killed when a test fails or does not end in its
+time; a mutant that all tests pass has survived and is listed with its line. Results are appended to a file as they come,
+one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
+commit are tried again, since tests may have been mended. Exit status: 0 when at least 95 % of COUNT mutants were killed.
 """
 import argparse
 import json
