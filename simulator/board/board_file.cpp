@@ -1,13 +1,33 @@
 #include "simulator/board/board_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 #include "simulator/board/board_reader.h"
 
 namespace Korr::Plim::Trace::Simulator {
+
+namespace {
+
+/// The bytes of a file that may also be a pipe or a device without an end.
+std::string LoadBoardFile(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) throw BoardError("board file " + file + ": cannot be opened");
+    std::string text;
+    std::array<char, 4096> block{};
+    while (stream && text.size() <= kLargestBoardFile) {
+        const std::size_t room = kLargestBoardFile + 1 - text.size();
+        stream.read(block.data(), static_cast<std::streamsize>(std::min(room, block.size())));
+        text.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+    }
+    if (text.size() <= kLargestBoardFile) return text;
+    throw BoardError("board file " + file + ": is longer than " + std::to_string(kLargestBoardFile) +
+                     " bytes");
+}
+
+}  // namespace
 
 std::string PathPerCpu::For(const std::string& cpuName) const {
     const auto own = byCpu.find(cpuName);
@@ -35,10 +55,9 @@ std::optional<uint32_t> ParseHexadecimal(const std::string& text) {
 }
 
 nlohmann::ordered_json ReadBoardText(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw BoardError("board file " + file + ": cannot be opened");
+    const std::string bytes = LoadBoardFile(file);
     try {
-        auto text = nlohmann::ordered_json::parse(stream);
+        auto text = nlohmann::ordered_json::parse(bytes);
         if (!text.is_object()) throw BoardError("board file " + file + ": is no JSON object");
         return text;
     } catch (const nlohmann::ordered_json::exception& error) {  // a number too large is no parse_error

@@ -55,7 +55,10 @@ inline constexpr std::array<const char*, 10> kTargetAdapterOperations = {
 /// Environment variable that holds the path of the board file.
 inline constexpr const char* kBoardVariable = "TRACEHOST_BOARD";
 
-/// Reads the file as JSON. \throws BoardError when it cannot be read or is no JSON object
+/// Bytes that a board file has at most.
+inline constexpr std::size_t kLargestBoardFile = std::size_t{1} << 20;
+
+/// Reads the file as JSON. \throws BoardError when it cannot be read, is too long or is no JSON object
 nlohmann::ordered_json ReadBoardText(const std::string& file);
 /// Checks and understands a board. Relative paths are completed with the folder of `file`.
 /// \throws BoardError that names an unknown key, or the key whose value is of the wrong form

@@ -23,6 +23,23 @@ std::string Refusal(const std::string& text) {
     return "";
 }
 
+/// What is wrong with a file of this content, without the file's name; empty for a board.
+std::string RefusalOfFile(const std::string& content) {
+    const auto file = std::filesystem::temp_directory_path() /
+                      ("tarnel_board_" + std::to_string(std::random_device{}()) + ".json");
+    std::ofstream(file, std::ios::binary) << content;
+    std::string error;
+    try {
+        ReadBoard(file.string());
+    } catch (const BoardError& refusal) {
+        error = refusal.what();
+    }
+    std::filesystem::remove(file);
+    const std::string head = "board file " + file.string() + ": ";
+    EXPECT_TRUE(error.empty() || error.starts_with(head)) << error;
+    return error.empty() ? error : error.substr(head.size());
+}
+
 TEST(BoardFile, EmptyBoardHasTheDocumentedDefaults) {
     const Board board = Parse("{}");
     EXPECT_FALSE(board.deviceIdentification);
@@ -84,17 +101,20 @@ TEST(BoardFile, MissingFileIsNamed) {
 }
 
 TEST(BoardFile, NumberBeyondAllNumbersIsNoJson) {
-    const auto file = std::filesystem::temp_directory_path() /
-                      ("tarnel_board_" + std::to_string(std::random_device{}()) + ".json");
-    std::ofstream(file) << R"({"trace_clock_hz": 1e999})";
-    std::string error;
-    try {
-        ReadBoard(file.string());
-    } catch (const BoardError& refusal) {
-        error = refusal.what();
-    }
-    std::filesystem::remove(file);
-    EXPECT_TRUE(error.starts_with("board file " + file.string() + ": is no JSON: ")) << error;
+    const std::string error = RefusalOfFile(R"({"trace_clock_hz": 1e999})");
+    EXPECT_TRUE(error.starts_with("is no JSON: ")) << error;
+}
+
+TEST(BoardFile, MoreThanOneMebibyteIsRefused) {
+    const std::string largest = "{}" + std::string((1 << 20) - 2, ' ');
+    EXPECT_EQ(RefusalOfFile(largest), "");
+    EXPECT_EQ(RefusalOfFile(largest + " "), "is longer than 1048576 bytes");
+    EXPECT_EQ(RefusalOfFile(largest + largest), "is longer than 1048576 bytes");
+}
+
+TEST(BoardFile, FolderIsNoJson) {
+    const std::string folder = std::filesystem::temp_directory_path().string();
+    EXPECT_THROW(ReadBoard(folder), BoardError);
 }
 
 TEST(ResolveBeside, CompletesRelativePathsAlone) {
