@@ -1,7 +1,7 @@
 // Any bytes as a `tracehost script`: every line has one answer of the documented form, none, or is no
-// command. The plug-in is the code that is linked here, its host's libraries and its serial port are
-// scripted; captures are files of a folder of this process. Commands that wait, or that read or write files
-// of any name, are only parsed; the word OPTIONS stands for a working options file.
+// command, which ends the script. The plug-in is the code that is linked here, its host's libraries and its
+// serial port are scripted; captures are files of a folder of this process. Commands that wait, or that read
+// or write files of any name, are only parsed; the word OPTIONS stands for a working options file.
 #include <xercesc/util/PlatformUtils.hpp>
 
 #include <set>
@@ -82,14 +82,18 @@ void CheckAnswer(const Answer& answer, uint32_t line) {
 }
 
 void RunLine(ScriptSession& session, const std::string& line, uint32_t number) {
-    try {
-        const std::vector<ScriptWord> words = SplitScriptLine(line);
-        if (!IsSafe(words)) return;
-        const Answer answer = RunScriptLine(session, WithOptionsFile(line), number);
-        Require(answer.is_null() == words.empty(), "no answer to: " + line);
-        if (!answer.is_null()) CheckAnswer(answer, number);
-    } catch (const ScriptError& error) {
-        Require(*error.what() != '\0', "an error without a text");
+    const std::vector<ScriptWord> words = SplitScriptLine(line);
+    if (!IsSafe(words)) return;
+    const Answer answer = RunScriptLine(session, WithOptionsFile(line), number);
+    Require(answer.is_null() == words.empty(), "no answer to: " + line);
+    if (!answer.is_null()) CheckAnswer(answer, number);
+}
+
+void RunLines(ScriptSession& session, std::istream& lines) {
+    std::string line;
+    for (uint32_t number = 1; number <= kMostLines && ReadScriptLine(lines, line); ++number) {
+        Require(line.size() <= kLongestLine + 1, "a line beyond its bound");
+        RunLine(session, line, number);
     }
 }
 
@@ -111,9 +115,11 @@ void FuzzScript(std::string_view input) {
                                 {"DestroyTargetAdapter", libraries::Entry(&DestroyTargetAdapter)}});
     ScriptSession session("Tarnel");
     std::istringstream lines{std::string(input)};
-    uint32_t number = 0;
-    for (std::string line; number < kMostLines && std::getline(lines, line);)
-        RunLine(session, line, ++number);
+    try {
+        RunLines(session, lines);
+    } catch (const ScriptError& error) {
+        Require(*error.what() != '\0', "an error without a text");
+    }
 }
 
 }  // namespace fuzz

@@ -25,7 +25,7 @@ TEST(FuzzCorpora, SetUpDataFilesGetADocumentedAnswer) { Replay("setup_file", fuz
 TEST(FuzzCorpora, ItmSetUpFilesGiveTheDocumentedTypes) { Replay("itm_setup", fuzz::FuzzItmSetup, 9); }
 TEST(FuzzCorpora, TdfFilesGrowAsDocumentedOrStayAsTheyAre) { Replay("tdf_file", fuzz::FuzzTdfFile, 14); }
 TEST(FuzzCorpora, BoardFilesAreUnderstoodOrRefusedByName) { Replay("board_file", fuzz::FuzzBoardFile, 16); }
-TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 8); }
+TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 18); }
 TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
 
 }  // namespace
