@@ -24,6 +24,7 @@ void Replay(const std::string& corpus, Target target, int fewest) {
 TEST(FuzzCorpora, SetUpDataFilesGetADocumentedAnswer) { Replay("setup_file", fuzz::FuzzSetupFile, 10); }
 TEST(FuzzCorpora, ItmSetUpFilesGiveTheDocumentedTypes) { Replay("itm_setup", fuzz::FuzzItmSetup, 9); }
 TEST(FuzzCorpora, TdfFilesGrowAsDocumentedOrStayAsTheyAre) { Replay("tdf_file", fuzz::FuzzTdfFile, 14); }
+TEST(FuzzCorpora, TdfSectionsAreListedUpToTheDamage) { Replay("tdf_sections", fuzz::FuzzTdfSections, 15); }
 TEST(FuzzCorpora, BoardFilesAreUnderstoodOrRefusedByName) { Replay("board_file", fuzz::FuzzBoardFile, 16); }
 TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 18); }
 TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
