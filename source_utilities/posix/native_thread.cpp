@@ -121,7 +121,7 @@ void* RunThread(void* argument) {
 
 bool CreateThread(uint32_t stackSize, Begin* argument) {
     pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
+    if (pthread_attr_init(&attributes) != 0) return false;
     if (stackSize != 0) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);

@@ -16,13 +16,6 @@ constexpr ULONG kNameLength = 200;
 static_assert(sizeof(OSVERSIONINFOW) == 276);
 static_assert(sizeof(SP_DEVINFO_DATA) == 32);
 
-std::string ToUtf8(const wchar_t* text, int length) {
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, length, narrow.data(), bytes, nullptr, nullptr);
-    return narrow;
-}
-
 bool IsPresent(DEVINST device) {
     ULONG status = 0;
     ULONG problem = 0;
@@ -43,8 +36,10 @@ bool ReadFriendlyName(HDEVINFO devices, SP_DEVINFO_DATA& device, std::string& fr
     // The registry may hold a text without its terminating zero.
     int length = 0;
     while (length < static_cast<int>(kNameLength) && name[length] != L'\0') ++length;
-    friendlyName = ToUtf8(name, length);
-    return true;
+    char narrow[3 * kNameLength];
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, name, length, narrow, sizeof(narrow), nullptr, nullptr);
+    friendlyName.assign(narrow, static_cast<std::size_t>(bytes));
+    return bytes > 0 || length == 0;
 }
 
 }  // namespace

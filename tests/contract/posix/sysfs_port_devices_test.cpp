@@ -2,12 +2,29 @@
 // the device, its "device" a link to the USB interface, whose parent is the USB device.
 #include "uart/posix/sysfs_port_devices.h"
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+
+/// Entries that a folder gives until it cannot be read further; below 0 all of them.
+static int readableEntries = -1;
+
+/// Takes the place of the platform's, which the standard library calls.
+extern "C" __attribute__((visibility("default"))) dirent* readdir(DIR* folder) {
+    static const auto real = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
+    if (readableEntries == 0) {
+        errno = EIO;
+        return nullptr;
+    }
+    if (readableEntries > 0) --readableEntries;
+    return real(folder);
+}
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -100,6 +117,30 @@ TEST_F(SysfsPortDevices, NameOf199CharactersIsTheLongest) {
 TEST_F(SysfsPortDevices, OnlyTheFirstLineOfATextCounts) {
     Plug("ttyACM1", "first\nsecond", "");
     EXPECT_THAT(List(), ElementsAre("first (COM1)"));
+}
+
+TEST_F(SysfsPortDevices, TextThatCannotBeReadCountsAsMissing) {
+    Plug("ttyACM1", "", "product");
+    Plug("ttyACM2", "", "");
+    for (const char* tty : {"ttyACM1", "ttyACM2"}) {
+        const fs::path interface = fs::canonical(root / "class/tty" / tty / "device");
+        fs::create_directory(interface / "interface");  // it can be opened, and reading it fails
+    }
+    EXPECT_THAT(List(), ElementsAre("product (COM1)"));
+}
+
+TEST_F(SysfsPortDevices, FolderThatCannotBeReadFurtherGivesWhatItGave) {
+    Plug("ttyACM1", "text", "");
+    Plug("ttyACM2", "text", "");
+    for (int entries = 0; entries < 4; ++entries) {
+        readableEntries = entries;  // the folder itself and the one above it are entries too
+        const std::size_t given = List().size();
+        EXPECT_EQ(readableEntries, 0);
+        readableEntries = -1;
+        EXPECT_LE(given, static_cast<std::size_t>(entries));
+        EXPECT_GE(given + 2, static_cast<std::size_t>(entries));
+    }
+    EXPECT_EQ(List().size(), 2U);
 }
 
 TEST_F(SysfsPortDevices, MissingTreeGivesNothing) {

@@ -27,6 +27,8 @@ struct Platform {
     DWORD major = 10;
     DWORD minor = 0;
     bool listOpens = true;
+    bool listCloses = true;
+    bool converts = true;  ///< texts to UTF-8
     std::vector<Device> devices;
     std::vector<std::string> calls;
 };
@@ -89,7 +91,14 @@ BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyW(HDEVINFO list, SP_DEVINFO_DATA
 BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO list) {
     EXPECT_EQ(list, kList);
     Note("SetupDiDestroyDeviceInfoList");
-    return TRUE;
+    return platform.listCloses;
+}
+
+int WINAPI FakeWideCharToMultiByte(UINT page, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size,
+                                   LPCCH unknown, LPBOOL usedUnknown) {
+    const auto real = reinterpret_cast<decltype(&::WideCharToMultiByte)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "WideCharToMultiByte")));
+    return platform.converts ? real(page, flags, text, length, bytes, size, unknown, usedUnknown) : 0;
 }
 
 }  // namespace
@@ -102,6 +111,7 @@ void* __imp_CM_Get_DevNode_Status = reinterpret_cast<void*>(&FakeCM_Get_DevNode_
 void* __imp_CM_Get_Device_IDW = reinterpret_cast<void*>(&FakeCM_Get_Device_IDW);
 void* __imp_SetupDiGetDeviceRegistryPropertyW =
     reinterpret_cast<void*>(&FakeSetupDiGetDeviceRegistryPropertyW);
+void* __imp_WideCharToMultiByte = reinterpret_cast<void*>(&FakeWideCharToMultiByte);
 void* __imp_SetupDiDestroyDeviceInfoList = reinterpret_cast<void*>(&FakeSetupDiDestroyDeviceInfoList);
 }
 
@@ -189,6 +199,20 @@ TEST_F(PortDevicesCalls, DeviceWithoutIdentifierIsSkippedBeforeItsNameIsAsked) {
 TEST_F(PortDevicesCalls, DeviceWithoutNameIsSkipped) {
     platform.devices = {{L"", CR_SUCCESS, CR_SUCCESS, false}, {L"present"}};
     EXPECT_THAT(ListPresentPortDevices(), ElementsAre("present"));
+}
+
+TEST_F(PortDevicesCalls, DeviceWhoseNameCannotBeConvertedIsSkipped) {
+    platform.devices = {{L"first"}, {L""}};
+    platform.converts = false;
+    EXPECT_THAT(ListPresentPortDevices(), ElementsAre("")) << "nothing needs no conversion";
+    EXPECT_EQ(platform.calls.back(), "SetupDiDestroyDeviceInfoList");
+}
+
+TEST_F(PortDevicesCalls, ListThatCannotBeDestroyedIsGivenUpAndItsNamesHold) {
+    platform.devices = {{L"first"}};
+    platform.listCloses = false;
+    EXPECT_THAT(ListPresentPortDevices(), ElementsAre("first"));
+    EXPECT_THAT(platform.calls, Contains("SetupDiDestroyDeviceInfoList").Times(1));
 }
 
 TEST_F(PortDevicesCalls, NameOf199CharactersIsTheLongest) {

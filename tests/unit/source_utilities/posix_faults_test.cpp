@@ -1,23 +1,14 @@
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
+#include "posix_faults.h"
 
-#include <atomic>
+#include <sys/stat.h>
+
 #include <cerrno>
-#include <chrono>
-#include <ctime>
+#include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <set>
 #include <string>
-#include <vector>
 
-#include "source_utilities/dynamic_library.h"
+#include "source_utilities/debugger_output.h"
 #include "source_utilities/environment.h"
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/file_system.h"
@@ -28,144 +19,14 @@
 #include "source_utilities/trace_folders.h"
 #include "source_utilities/uFile.h"
 #include "source_utilities/uLogManager.h"
-#include "source_utilities/uThread.h"
 #include "source_utilities/uTime.h"
-#include "temporary_folder.h"
 
-// The Linux bodies over system calls that fail: this program is linked so that each call below goes through
-// a __wrap_ function.
-namespace {
-
-std::set<std::string> failing;           ///< names of the calls that fail
-std::multiset<std::string> interrupted;  ///< names of the calls that a signal interrupts, once each
-int failureNumber = EIO;
-std::atomic<int> lockCalls{0};
-std::vector<std::string> opened;  ///< what dlopen was asked for
-
-bool Fails(const char* call) {
-    const auto signal = interrupted.find(call);
-    if (signal != interrupted.end()) {
-        interrupted.erase(signal);
-        errno = EINTR;
-        return true;
-    }
-    if (failing.count(call) == 0) {
-        return false;
-    }
-    errno = failureNumber;
-    return true;
-}
-
-}  // namespace
-
-extern "C" {
-int __real_mkdir(const char*, mode_t);
-int __wrap_mkdir(const char* path, mode_t mode) { return Fails("mkdir") ? -1 : __real_mkdir(path, mode); }
-int __real_statvfs(const char*, struct statvfs*);
-int __wrap_statvfs(const char* path, struct statvfs* volume) {
-    return Fails("statvfs") ? -1 : __real_statvfs(path, volume);
-}
-char* __real_getcwd(char*, size_t);
-char* __wrap_getcwd(char* buffer, size_t size) {
-    return Fails("getcwd") ? nullptr : __real_getcwd(buffer, size);
-}
-FILE* __real_fopen(const char*, const char*);
-FILE* __wrap_fopen(const char* name, const char* mode) {
-    return Fails("fopen") ? nullptr : __real_fopen(name, mode);
-}
-int __real_open(const char*, int, mode_t);
-int __wrap_open(const char* name, int flags, mode_t mode) {
-    return Fails("open") ? -1 : __real_open(name, flags, mode);
-}
-FILE* __real_fdopen(int, const char*);
-FILE* __wrap_fdopen(int file, const char* mode) {
-    return Fails("fdopen") ? nullptr : __real_fdopen(file, mode);
-}
-int __real_fclose(FILE*);
-int __wrap_fclose(FILE* stream) {
-    const int result = __real_fclose(stream);
-    return Fails("fclose") ? EOF : result;
-}
-int __real_fflush(FILE*);
-int __wrap_fflush(FILE* stream) { return Fails("fflush") ? EOF : __real_fflush(stream); }
-int __real_fstat(int, struct stat*);
-int __wrap_fstat(int file, struct stat* status) { return Fails("fstat") ? -1 : __real_fstat(file, status); }
-int __real_fseeko(FILE*, off_t, int);
-int __wrap_fseeko(FILE* stream, off_t offset, int origin) {
-    return Fails("fseeko") ? -1 : __real_fseeko(stream, offset, origin);
-}
-off_t __real_ftello(FILE*);
-off_t __wrap_ftello(FILE* stream) { return Fails("ftello") ? -1 : __real_ftello(stream); }
-int __real_clock_gettime(clockid_t, timespec*);
-int __wrap_clock_gettime(clockid_t clock, timespec* time) {
-    return Fails("clock_gettime") ? -1 : __real_clock_gettime(clock, time);
-}
-std::tm* __real_localtime_r(const time_t*, std::tm*);
-std::tm* __wrap_localtime_r(const time_t* time, std::tm* local) {
-    return Fails("localtime_r") ? nullptr : __real_localtime_r(time, local);
-}
-int __real_setenv(const char*, const char*, int);
-int __wrap_setenv(const char* name, const char* value, int overwrite) {
-    return Fails("setenv") ? -1 : __real_setenv(name, value, overwrite);
-}
-int __real_kill(pid_t, int);
-int __wrap_kill(pid_t id, int signal) { return Fails("kill") ? -1 : __real_kill(id, signal); }
-int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
-                          void* argument) {
-    return Fails("pthread_create") ? EAGAIN : __real_pthread_create(thread, attributes, entry, argument);
-}
-int __real_setpriority(__priority_which_t, id_t, int);
-int __wrap_setpriority(__priority_which_t which, id_t who, int nice) {
-    return Fails("setpriority") ? -1 : __real_setpriority(which, who, nice);
-}
-int __real_nanosleep(const timespec*, timespec*);
-int __wrap_nanosleep(const timespec* time, timespec* left) {
-    if (failing.erase("nanosleep") != 0) {
-        *left = {0, 3'000'000};
-        errno = EINTR;
-        return -1;
-    }
-    return __real_nanosleep(time, left);
-}
-void* __real_dlopen(const char*, int);
-void* __wrap_dlopen(const char* name, int mode) {
-    opened.emplace_back(name);
-    return Fails("dlopen") ? nullptr : __real_dlopen(name, mode);
-}
-int __real_dladdr(const void*, Dl_info*);
-int __wrap_dladdr(const void* address, Dl_info* info) {
-    return Fails("dladdr") ? 0 : __real_dladdr(address, info);
-}
-int __real_pthread_mutex_lock(pthread_mutex_t*);
-int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    ++lockCalls;
-    return __real_pthread_mutex_lock(mutex);
-}
-}
-
+// The Linux bodies over system calls that fail.
 namespace {
 
 using namespace KORR_PLIM;
 
-class PosixFaults : public testing::Test {
-  protected:
-    PosixFaults() { Forget(); }
-    ~PosixFaults() override { Forget(); }
-    static void Forget() {
-        failing.clear();
-        interrupted.clear();
-        failureNumber = EIO;
-        opened.clear();
-    }
-    TemporaryFolder folder;
-};
-
-class Flag : public uRunnable {
-  public:
-    void Run() override { ran = true; }
-    std::atomic<bool> ran{false};
-};
+std::ptrdiff_t Handles() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 TEST_F(PosixFaults, FoldersThatCannotBeMade) {
     failing = {"mkdir"};
@@ -197,17 +58,15 @@ TEST_F(PosixFaults, FileThatCannotBeOpened) {
 TEST_F(PosixFaults, FileThatCannotBeOpenedForReading) {
     const std::string name = folder.File("there");
     std::fclose(std::fopen(name.c_str(), "w"));
-    const auto handles = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
-    const auto before = handles();
+    const auto before = Handles();
     for (const char* call : {"open", "fdopen"}) {
-        failing = {call};
+        failing = {call, "close"};
         errno = 0;
         EXPECT_EQ(platform::OpenShared(name.c_str(), "rb"), nullptr) << call;
         EXPECT_EQ(errno, failureNumber) << call;
     }
-    EXPECT_EQ(handles(), before);
+    failing.clear();
+    EXPECT_EQ(Handles(), before);
 }
 TEST_F(PosixFaults, InterruptedOpenAndFreeSpaceAreRepeated) {
     const std::string name = folder.File("there");
@@ -310,50 +169,6 @@ TEST_F(PosixFaults, ProcessOfAnotherUserExists) {
     failureNumber = ESRCH;
     EXPECT_FALSE(platform::ProcessExists(1));
 }
-TEST_F(PosixFaults, ThreadThatCannotBeCreatedFailsTheStart) {
-    Flag flag;
-    uThread thread(&flag);
-    failing = {"pthread_create"};
-    EXPECT_FALSE(thread.Start());
-    EXPECT_FALSE(flag.ran);
-}
-TEST_F(PosixFaults, RefusedPriorityDoesNotKeepTheThreadFromRunning) {
-    for (const int priority : {2, 77}) {
-        Flag flag;
-        uThread thread(&flag, priority);
-        failing = {"setpriority"};
-        EXPECT_TRUE(thread.Start());
-        while (!flag.ran) {
-            uThread::Yield();
-        }
-    }
-}
-TEST_F(PosixFaults, InterruptedSleepGoesOn) {
-    failing = {"nanosleep"};
-    const auto begin = std::chrono::steady_clock::now();
-    uThread::Sleep(1);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3));
-    EXPECT_EQ(failing.count("nanosleep"), 0U);
-}
-TEST_F(PosixFaults, LibraryIsLookedForBesideTheModuleThenByThePlatform) {
-    failing = {"dlopen"};
-    EXPECT_EQ(platform::LoadDynamicLibrary("some"), platform::kNoLibrary);
-    EXPECT_EQ(platform::LastLibraryError(), 126U);
-    ASSERT_EQ(opened.size(), 4U);
-    const std::string own = opened[0].substr(0, opened[0].rfind('/') + 1);
-    EXPECT_FALSE(own.empty());
-    EXPECT_EQ(opened,
-              (std::vector<std::string>{own + "libsome.so", own + "some.so", "libsome.so", "some.so"}));
-}
-TEST_F(PosixFaults, UnknownModuleFolderLeavesThePlatformsSearch) {
-    failing = {"dlopen", "dladdr"};
-    EXPECT_EQ(platform::LoadDynamicLibrary("some"), platform::kNoLibrary);
-    EXPECT_EQ(opened, (std::vector<std::string>{"libsome.so", "some.so"}));
-}
-TEST_F(PosixFaults, PathIsLookedForThereAlone) {
-    EXPECT_EQ(platform::LoadDynamicLibrary("/nowhere/some"), platform::kNoLibrary);
-    EXPECT_EQ(opened, (std::vector<std::string>{"/nowhere/libsome.so", "/nowhere/some.so"}));
-}
 TEST_F(PosixFaults, LinesBelowTheirLevelTakeNoLock) {
     SetEnvironment("USERPROFILE", folder.Path().c_str());
     SetEnvironment("LOG_DIR", folder.Path().c_str());
@@ -379,6 +194,17 @@ TEST_F(PosixFaults, LoggerSurvivesAFailingFile) {
     logger.SetEnabled(true);
     logger.Log(kLogMessage, 0, "again");
     EXPECT_EQ(ReadText(folder.File("log.txt")), "M      kept\nM      again\n");
+}
+TEST_F(PosixFaults, TextThatCannotBeWrittenIsLost) {
+    uFile file;
+    ASSERT_TRUE(file.Open(folder.File("a").c_str(), "w"));
+    failing = {"fputs"};
+    platform::WriteToDebugger("lost\n");
+    EXPECT_FALSE(file.WriteString("lost"));
+    failing.clear();
+    EXPECT_TRUE(file.WriteString("kept"));
+    file.Close();
+    EXPECT_EQ(ReadText(folder.File("a")), "kept");
 }
 
 }  // namespace
