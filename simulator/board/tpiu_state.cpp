@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -60,8 +59,11 @@ TpiuState ParseTpiuState(const std::string& text) {
 std::optional<TpiuState> ReadTpiuState(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) return std::nullopt;
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::string text(kLargestTpiuState + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
     try {
+        if (text.size() > kLargestTpiuState) throw std::runtime_error("longer than 4096 bytes");
         return ParseTpiuState(text);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(path + ": " + error.what());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,12 +21,15 @@ struct TpiuState {
     bool operator==(const TpiuState&) const = default;
 };
 
+inline constexpr std::size_t kLargestTpiuState = 4096;  ///< bytes of the file
+
 /// The state as the text of its file.
 std::string FormatTpiuState(const TpiuState& state);
 /// \throws std::runtime_error that says what is wrong with the text
 TpiuState ParseTpiuState(const std::string& text);
 
-/// Reads the file; a file that is not there is nothing. \throws std::runtime_error that names the file
+/// Reads the file; a file that is not there is nothing. \throws std::runtime_error that names the file, also
+/// when it is longer than kLargestTpiuState
 std::optional<TpiuState> ReadTpiuState(const std::string& path);
 /// Replaces the file in one step: a reader sees the old state or the new one, whole. \throws
 /// std::runtime_error

@@ -80,6 +80,21 @@ TEST(TpiuState, ABadFileIsNamed) {
     std::filesystem::remove(file);
 }
 
+TEST(TpiuState, AFileIsTakenUpToItsLimit) {
+    const std::string file = TemporaryFile("tpiu_long");
+    const std::string state = "{}";
+    std::ofstream(file) << state << std::string(kLargestTpiuState - state.size(), ' ');
+    EXPECT_EQ(ReadTpiuState(file), TpiuState{});
+    std::ofstream(file, std::ios::app) << ' ';
+    try {
+        ReadTpiuState(file);
+        ADD_FAILURE() << "was accepted";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(error.what(), file + ": longer than 4096 bytes");
+    }
+    std::filesystem::remove(file);
+}
+
 TEST(TpiuState, AFileThatCannotBeWrittenIsNamed) {
     const std::string file = TemporaryFile("no_such_folder") + "/tpiu.json";
     try {
