@@ -6,34 +6,25 @@
 
 #include <cerrno>
 
+#include "uart/posix/uninterrupted.h"
+
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-bool IsInterrupted(int result) { return result != 0 && errno == EINTR; }
-
 // Empties a file that no capture writes. The lock goes with the handle; a file system without locks gives no
 // protection, and what is no plain file has nothing to empty.
 bool Claim(int file) {
-    int locked = -1;
-    do {
-        locked = ::flock(file, LOCK_EX | LOCK_NB);
-    } while (IsInterrupted(locked));
+    const int locked = Uninterrupted([&] { return ::flock(file, LOCK_EX | LOCK_NB); });
     if (locked != 0 && errno == EWOULDBLOCK) return false;
-    int emptied = -1;
-    do {
-        emptied = ::ftruncate(file, 0);
-    } while (IsInterrupted(emptied));
+    const int emptied = Uninterrupted([&] { return ::ftruncate(file, 0); });
     return emptied == 0 || errno == EINVAL;
 }
 
 }  // namespace
 
 bool CaptureFile::Create(const std::string& name) {
-    int file = -1;
-    do {
-        file = ::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    } while (file < 0 && errno == EINTR);
+    int file = Uninterrupted([&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666); });
     if (file >= 0 && !Claim(file)) {
         const int why = errno;
         ::close(file);
@@ -48,16 +39,11 @@ bool CaptureFile::Create(const std::string& name) {
 bool CaptureFile::Write(const void* data, uint32_t count) {
     const char* rest = static_cast<const char*>(data);
     while (count > 0) {
-        const ssize_t written = ::write(static_cast<int>(handle), rest, count);
-        if (written > 0) {
-            rest += written;
-            count -= static_cast<uint32_t>(written);
-        } else if (written == 0) {
-            errno = ENOSPC;
-            return false;
-        } else if (errno != EINTR) {
-            return false;
-        }
+        const ssize_t written = Uninterrupted([&] { return ::write(static_cast<int>(handle), rest, count); });
+        if (written == 0) errno = ENOSPC;
+        if (written <= 0) return false;
+        rest += written;
+        count -= static_cast<uint32_t>(written);
     }
     return true;
 }

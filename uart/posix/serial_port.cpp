@@ -11,12 +11,20 @@
 #include <string>
 
 #include "source_utilities/environment_variables.h"
+#include "uart/posix/uninterrupted.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
 int Native(std::intptr_t handle) { return static_cast<int>(handle); }
+
+// Setting a break waits for what is being sent, and any signal ends that with EINTR, even one whose handler
+// asks for restarts; setting, purging and ending a break may have to wait for the foreground.
+template <typename Argument>
+int Control(std::intptr_t handle, unsigned long request, Argument argument) {
+    return Uninterrupted([&] { return ::ioctl(Native(handle), request, argument); });
+}
 
 // What `native` holds: all settings of the terminal, and its modem lines where it has any.
 struct TerminalLine {
@@ -138,10 +146,10 @@ bool ToTerminal(const LineState& asked, TerminalLine& line) {
 }
 
 // A device may tell its lines and yet refuse to have them set; the bytes come all the same.
-void SetModemLines(int port, int lines) {
+void SetModemLines(std::intptr_t port, int lines) {
     const int cleared = ~lines & (TIOCM_DTR | TIOCM_RTS);
-    ::ioctl(port, TIOCMBIS, &lines);
-    ::ioctl(port, TIOCMBIC, &cleared);
+    Control(port, TIOCMBIS, &lines);
+    Control(port, TIOCMBIC, &cleared);
 }
 
 std::string DevicePath(uint32_t portNumber) {
@@ -156,12 +164,9 @@ std::string DevicePath(uint32_t portNumber) {
 // and does not make the port the process's terminal.
 bool SerialPort::Open(uint32_t portNumber) {
     const std::string path = DevicePath(portNumber);
-    int port = -1;
-    do {
-        port = ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    } while (port < 0 && errno == EINTR);
-    handle = port;
-    return port >= 0;
+    handle =
+        Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
+    return handle >= 0;
 }
 
 bool SerialPort::SetPollingTimeouts() {
@@ -171,8 +176,8 @@ bool SerialPort::SetPollingTimeouts() {
 
 bool SerialPort::GetState(LineState& state) {
     TerminalLine line;
-    if (::ioctl(Native(handle), TCGETS2, &line.settings) != 0) return false;
-    line.hasModemLines = ::ioctl(Native(handle), TIOCMGET, &line.modemLines) == 0 ? 1 : 0;
+    if (Control(handle, TCGETS2, &line.settings) != 0) return false;
+    line.hasModemLines = Control(handle, TIOCMGET, &line.modemLines) == 0 ? 1 : 0;
     FromTerminal(line, state);
     return true;
 }
@@ -183,29 +188,26 @@ bool SerialPort::SetState(const LineState& state) {
         errno = EINVAL;
         return false;
     }
-    if (::ioctl(Native(handle), TCSETS2, &line.settings) != 0) return false;
-    if (line.hasModemLines != 0) SetModemLines(Native(handle), line.modemLines);
+    if (Control(handle, TCSETS2, &line.settings) != 0) return false;
+    if (line.hasModemLines != 0) SetModemLines(handle, line.modemLines);
     return true;
 }
 
-bool SerialPort::Purge() { return ::ioctl(Native(handle), TCFLSH, TCIOFLUSH) == 0; }
+bool SerialPort::Purge() { return Control(handle, TCFLSH, TCIOFLUSH) == 0; }
 
 bool SerialPort::QueryQueue(PortQueue& queue) {
     int waiting = 0;
-    if (::ioctl(Native(handle), FIONREAD, &waiting) != 0) return false;
+    if (Control(handle, FIONREAD, &waiting) != 0) return false;
     queue.errors = 0;
     queue.bytesWaiting = static_cast<uint32_t>(waiting);
     return true;
 }
 
-bool SerialPort::SetBreak() { return ::ioctl(Native(handle), TIOCSBRK, 0) == 0; }
+bool SerialPort::SetBreak() { return Control(handle, TIOCSBRK, 0) == 0; }
 
 // A port without data says EAGAIN. One that is gone says EIO, or that its data has ended.
 bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
-    ssize_t count = -1;
-    do {
-        count = ::read(Native(handle), buffer, size);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = Uninterrupted([&] { return ::read(Native(handle), buffer, size); });
     if (count > 0) {
         bytesRead = static_cast<uint32_t>(count);
         return true;
@@ -218,7 +220,7 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 // A device keeps a break until it is told otherwise, also when the port is closed.
 bool SerialPort::Close() {
     const int port = Native(handle);
-    ::ioctl(port, TIOCCBRK, 0);
+    Control(handle, TIOCCBRK, 0);
     handle = kClosed;
     return ::close(port) == 0;
 }

@@ -4,122 +4,23 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <string>
 #include <vector>
 
+#include "tests/unit/uart/posix_system.h"
 #include "uart/capture_file.h"
 #include "uart/serial_port.h"
-
-/// The system calls below the bodies, replaced at link time (--wrap): every call of a test comes here, and
-/// none reaches the system.
-namespace {
-
-struct Answer {
-    long result;
-    int error;
-};
-
-struct System {
-    std::vector<std::string> calls;
-    std::deque<Answer> answers;  ///< of the calls to come; success, with nothing moved, when there are none
-    termios2 settings{};
-    int modemLines = 0;
-    int settingsSet = 0;
-
-    long Next(const std::string& call, long success) {
-        calls.push_back(call);
-        if (answers.empty()) return success;
-        const Answer answer = answers.front();
-        answers.pop_front();
-        if (answer.result < 0) errno = answer.error;
-        return answer.result;
-    }
-};
-System* replaced = nullptr;
-
-}  // namespace
-
-extern "C" {
-int __real_open(const char* path, int flags, ...);
-ssize_t __real_read(int file, void* buffer, size_t size);
-ssize_t __real_write(int file, const void* data, size_t size);
-int __real_close(int file);
-int __real_ioctl(int file, unsigned long request, ...);
-int __real_fcntl(int file, int command, ...);
-int __real_flock(int file, int operation);
-int __real_ftruncate(int file, off_t size);
-
-int __wrap_open(const char* path, int flags, ...) {
-    std::va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-    va_end(rest);
-    if (replaced == nullptr) return __real_open(path, flags, mode);
-    return static_cast<int>(replaced->Next(std::string("open ") + path + " " + std::to_string(flags), 3));
-}
-ssize_t __wrap_read(int file, void* buffer, size_t size) {
-    if (replaced == nullptr) return __real_read(file, buffer, size);
-    return replaced->Next("read " + std::to_string(size), 0);
-}
-ssize_t __wrap_write(int file, const void* data, size_t size) {
-    if (replaced == nullptr) return __real_write(file, data, size);
-    return replaced->Next("write " + std::string(static_cast<const char*>(data), size),
-                          static_cast<long>(size));
-}
-int __wrap_close(int file) {
-    if (replaced == nullptr) return __real_close(file);
-    return static_cast<int>(replaced->Next("close " + std::to_string(file), 0));
-}
-int __wrap_ioctl(int file, unsigned long request, ...) {
-    std::va_list rest;
-    va_start(rest, request);
-    void* argument = va_arg(rest, void*);
-    va_end(rest);
-    if (replaced == nullptr) return __real_ioctl(file, request, argument);
-    const long result = replaced->Next("ioctl " + std::to_string(request), 0);
-    if (result < 0) return -1;
-    if (request == TCGETS2) *static_cast<termios2*>(argument) = replaced->settings;
-    if (request == TIOCMGET) *static_cast<int*>(argument) = replaced->modemLines;
-    if (request == TIOCMBIS) replaced->modemLines |= *static_cast<int*>(argument);
-    if (request == TIOCMBIC) replaced->modemLines &= ~*static_cast<int*>(argument);
-    if (request == FIONREAD) *static_cast<int*>(argument) = 42;
-    if (request == TCSETS2) {
-        replaced->settings = *static_cast<termios2*>(argument);
-        ++replaced->settingsSet;
-    }
-    return 0;
-}
-int __wrap_flock(int file, int operation) {
-    if (replaced == nullptr) return __real_flock(file, operation);
-    return static_cast<int>(replaced->Next("flock " + std::to_string(operation), 0));
-}
-int __wrap_ftruncate(int file, off_t size) {
-    if (replaced == nullptr) return __real_ftruncate(file, size);
-    return static_cast<int>(replaced->Next("ftruncate " + std::to_string(size), 0));
-}
-int __wrap_fcntl(int file, int command, ...) {
-    std::va_list rest;
-    va_start(rest, command);
-    const int argument = va_arg(rest, int);
-    va_end(rest);
-    if (replaced == nullptr) return __real_fcntl(file, command, argument);
-    if (command == F_GETFL) return static_cast<int>(replaced->Next("getfl", O_RDONLY | O_APPEND));
-    return static_cast<int>(replaced->Next("setfl " + std::to_string(argument), 0));
-}
-}
 
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
+using posix_system::replaced;
 using Calls = std::vector<std::string>;
 
 class PosixBodies : public ::testing::Test {
@@ -128,7 +29,7 @@ class PosixBodies : public ::testing::Test {
     void TearDown() override { replaced = nullptr; }
     std::string Ioctl(unsigned long request) { return "ioctl " + std::to_string(request); }
 
-    System system;
+    posix_system::System system;
     SerialPort port;
     CaptureFile file;
     uint32_t bytesRead = 99;
@@ -320,6 +221,46 @@ TEST_F(PosixBodies, ControlCallsReportTheirFailure) {
     EXPECT_EQ(system.calls[2], Ioctl(TIOCSBRK));
     EXPECT_EQ(system.calls[4], Ioctl(FIONREAD));
     EXPECT_EQ(system.calls[6], Ioctl(TCGETS2));
+}
+
+TEST_F(PosixBodies, InterruptedControlCallsAreRepeated) {
+    LineState state;
+    PortQueue queue;
+    ASSERT_TRUE(port.GetState(state));
+    const auto interruptEach = [&](std::size_t calls) {
+        system.calls.clear();
+        system.answers.clear();
+        for (std::size_t call = 0; call < calls; ++call) {
+            system.answers.insert(system.answers.end(), {{-1, EINTR}, {-1, EINTR}, {0, 0}});
+        }
+    };
+    const auto threeTimes = [&](const std::vector<unsigned long>& requests) {
+        Calls calls;
+        for (const unsigned long request : requests) calls.insert(calls.end(), 3, Ioctl(request));
+        return calls;
+    };
+    interruptEach(2);
+    system.modemLines = TIOCM_DTR;
+    EXPECT_TRUE(port.GetState(state));
+    EXPECT_EQ(state.dtrControl, 1);
+    EXPECT_EQ(system.calls, threeTimes({TCGETS2, TIOCMGET}));
+    interruptEach(3);
+    EXPECT_TRUE(port.SetState(state));
+    EXPECT_EQ(system.calls, threeTimes({TCSETS2, TIOCMBIS, TIOCMBIC}));
+    interruptEach(3);
+    EXPECT_TRUE(port.Purge());
+    EXPECT_TRUE(port.QueryQueue(queue));
+    EXPECT_TRUE(port.SetBreak());
+    EXPECT_EQ(system.calls, threeTimes({TCFLSH, FIONREAD, TIOCSBRK}));
+    system.answers = {{-1, EINTR}, {-1, ENXIO}};
+    EXPECT_FALSE(port.SetBreak());
+    EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(ENXIO));
+    ASSERT_TRUE(port.Open(3));
+    interruptEach(1);
+    EXPECT_TRUE(port.Close());
+    Calls closing = threeTimes({TIOCCBRK});
+    closing.push_back("close 3");
+    EXPECT_EQ(system.calls, closing);
 }
 
 TEST_F(PosixBodies, QueueIsWhatTheDriverHolds) {
