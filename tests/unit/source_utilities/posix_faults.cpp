@@ -26,21 +26,23 @@ void PosixFaults::Forget() {
     opened.clear();
 }
 
-namespace {
-
-bool Fails(const char* call) {
-    const auto signal = PosixFaults::interrupted.find(call);
-    if (signal != PosixFaults::interrupted.end()) {
-        PosixFaults::interrupted.erase(signal);
+bool PosixFaults::Fails(const char* call) {
+    const auto signal = interrupted.find(call);
+    if (signal != interrupted.end()) {
+        interrupted.erase(signal);
         errno = EINTR;
         return true;
     }
-    if (PosixFaults::failing.count(call) == 0) {
+    if (failing.count(call) == 0) {
         return false;
     }
-    errno = PosixFaults::failureNumber;
+    errno = failureNumber;
     return true;
 }
+
+namespace {
+
+bool Fails(const char* call) { return PosixFaults::Fails(call); }
 
 }  // namespace
 
@@ -128,25 +130,8 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     ++PosixFaults::lockCalls;
     return __real_pthread_mutex_lock(mutex);
 }
-void* __real_dlsym(void*, const char*);
-void* __wrap_dlsym(void* library, const char* name) {
-    return Fails("dlsym") ? nullptr : __real_dlsym(library, name);
-}
 int __real_dlclose(void*);
 int __wrap_dlclose(void* library) { return Fails("dlclose") ? -1 : __real_dlclose(library); }
-int __real_pthread_attr_init(pthread_attr_t*);
-int __wrap_pthread_attr_init(pthread_attr_t* attributes) {
-    return Fails("pthread_attr_init") ? ENOMEM : __real_pthread_attr_init(attributes);
-}
-int __real_pthread_attr_setstacksize(pthread_attr_t*, size_t);
-int __wrap_pthread_attr_setstacksize(pthread_attr_t* attributes, size_t size) {
-    return Fails("pthread_attr_setstacksize") ? EINVAL : __real_pthread_attr_setstacksize(attributes, size);
-}
-int __real_pthread_attr_destroy(pthread_attr_t*);
-int __wrap_pthread_attr_destroy(pthread_attr_t* attributes) {
-    const int result = __real_pthread_attr_destroy(attributes);
-    return Fails("pthread_attr_destroy") ? EINVAL : result;
-}
 int __real_pthread_join(pthread_t, void**);
 int __wrap_pthread_join(pthread_t thread, void** result) {
     ++PosixFaults::joinCalls;

@@ -19,6 +19,8 @@ class PosixFaults : public testing::Test {
     static std::atomic<int> lockCalls;
     static std::atomic<int> joinCalls;
     static std::vector<std::string> opened;  ///< what dlopen was asked for
+    /// Whether the call of that name is to fail now; errno is set then.
+    static bool Fails(const char* call);
 
   protected:
     PosixFaults() { Forget(); }
