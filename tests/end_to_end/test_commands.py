@@ -1,12 +1,13 @@
 """tracehost's own commands, as a person uses them."""
 import os
 import pty
+import shutil
 import signal
 import struct
 import subprocess
 import unittest
 
-from hosting import HostTest, ON_WINE, find_process, main, wait_for
+from hosting import BIN, HostTest, ON_WINE, find_process, main, wait_for
 
 
 class Commands(HostTest):
@@ -34,6 +35,7 @@ class Commands(HostTest):
         self.fails(2, "--demo brings its own port, which an options file cannot name", "record", "--demo", "--options",
                    "x")
         self.fails(2, "--seconds", "record", "--seconds", "0")
+        self.fails(2, "--seconds", "record", "--seconds", "2592000.1")  # 30 days are the most
 
     def test_script_stops_at_a_line_that_is_no_command(self):
         result = self.fails(2, "line 3: \"alocate\" is no command", "script", "-", stdin="create\n\nalocate x\ncpus\n")
@@ -254,6 +256,34 @@ class Record(HostTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertIn("trace clock   24 MHz", result.stdout)
         self.assertGreater(os.path.getsize(self.file("demo.tdf")), 1000)
+
+    def demo_beside(self, signal_source):
+        """The demonstration of a tracehost that has this script beside it, or no swosource for None."""
+        folder = self.file("programs")
+        os.makedirs(folder, exist_ok=True)
+        shutil.copy(os.path.join(BIN, "tracehost"), folder)
+        if signal_source is not None:
+            path = self.write("programs/swosource", "#!/bin/sh\n" + signal_source)
+            os.chmod(path, 0o755)
+        environment = dict(self.environment(), LD_LIBRARY_PATH=BIN)
+        return subprocess.run([os.path.join(folder, "tracehost"), "record", "--demo"], env=environment,
+                              capture_output=True, text=True, timeout=120, check=False)
+
+    @unittest.skipIf(ON_WINE, "the demonstration's signal needs pseudo-terminals")
+    def test_demo_without_its_signal_says_so_and_leaves_nothing_running(self):
+        result = self.demo_beside(None)
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, '"[^"]*/swosource" cannot be started: is swosource beside tracehost\\?')
+        without_port = 'swosource did not make its port "[^"]*"'
+        result = self.demo_beside("exit 3")
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, without_port)
+        started = self.file("started")
+        result = self.demo_beside(f"echo $$ >'{started}'; exec sleep 300")
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, without_port)
+        with self.assertRaises(ProcessLookupError):
+            os.kill(int(self.read(started)), 0)
 
     @unittest.skipUnless(ON_WINE, "natively the demonstration works")
     def test_demo_says_what_it_needs(self):
