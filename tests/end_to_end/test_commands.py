@@ -81,7 +81,9 @@ class Commands(HostTest):
         self.assertFalse(os.path.exists(self.file("x.tdf")))
 
     def test_output_that_cannot_be_written_is_refused_before_recording(self):
-        self.fails(2, "cannot be written", "record", "--port", "59", "--clock", "1000", "--output", "none/x.tdf")
+        for plugin in ([], ["--plugin", self.host_path(self.file("none"))]):  # which is not even loaded
+            self.fails(2, "cannot be written", "record", *plugin, "--port", "59", "--clock", "1000", "--output",
+                       "none/x.tdf")
         self.write("text.txt", "this is no TDF file, and must not become one")
         self.fails(2, "is no TDF file of this host", "record", "--port", "59", "--clock", "1000", "--output", "text.txt")
 
