@@ -104,6 +104,15 @@ TEST_F(uLoggerTest, SetEnabledClosesAndALaterLineReopensInTheSameMode) {
     EXPECT_EQ(files::OpenLog(), (std::vector<std::string>{"a+ " + path, "a+ " + path}));
     EXPECT_EQ(Logged(), "M      b\n");
 }
+TEST_F(uLoggerTest, EnabledLoggerThatIsEnabledAgainKeepsItsFile) {
+    uLogger fresh(path, false);
+    fresh.Log(1, 0, "a");
+    EXPECT_TRUE(fresh.SetEnabled(true));
+    fresh.Log(1, 0, "b");
+    EXPECT_EQ(files::OpenLog(), (std::vector<std::string>{"w+ " + path}));
+    fresh.SetEnabled(false);
+    EXPECT_EQ(Logged(), "M      a\nM      b\n");
+}
 TEST_F(uLoggerTest, LoggerThatDoesNotAppendReopensInTheSameModeToo) {
     uLogger fresh(path, false);
     fresh.Log(1, 0, "a");

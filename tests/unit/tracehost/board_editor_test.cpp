@@ -19,6 +19,8 @@ TEST(SplitBoardKey, DotsSeparateAndBackslashesProtect) {
     EXPECT_EQ(SplitBoardKey("results.EnableTpiu"), (std::vector<std::string>{"results", "EnableTpiu"}));
     EXPECT_EQ(SplitBoardKey("set_up_file.board\\.1/cpu\\\\x"),
               (std::vector<std::string>{"set_up_file", "board.1/cpu\\x"}));
+    EXPECT_EQ(SplitBoardKey("memory.a\\."), (std::vector<std::string>{"memory", "a."}));
+    EXPECT_EQ(SplitBoardKey("memory.a\\"), (std::vector<std::string>{"memory", "a\\"}));
 }
 
 TEST(EditBoard, MakesObjectsOnTheWay) {
