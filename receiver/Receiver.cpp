@@ -1,5 +1,6 @@
 #include "receiver/Receiver.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -80,10 +81,10 @@ MemoryAccessor* Receiver::GetMemoryAccessor() {
 
 void Receiver::ReleaseChannelDriver(CChannelDriver* driver) {
     if (driver == nullptr) return;
-    for (std::size_t i = 0; i < channelDrivers.size(); ++i) {
-        if (channelDrivers[i].get() == driver) return DestroyDriver(i);
-    }
-    ThrowReceiverError("Failed to release unknown SWO channel driver");
+    const auto found = std::find_if(channelDrivers.begin(), channelDrivers.end(),
+                                    [driver](const auto& own) { return own.get() == driver; });
+    if (found == channelDrivers.end()) ThrowReceiverError("Failed to release unknown SWO channel driver");
+    DestroyDriver(static_cast<std::size_t>(found - channelDrivers.begin()));
 }
 
 /// Takes the driver out of the list before it dies, so that nobody finds it half destroyed.

@@ -77,6 +77,18 @@ TEST_F(OptionsLog, ReasonOfTheHandlerComesBeforeTheRefusal) {
                                      std::string("E Tarnel_XmlOptions: ") + kUndefinedException));
 }
 
+TEST_F(OptionsLog, RefusedDeclarationsAreTold) {
+    const auto doctype = [](const std::string& subset) { return "<!DOCTYPE r [" + subset + "]><r/>"; };
+    ReadText(doctype("<!ENTITY % p ''>"));
+    ReadText(doctype("<!ENTITY e ''><!ATTLIST r a CDATA ''>"));
+    const std::string undefined = std::string("E Tarnel_XmlOptions: ") + kUndefinedException;
+    EXPECT_THAT(
+        Lines(),
+        ElementsAre("E Tarnel_XmlOptions: Parameter entities in xml file are not accepted.", undefined,
+                    "E Tarnel_XmlOptions: Attribute lists behind entities in xml file are not accepted.",
+                    undefined));
+}
+
 TEST_F(OptionsLog, ReasonOfTheParserComesWithItsLine) {
     ReadText("<r>\n<x>\n</y></r>");
     const auto lines = Lines();

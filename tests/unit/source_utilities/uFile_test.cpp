@@ -90,6 +90,22 @@ TEST_F(uFileTest, FailedLengthIsMinusOne) {
     EXPECT_EQ(file.Length(), -1);
     file.Close();
 }
+TEST_F(uFileTest, SeveralThreadsMayCallEveryOperation) {
+    // What is shown is shown by the thread sanitizer.
+    std::thread openingAndClosing([this] {
+        for (int i = 0; i < 200; ++i) {
+            file.Open(path.c_str(), "wb");
+            file.Close();
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        file.Write("a", 1);
+        file.WriteString("b");
+        file.Flush();
+    }
+    openingAndClosing.join();
+    EXPECT_FALSE(file.IsOpen());
+}
 TEST_F(uFileTest, SeveralThreadsWriteWholeRecords) {
     ASSERT_TRUE(file.Open(path.c_str(), "wb"));
     std::vector<std::thread> threads;
