@@ -89,6 +89,7 @@ TEST(ParseReal, TooLargeGivesInfinityAndTooSmallGivesZero) {
     EXPECT_EQ(ParseReal("1e99999999999999999999"), infinity);
     EXPECT_EQ(ParseReal("0.00001e500"), infinity);
     EXPECT_EQ(ParseReal(std::string(400, '9').c_str()), infinity);
+    EXPECT_EQ(ParseReal(("1" + std::string(400, '0')).c_str()), infinity);
     EXPECT_EQ(ParseReal("1e-400"), 0.0);
     EXPECT_EQ(ParseReal("1e-99999999999999999999"), 0.0);
     EXPECT_EQ(ParseReal((std::string("0.") + std::string(400, '0') + "1").c_str()), 0.0);
