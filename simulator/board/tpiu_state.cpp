@@ -63,7 +63,9 @@ std::optional<TpiuState> ReadTpiuState(const std::string& path) {
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
     try {
-        if (text.size() > kLargestTpiuState) throw std::runtime_error("longer than 4096 bytes");
+        if (text.size() > kLargestTpiuState) {
+            throw std::runtime_error("longer than " + std::to_string(kLargestTpiuState) + " bytes");
+        }
         return ParseTpiuState(text);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(path + ": " + error.what());

@@ -1,6 +1,5 @@
 #include "posix_faults.h"
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -8,23 +7,12 @@
 #include "source_utilities/dynamic_library.h"
 #include "source_utilities/uDll.h"
 #include "source_utilities/uThread.h"
+#include "thread_flag.h"
 
 // The Linux bodies of threads and libraries over system calls that fail.
 namespace {
 
 using namespace KORR_PLIM;
-
-class Flag : public uRunnable {
-  public:
-    void Run() override { ran = true; }
-    std::atomic<bool> ran{false};
-};
-
-void Wait(const Flag& flag) {
-    while (!flag.ran) {
-        uThread::Yield();
-    }
-}
 
 TEST_F(PosixFaults, ThreadThatCannotBeCreatedFailsTheStart) {
     Flag flag;

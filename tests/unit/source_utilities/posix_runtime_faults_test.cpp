@@ -3,11 +3,11 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include <atomic>
 #include <cerrno>
 
 #include "source_utilities/dynamic_library.h"
 #include "source_utilities/uThread.h"
+#include "thread_flag.h"
 
 // Calls that a sanitizer makes itself, before there is anything to tell it that they fail: these tests are
 // not in a program with a sanitizer.
@@ -36,18 +36,6 @@ int __wrap_pthread_attr_destroy(pthread_attr_t* attributes) {
 namespace {
 
 using namespace KORR_PLIM;
-
-class Flag : public uRunnable {
-  public:
-    void Run() override { ran = true; }
-    std::atomic<bool> ran{false};
-};
-
-void Wait(const Flag& flag) {
-    while (!flag.ran) {
-        uThread::Yield();
-    }
-}
 
 TEST_F(PosixFaults, ThreadWithoutAttributesIsNotCreated) {
     Flag flag;

@@ -113,8 +113,8 @@ TEST_F(GlintarDevice, RimefoldPllFollowsItsDividers) {
     EXPECT_EQ(Rimefold(kUsePll | 3, 96, 4), 76800000.0);
     EXPECT_EQ(Rimefold(kUsePll, 100 | Field(512, 10)), 16e6 * 100.5);
     EXPECT_EQ(Rimefold(kUsePll | 1, 96, Field(2, 8) | 3), 16e6 * 96 / 12 / 2);
-    const uint32_t otherSource =
-        Field(0x3FF, 10) | Field(0xF, 20);  // what divides and names it without the PLL
+    // What divides and names the source without the PLL makes no difference.
+    const uint32_t otherSource = Field(0x3FF, 10) | Field(0xF, 20);
     EXPECT_EQ(Rimefold(kUsePll | otherSource | 3, 96, 4 | Field(7, 5)), 76800000.0);
 }
 
