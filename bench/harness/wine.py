@@ -1,32 +1,24 @@
 """Wine in a prefix of its own, so that its server serves nothing but what is measured."""
 import os
-import shutil
 import subprocess
 import time
 
 from harness.processes import Failure, PATIENCE
 
 
-def find():
-    for name in ("/usr/lib/wine/wine64", "wine64", "wine"):
-        path = shutil.which(name)
-        if path:
-            return path
-    return None
+WINE_PREFIX = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cmake", "wine-prefix")
 
 
 class Wine:
     def __init__(self, prefix):
-        self.wine = find()
-        if self.wine is None:
-            raise Failure("no wine64 found")
         self.prefix = os.path.abspath(prefix)
-        os.makedirs(self.prefix, exist_ok=True)
+        prepared = subprocess.run([WINE_PREFIX, self.prefix], stdout=subprocess.PIPE, text=True, timeout=300,
+                                  check=False)
+        if prepared.returncode != 0:
+            raise Failure("Wine is not ready")
+        self.wine = prepared.stdout.strip()
         self.env = dict(os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all",
                         WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
-        if not os.path.exists(os.path.join(self.prefix, "system.reg")):
-            subprocess.run([self.wine, "wineboot", "--init"], env=self.env, stdout=subprocess.DEVNULL,
-                           stderr=subprocess.DEVNULL, timeout=300, check=True)
 
     def command(self, program, *arguments):
         return [self.wine, program, *arguments]

@@ -5,13 +5,12 @@ them: it starts the capture, then programs and enables the simulated TPIU, as a 
 """
 import json
 import os
-import shutil
 import signal
 import subprocess
 import time
 
 PORT = 5
-RUN_UNDER_WINE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cmake", "run-under-wine")
+WINE_PREFIX = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cmake", "wine-prefix")
 
 
 class Failed(Exception):
@@ -69,14 +68,12 @@ class Wine:
     def __init__(self, build):
         self.program = os.path.join(build, "bin", "collector_capture.exe")
         self.prefix = os.path.abspath(os.environ.get("TARNEL_WINEPREFIX", os.path.join(build, "wine")))
-        found = [path for path in map(shutil.which, ("/usr/lib/wine/wine64", "wine64", "wine")) if path]
-        if not found:
-            raise Failed("no wine64 found")
-        self.wine = found[0]
-        # Makes the prefix where it is new, and has its server running.
-        subprocess.run([RUN_UNDER_WINE, self.program, "--help"], stdout=subprocess.DEVNULL, check=True, timeout=300,
-                       env=dict(os.environ, TARNEL_WINEPREFIX=self.prefix))
-        self.port = 100 + os.getpid() % 150
+        prepared = subprocess.run([WINE_PREFIX, self.prefix], stdout=subprocess.PIPE, text=True, timeout=300,
+                                  check=False)
+        if prepared.returncode != 0:
+            raise Failed("Wine is not ready")
+        self.wine = prepared.stdout.strip()
+        self.port = int(os.environ.get("TARNEL_COM_PORT", 99))
 
     def link(self, _):
         return os.path.join(self.prefix, "dosdevices", f"com{self.port}")

@@ -16,16 +16,18 @@ import unittest
 BIN = os.environ["TARNEL_BIN"]
 SOURCE = os.environ["TARNEL_SOURCE"]
 PREFIX = os.environ.get("TARNEL_WINEPREFIX")
+WINE_PREFIX = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cmake", "wine-prefix")
 ON_WINE = bool(PREFIX)
 LIMIT = 120  # seconds; generous, because machines can be busy
-FIRST_PORT = 60 + os.getpid() % 900 * 10  # ports of this process under Wine, where all share one prefix
+FIRST_PORT = 300 + os.getpid() % 900 * 10  # ports of this process under Wine, where all share one prefix
 
 SWD = '$ brantor\n$ product\nname="Brantor"\n$ swd\nswd_debug=enabled\nswo_data=tdo_pin\n'
 QUILLER = '$ product\nname="Quiller"\n$ swd\nswd_debug=enabled\nswo_data=tdo_pin\n'
 
 
 def wine_program():
-    return shutil.which("/usr/lib/wine/wine64") or shutil.which("wine64") or shutil.which("wine")
+    """The path of wine64, for a prefix that is ready and whose server runs."""
+    return subprocess.check_output([WINE_PREFIX, PREFIX], text=True, timeout=300).strip()
 
 
 def wait_for(condition, what):
@@ -36,6 +38,12 @@ def wait_for(condition, what):
             return value
         time.sleep(0.01)
     raise AssertionError("waited in vain for " + what)
+
+
+def anonymous_kib(process):
+    """KiB of a process's memory that is no file's, counted page by page."""
+    with open(f"/proc/{process}/smaps_rollup") as file:
+        return next(int(line.split()[1]) for line in file if line.startswith("Anonymous:"))
 
 
 def find_process(name, folder):
@@ -130,6 +138,8 @@ class HostTest(unittest.TestCase):
     """A folder with board, home and files; everything started is ended again."""
 
     def setUp(self):
+        if ON_WINE:
+            wine_program()
         self.folder = tempfile.mkdtemp(prefix="tarnel_e2e_")
         self.home = self.file("home")  # None: the host gets no home
         os.mkdir(self.home)
@@ -236,6 +246,8 @@ class HostTest(unittest.TestCase):
         number = FIRST_PORT + index if ON_WINE else index
         link = os.path.join(PREFIX, "dosdevices", f"com{number}") if ON_WINE else self.file(f"port{index}")
         self.links[number] = link
+        if os.path.lexists(link):
+            os.unlink(link)  # of a test that was killed
         return number, link
 
     def source(self, *arguments, index=1, records=True):
@@ -245,8 +257,6 @@ class HostTest(unittest.TestCase):
         own = self.file(f"source{index}")
         source = Source(self, own, *arguments, records=records)
         self.started.append(source)
-        if os.path.lexists(link):
-            os.unlink(link)
         os.symlink(os.path.realpath(own), link)
         return number, source
 

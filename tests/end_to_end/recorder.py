@@ -18,8 +18,6 @@ class Recorder(HostTest):
         number, link = self.port(index)
         near_end, far_end = os.openpty()
         tty.setraw(far_end)
-        if os.path.lexists(link):
-            os.unlink(link)
         os.symlink(os.ttyname(far_end), link)
         return number, near_end, far_end
 
