@@ -59,10 +59,10 @@ std::string CommonName(const std::string& seam, const std::string& operation) {
     return seam == "capture_file" ? "file." + operation : std::string();
 }
 
-/// Whether the driver waits for the end of the capture thread, which was told to stop before.
-bool IsStopping() {
+/// How often the driver has waited for the end of a capture thread, which it told to stop before.
+std::ptrdiff_t WaitsForTheEnd() {
     const std::vector<uint32_t> sleeps = fakes::native_thread::SleepLog();
-    return std::find(sleeps.begin(), sleeps.end(), 0U) != sleeps.end();
+    return std::count(sleeps.begin(), sleeps.end(), 0U);
 }
 
 }  // namespace
@@ -132,9 +132,9 @@ void WholeRecording::PlugIn() {
     port->rateTaken = [](uint32_t asked) { return std::min(asked, 24'000'000U); };
     port->AddRead(kFirst);
     port->AddRead(kSecond);
-    port->AddAction([this] {
+    port->AddAction([this, earlier = WaitsForTheEnd()] {
         quiet = true;
-        Await(IsStopping);
+        Await([earlier] { return WaitsForTheEnd() > earlier; });
     });
     port->AddRead(kLate);
 }
