@@ -4,18 +4,20 @@ from unittest import mock
 
 import real_time
 from hosting import main
-from real_time import Skip, Starved, expect_in_time, in_real_time
+from real_time import Skip, Starved, excuses, expect_in_time, in_real_time, taken_seconds
 
 RIGHT = {"doubled": 0, "changed": 0}
 
 
 def report(dropped=0, late_ms=0):
-    return {"sent": 1000, "dropped": dropped, "wire_seconds": 10.0, "lag": {"total_ms": late_ms}}
+    return {"sent": 1000, "dropped": dropped, "wire_seconds": 10.0, "lag": {"total_ms": late_ms},
+            "real_time": True}
 
 
 class Forgiving(unittest.TestCase):
-    def play(self, failures, work):
-        """Plays something that fails that often, beside so much other work, and counts how often it was played."""
+    def play(self, failures, work, taken=(0.0, 0.0)):
+        """Plays something that fails that often, beside so much other work, and counts how often it was played. Each
+        time so many seconds are taken."""
         played = []
 
         def once():
@@ -23,7 +25,9 @@ class Forgiving(unittest.TestCase):
             if len(played) <= len(failures):
                 raise failures[len(played) - 1]
 
-        with mock.patch.object(real_time, "other_work", lambda: work):
+        seconds = iter([(0.0, 0.0), taken] * (len(failures) + 1))
+        with mock.patch.object(real_time, "other_work", lambda: work), \
+                mock.patch.object(real_time, "taken_seconds", lambda: next(seconds)):
             try:
                 in_real_time(once)
             finally:
@@ -40,6 +44,26 @@ class Forgiving(unittest.TestCase):
     def test_run_that_is_always_starved_is_skipped_on_a_busy_machine(self):
         with self.assertRaises(Skip):
             self.play([Starved("lost")] * 3, 1.0)
+
+    def test_run_that_is_always_starved_is_skipped_where_time_is_taken(self):
+        for taken in ((10.0, 0.0), (0.0, 10.0)):
+            with self.assertRaisesRegex(Skip, "of the time"):
+                self.play([Starved("lost")] * 3, 0.0, taken)
+
+    def test_run_that_is_always_starved_is_skipped_without_real_time_priority(self):
+        with self.assertRaisesRegex(Skip, "the source had no real-time priority"):
+            self.play([Starved("lost", played_first=False)] * 3, 0.0)
+
+    def test_a_little_is_no_excuse(self):
+        self.assertEqual(excuses(Starved("lost"), 0.5, 0.01, 0.01), [])
+        self.assertEqual(excuses(Starved("lost"), 0.6, 0.012, 0.5), [
+            "0.6 other processes wanted to run", "1.2% of the time were taken from its processors",
+            "50.0% of the time something waited for a disk"])
+
+    def test_time_that_is_taken_never_goes_back(self):
+        first = taken_seconds()
+        self.assertGreaterEqual(taken_seconds(), first)
+        self.assertGreaterEqual(min(first), 0.0)
 
     def test_anything_else_fails_at_once_on_every_machine(self):
         with self.assertRaisesRegex(AssertionError, "other bytes"):
