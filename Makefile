@@ -6,6 +6,8 @@ FUZZ_SECONDS ?= 60
 RUNS ?= 1
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tests.xml
 
+# The steps take turns whatever -j says: tests in real time share the machine with nothing.
+.NOTPARALLEL:
 .PHONY: help demo demo-windows test test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
     bench bench-loss fuzz mutants packages-native packages-all clean
 
