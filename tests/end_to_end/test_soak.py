@@ -12,7 +12,7 @@ import statistics
 import subprocess
 import time
 
-from hosting import BIN, HostTest, main, wait_for
+from hosting import BIN, HostTest, anonymous_kib, main, wait_for
 from real_time import Skip, expect_in_time, in_real_time
 
 SECONDS = int(os.environ.get("SOAK_SECONDS", "60"))
@@ -37,7 +37,7 @@ def resources(process):
     with open(folder + "/status") as status:
         fields = dict(line.split(":", 1) for line in status)
     return {"handles": len(os.listdir(folder + "/fd")), "threads": int(fields["Threads"]),
-            "resident_kib": int(fields["VmRSS"].split()[0]), "anonymous_kib": int(fields["RssAnon"].split()[0])}
+            "resident_kib": int(fields["VmRSS"].split()[0]), "anonymous_kib": anonymous_kib(process)}
 
 
 class Soak(HostTest):

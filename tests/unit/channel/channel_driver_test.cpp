@@ -1,4 +1,5 @@
 #include <array>
+#include <random>
 
 #include "tests/unit/channel/driver_fixture.h"
 
@@ -314,7 +315,8 @@ TEST_F(HostileCpuName, ADeviceIsNotOpenedWhereAFileIsNamed) {
 }
 
 TEST_F(HostileCpuName, ADriveLetterDoesNotLeaveTheDataFolder) {
-    const auto file = std::filesystem::temp_directory_path() / "tarnel_drive_letter.bin";
+    const auto file = std::filesystem::temp_directory_path() /
+                      ("tarnel_drive_letter_" + std::to_string(std::random_device{}()) + ".bin");
     const std::string name = file.string().substr(0, file.string().size() - 4);
     ExpectNothingCaptured(name);
     ExpectNothingCaptured("C:\\/" + name);

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
+
 #include "options/ChannelOptionsHandler.h"
 #include "source_utilities/file_system.h"
 #include "source_utilities/uLogManager.h"
@@ -118,7 +121,8 @@ TEST_F(OptionsReader, AddressIsTakenAsAFileName) {
 }
 
 TEST_F(OptionsReader, FileWithAPercentSignOrBlankInItsNameIsRead) {
-    const std::string name = testing::TempDir() + "options %20 #1.xml";
+    const std::string name =
+        testing::TempDir() + std::to_string(std::random_device{}()) + "options %20 #1.xml";
     OptionList options;
     ChannelOptionsHandler handler;
     handler.SaveOptions(handler.GetOptions(options, "", 2), name);
@@ -127,7 +131,8 @@ TEST_F(OptionsReader, FileWithAPercentSignOrBlankInItsNameIsRead) {
 }
 
 TEST_F(OptionsReader, FileWithANameOutsideAsciiIsRead) {
-    const std::string name = testing::TempDir() + "options_\xE9\xE8.xml";
+    const std::string name =
+        testing::TempDir() + std::to_string(std::random_device{}()) + "options_\xE9\xE8.xml";
     OptionList options;
     ChannelOptionsHandler handler;
     handler.SaveOptions(handler.GetOptions(options, "", 2), name);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 
 namespace Korr::Plim::Trace::Simulator {
@@ -19,9 +20,7 @@ std::string ErrorOf(const std::string& text) {
 }
 
 std::string TemporaryFile(const std::string& name) {
-    return (std::filesystem::temp_directory_path() /
-            (name + std::to_string(testing::UnitTest::GetInstance()->random_seed()) + "_" +
-             std::to_string(reinterpret_cast<uintptr_t>(&name))))
+    return (std::filesystem::temp_directory_path() / (name + std::to_string(std::random_device{}())))
         .string();
 }
 
