@@ -9,7 +9,7 @@ from harness.processes import Failure, PATIENCE, Talker, cpu_seconds, sync
 from harness.road import Road, carry
 
 FIRST_PORT = 61
-EACH = MIB  # bytes of each of several drivers
+EACH = 4 * MIB  # bytes of each of several drivers
 CPUS = 2  # that all drivers share
 LINEAR = ("at most", 1.05)
 
