@@ -25,6 +25,9 @@ build_preset = mkdir -p build && \
 	{ cmake --preset $(1) >build/configure-$(1).log 2>&1 || { cat build/configure-$(1).log; exit 1; }; } && \
 	cmake --build --preset $(1) -j $(JOBS)
 
+# What the command before has started is ended, and its exit status kept.
+end_wine = status=$$?; cmake/wine-prefix --end build/windows/wine* build/windows/bench/wine; exit $$status
+
 build: packages-native ## build for Linux into build/linux
 	@$(call build_preset,linux)
 
@@ -36,7 +39,7 @@ demo: build ## record a simulated target through the Linux receiver
 	@simulator/demo/plugin_demo --build build/linux
 
 demo-windows: build build-windows ## the same through the Windows receiver under Wine
-	@simulator/demo/plugin_demo --build build/linux --wine build/windows
+	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)
 
 test: packages-all lint test-native test-soak test-asan test-tsan test-windows ## run everything
 	@sed -n 's/.*<testcase name="\([^"]*\)".*status="notrun".*/Skipped (it says why above): \1/p' \
@@ -58,20 +61,20 @@ test-tsan: packages-all ## those with threads under the thread sanitizer
 	@$(CTEST) --test-dir build/linux-tsan -LE 'long|native-only'
 
 test-windows: build build-windows ## the tests of the Windows build under Wine
-	@$(CTEST) --test-dir build/windows -LE long
+	@$(CTEST) --test-dir build/windows -LE long; $(end_wine)
 
 test-long: build build-windows ## the tests that take a minute or more each
 	@$(CTEST) --test-dir build/linux -L long
-	@$(CTEST) --test-dir build/windows -L long
+	@$(CTEST) --test-dir build/windows -L long; $(end_wine)
 
 lint: packages-all ## format and static checks
 	@cmake/lint
 
 bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some 15 minutes)
-	@bench/run_benchmarks
+	@bench/run_benchmarks; $(end_wine)
 
 bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 20 minutes)
-	@bench/run_loss_table --runs $(RUNS)
+	@bench/run_loss_table --runs $(RUNS); $(end_wine)
 
 fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS at a time
 	@$(call build_preset,linux-fuzz)

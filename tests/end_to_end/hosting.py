@@ -80,7 +80,7 @@ class Script:
         self.process = subprocess.Popen(test.command("script", "-"), env=environment, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, stderr=test.errors)
         self.rest = b""
-        self.folder = test.folder
+        self.folder, self.errors = test.folder, test.errors.name
 
     def host_process(self):
         """Process id of tracehost itself, which under Wine is a child of the process that was started."""
@@ -99,7 +99,8 @@ class Script:
             ready = select.select([self.process.stdout], [], [], max(0, end - time.monotonic()))[0]
             block = os.read(self.process.stdout.fileno(), 65536) if ready else b""
             if not block:
-                raise AssertionError(f"no answer to {command!r} (status {self.process.poll()})")
+                with open(self.errors, errors="replace") as said:
+                    raise AssertionError(f"no answer to {command!r} (status {self.process.poll()}): {said.read(2000)}")
             self.rest += block
         line, _, self.rest = self.rest.partition(b"\n")
         return line
