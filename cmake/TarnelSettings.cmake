@@ -53,7 +53,7 @@ target_link_libraries(tarnel_settings INTERFACE Threads::Threads)
 # source is there because a library needs one.
 file(WRITE ${CMAKE_BINARY_DIR}/logic_anchor.cpp "")
 add_library(tarnel_logic STATIC ${CMAKE_BINARY_DIR}/logic_anchor.cpp)
-set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD OFF)  # its files share names of their own
+set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD OFF)  # several files define the same local names
 target_link_libraries(tarnel_logic PUBLIC tarnel_settings)
 # All real bodies of the seams, for programs that replace none.
 add_library(tarnel_platform INTERFACE)

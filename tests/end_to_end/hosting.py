@@ -140,7 +140,7 @@ class HostTest(unittest.TestCase):
 
     def setUp(self):
         if ON_WINE:
-            wine_program()
+            wine_program()  # makes the prefix, in which the ports are linked
         self.folder = tempfile.mkdtemp(prefix="tarnel_e2e_")
         self.home = self.file("home")  # None: the host gets no home
         os.mkdir(self.home)
