@@ -1,4 +1,5 @@
-# The newcomer's two commands are `make demo` and `make test`; both install what they need. `make help` lists the rest.
+# The newcomer's two commands are `make demo` and `make test`; both install what they need. `make check` is everything.
+# `make help` lists the rest.
 # CMake and its presets do the building: this file only puts the steps in order.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
@@ -8,7 +9,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
-.PHONY: help demo demo-windows test test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
+.PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
     bench bench-loss fuzz mutants packages-native packages-all clean
 
 help: ## list the targets
@@ -20,10 +21,10 @@ packages-native:
 packages-all:
 	@cmake/install-packages all
 
-# $(call build_preset,PRESET): configure quietly, then build.
-build_preset = mkdir -p build && \
-	{ cmake --preset $(1) >build/configure-$(1).log 2>&1 || { cat build/configure-$(1).log; exit 1; }; } && \
-	cmake --build --preset $(1) -j $(JOBS)
+# $(call build_preset,PRESET[,TARGET...]): configure and build, with one line of progress each; the logs lie in build/.
+build_preset = cmake/run-quietly "Configuring $(1)" build/configure-$(1).log cmake --preset $(1) && \
+	cmake/run-quietly "Building $(1)" build/build-$(1).log \
+	    cmake --build --preset $(1) -j $(JOBS) $(if $(2),-t $(2))
 
 # What the command before has started is ended, and its exit status kept.
 end_wine = status=$$?; cmake/wine-prefix --end build/windows/wine* build/windows/bench/wine; exit $$status
@@ -35,18 +36,28 @@ build-windows: packages-all ## cross-build for Windows x64 into build/windows
 	@cmake/build-xerces-for-windows
 	@$(call build_preset,windows)
 
-demo: build ## record a simulated target through the Linux receiver
+demo: packages-native ## record a simulated target through the Linux receiver
+	@$(call build_preset,linux,products)
 	@simulator/demo/plugin_demo --build build/linux
 
-demo-windows: build build-windows ## the same through the Windows receiver under Wine
+demo-windows: packages-all ## the same through the Windows receiver under Wine
+	@cmake/build-xerces-for-windows
+	@$(call build_preset,linux,products)
+	@$(call build_preset,windows,products)
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)
 
-test: packages-all lint test-native test-soak test-asan test-tsan test-windows ## run everything
-	@sed -n 's/.*<testcase name="\([^"]*\)".*status="notrun".*/Skipped (it says why above): \1/p' \
-	    build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml
-	@echo "All checks passed: format and lint, native, sanitizers, Windows under Wine."
+# $(call name_skipped,FILE...): what a test program left out is told at the end, where it is read.
+name_skipped = sed -n 's/.*<testcase name="\([^"]*\)".*status="notrun".*/Skipped (it says why above): \1/p' $(1)
 
-test-native: build ## the fast loop: unit, contract and end-to-end tests on Linux
+test: test-native ## the native suite: unit, contract and end-to-end tests on Linux
+	@$(call name_skipped,build/linux/tests.xml)
+	@echo "The native tests passed."
+
+check: test packages-all lint test-soak test-asan test-tsan test-windows ## everything, as continuous integration runs it
+	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
+	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine."
+
+test-native: build ## the fast loop: what `make test` runs
 	@$(CTEST) --test-dir build/linux -LE 'long|soak'
 
 test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
