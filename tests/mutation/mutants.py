@@ -106,7 +106,7 @@ def candidates_in_header(path):
     lines = path.read_text(encoding="utf-8").split("\n")
     for number in range(len(lines)):
         block = swapped(lines, number, VIRTUAL)
-        if block and "~" not in block[0] + block[-1]:
+        if block and "~" not in block[0] + block[-1] and not ("Reserved" in block[0] and "Reserved" in block[-1]):
             yield "swapped slots", number, list(range(number, number + len(block))), "\n".join(block)
 
 
