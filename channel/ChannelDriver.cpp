@@ -7,6 +7,7 @@
 #include "channel/capture_name.h"
 #include "channel/channel_log.h"
 #include "source_utilities/environment.h"
+#include "source_utilities/visible_text.h"
 
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
@@ -14,6 +15,7 @@ using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
 using KORR_PLIM::uMutex;
 using KORR_PLIM::uMutexLock;
+using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -60,7 +62,7 @@ ChannelDriver::ChannelDriver(CReceiver* theReceiver, const char* theCpuName, Tar
     captureFileName = CaptureFileName(logDir, cpuShortName);
     if (captureFileName.empty()) {
         LogError("%s: CPU name leads out of the data folder, so that nothing can be captured: %s",
-                 kChannelDriverTag, theCpuName);
+                 kChannelDriverTag, Visible(theCpuName).Text());
     }
     ResetItmChannelTypes();
     mutex = MakeMutex();
@@ -130,7 +132,8 @@ void ChannelDriver::SetHaltState(const char* name, uint8_t haltState) {
         return;
     }
     found->second = haltState;
-    LogMessage(kLogChatty, "%s: modified halt state for %s to %d", kChannelDriverTag, name, haltState);
+    LogMessage(kLogChatty, "%s: modified halt state for %s to %d", kChannelDriverTag, Visible(name).Text(),
+               haltState);
 }
 
 void ChannelDriver::UnregisterCpu(const char* name) {

@@ -6,10 +6,12 @@
 #include "channel/text_numbers.h"
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
+#include "source_utilities/visible_text.h"
 
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -37,7 +39,7 @@ void Answer(TraceAttribute& answer, uint32_t type, const char* value) {
 }
 
 void AnswerUnhandled(const char* name, TraceAttribute& answer) {
-    LogMessage(kLogOrdinary, "%s: Unhandled Attribute = %s", kChannelDriverTag, name);
+    LogMessage(kLogOrdinary, "%s: Unhandled Attribute = %s", kChannelDriverTag, Visible(name).Text());
     Answer(answer, kTypeChannel, "0");
 }
 
@@ -46,7 +48,7 @@ void AnswerUnhandled(const char* name, TraceAttribute& answer) {
 void ChannelDriver::GetAttribute(const char* name, TraceAttribute& answer) {
     if (name == nullptr) Fail("Null attribute name");
     attrText.clear();
-    LogMessage(kLogChatty, "%s: Get the attribute %s.", kChannelDriverTag, name);
+    LogMessage(kLogChatty, "%s: Get the attribute %s.", kChannelDriverTag, Visible(name).Text());
     answer.name = name;
     if (AnswerFrequency(name, answer)) return;
     if (Is(name, "Buffer Wrapped") || Is(name, "TWP Source")) return Answer(answer, kTypeBoolean, "0");

@@ -10,11 +10,13 @@
 #include "channel/file_stream.h"
 #include "channel/tdf_writer.h"
 #include "source_utilities/uFile.h"
+#include "source_utilities/visible_text.h"
 
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -48,7 +50,7 @@ void CheckOutputFile(const char* fileName) {
     if (OpenStream(fileName, "ab") != nullptr) return;
     const int why = errno;
     const std::string message = std::string("Could not open file") + std::strerror(why);
-    LogError("%s : %s : %s", kChannelDriverTag, message.c_str(), fileName);
+    LogError("%s : %s : %s", kChannelDriverTag, message.c_str(), Visible(fileName).Text());
     Fail(message.c_str());
 }
 

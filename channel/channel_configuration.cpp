@@ -6,12 +6,14 @@
 #include "channel/text_numbers.h"
 #include "options/ChannelOptionsHandler.h"
 #include "options/option_table.h"
+#include "source_utilities/visible_text.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
 using KORR_PLIM::uMutex;
 using KORR_PLIM::uMutexLock;
+using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -33,10 +35,11 @@ bool IsPlaceholder(uint32_t id, const std::string& value) { return value == Opti
 void ChannelDriver::SetConfiguration(const char* optionsFileName) {
     const uMutexLock hold(*mutex);
     if (optionsFileName == nullptr) {
-        LogError("SetConfiguration called with null options for %s", cpuShortName.c_str());
+        LogError("SetConfiguration called with null options for %s", Visible(cpuShortName).Text());
         Fail("Internal error setting configuration.");
     }
-    LogMessage(kLogOrdinary, "%s: Set configuration called file - %s.", kChannelDriverTag, optionsFileName);
+    LogMessage(kLogOrdinary, "%s: Set configuration called file - %s.", kChannelDriverTag,
+               Visible(optionsFileName).Text());
     ReadOptions(options, optionsFileName, probeKind);
     ApplyOptions();
     state = kConfigured;
@@ -46,7 +49,7 @@ std::string ChannelDriver::OptionValue(uint32_t id) const {
     const auto found = std::find_if(options.begin(), options.end(),
                                     [id](const ChannelOptions& option) { return option.id == id; });
     if (found != options.end()) return found->value;
-    LogError("%s: NULL value for CPU=%s and option ID=%d.", kChannelDriverTag, cpuName.c_str(),
+    LogError("%s: NULL value for CPU=%s and option ID=%d.", kChannelDriverTag, Visible(cpuName).Text(),
              static_cast<int32_t>(id));
     return std::string();
 }
@@ -54,7 +57,7 @@ std::string ChannelDriver::OptionValue(uint32_t id) const {
 void ChannelDriver::ApplyOptions() {
     ApplyFirmwareVersion();
     LogMessage(kLogOrdinary, "%s: Setting eSWO_ENCODING = %s.", kChannelDriverTag,
-               OptionValue(kOptionEncoding).c_str());
+               Visible(OptionValue(kOptionEncoding)).Text());
     pinProtocol = kPinProtocolUart;
     ApplyPrescaler();
     if (pinProtocol == kPinProtocolUart) ApplyClock();

@@ -6,10 +6,12 @@
 #include "channel/channel_log.h"
 #include "channel/file_stream.h"
 #include "channel/text_numbers.h"
+#include "source_utilities/visible_text.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
@@ -73,7 +75,7 @@ void ReadLines(std::FILE* stream, ItmTable& table) {
 ItmTypes LegacyMapping(const std::string& fileName) {
     LogMessage(kLogOrdinary,
                "%s: Could not find/open file (%s) to get ITM channel setup. Setting up legacy mapping.",
-               kChannelDriverTag, fileName.c_str());
+               kChannelDriverTag, Visible(fileName).Text());
     return {1};
 }
 
@@ -92,7 +94,7 @@ ItmTypes ReadItmTypes(const std::string& fileName) {
     const FileStream stream = OpenStream(fileName.c_str(), "r");
     if (stream == nullptr || !IsReadable(stream.get())) return LegacyMapping(fileName);
     LogMessage(kLogOrdinary, "%s: Opened file (%s) to get ITM channel setup.", kChannelDriverTag,
-               fileName.c_str());
+               Visible(fileName).Text());
     ItmTable table;
     ReadLines(stream.get(), table);
     return table.Types();

@@ -8,6 +8,7 @@
 #include "receiver/device_support.h"
 #include "receiver/host_library.h"
 #include "source_utilities/log_call.h"
+#include "source_utilities/visible_text.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -15,6 +16,7 @@ using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::Visible;
 
 Receiver::Receiver() = default;
 
@@ -42,7 +44,8 @@ void Receiver::GetCpuNames(char** buffers) {
     for (std::size_t i = 0; i < channelDrivers.size(); ++i) {
         const char* const name = channelDrivers[i]->GetCpuName();
         if (buffers[i] != nullptr) std::strcpy(buffers[i], name);
-        LogMessage(kLogOrdinary, "%s: cpuName[%d] is %s", kReceiverTag, static_cast<int>(i), name);
+        LogMessage(kLogOrdinary, "%s: cpuName[%d] is %s", kReceiverTag, static_cast<int>(i),
+                   Visible(name).Text());
     }
 }
 
@@ -101,7 +104,7 @@ CChannelDriver* Receiver::GetChannelDriver(const char* cpuName) {
     if (cpuName == nullptr) return nullptr;
     for (const auto& driver : channelDrivers) {
         if (std::strcmp(driver->GetCpuName(), cpuName) != 0) continue;
-        LogMessage(kLogOrdinary, "%s: Get channel driver for CPU %s.", kReceiverTag, cpuName);
+        LogMessage(kLogOrdinary, "%s: Get channel driver for CPU %s.", kReceiverTag, Visible(cpuName).Text());
         return driver.get();
     }
     return nullptr;

@@ -5,6 +5,7 @@
 #include "receiver/host_library.h"
 #include "receiver/stream_input.h"
 #include "source_utilities/log_call.h"
+#include "source_utilities/visible_text.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -79,7 +80,7 @@ void SetupAdapterAccess::AskForSetupFile(const std::string& cpuName, const Reade
     std::string errorText;
     if (!adapter->Initialise(errorText)) {
         KORR_PLIM::LogError("%s: Unable to initialize %s : %s", kReceiverTag, kLibraryName,
-                            errorText.c_str());
+                            KORR_PLIM::Visible(errorText).Text());
         return;
     }
     std::string path;

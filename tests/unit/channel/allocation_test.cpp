@@ -1,5 +1,5 @@
+#include "tests/support/refusing_allocator.h"
 #include "tests/unit/channel/driver_fixture.h"
-#include "tests/unit/channel/refusing_allocator.h"
 
 namespace channel_tests {
 namespace {
@@ -9,16 +9,16 @@ class Allocation : public DriverTest {
   protected:
     template <typename Object, typename Action>
     std::string ErrorWithout(Action action) {
-        refusedSize = sizeof(Object);
+        support::refusedSize = sizeof(Object);
         const std::string error = ErrorOf([&] {
             try {
                 action();
             } catch (...) {
-                refusedSize = 0;
+                support::refusedSize = 0;
                 throw;
             }
         });
-        refusedSize = 0;
+        support::refusedSize = 0;
         return error;
     }
 };

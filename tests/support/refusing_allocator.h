@@ -3,10 +3,10 @@
 #include <atomic>
 #include <cstddef>
 
-namespace channel_tests {
+namespace support {
 
 /// Allocations of exactly this size fail, on every thread; 0 for none. Programs that link
 /// refusing_allocator.cpp allocate through it.
 extern std::atomic<std::size_t> refusedSize;
 
-}  // namespace channel_tests
+}  // namespace support

@@ -1,16 +1,16 @@
-#include "tests/unit/channel/refusing_allocator.h"
+#include "tests/support/refusing_allocator.h"
 
 #include <cstdlib>
 #include <new>
 
-namespace channel_tests {
+namespace support {
 
 std::atomic<std::size_t> refusedSize{0};
 
-}  // namespace channel_tests
+}  // namespace support
 
 void* operator new(std::size_t size) {
-    const bool refused = size != 0 && size == channel_tests::refusedSize;
+    const bool refused = size != 0 && size == support::refusedSize;
     void* memory = refused ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
