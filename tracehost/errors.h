@@ -4,12 +4,9 @@
 #include <string>
 #include <utility>
 
-namespace Korr::Plim::Trace::Tracehost {
+#include "tracehost/exit_status.h"
 
-/// Exit statuses of the program.
-inline constexpr int kDone = 0;
-inline constexpr int kFailed = 1;  ///< the plug-in refused or failed, or something around it did
-inline constexpr int kWrongUsage = 2;
+namespace Korr::Plim::Trace::Tracehost {
 
 /// A failure of tracehost itself, not of the plug-in: what went wrong and the way out.
 class HostError : public std::runtime_error {

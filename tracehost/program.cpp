@@ -21,16 +21,33 @@ void RefuseUnknownCommand(const CLI::App& program, const std::string& word) {
     throw UsageError("\"" + word + "\" is no command: see \"tracehost --help\"");
 }
 
-int Parse(CLI::App& program, int argc, char** argv) {
+/// "tracehost record" while it is record's words that are parsed, else "tracehost".
+std::string ParsedCommand(const CLI::App& program) {
+    const auto commands = program.get_subcommands();
+    return "tracehost" + (commands.empty() ? "" : " " + commands.front()->get_name());
+}
+
+/// \throws UsageError for words that cannot be parsed
+void Parse(CLI::App& program, int argc, char** argv) {
     try {
         program.parse(argc, argv);
-        return kDone;
     } catch (const CLI::ParseError& error) {
-        const int status = program.exit(error) == 0 ? kDone : kWrongUsage;
+        if (error.get_exit_code() != 0) {
+            throw UsageError(std::string(error.what()) + ": see \"" + ParsedCommand(program) + " --help\"");
+        }
+        program.exit(error);  // help or version
         std::cout.flush();
         FinishStandardOutput(stdout);
-        return status;
     }
+}
+
+/// The statuses as the end of the program's help.
+std::string StatusList() {
+    std::string text = "Exit status:\n";
+    for (const ExitStatus& row : kExitStatuses) {
+        text += "  " + std::to_string(row.status) + "  " + row.meaning + "\n";
+    }
+    return text;
 }
 
 }  // namespace
@@ -48,8 +65,9 @@ int RunProgram(int argc, char** argv) {
     AddInfoCommand(program, status);
     AddScriptCommand(program, status);
     RefuseUnknownCommand(program, argc > 1 ? argv[1] : "");
-    const int parsed = Parse(program, argc, argv);
-    return parsed != kDone ? parsed : status;
+    program.footer(StatusList());
+    Parse(program, argc, argv);
+    return status;
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

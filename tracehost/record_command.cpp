@@ -3,6 +3,7 @@
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/number_option.h"
 #include "tracehost/recording.h"
 #include "tracehost/standard_output.h"
 
@@ -10,7 +11,8 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-constexpr double kLongestRecording = 30.0 * 24 * 3600;  // seconds
+constexpr NumberOption kSeconds{"--seconds", Measure::Time, 0.001, 30.0 * 24 * 3600};
+constexpr NumberOption kBytes{"--bytes", Measure::Size, 1, 8.0 * UINT32_MAX, true};
 
 constexpr const char* kFooter =
     "Without --seconds and --bytes it records until Ctrl-C; what was captured is always saved.\n"
@@ -26,15 +28,15 @@ constexpr const char* kFooter =
 std::vector<CLI::Option*> AddSettings(CLI::App& command, RecordRequest& request) {
     return {
         command.add_option("--port", request.port, "COM port number (default: the first probe port found)"),
-        command.add_option("--clock", request.clock, "Trace clock in Hz, or auto: read from the device")
-            ->capture_default_str(),
-        command
-            .add_option("--prescaler", request.prescaler,
-                        "TPIU prescaler 0 to 8191, or auto: found by trying")
-            ->capture_default_str(),
-        command.add_option("--timestamp-prescale", request.timestampPrescale, "ITM timestamp prescale")
-            ->check(CLI::IsMember({1, 4, 16, 64}))
-            ->capture_default_str(),
+        AddNumber(command, kClockOption, "Trace clock; auto, the default: read from the device",
+                  [&request](auto hertz) { request.clock = hertz; }),
+        AddNumber(command, kPrescalerOption, "TPIU prescaler; auto, the default: found by trying",
+                  [&request](auto number) { request.prescaler = number; }),
+        AddChoice(command, "--timestamp-prescale", "ITM timestamp prescale (default: 4)",
+                  {"1", "4", "16", "64"},
+                  [&request](const auto& text) {
+                      request.timestampPrescale = static_cast<uint32_t>(std::stoul(text));
+                  }),
         command.add_option("--firmware", request.firmware, "Firmware version of the probe, a.b.c.d")
             ->capture_default_str()};
 }
@@ -71,16 +73,14 @@ void AddRecordCommand(CLI::App& program, int& status) {
                         "Options file (see \"tracehost options\") instead of the next five");
     const auto settings = AddSettings(*command, *request);
     command->add_flag("--demo", request->demo, "Record a simulated board and signal");
-    command->add_option("--seconds", request->seconds, "Stop after this time")
-        ->check(CLI::Range(0.001, kLongestRecording).description("SECONDS"));
-    command->add_option("--bytes", request->bytes, "Stop after this many bytes; k, M and G multiply by 1000")
-        ->transform(CLI::AsSizeValue(true).description("BYTES"))
-        ->check(CLI::Range(uint64_t{1}, uint64_t{UINT32_MAX} * 8).description(""));
+    AddNumber(*command, kSeconds, "Stop after this time",
+              [request](auto seconds) { request->seconds = seconds; });
+    AddNumber(*command, kBytes, "Stop after this many bytes",
+              [request](auto bytes) { request->bytes = bytes; });
     command->add_option("--output", request->output,
                         "File to save into (default: swo-<date>-<time>.tdf or .bin)");
-    command->add_option("--format", request->format, "tdf: a section of a TDF file; raw: the bytes alone")
-        ->check(CLI::IsMember({"tdf", "raw"}))
-        ->capture_default_str();
+    AddChoice(*command, "--format", "tdf (the default): a section of a TDF file; raw: the bytes alone",
+              {"tdf", "raw"}, [request](const auto& text) { request->format = text; });
     AddPluginOption(*command, request->plugin);
     command->footer(kFooter);
     command->callback([request, settings, &status] {

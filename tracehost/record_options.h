@@ -9,8 +9,7 @@ namespace Korr::Plim::Trace::Tracehost {
 
 /// Puts the request's settings into a default option list. Without a port in the request the list's own, the
 /// first that was discovered, stays.
-/// \throws UsageError for a clock or prescaler that is neither "auto" nor a number in range, and when no port
-/// was given or discovered
+/// \throws UsageError when no port was given or discovered
 void ApplyRequest(Tarnel::OptionList& options, const RecordRequest& request);
 
 /// Writes an options file and reads it back, because the handler does not say when a write failed.

@@ -14,8 +14,8 @@ struct RecordRequest {
     std::string cpu = "board/cpu";
     std::string options;  ///< options file; excludes the five settings below
     std::optional<uint32_t> port;
-    std::string clock = "auto";      ///< "auto" or Hz
-    std::string prescaler = "auto";  ///< "auto" or 0 to 8191
+    std::optional<double> clock;        ///< Hz; absent: read from the device
+    std::optional<uint32_t> prescaler;  ///< 0 to 8191; absent: found by trying
     uint32_t timestampPrescale = 4;
     std::string firmware = "1.0.0.8";  ///< the probe's firmware version, for the plug-in's rules
     std::optional<double> seconds;

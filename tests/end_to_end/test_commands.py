@@ -1,6 +1,7 @@
 """tracehost's own commands, as a person uses them."""
 import os
 import pty
+import re
 import shutil
 import signal
 import struct
@@ -8,6 +9,8 @@ import subprocess
 import unittest
 
 from hosting import BIN, HostTest, ON_WINE, find_process, main, wait_for
+
+DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 
 
 class Commands(HostTest):
@@ -27,15 +30,45 @@ class Commands(HostTest):
     def test_wrong_usage_is_status_2(self):
         self.fails(2, "subcommand")
         self.fails(2, '"nonsense" is no command', "nonsense")
-        self.fails(2, "--format", "record", "--format", "xml")
-        self.fails(2, "--prescaler", "record", "--port", "1", "--prescaler", "8192")
-        self.fails(2, "--clock", "record", "--port", "1", "--clock", "fast")
         self.fails(2, "--port cannot be given with --options", "record", "--port", "1", "--options", "x")
         self.fails(2, "--demo brings its own board", "record", "--demo", "--port", "1")
         self.fails(2, "--demo brings its own port, which an options file cannot name", "record", "--demo", "--options",
                    "x")
-        self.fails(2, "--seconds", "record", "--seconds", "0")
-        self.fails(2, "--seconds", "record", "--seconds", "2592000.1")  # 30 days are the most
+
+    def test_number_that_is_none_or_out_of_bounds_is_refused_in_one_style(self):
+        time = "give a time from 1 ms to 30 d, such as 10s, 500ms, 2min or 1h"
+        size = "give a size from 1 B to 34359738360 B, such as 10k, 1.5MB or 4MiB"
+        clock = "give auto or a frequency from 1 Hz to 4 GHz, such as 48000000, 48M or 32.768kHz"
+        prescaler = "give auto or a number from 0 to 8191"
+        for option, form, values in (("--seconds", time, ("0", "nan", "inf", "-1", "1e300", "ten", "2592000.1")),
+                                     ("--bytes", size, ("0", "nan", "-5", "1.5", "5x", "34359738361")),
+                                     ("--clock", clock, ("fast", "nan", "1e300", "0", "-1", "48mHz")),
+                                     ("--prescaler", prescaler, ("8192", "nan", "-1", "1.5", "Auto")),
+                                     ("--timestamp-prescale", "give 1, 4, 16 or 64", ("5", "nan", "4.0")),
+                                     ("--format", "give tdf or raw", ("xml", "TDF"))):
+            for value in values:
+                with self.subTest(option=option, value=value):
+                    result = self.run_host("record", "--port", "1", option, value)
+                    self.assertEqual((result.returncode, result.stderr),
+                                     (2, f'tracehost: {option} "{value}": {form}\n'))
+
+    def test_words_that_are_no_options_are_refused_with_the_help_to_read(self):
+        for arguments, text in ((("record", "--sekonds", "1"), 'see "tracehost record --help"'),
+                                (("info",), 'see "tracehost info --help"'),
+                                (("--frob",), 'see "tracehost --help"')):
+            with self.subTest(arguments):
+                result = self.run_host(*arguments)
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertRegex(result.stderr, f"^tracehost: .*: {text}\n$")
+
+    def test_exit_statuses_are_the_same_in_help_document_and_man_page(self):
+        shown = re.findall(r"^  (\d)  (.*)$", self.run_host("--help").stdout, re.MULTILINE)
+        self.assertEqual([int(status) for status, _ in shown], [0, 1, 2, 3, 4, 5])
+        with open(os.path.join(DOCS, "exit-status.md")) as file:
+            self.assertEqual(re.findall(r"^\| (\d) \| (.*) \|$", file.read(), re.MULTILINE), shown)
+        with open(os.path.join(DOCS, "tracehost.1")) as file:
+            section = file.read().split(".SH EXIT STATUS\n")[1].split(".SH ")[0].replace("\\-", "-")
+        self.assertEqual(re.findall(r"^\.B (\d)\n(.*)$", section, re.MULTILINE), shown)
 
     def test_script_stops_at_a_line_that_is_no_command(self):
         result = self.fails(2, "line 3: \"alocate\" is no command", "script", "-", stdin="create\n\nalocate x\ncpus\n")
