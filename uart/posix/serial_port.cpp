@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "source_utilities/environment_variables.h"
+#include "uart/posix/device_path.h"
 #include "uart/posix/uninterrupted.h"
 
 namespace Korr::Plim::Trace::Tarnel {
@@ -150,12 +150,6 @@ void SetModemLines(std::intptr_t port, int lines) {
     const int cleared = ~lines & (TIOCM_DTR | TIOCM_RTS);
     Control(port, TIOCMBIS, &lines);
     Control(port, TIOCMBIC, &cleared);
-}
-
-std::string DevicePath(uint32_t portNumber) {
-    const std::string number = std::to_string(portNumber);
-    const std::string named = KORR_PLIM::platform::GetVariable(("KORR_TRACE_COM" + number).c_str());
-    return !named.empty() ? named : "/dev/ttyACM" + number;
 }
 
 }  // namespace
