@@ -205,8 +205,9 @@ bool ReadField(const std::string& name, const Json& value, RecordingSheet& sheet
 }  // namespace
 
 std::string FormatSheet(const RecordingSheet& sheet) {
+    const Json object = ToJson(sheet);
     std::string text = "{";
-    for (const auto& [name, value] : ToJson(sheet).items()) {
+    for (const auto& [name, value] : object.items()) {
         text.append(text.size() == 1 ? "\n  " : ",\n  ").append(Dump(name)).append(": ").append(Dump(value));
     }
     return text + "\n}\n";
