@@ -23,6 +23,7 @@ void FuzzTdfFile(std::string_view input);      ///< a host's TDF file that gets 
 void FuzzTdfSections(std::string_view input);  ///< a recorded file that `tracehost info` lists
 void FuzzBoardFile(std::string_view input);    ///< board file of the simulated libraries
 void FuzzScript(std::string_view input);       ///< `tracehost script`, through the plug-in's own code
+void FuzzElfSymbols(std::string_view input);   ///< a firmware's ELF file
 void FuzzReceiver(std::string_view input);     ///< host calls in any order, beside a model of the receiver
 
 inline void Require(bool holds, const std::string& what) {
