@@ -1,0 +1,39 @@
+#pragma once
+
+#include <span>
+
+#include "trace/known_packets.h"
+#include "trace/packet_reader.h"
+
+/// \file
+/// Finding the beginning of a packet without a synchronisation packet: by what stands behind it.
+
+namespace Korr::Plim::Trace::Swo {
+
+/// So many packets in a row that are known, or of any assigned kind, show that the first one begins a packet.
+inline constexpr unsigned kKnownInARow = 24;
+inline constexpr unsigned kAssignedInARow = 64;
+/// So many known ones are enough up to a synchronisation packet or to the end of the stream.
+inline constexpr unsigned kKnownBeforeAnchor = 8;
+/// Nothing behind this many bytes is looked at.
+inline constexpr size_t kLookahead = 512;
+/// A rival of a packet begins at most this far behind it.
+inline constexpr size_t kRivals = 8;
+
+/// The bytes from some place on, as far as they have come. Nothing is read behind them.
+struct Ahead {
+    std::span<const uint8_t> bytes;
+    bool last;  ///< the stream ends with them
+};
+
+enum class Verdict : uint8_t { No, Yes, Undecided };  ///< Undecided: more bytes are needed
+
+/// Whether a packet begins at the first of these bytes.
+Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known);
+
+/// Whether a later beginning than the first of these bytes, where an unknown packet stands, is the better
+/// one: from `rival` on there are only known packets, which never meet those that are read from here on. Both
+/// may be in step only when they meet.
+Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, size_t& rival);
+
+}  // namespace Korr::Plim::Trace::Swo
