@@ -1,7 +1,5 @@
 #include "uart/UARTDataCollector.h"
 
-#include <array>
-
 #include "host_api/cPelkitError.h"
 #include "source_utilities/trace_environment.h"
 #include "source_utilities/uMutex.h"
@@ -16,7 +14,6 @@ namespace {
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
 
-constexpr uint32_t kReadSize = 100;    // bytes of one read of the port
 constexpr uint32_t kDrainRounds = 10;  // reads after a break, kDrainPause apart
 constexpr uint32_t kDrainPause = 1;    // ms
 
@@ -61,7 +58,7 @@ void LogWriteFailure(uint32_t code) noexcept {
 UARTDataCollector::UARTDataCollector(uint32_t port, double traceClock, bool autoPrescaler,
                                      uint32_t& prescaler, const std::string& captureFileName,
                                      bool breakOnStop)
-    : portNumber(port), sendBreakOnStop(breakOnStop) {
+    : portNumber(port), sendBreakOnStop(breakOnStop), buffer(SerialPort::kCaptureReadSize) {
     OpenLog();
     try {
         OpenPort();
@@ -152,12 +149,12 @@ void UARTDataCollector::MakeCaptureFile(const std::string& captureFileName) {
     Throw("Failed to open binary file for trace data storage");
 }
 
-// Polls without a pause: the port's driver has little room, and every byte that it cannot hold is lost.
+// Never sleeps while there may be data: the port's driver has little room, and every byte that it cannot hold
+// is lost.
 void UARTDataCollector::CaptureUntilStopped() {
-    std::array<uint8_t, kReadSize> buffer;
     while (running) {
         uint32_t bytesRead = 0;
-        if (!portHandle.Read(buffer.data(), kReadSize, bytesRead)) {
+        if (!portHandle.Read(buffer.data(), SerialPort::kCaptureReadSize, bytesRead)) {
             LogReadFailure(SerialPort::LastError());
             return;
         }
@@ -165,6 +162,7 @@ void UARTDataCollector::CaptureUntilStopped() {
             LogWriteFailure(CaptureFile::LastError());
             return;
         }
+        portHandle.AwaitMore(bytesRead);
     }
 }
 
@@ -177,10 +175,9 @@ void UARTDataCollector::BreakAndDrain() {
                      Printed(code));
         });
     }
-    std::array<uint8_t, kReadSize> buffer;
     for (uint32_t round = 0; round < kDrainRounds; ++round) {
         uint32_t bytesRead = 0;
-        if (!portHandle.Read(buffer.data(), kReadSize, bytesRead)) {
+        if (!portHandle.Read(buffer.data(), SerialPort::kCaptureReadSize, bytesRead)) {
             LogReadFailure(SerialPort::LastError());
             return;
         }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "source_utilities/uRunnable.h"
 #include "uart/capture_file.h"
@@ -33,7 +34,8 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     UARTDataCollector(const UARTDataCollector&) = delete;
     UARTDataCollector& operator=(const UARTDataCollector&) = delete;
 
-    /// The capture loop, on the capture thread: polls the port without a pause, so it keeps a processor busy.
+    /// The capture loop, on the capture thread. How much it reads at once, and whether it waits for data or
+    /// polls without a pause and so keeps a processor busy, is the port's matter (SerialPort::AwaitMore).
     /// Returns after Stop or on an I/O error, which is logged; break and drain, when asked for, follow both.
     /// Never throws.
     void Run() override;
@@ -59,6 +61,7 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     LineState savedPortState;
     std::atomic<bool> finished{false};
     bool sendBreakOnStop;
+    std::vector<uint8_t> buffer;  ///< of one read; the capture thread's
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -42,6 +42,11 @@ struct PortQueue {
 /// does not close itself: the owner calls Close.
 class SerialPort {
   public:
+    /// Bytes that a capture asks for in one read. Windows: 100, what its users expect of it. Linux: 4,096,
+    /// all that a terminal's line discipline ever holds, so that one read empties it and a larger one would
+    /// bring no more.
+    static const uint32_t kCaptureReadSize;
+
     /// Opens COM port `portNumber` for reading.
     bool Open(uint32_t portNumber);
     bool IsOpen() const { return handle != kClosed; }
@@ -58,6 +63,11 @@ class SerialPort {
     /// Reads at most `size` bytes. Having none is a success with `bytesRead` 0; a port that is gone is a
     /// failure.
     bool Read(void* buffer, uint32_t size, uint32_t& bytesRead);
+    /// What a capture does between a read that brought `bytesRead` and the next. Windows: nothing, the
+    /// capture polls. Linux: when little came it waits in the kernel, until there is more to read or the port
+    /// is gone, and for 1 ms at most, so that a stop takes effect at once. A wait that fails or that a signal
+    /// ends is simply over: the next read tells what is the matter.
+    void AwaitMore(uint32_t bytesRead);
     /// Closes. The object counts as closed whatever the platform answered.
     bool Close();
     /// The platform's number of the calling thread's last failure (GetLastError on Windows, errno elsewhere).

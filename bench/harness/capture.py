@@ -112,8 +112,14 @@ class Tool(Reader):
 
 
 class Dd(Tool):
+    size = 4096
+
     def arguments(self, link, output):
-        return ["dd", "bs=100", f"if={link}", f"of={output}", "status=none"]
+        return ["dd", f"bs={self.size}", f"if={link}", f"of={output}", "status=none"]
+
+
+class SmallDd(Dd):
+    size = 100
 
 
 class Cat(Tool):
@@ -168,7 +174,7 @@ def measure_paced(context, reader, rate, seconds):
     os.unlink(output)
     os.unlink(sent)
     sync()
-    return {"cpu_ns_per_byte": cpu / report["sent"] * 1e9}
+    return {"cpu_ns_per_byte": cpu / report["sent"] * 1e9, "core_share": cpu / report["wire_seconds"]}
 
 
 def compare(context, readers, rounds, run):

@@ -204,6 +204,9 @@ fakes::ScriptedPort* Device(std::intptr_t handle) {
 
 }  // namespace
 
+// As on Windows.
+const uint32_t SerialPort::kCaptureReadSize = 100;
+
 bool SerialPort::Open(uint32_t portNumber) {
     handle = kClosed;
     if (!Enter("port.Open", std::to_string(portNumber))) return false;
@@ -266,6 +269,8 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
     bytesRead = static_cast<uint32_t>(bytes.size());
     return true;
 }
+
+void SerialPort::AwaitMore(uint32_t) {}
 
 bool SerialPort::Close() {
     const auto index = static_cast<std::size_t>(handle);

@@ -3,6 +3,7 @@
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -152,7 +153,11 @@ void SetModemLines(std::intptr_t port, int lines) {
     Control(port, TIOCMBIC, &cleared);
 }
 
+constexpr int kLongestWait = 1;  // ms
+
 }  // namespace
+
+const uint32_t SerialPort::kCaptureReadSize = 4096;
 
 // Read only is enough: settings, break and purge need no right to write. Opening does not wait for a carrier
 // and does not make the port the process's terminal.
@@ -209,6 +214,14 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
     bytesRead = 0;
     if (count == 0 && size != 0) errno = EIO;
     return size == 0 || errno == EAGAIN;
+}
+
+// After a read that brought much more is likely there already: asking first would only cost time. After one
+// that brought little, waiting before the next read saves that read.
+void SerialPort::AwaitMore(uint32_t bytesRead) {
+    if (bytesRead >= kCaptureReadSize / 2) return;
+    pollfd port = {Native(handle), POLLIN, 0};
+    ::poll(&port, 1, kLongestWait);
 }
 
 // A device keeps a break until it is told otherwise, also when the port is closed.

@@ -58,6 +58,8 @@ DCB ToNative(const LineState& state) {
 
 }  // namespace
 
+const uint32_t SerialPort::kCaptureReadSize = 100;
+
 bool SerialPort::Open(uint32_t portNumber) {
     const std::wstring path = L"\\\\.\\COM" + std::to_wstring(portNumber);
     handle = reinterpret_cast<std::intptr_t>(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
@@ -103,6 +105,8 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
     bytesRead = count;
     return success;
 }
+
+void SerialPort::AwaitMore(uint32_t) {}
 
 bool SerialPort::Close() {
     const HANDLE port = Native(handle);

@@ -2,6 +2,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 
@@ -12,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "tests/unit/uart/log_home.h"
 #include "tests/unit/uart/posix_system.h"
+#include "uart/UARTDataCollector.h"
 #include "uart/capture_file.h"
 #include "uart/serial_port.h"
 
@@ -107,6 +110,44 @@ TEST_F(PosixBodies, EmptyPollIsOneReadAndNoWrite) {
     EXPECT_TRUE(port.Read(buffer, 100, bytesRead));
     EXPECT_TRUE(file.Write(buffer, bytesRead));
     EXPECT_EQ(system.calls, Calls{"read 100"});
+}
+
+TEST_F(PosixBodies, CaptureWaitsAMillisecondAtMostAndOnlyWhereLittleCame) {
+    EXPECT_EQ(SerialPort::kCaptureReadSize, 4096U);
+    port.AwaitMore(4096);
+    port.AwaitMore(2048);
+    EXPECT_EQ(system.calls, Calls{});
+    system.answers = {{5, 0}};
+    ASSERT_TRUE(port.Open(3));
+    port.AwaitMore(2047);
+    port.AwaitMore(0);
+    EXPECT_EQ(system.calls.size(), 3U);
+    EXPECT_EQ(system.calls[1], "poll 5 for " + std::to_string(POLLIN) + " within 1");
+    EXPECT_EQ(system.calls[2], system.calls[1]);
+}
+
+TEST_F(PosixBodies, WaitThatASignalEndsOrThatFailsIsOver) {
+    system.answers = {{-1, EINTR}, {-1, ENOMEM}};
+    port.AwaitMore(0);
+    EXPECT_EQ(system.calls.size(), 1U);
+    port.AwaitMore(0);
+    EXPECT_EQ(system.calls.size(), 2U);
+}
+
+TEST_F(PosixBodies, CollectorReadsWritesAndOnlyThenWaits) {
+    const LogHome home("0");
+    uint32_t prescaler = 24;
+    UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", true);
+    system.calls.clear();
+    system.answers = {{3, 0},    {3, 0},    {1, 0},    {-1, EAGAIN}, {0, 0},
+                      {2100, 0}, {2100, 0}, {-1, EIO}, {0, 0},       {-1, EIO}};
+    collector.Run();
+    EXPECT_TRUE(collector.IsFinished());
+    const std::string wait = "poll 3 for " + std::to_string(POLLIN) + " within 1";
+    Calls calls = system.calls;
+    for (std::string& call : calls) call = call.substr(0, call.find('\0'));
+    EXPECT_EQ(calls, (Calls{"read 4096", "write ", wait, "read 4096", wait, "read 4096", "write ",
+                            "read 4096", Ioctl(TIOCSBRK), "read 4096"}));
 }
 
 TEST_F(PosixBodies, ReadOfNothingSucceeds) {

@@ -2,6 +2,7 @@
 
 #include <asm/ioctls.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@ ssize_t __real_read(int file, void* buffer, size_t size);
 ssize_t __real_write(int file, const void* data, size_t size);
 int __real_close(int file);
 int __real_ioctl(int file, unsigned long request, ...);
+int __real_poll(pollfd* files, nfds_t count, int timeout);
 int __real_fcntl(int file, int command, ...);
 int __real_flock(int file, int operation);
 int __real_ftruncate(int file, off_t size);
@@ -69,6 +71,13 @@ int __wrap_flock(int file, int operation) {
 int __wrap_ftruncate(int file, off_t size) {
     if (replaced == nullptr) return __real_ftruncate(file, size);
     return static_cast<int>(replaced->Next("ftruncate " + std::to_string(size), 0));
+}
+int __wrap_poll(pollfd* files, nfds_t count, int timeout) {
+    if (replaced == nullptr) return __real_poll(files, count, timeout);
+    return static_cast<int>(replaced->Next("poll " + std::to_string(files->fd) + " for " +
+                                               std::to_string(files->events) + " within " +
+                                               std::to_string(timeout),
+                                           0));
 }
 int __wrap_fcntl(int file, int command, ...) {
     std::va_list rest;

@@ -198,6 +198,15 @@ TEST_F(WindowsBodies, ReadsReturnAtOnce) {
     EXPECT_EQ(system.timeouts.WriteTotalTimeoutConstant, 0U);
 }
 
+TEST_F(WindowsBodies, CaptureNeverWaitsBetweenReadsOfAHundredBytes) {
+    ASSERT_TRUE(port.Open(5));
+    system.calls.clear();
+    EXPECT_EQ(SerialPort::kCaptureReadSize, 100U);
+    port.AwaitMore(0);
+    port.AwaitMore(100);
+    EXPECT_EQ(system.calls, Calls{});
+}
+
 TEST_F(WindowsBodies, LargestPortNumberIsWrittenInDecimal) {
     ASSERT_TRUE(port.Open(4294967295U));
     EXPECT_EQ(system.name, L"\\\\.\\COM4294967295");
