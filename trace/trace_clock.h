@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "trace/packets.h"
+
+namespace Korr::Plim::Trace::Swo {
+
+enum class TimeQuality : uint8_t {
+    Exact,    ///< the target says when
+    Bounded,  ///< not before the last timestamp, and not after `ticks` where one came
+    Late,     ///< by an unknown amount: timestamps were lost, or may have been
+    None,     ///< there is no timestamp
+};
+
+/// The name that files and reports show: "exact".
+std::string_view QualityName(TimeQuality quality);
+
+/// When something happened, in ticks of the local timestamps since the first byte.
+struct PacketTime {
+    uint64_t ticks = 0;     ///< 0 without a time
+    uint64_t earliest = 0;  ///< Bounded: not before this; else the same as `ticks`
+    TimeQuality quality = TimeQuality::None;
+};
+
+/// Adds the timestamps of a stream up. A copy keeps its state.
+///
+/// The time of a packet is that of the first local timestamp behind it. After an overflow or damage
+/// timestamps may be missing: the time is late until a global timestamp tells by how much, which takes one
+/// before the loss as well, and a global clock that ran at the same rate.
+class TraceClock {
+  public:
+    /// `prescale`: clock cycles per tick of the local timestamps: 1, 4, 16 or 64.
+    explicit TraceClock(uint32_t prescale = 1) : cyclesPerTick(prescale == 0 ? 1 : prescale) {}
+
+    /// Every packet of the stream, in its order.
+    void OnPacket(const Packet& packet);
+
+    /// The last local timestamp: also the time of the packets between it and the one before it.
+    const PacketTime& Last() const { return last; }
+    /// Of packets that no timestamp came for: not before the last one.
+    PacketTime Open() const;
+
+    /// The global timestamp; none while bits of it are unknown.
+    std::optional<uint64_t> GlobalTime() const;
+    /// How often the target said that the global clock's rate has changed.
+    uint64_t ClockChanges() const { return clockChanges; }
+    /// How many ticks were found missing by a global timestamp, in all.
+    uint64_t TicksFound() const { return ticksFound; }
+
+    /// Nanoseconds of so many ticks at a trace clock of `clockHz`, at least 1; rounded down.
+    uint64_t Nanoseconds(uint64_t ticks, uint64_t clockHz) const;
+
+  private:
+    struct Anchor {
+        uint64_t global = 0;
+        uint64_t ticks = 0;
+        bool valid = false;
+    };
+
+    void OnLocalTime(const Packet& packet);
+    void OnGlobalTimeLow(const Packet& packet);
+    /// A global timestamp and a local one behind it.
+    void Compare(uint64_t global);
+
+    uint64_t cyclesPerTick;
+    PacketTime last{};
+    bool late = false;
+    uint64_t global = 0;
+    bool lowKnown = false;
+    bool highKnown = false;
+    bool globalIsNew = false;  ///< no local timestamp came behind it
+    bool rateDiffers = false;  ///< the global clock runs at another rate than the local one
+    Anchor anchor{};
+    uint64_t clockChanges = 0;
+    uint64_t ticksFound = 0;
+};
+
+}  // namespace Korr::Plim::Trace::Swo
