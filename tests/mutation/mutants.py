@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """Proves that the tests can fail: changes one line of the product at a time and runs the native tests.
 
-usage: mutants.py [--count N] [--seed S] [--only REGEX] [--tests LABELS] [--results FILE] [--list]
+usage: mutants.py [--count N] [--seed S] [--only REGEX] [--tests LABELS] [--near] [--results FILE] [--list]
 
 Works on a copy of the committed sources in build/mutants, so the tree stays as it is. What only plays the target and the
 host's libraries (simulator/) is not changed, nor are the Windows bodies, which the native tests do not see. Every mutant
 is built; one that does not compile is replaced by another. A mutant is killed when a test fails or does not end in its
 time; a mutant that all tests pass has survived and is listed with its line. Results are appended to a file as they come,
 one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
-commit are tried again, since tests may have been mended. Exit status: 0 when at least 97 % of COUNT mutants were killed.
+commit are tried again, since tests may have been mended. With --near only the tests that are the likeliest to notice are run, and
+what they do not notice stays undecided until a run without it. Exit status: 0 when at least 97 % of COUNT mutants were
+killed.
 """
 import argparse
 import io
@@ -187,19 +189,21 @@ def races(mutant, labels, near):
     return not build(near, RACES) or not all(tests_pass(labels, folder, RACES) for folder in near)
 
 
-def survives(mutant, labels):
-    """Whether all tests pass; None when the mutant does not compile."""
+def outcome(mutant, labels, near_only):
     near = near_folders(mutant)
     if not build(near):
-        return None
+        return "not built"
     if not all(tests_pass(labels, folder) for folder in near) or races(mutant, labels, near):
-        return False
+        return "killed"
+    if near_only:
+        return "undecided"
     if not build():
-        return None
+        return "not built"
     # A test that waits for what never comes may take some minutes: whoever takes twice the usual time has failed.
     again = ("--repeat", "until-pass:2")  # so that other work on the machine kills nothing
-    return tests_pass(labels) and tests_pass("end-to-end", limit=150, options=(*again, "-E", LENGTHY)) and \
+    passed = tests_pass(labels) and tests_pass("end-to-end", limit=150, options=(*again, "-E", LENGTHY)) and \
         tests_pass("end-to-end", options=(*again, "-R", LENGTHY))
+    return "survived" if passed else "killed"
 
 
 def copy_sources():
@@ -227,7 +231,7 @@ def prepare():
             subprocess.run(["cmake", "--preset", tree, *more], cwd=COPY, check=True, capture_output=True)
 
 
-def try_mutant(mutant, labels):
+def try_mutant(mutant, labels, near_only):
     path = COPY / mutant["file"]
     before = path.read_text(encoding="utf-8")
     lines = before.split("\n")
@@ -236,7 +240,7 @@ def try_mutant(mutant, labels):
     lines[first:first + mutant["covers"]] = [mutant["text"]]
     path.write_text("\n".join(lines), encoding="utf-8")
     try:
-        return {None: "not built", True: "survived", False: "killed"}[survives(mutant, labels)]
+        return outcome(mutant, labels, near_only)
     finally:
         path.write_text(before, encoding="utf-8")
 
@@ -257,6 +261,15 @@ def report(results):
     return share
 
 
+def unchanged_passes(mutants, labels, near_only):
+    rooms = sorted({mutant["file"].split("/")[0] for mutant in mutants} - {"host_api"})
+    near = [f"tests/unit/{room}" for room in rooms] + ["tests/contract"]
+    threads = [folder for folder in near if folder.split("/")[-1] not in ONE_THREAD]
+    passed = build(near) and all(tests_pass(labels, folder) for folder in near) if near_only else \
+        build() and tests_pass(labels)
+    return passed and build(threads, RACES) and all(tests_pass(labels, folder, RACES) for folder in threads)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--count", type=int, default=600)
@@ -264,6 +277,7 @@ def main():
     parser.add_argument("--only", help="files to change, as a regular expression")
     parser.add_argument("--tests", default="unit", help="labels of the tests to run before the end-to-end tests")
     parser.add_argument("--results", type=pathlib.Path, default=ROOT / "build" / "mutants.jsonl")
+    parser.add_argument("--near", action="store_true", help="run the likeliest tests alone")
     parser.add_argument("--list", action="store_true", help="show the mutants and end")
     arguments = parser.parse_args()
 
@@ -274,9 +288,7 @@ def main():
             print(f'{mutant["file"]}:{mutant["line"]} {mutant["kind"]}: {mutant["text"].strip()}')
         return 0
     print("building and testing without a change", flush=True)
-    folders = [f"tests/unit/{room}" for room in ROOMS if room not in (*ONE_THREAD, "host_api")] + ["tests/contract"]
-    if not build() or not tests_pass(arguments.tests) or not build(folders, RACES) or \
-            not all(tests_pass(arguments.tests, folder, RACES) for folder in folders):
+    if not unchanged_passes(order, arguments.tests, arguments.near):
         print("the unchanged sources do not pass; nothing can be said", file=sys.stderr)
         return 1
     head = subprocess.run(["git", "rev-parse", "HEAD"], cwd=ROOT, capture_output=True, text=True,
@@ -284,7 +296,8 @@ def main():
     results = []
     if arguments.results.exists():
         results = [json.loads(line) for line in arguments.results.read_text().splitlines()]
-        results = [r for r in results if r["outcome"] != "survived" or r.get("head") == head]
+        results = [r for r in results if r["outcome"] == "undecided" and arguments.near or
+                   r["outcome"] == "survived" and r.get("head") == head or r["outcome"] in ("killed", "not built")]
     done = {(r["file"], r["line"], r["kind"], r["text"]) for r in results}
     judged = sum(r["outcome"] != "not built" for r in results)
     for mutant in order:
@@ -293,7 +306,7 @@ def main():
         if (mutant["file"], mutant["line"], mutant["kind"], mutant["text"]) in done:
             continue
         started = time.monotonic()
-        mutant["outcome"] = try_mutant(mutant, arguments.tests)
+        mutant["outcome"] = try_mutant(mutant, arguments.tests, arguments.near)
         mutant["head"] = head
         mutant["seconds"] = round(time.monotonic() - started, 1)
         results.append(mutant)
