@@ -30,6 +30,7 @@ class HostSession {
     HostSession(const HostSession&) = delete;
     HostSession& operator=(const HostSession&) = delete;
 
+    std::string PluginFile() const { return plugin.File(); }
     /// CreateRcvr. \return the receiver's name: "r1", "r2", …; the same for the same living receiver
     std::string Create();
     /// DestroyRcvr with the last created pointer, living or not. \return its name

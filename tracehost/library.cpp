@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tracehost/errors.h"
+#include "tracehost/platform_words.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -26,11 +27,14 @@ std::string LoaderName(const std::string& name) {
 Library::Library(const std::string& libraryName)
     : name(libraryName), handle(platform::LoadDynamicLibrary(LoaderName(libraryName).c_str())) {
     if (handle != platform::kNoLibrary) return;
-    throw HostError("cannot load \"" + name + "\" (error " + std::to_string(platform::LastLibraryError()) +
-                    "): it is missing, or a library that it needs is");
+    const std::string words = LoaderWords(LoaderName(name), ProgramFolder());
+    throw HostError("cannot load \"" + name + "\": " + words +
+                    "; it is missing, or a library that it needs is");
 }
 
 Library::~Library() { platform::FreeDynamicLibrary(handle); }
+
+std::string Library::File(const char* entry) const { return ModuleFile(Address(entry)); }
 
 void* Library::Address(const char* entry) const {
     void* const address = platform::FindSymbol(handle, entry);

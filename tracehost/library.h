@@ -22,6 +22,9 @@ class Library {
         return reinterpret_cast<Function>(Address(entry));
     }
 
+    /// The file that was loaded; empty when unknown.
+    std::string File(const char* entry) const;
+
   private:
     void* Address(const char* entry) const;
 

@@ -1,8 +1,11 @@
 // The reference host: loads the plug-in and drives it through the host's interfaces alone.
 #include <cstdio>
 #include <exception>
+#include <sstream>
+#include <string>
 
 #include "host_api/cPelkitError.h"
+#include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
 #include "tracehost/program.h"
 
@@ -10,14 +13,18 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-int Report(const char* text, int status) {
-    std::fprintf(stderr, "tracehost: %s\n", text);
+/// Each line of tracehost's own with its name in front; what a terminal might obey is shown escaped.
+int Report(const std::string& text, int status) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(line).Text());
+    }
     return status;
 }
 
 int ReportPlugin(const PluginError& error) {
     std::fprintf(stderr, "%s\n", error.what());
-    return error.Further().empty() ? kFailed : Report(error.Further().c_str(), kFailed);
+    return error.Further().empty() ? kFailed : Report(error.Further(), kFailed);
 }
 
 }  // namespace

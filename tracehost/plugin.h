@@ -18,6 +18,8 @@ class Plugin {
           createRcvr(library.Entry<CreateRcvrFunction>("CreateRcvr")),
           destroyRcvr(library.Entry<DestroyRcvrFunction>("DestroyRcvr")) {}
 
+    /// The plug-in's own file; empty when unknown.
+    std::string File() const { return library.File("CreateRcvr"); }
     CReceiver* CreateReceiver() const { return createRcvr(); }
     void DestroyReceiver(CReceiver* receiver) const { destroyRcvr(receiver); }
 

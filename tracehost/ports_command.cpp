@@ -1,42 +1,68 @@
 // tracehost ports
+#include <algorithm>
 #include <cstdio>
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/json_output.h"
 #include "tracehost/plugin.h"
+#include "tracehost/port_list.h"
 #include "tracehost/standard_output.h"
-#include "uart/com_port_discovery.h"
-#include "uart/port_devices.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-struct ProbeFamily {
-    uint32_t kind;
-    const char* name;
+struct PortsRequest {
+    bool json = false;
+    std::string plugin = kDefaultPlugin;
 };
-constexpr ProbeFamily kFamilies[] = {{0, "Brantor"}, {1, "Quiller"}};
 
-uint32_t PrintProbePorts(std::FILE* output) {
-    uint32_t found = 0;
-    for (const ProbeFamily& family : kFamilies) {
-        for (const std::string& number : Tarnel::EnumerateProbeComPorts(family.kind)) {
-            std::fprintf(output, "COM%s  %s probe, auxiliary data port\n", number.c_str(), family.name);
-            ++found;
-        }
+Json OrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+Json ToJson(const std::vector<ListedPort>& ports) {
+    Json list = Json::array();
+    for (const ListedPort& port : ports) {
+        list.push_back({{"number", port.number ? Json(*port.number) : Json(nullptr)},
+                        {"device", OrNull(port.access.device)},
+                        {"name", OrNull(port.name)},
+                        {"probe", OrNull(port.probe)},
+                        {"environment", port.byEnvironment},
+                        {"default", port.isDefault},
+                        {"problem", OrNull(port.access.problem)},
+                        {"advice", OrNull(port.access.advice)},
+                        {"why", WhyTaken(port)}});
     }
-    return found;
+    return {{"ports", list}};
 }
 
-int Run() {
-    std::FILE* const output = TakeStandardOutput();
-    if (PrintProbePorts(output) == 0) {
-        std::fprintf(output, "No auxiliary data port of a probe was found.\n");
+void PrintPort(std::FILE* output, const ListedPort& port) {
+    const std::string number = port.number ? "COM" + std::to_string(*port.number) : "COM?";
+    const std::string variable = "KORR_TRACE_" + number;
+    const std::string name = !port.name.empty() ? port.name : "named by " + variable;
+    const std::string also = !port.name.empty() && port.byEnvironment ? ", named by " + variable : "";
+    std::fprintf(output, "%-7s %-16s %s%s%s\n", number.c_str(), port.access.device.c_str(), name.c_str(),
+                 also.c_str(), port.probe.empty() ? "" : (", " + port.probe + " probe").c_str());
+    std::fprintf(output, "        %s\n", WhyTaken(port).c_str());
+}
+
+void Print(std::FILE* output, const std::vector<ListedPort>& ports) {
+    const auto isDefault = [](const ListedPort& port) { return port.isDefault; };
+    if (std::none_of(ports.begin(), ports.end(), isDefault)) {
+        std::fprintf(output, "No auxiliary data port of a probe was found: a recording needs --port.\n");
     }
-    const auto devices = Tarnel::ListPresentPortDevices();
-    std::fprintf(output, "\nAll port devices:%s\n", devices.empty() ? " none" : "");
-    for (const std::string& device : devices) std::fprintf(output, "  %s\n", device.c_str());
+    std::fprintf(output, "All port devices:%s\n", ports.empty() ? " none" : "");
+    for (const ListedPort& port : ports) PrintPort(output, port);
+}
+
+int Run(const PortsRequest& request) {
+    std::FILE* const output = TakeStandardOutput();
+    const auto ports = ListPorts();
+    if (request.json) {
+        PrintJson(output, ToJson(ports));
+    } else {
+        Print(output, ports);
+    }
     FinishStandardOutput(output);
     return kDone;
 }
@@ -44,11 +70,13 @@ int Run() {
 }  // namespace
 
 void AddPortsCommand(CLI::App& program, int& status) {
-    CLI::App* const command = program.add_subcommand("ports", "List the COM ports of the connected probes");
-    auto plugin = std::make_shared<std::string>(kDefaultPlugin);
-    AddPluginOption(*command, *plugin);
+    auto request = std::make_shared<PortsRequest>();
+    CLI::App* const command =
+        program.add_subcommand("ports", "List the COM ports, and why each is or is not recorded from");
+    AddJsonFlag(*command, request->json);
+    AddPluginOption(*command, request->plugin);
     command->footer("Example:\n  tracehost ports\n");
-    command->callback([plugin, &status] { status = Run(); });
+    command->callback([request, &status] { status = Run(*request); });
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -4,6 +4,7 @@
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/number_option.h"
+#include "tracehost/record_settings.h"
 #include "tracehost/recording.h"
 #include "tracehost/standard_output.h"
 
@@ -23,23 +24,6 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  tracehost record --demo --seconds 3 --output demo.tdf\n"
     "  tracehost record --port 5 --clock 48000000 --prescaler 23 --seconds 10 --output trace.tdf\n";
-
-/// The options that fill an options file of tracehost's own.
-std::vector<CLI::Option*> AddSettings(CLI::App& command, RecordRequest& request) {
-    return {
-        command.add_option("--port", request.port, "COM port number (default: the first probe port found)"),
-        AddNumber(command, kClockOption, "Trace clock; auto, the default: read from the device",
-                  [&request](auto hertz) { request.clock = hertz; }),
-        AddNumber(command, kPrescalerOption, "TPIU prescaler; auto, the default: found by trying",
-                  [&request](auto number) { request.prescaler = number; }),
-        AddChoice(command, "--timestamp-prescale", "ITM timestamp prescale (default: 4)",
-                  {"1", "4", "16", "64"},
-                  [&request](const auto& text) {
-                      request.timestampPrescale = static_cast<uint32_t>(std::stoul(text));
-                  }),
-        command.add_option("--firmware", request.firmware, "Firmware version of the probe, a.b.c.d")
-            ->capture_default_str()};
-}
 
 /// Refuses combinations that would ignore what the user gave.
 void CheckCombination(const RecordRequest& request, const std::vector<CLI::Option*>& settings) {

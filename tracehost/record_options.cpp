@@ -1,7 +1,9 @@
 #include "tracehost/record_options.h"
 
+#include <cstdlib>
 #include <fstream>
 
+#include "host_api/cPelkitError.h"
 #include "options/ChannelOptionsHandler.h"
 #include "options/options_reader.h"
 #include "tracehost/errors.h"
@@ -12,6 +14,7 @@ namespace Korr::Plim::Trace::Tracehost {
 namespace {
 
 constexpr uint32_t kAnyProbe = 2;
+constexpr const char* kAutomatic = "Auto";
 constexpr const char* kEndOfOptions = "</CHANNEL-SETUP>";
 
 void Set(Tarnel::OptionList& options, uint32_t id, const std::string& value) {
@@ -22,24 +25,81 @@ void Set(Tarnel::OptionList& options, uint32_t id, const std::string& value) {
 
 void SetAutoOr(Tarnel::OptionList& options, uint32_t mode, uint32_t valueId,
                const std::optional<double>& value) {
-    Set(options, mode, value ? "Manual" : "Auto");
+    Set(options, mode, value ? "Manual" : kAutomatic);
     if (value) Set(options, valueId, FormatExact(*value));
+}
+
+std::string ValueOf(const Tarnel::OptionList& options, uint32_t id) {
+    for (const auto& option : options) {
+        if (option.id == id) return option.value;
+    }
+    return {};
+}
+
+/// The options of a file; none when the plug-in will refuse it.
+Tarnel::OptionList ReadOptions(const std::string& file) {
+    if (file.empty()) return {};
+    try {
+        Tarnel::OptionList options;
+        return Tarnel::ChannelOptionsHandler().GetOptions(options, file, kAnyProbe);
+    } catch (const cPelkitErrorIF&) {
+        return {};
+    }
 }
 
 }  // namespace
 
-void ApplyRequest(Tarnel::OptionList& options, const RecordRequest& request) {
+void ApplySettings(Tarnel::OptionList& options, const RecordRequest& request) {
     Set(options, Tarnel::kOptionFirmwareVersion, "firmware " + request.firmware);
     SetAutoOr(options, Tarnel::kOptionPrescaler, Tarnel::kOptionPrescalerValue, request.prescaler);
     SetAutoOr(options, Tarnel::kOptionClock, Tarnel::kOptionClockValue, request.clock);
     Set(options, Tarnel::kOptionTimestampPrescaler, std::to_string(request.timestampPrescale));
     if (request.port) Set(options, Tarnel::kOptionComPort, std::to_string(*request.port));
-    for (const auto& option : options) {
-        if (option.id == Tarnel::kOptionComPort && option.value.empty()) {
-            throw UsageError(
-                "no COM port of a probe was found: connect the probe, or give --port N "
-                "(\"tracehost ports\" lists what is there)");
-        }
+}
+
+void ApplyRequest(Tarnel::OptionList& options, const RecordRequest& request) {
+    ApplySettings(options, request);
+    if (!ValueOf(options, Tarnel::kOptionComPort).empty()) return;
+    throw UsageError(
+        "no COM port of a probe was found: connect the probe, or give --port N "
+        "(\"tracehost ports\" lists what is there)");
+}
+
+std::vector<MissingSetting> MissingSettings(const Tarnel::OptionList& options, bool boardKnown) {
+    std::vector<MissingSetting> missing;
+    if (ValueOf(options, Tarnel::kOptionFirmwareVersion).empty()) {
+        missing.push_back(
+            {"RCVRFWVER", "a word and the probe's firmware version, such as firmware 1.0.0.8 (--firmware)"});
+    }
+    if (!boardKnown && ValueOf(options, Tarnel::kOptionPrescaler) == kAutomatic) {
+        missing.push_back({"PRESCALAR",
+                           "Manual, and in PRESCALARVAL the prescaler that the firmware sets (--prescaler); "
+                           "Auto needs a board file"});
+    }
+    if (!boardKnown && ValueOf(options, Tarnel::kOptionClock) == kAutomatic) {
+        missing.push_back(
+            {"CLKFREQ",
+             "Manual, and in CLKFREQVAL the trace clock in Hz (--clock); Auto needs a board file"});
+    }
+    if (ValueOf(options, Tarnel::kOptionComPort).empty()) {
+        missing.push_back(
+            {"COMPORT", "the number of the probe's COM port (--port); \"tracehost ports\" lists them"});
+    }
+    return missing;
+}
+
+void RefuseUnknownTarget(const RecordRequest& request) {
+    if (request.options.empty()) {
+        if (request.clock && request.prescaler) return;
+        throw UsageError(
+            "--clock and --prescaler are needed, both: without a board file nothing is known of the target's "
+            "clock, and "
+            "its firmware sets the prescaler; give them as the firmware has them (--demo records without "
+            "hardware)");
+    }
+    for (const MissingSetting& missing : MissingSettings(ReadOptions(request.options), false)) {
+        if (missing.key != "PRESCALAR" && missing.key != "CLKFREQ") continue;
+        throw UsageError("\"" + request.options + "\": " + missing.key + " must be " + missing.wanted);
     }
 }
 
@@ -51,10 +111,19 @@ void SaveWholeOptions(const Tarnel::OptionList& options, const std::string& file
     throw HostError("\"" + file + "\" could not be written whole: is the disk full?");
 }
 
-void WriteOptionsFile(const RecordRequest& request, const std::string& file) {
-    Tarnel::ChannelOptionsHandler handler;
+std::optional<uint32_t> PortOf(const std::string& optionsFile) {
+    const std::string text = ValueOf(ReadOptions(optionsFile), Tarnel::kOptionComPort);
+    if (text.empty()) return std::nullopt;
+    return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 10));  // as the plug-in does
+}
+
+Tarnel::OptionList DocumentedDefaults() {
     Tarnel::OptionList options;
-    handler.GetOptions(options, "", kAnyProbe);
+    return Tarnel::ChannelOptionsHandler().GetOptions(options, "", kAnyProbe);
+}
+
+void WriteOptionsFile(const RecordRequest& request, const std::string& file) {
+    Tarnel::OptionList options = DocumentedDefaults();
     ApplyRequest(options, request);
     SaveWholeOptions(options, file);
 }

@@ -24,6 +24,7 @@ constexpr uint32_t kRecordingCode = 6;
 constexpr uint64_t kSampleSize = 8;
 constexpr auto kPollPause = std::chrono::milliseconds(20);
 constexpr uint32_t kCpuId = 0;
+constexpr const char* kFolderVariable = "KORR_TRACE_LOGGING_DIR";  ///< set by the plug-in
 
 double NumberAttribute(CChannelDriver& driver, const char* name) {
     TraceAttribute attribute;
@@ -44,16 +45,6 @@ std::string CurrentErrorText() {
     }
 }
 
-/// What can be done about a refusal of the plug-in; empty when nothing is to be said.
-std::string Explain(const std::string& refusal, const std::optional<uint32_t>& port) {
-    if (refusal.find("COM port") == std::string::npos) return {};
-    const std::string name = port ? "COM port " + std::to_string(*port) : "the COM port of the options";
-    return name +
-           " is meant: is it there (\"tracehost ports\" lists those of a probe), is it free, and may you use "
-           "it? "
-           "With KORR_TRACE_LOGGING=1 the log holds the platform's error code";
-}
-
 }  // namespace
 
 Recording::Recording(const RecordRequest& wanted, std::FILE* outputStream)
@@ -70,7 +61,9 @@ void Recording::PrepareBoard() {
         request.port = signal->PortNumber();
     } else if (request.board.empty()) {
         const char* const given = std::getenv(Simulator::kBoardVariable);
-        request.board = given != nullptr && *given != '\0' ? given : WritePlainBoard(folder);
+        const bool isGiven = given != nullptr && *given != '\0';
+        if (!isGiven) RefuseUnknownTarget(request);
+        request.board = isGiven ? given : WritePlainBoard(folder);
     }
     try {
         Simulator::ReadBoard(request.board);
@@ -80,15 +73,16 @@ void Recording::PrepareBoard() {
     SetProcessVariable(Simulator::kBoardVariable, request.board.c_str());
 }
 
-std::string Recording::PrepareOptions() {
-    if (!request.options.empty()) return request.options;
-    std::string name = folder.Path("options.xml");
-    WriteOptionsFile(request, name);
-    return name;
+void Recording::PrepareOptions() {
+    optionsInUse = request.options;
+    if (!optionsInUse.empty()) return;
+    optionsInUse = folder.Path("options.xml");
+    WriteOptionsFile(request, optionsInUse);
 }
 
 void Recording::Start(CChannelDriver& driver) {
-    driver.SetConfiguration(PrepareOptions().c_str());
+    PrepareOptions();
+    driver.SetConfiguration(optionsInUse.c_str());
     RefuseIfInterrupted();
     driver.StartRecording(0);
     StatusRecord status;
@@ -129,8 +123,8 @@ std::string Recording::CaptureFile() const {
     const size_t slash = request.cpu.find('/');
     const bool twoParts = slash != std::string::npos && request.cpu.find('/', slash + 1) == std::string::npos;
     const std::string shortName = twoParts ? request.cpu.substr(slash + 1) : request.cpu;
-    return KORR_PLIM::platform::GetVariable("KORR_TRACE_LOGGING_DIR") + separator + "data" + separator +
-           "swotrace_" + shortName + ".bin";
+    return KORR_PLIM::platform::GetVariable(kFolderVariable) + separator + "data" + separator + "swotrace_" +
+           shortName + ".bin";
 }
 
 /// Without the padding of the last sample; with it when the capture file cannot be asked.
@@ -156,7 +150,9 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     } catch (...) {
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
-        throw PluginError(why, "the bytes captured are still in \"" + CaptureFile() + "\"");
+        const std::string explanation = Explain(CurrentErrorText(), Used());
+        throw PluginError(why, explanation + (explanation.empty() ? "" : "\n") +
+                                   "the bytes captured are still in \"" + CaptureFile() + "\"");
     }
     if (!stopError.empty()) {
         throw PluginError(stopError, "what was captured until then is saved in \"" + file.Name() + "\"");
@@ -179,6 +175,18 @@ void Recording::PrintSummary() const {
                      "and do trace clock and prescaler fit?\n");
     }
     FinishStandardOutput(output);
+}
+
+Surroundings Recording::Used() const {
+    Surroundings used;
+    used.port = PortOf(optionsInUse);
+    if (!KORR_PLIM::platform::GetVariable(kFolderVariable).empty()) used.captureFile = CaptureFile();
+    used.optionsFile = request.options;
+    used.outputFile = file.Name();
+    used.board = request.board;
+    used.cpu = request.cpu;
+    if (session) used.pluginFolder = std::filesystem::path(session->PluginFile()).parent_path().string();
+    return used;
 }
 
 void Recording::Record() {
@@ -204,7 +212,7 @@ void Recording::Run() {
         throw;
     } catch (...) {
         const std::string text = CurrentErrorText();
-        throw PluginError(text, Explain(text, request.port));
+        throw PluginError(text, Explain(text, Used()));
     }
     PrintSummary();
 }

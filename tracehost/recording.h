@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tracehost/demo_signal.h"
+#include "tracehost/explanation.h"
 #include "tracehost/host_session.h"
 #include "tracehost/output_file.h"
 #include "tracehost/record_request.h"
@@ -29,7 +30,7 @@ class Recording {
   private:
     void Record();
     void PrepareBoard();
-    std::string PrepareOptions();
+    void PrepareOptions();
     void Start(CChannelDriver& driver);
     void WaitForEnd(CChannelDriver& driver);
     bool EndReached(double elapsed, uint64_t bytes) const;
@@ -39,6 +40,7 @@ class Recording {
     std::string CaptureFile() const;
     uint64_t CapturedBytes(uint64_t padded) const;
     void RefuseIfInterrupted() const;
+    Surroundings Used() const;
 
     RecordRequest request;
     std::FILE* output;
@@ -46,6 +48,7 @@ class Recording {
     std::optional<DemoSignal> signal;  ///< ends with the recording
     OutputFile file;
     std::optional<HostSession> session;
+    std::string optionsInUse;  ///< the user's options file or tracehost's own
 
     double seconds = 0;     ///< of recording
     uint64_t bytes = 0;     ///< captured, rounded up to whole samples until the recording has ended

@@ -28,9 +28,7 @@ Answer OptionsAnswer(const OptionList& options) {
 }
 
 void DefaultOptions(Session&, const Arguments& arguments, Answer& answer) {
-    ChannelOptionsHandler handler;
-    OptionList options;
-    handler.GetOptions(options, "", kAnyProbe);
+    const OptionList options = DocumentedDefaults();
     SaveWholeOptions(options, arguments.Text(0));
     answer["options"] = OptionsAnswer(options);
 }

@@ -105,11 +105,12 @@ class Commands(HostTest):
         self.fails(1, 'cannot load "nowhere"', "record", "--plugin", "nowhere", "--port", "1", "--clock", "1000")
 
     def test_options_file_that_cannot_be_written_is_named(self):
-        result = self.fails(1, 'tracehost: the file is "none/x.xml"', "options", "--output", "none/x.xml")
-        self.assertTrue(result.stderr.startswith("Cannot open file for writing.\n"), result.stderr)
+        result = self.fails(1, ": none/x.xml; is its folder there, and may you write into it?\n", "options", "--output",
+                            "none/x.xml")
+        self.assertTrue(result.stderr.startswith("Cannot open file for writing.\ntracehost: "), result.stderr)
 
     def test_plug_in_refusal_stands_as_it_is_and_leaves_no_file(self):
-        result = self.fails(1, "COM port 59 is meant", "record", "--port", "59", "--clock", "115200", "--output", "x.tdf")
+        result = self.fails(1, "connect the probe", "record", "--port", "59", "--clock", "115200", "--output", "x.tdf")
         self.assertTrue(result.stderr.startswith("Failed to open COM port\ntracehost: "), result.stderr)
         self.assertFalse(os.path.exists(self.file("x.tdf")))
 
