@@ -88,7 +88,7 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
 
     bool DeviceMatches(uint32_t identification, uint32_t mask) const;
     double DetectClock() const;
-    void FixTraceClock();
+    void ResolveTraceClock();
     void ChooseExceptionMap();
     void PrepareCapture();
     void MakeCollector();
@@ -101,7 +101,6 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     bool AnswerFrequency(const char* name, TraceAttribute& answer);
     bool AnswerWord(const char* name, TraceAttribute& answer);
     bool AnswerChannelType(const char* name, TraceAttribute& answer);
-    uint32_t ReadTargetWord(uint32_t address) const;
     void LoadItmChannelTypes();
     void ResetItmChannelTypes();
 

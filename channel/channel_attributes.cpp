@@ -7,6 +7,7 @@
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
 #include "source_utilities/visible_text.h"
+#include "uart/target_word.h"
 
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
@@ -79,7 +80,7 @@ bool ChannelDriver::AnswerWord(const char* name, TraceAttribute& answer) {
     }
     for (const Comparator& comparator : kComparators) {
         if (!Is(name, comparator.attribute)) continue;
-        attrText = std::to_string(ReadTargetWord(comparator.address));
+        attrText = std::to_string(TargetWord(memoryAccess, comparator.address).OrZero());
         Answer(answer, kTypeInteger, attrText.c_str());
         return true;
     }
@@ -97,12 +98,6 @@ bool ChannelDriver::AnswerChannelType(const char* name, TraceAttribute& answer) 
     const bool isOne = itmChannelType[static_cast<std::size_t>(channel)] == 1;
     Answer(answer, kTypeChannel, isOne ? "1" : "0");
     return true;
-}
-
-uint32_t ChannelDriver::ReadTargetWord(uint32_t address) const {
-    uint32_t word = 0;
-    if (memoryAccess != nullptr) memoryAccess->ReadMemory(address, word);
-    return word;
 }
 
 void ChannelDriver::LoadItmChannelTypes() {

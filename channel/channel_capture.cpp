@@ -22,9 +22,6 @@ constexpr uint32_t kFamilyMask = 0x0FFFFFFF;
 
 constexpr uint32_t kProbeBrantor = 0;
 
-constexpr char kClockUnknown[] =
-    "Could not determine the System clock frequency automatically. Please set it manually in the receiver "
-    "properties.";
 constexpr char kNoCollector[] = "Internal error creating UART data collection object";
 constexpr char kNoThread[] = "Internal error creating UART data collection thread";
 
@@ -50,10 +47,10 @@ double ChannelDriver::DetectClock() const {
     if (countMatches(kMothwingIds) != 0) {
         return Tarnel_MothwingDevice(name, deviceIdentifier, memoryAccess).GetFrequency();
     }
-    Fail(kClockUnknown);
+    ThrowClockError();
 }
 
-void ChannelDriver::FixTraceClock() {
+void ChannelDriver::ResolveTraceClock() {
     if (clockAuto) {
         traceClockHz = DetectClock();
         LogMessage(kLogOrdinary, "%s: Auto Trace Clock Frequency is %lf", kChannelDriverTag,
@@ -73,7 +70,7 @@ void ChannelDriver::ChooseExceptionMap() {
 
 void ChannelDriver::PrepareCapture() {
     if (collector != nullptr) StopCapture();
-    FixTraceClock();
+    ResolveTraceClock();
     ChooseExceptionMap();
     MakeCollector();
     StartThread();

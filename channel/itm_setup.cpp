@@ -7,6 +7,7 @@
 #include "channel/file_stream.h"
 #include "channel/text_numbers.h"
 #include "source_utilities/visible_text.h"
+#include "uart/device_clock_readers.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
@@ -101,8 +102,7 @@ ItmTypes ReadItmTypes(const std::string& fileName) {
 }
 
 const char* GlintarExceptionMap(uint32_t deviceClass) {
-    const bool second = deviceClass == 10 || deviceClass == 12;
-    return second ? "MOD_EXCEPTIONMAP_129" : "MOD_EXCEPTIONMAP_123";
+    return IsRimefoldClass(deviceClass) ? "MOD_EXCEPTIONMAP_129" : "MOD_EXCEPTIONMAP_123";
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -47,7 +47,7 @@ float TuneDivisor(int32_t tune, float constant, int32_t calibration) {
 Tarnel_FerrinDevice::Tarnel_FerrinDevice(const char* deviceName, DeviceIdentifier* information,
                                          MemoryAccessor* access)
     : memory(access) {
-    ClockRegisters registers(deviceName, information, access);
+    const ClockRegisters registers(deviceName, information, access);
     csctl0 = registers.Read("CSCTL0");
     csctl1 = registers.Read("CSCTL1");
     csctl2 = registers.Read("CSCTL2");
@@ -57,16 +57,15 @@ Tarnel_FerrinDevice::Tarnel_FerrinDevice(const char* deviceName, DeviceIdentifie
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary,
                           "%s: CSCTL0 = 0x%x, CSCTL1 = 0x%x, CSCTL2 = 0x%x, CSCTL3 = 0x%x, CSCLKEN = 0x%x, "
                           "TLVBASE = 0x%x",
-                          kModuleTag, csctl0, csctl1, csctl2, csctl3, csclken, tlvbase);
-    allRead = registers.AllRead();
+                          kModuleTag, csctl0.OrZero(), csctl1.OrZero(), csctl2.OrZero(), csctl3.OrZero(),
+                          csclken.OrZero(), tlvbase);
 }
 
 double Tarnel_FerrinDevice::GetFrequency() const {
-    const uint32_t selm = Bits(csctl1, 0, 2);
-    const uint32_t divm = Bits(csctl1, 16, 18);
+    const uint32_t selm = Bits(csctl1.ForClock(), 0, 2);
+    const uint32_t divm = Bits(csctl1.ForClock(), 16, 18);
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: selm = %d, divm = %d", kModuleTag,
                           static_cast<int>(selm), static_cast<int>(divm));
-    if (!allRead) ThrowClockError();
     const double frequency = SourceFrequency(selm) / static_cast<double>(1U << divm);
     // Calibration words that are none can give an infinite frequency or no number at all; a negative one is
     // returned, and refused as a trace clock by the driver.
@@ -81,7 +80,7 @@ double Tarnel_FerrinDevice::SourceFrequency(uint32_t selm) const {
         case 1:
             return kVeryLowPowerOscillator;
         case 2:
-            return Bits(csclken, 15, 15) == 0 ? kSlowReference : kFastReference;
+            return Bits(csclken.ForClock(), 15, 15) == 0 ? kSlowReference : kFastReference;
         case 3:
             return DcoFrequency();
         case 4:
@@ -92,15 +91,13 @@ double Tarnel_FerrinDevice::SourceFrequency(uint32_t selm) const {
 }
 
 double Tarnel_FerrinDevice::DcoFrequency() const {
-    const double centre = kDcoCentreMhz[Bits(csctl0, 16, 18)] * 1000000.0;
-    const int32_t tune = DcoTune(csctl0);
+    const double centre = kDcoCentreMhz[Bits(csctl0.ForClock(), 16, 18)] * 1000000.0;
+    const int32_t tune = DcoTune(csctl0.ForClock());
     if (tune == 0) return centre;
-    uint32_t constant = 0;
-    uint32_t calibration = 0;
-    if (!ReadTargetWord(memory, tlvbase + kConstantOffset, constant)) ThrowClockError();
-    if (!ReadTargetWord(memory, tlvbase + kCalibrationOffset, calibration)) ThrowClockError();
-    return centre / static_cast<double>(
-                        TuneDivisor(tune, std::bit_cast<float>(constant), static_cast<int32_t>(calibration)));
+    const TargetWord constant(memory, tlvbase + kConstantOffset);
+    const TargetWord calibration(memory, tlvbase + kCalibrationOffset);
+    return centre / static_cast<double>(TuneDivisor(tune, std::bit_cast<float>(constant.ForClock()),
+                                                    static_cast<int32_t>(calibration.ForClock())));
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

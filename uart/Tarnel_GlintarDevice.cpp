@@ -72,12 +72,13 @@ double OscillatorFrequency(const RunClock& clock, uint32_t deviceClass) {
 
 Tarnel_GlintarDevice::Tarnel_GlintarDevice(const char* deviceName, DeviceIdentifier* information,
                                            MemoryAccessor* memory) {
-    ClockRegisters registers(deviceName, information, memory);
-    did0 = registers.Read("DID0");
-    deviceClass = Bits(did0, 16, 23);
+    const ClockRegisters registers(deviceName, information, memory);
+    const uint32_t did0Address = registers.Address("DID0");
+    did0 = TargetWord(memory, did0Address);
+    deviceClass = Bits(did0.OrZero(), 16, 23);
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: DID0 addr = 0x%x value = 0x%x", kModuleTag,
-                          registers.Address("DID0"), did0);
-    if (IsRimefold()) {
+                          did0Address, did0.OrZero());
+    if (IsRimefoldClass(deviceClass)) {
         KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: Rimefold", kModuleTag);
         rsclkcfg = registers.Read("RSCLKCFG");
         pllfreq0 = registers.Read("PLLFREQ0");
@@ -86,31 +87,33 @@ Tarnel_GlintarDevice::Tarnel_GlintarDevice(const char* deviceName, DeviceIdentif
         rcc = registers.Read("RCC");
         rcc2 = registers.Read("RCC2");
     }
-    allRead = registers.AllRead();
 }
 
 double Tarnel_GlintarDevice::GetFrequency() const {
-    if (!allRead) ThrowClockError();
-    return IsRimefold() ? RimefoldFrequency() : RunClockFrequency();
+    did0.ForClock();  // it chooses the formula
+    return IsRimefoldClass(deviceClass) ? RimefoldFrequency() : RunClockFrequency();
 }
 
 double Tarnel_GlintarDevice::RunClockFrequency() const {
-    const RunClock clock = Decode(rcc, rcc2);
+    const RunClock clock = Decode(rcc.ForClock(), rcc2.ForClock());
     double frequency = clock.div400 ? kPll400 : kPll200;
     if (clock.bypass) frequency = OscillatorFrequency(clock, deviceClass);
     return clock.divide ? frequency / (clock.divider + 1) : frequency;
 }
 
 double Tarnel_GlintarDevice::RimefoldFrequency() const {
-    if (Bits(rsclkcfg, 28, 28) == 0) {
+    const uint32_t configuration = rsclkcfg.ForClock();
+    if (Bits(configuration, 28, 28) == 0) {
         // Only the internal oscillator is known here; the 30 kHz source (2) is refused like the others.
-        if (Bits(rsclkcfg, 20, 23) != 0) ThrowClockError();
-        return kInternalOscillator / (Bits(rsclkcfg, 10, 19) + 1);
+        if (Bits(configuration, 20, 23) != 0) ThrowClockError();
+        return kInternalOscillator / (Bits(configuration, 10, 19) + 1);
     }
-    if (Bits(rsclkcfg, 24, 27) != 0) ThrowClockError();
-    const double multiplier = Bits(pllfreq0, 0, 9) + Bits(pllfreq0, 10, 19) / 1024.0;
-    const double divider = (Bits(pllfreq1, 8, 12) + 1) * (Bits(pllfreq1, 0, 4) + 1);
-    return kInternalOscillator * multiplier / divider / (Bits(rsclkcfg, 0, 9) + 1);
+    if (Bits(configuration, 24, 27) != 0) ThrowClockError();
+    const uint32_t factors = pllfreq0.ForClock();
+    const uint32_t divisors = pllfreq1.ForClock();
+    const double multiplier = Bits(factors, 0, 9) + Bits(factors, 10, 19) / 1024.0;
+    const double divider = (Bits(divisors, 8, 12) + 1) * (Bits(divisors, 0, 4) + 1);
+    return kInternalOscillator * multiplier / divider / (Bits(configuration, 0, 9) + 1);
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

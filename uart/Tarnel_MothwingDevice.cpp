@@ -13,10 +13,9 @@ constexpr double kUndividedClock = 48000000.0;  ///< Hz
 
 Tarnel_MothwingDevice::Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information,
                                              MemoryAccessor* memory) {
-    ClockRegisters registers(deviceName, information, memory);
-    cpuclkdiv = registers.Read("CPUCLKDIV");
-    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: CPUCLKDIV = 0x%x", kModuleTag, cpuclkdiv);
-    if (!registers.AllRead()) ThrowClockError();
+    const TargetWord divider = ClockRegisters(deviceName, information, memory).Read("CPUCLKDIV");
+    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: CPUCLKDIV = 0x%x", kModuleTag, divider.OrZero());
+    cpuclkdiv = divider.ForClock();
 }
 
 double Tarnel_MothwingDevice::GetFrequency() const { return kUndividedClock / (Bits(cpuclkdiv, 0, 0) + 1); }

@@ -4,6 +4,7 @@
 
 #include "host_api/DeviceIdentifier.h"
 #include "host_api/MemoryAccessor.h"
+#include "uart/target_word.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -13,8 +14,10 @@ namespace Korr::Plim::Trace::Tarnel {
 /// Constructors: (device name, device information source, memory accessor); neither pointer is owned. The
 /// accessor is used during the life of the reader. All throw cPelkitError (severity 2). A register that the
 /// device's clock module does not have is an error. A register that cannot be read from the target, with a
-/// null accessor too, is kept as 0; there is no frequency then, because a recording at a wrong rate is worse
-/// than none.
+/// null accessor too, is logged as 0; a frequency that would depend on it is an error (see TargetWord).
+
+/// Whether a `Glintar` device class is of the Rimefold sub-family: 10 and 12.
+constexpr bool IsRimefoldClass(uint32_t deviceClass) { return deviceClass == 10 || deviceClass == 12; }
 
 /// Clock system with CSCTL0 to CSCTL3.
 class Tarnel_FerrinDevice {
@@ -29,19 +32,18 @@ class Tarnel_FerrinDevice {
     double DcoFrequency() const;
 
     MemoryAccessor* memory;
-    uint32_t csctl0 = 0;
-    uint32_t csctl1 = 0;
-    uint32_t csctl2 = 0;
-    uint32_t csctl3 = 0;
-    uint32_t csclken = 0;
+    TargetWord csctl0;
+    TargetWord csctl1;
+    TargetWord csctl2;  ///< for the log only
+    TargetWord csctl3;  ///< for the log only
+    TargetWord csclken;
     uint32_t tlvbase = 0;  ///< an address, not read
-    bool allRead = false;
 };
 
 /// Clock divider CPUCLKDIV.
 class Tarnel_MothwingDevice {
   public:
-    /// \throws cPelkitError also when the register cannot be read
+    /// \throws cPelkitError also when the register cannot be read, because GetFrequency never throws
     Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* memory);
     /// System clock in Hz; never throws.
     double GetFrequency() const;
@@ -57,23 +59,20 @@ class Tarnel_GlintarDevice {
     /// System clock in Hz; 0 for a Rimefold PLL that multiplies by 0. \throws cPelkitError when it cannot be
     /// computed
     double GetFrequency() const;
-    /// Bits 16 to 23 of DID0.
+    /// Bits 16 to 23 of DID0; 0 when it could not be read.
     uint32_t DeviceClass() const { return deviceClass; }
-    /// Classes 10 and 12.
-    bool IsRimefold() const { return deviceClass == 10 || deviceClass == 12; }
 
   private:
     double RunClockFrequency() const;
     double RimefoldFrequency() const;
 
-    uint32_t did0 = 0;
+    TargetWord did0;
     uint32_t deviceClass = 0;
-    uint32_t rcc = 0;
-    uint32_t rcc2 = 0;
-    uint32_t rsclkcfg = 0;
-    uint32_t pllfreq0 = 0;
-    uint32_t pllfreq1 = 0;
-    bool allRead = false;
+    TargetWord rcc;
+    TargetWord rcc2;
+    TargetWord rsclkcfg;
+    TargetWord pllfreq0;
+    TargetWord pllfreq1;
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -20,19 +20,6 @@ constexpr const char* kClockModule = "MOD_SYSCLK";
 
 }  // namespace
 
-void ThrowClockError() {
-    ThrowError(
-        "Could not determine the System clock frequency automatically. Please set it manually in the "
-        "receiver properties.");
-}
-
-bool ReadTargetWord(MemoryAccessor* memory, uint32_t address, uint32_t& word) {
-    word = 0;
-    if (memory != nullptr && memory->ReadMemory(address, word) == 0) return true;
-    word = 0;
-    return false;
-}
-
 ClockRegisters::ClockRegisters(const char* deviceName, DeviceIdentifier* information, MemoryAccessor* access)
     : module(nullptr), memory(access) {
     DeviceInformation* device = nullptr;
@@ -52,10 +39,8 @@ uint32_t ClockRegisters::Address(const char* registerName) const {
     return static_cast<uint32_t>(std::min<unsigned long long>(address, UINT32_MAX));
 }
 
-uint32_t ClockRegisters::Read(const char* registerName) {
-    uint32_t word = 0;
-    if (!ReadTargetWord(memory, Address(registerName), word)) allRead = false;
-    return word;
+TargetWord ClockRegisters::Read(const char* registerName) const {
+    return TargetWord(memory, Address(registerName));
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -148,8 +148,10 @@ class FakeDeviceModule : public Korr::Plim::Trace::DeviceModule {
   public:
     virtual ~FakeDeviceModule() = default;
     std::map<std::string, std::string> registers;
+    std::vector<std::string> asked;  ///< names that were looked up, in order
 
     std::string GetRegisterAddress(const char* registerName) override {
+        asked.emplace_back(registerName);
         const auto found = registers.find(registerName);
         return found == registers.end() ? std::string() : found->second;
     }
@@ -160,8 +162,10 @@ class FakeDeviceInformation : public Korr::Plim::Trace::DeviceInformation {
   public:
     virtual ~FakeDeviceInformation() = default;
     std::map<std::string, FakeDeviceModule> modules;
+    std::vector<std::string> asked;  ///< names that were looked up, in order
 
     Korr::Plim::Trace::DeviceModule* GetModule(const char* moduleName) override {
+        asked.emplace_back(moduleName);
         const auto found = modules.find(moduleName);
         return found == modules.end() ? nullptr : &found->second;
     }

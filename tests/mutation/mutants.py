@@ -47,9 +47,9 @@ def operators():
         lambda m: f"{m[1]};"
     yield "dropped call", re.compile(r"^(\s+)[\w:.>-]+\([^{}]*\);$"), lambda m: f"{m[1]};"
     yield "dropped assignment", re.compile(r"^(\s+)[\w.>\[\]-]+ = [^{}]*;$"), lambda m: f"{m[1]};"
-    yield "wider field", re.compile(r"\bBits\((\w+), (\d+), (\d+)\)"), \
+    yield "wider field", re.compile(r"\bBits\(([\w.]+(?:\(\))?), (\d+), (\d+)\)"), \
         lambda m: f"Bits({m[1]}, {m[2]}, {int(m[3]) + 1})" if int(m[3]) < 31 else f"Bits({m[1]}, {int(m[2]) - 1}, {m[3]})"
-    yield "wider field below", re.compile(r"\bBits\((\w+), ([1-9]\d*), (\d+)\)"), \
+    yield "wider field below", re.compile(r"\bBits\(([\w.]+(?:\(\))?), ([1-9]\d*), (\d+)\)"), \
         lambda m: f"Bits({m[1]}, {int(m[2]) - 1}, {m[3]})"
     yield "log level", re.compile(r"\b(kLogOrdinary|kLogChatty|kLogTrace)\b"), \
         lambda m: {"kLogOrdinary": "kLogChatty", "kLogChatty": "kLogOrdinary", "kLogTrace": "kLogChatty"}[m[1]]

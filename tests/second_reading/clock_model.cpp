@@ -108,10 +108,12 @@ double FerrinDco(Reader& reader, uint32_t csctl0, uint32_t tlvbase) {
     int tune = static_cast<int>(Field(csctl0, 0, 12));
     if (tune >= 4096) tune -= 8192;
     if (tune == 0) return centre;
-    const uint32_t calibration = Needed(reader.At(tlvbase + 100u));
-    const auto fcal = static_cast<int32_t>(Needed(reader.At(tlvbase + 76u)));
+    const Word constant = reader.At(tlvbase + 100u);
+    const Word calibration = reader.At(tlvbase + 76u);
+    const uint32_t bits = Needed(constant);
+    const auto fcal = static_cast<int32_t>(Needed(calibration));
     float k = 0;
-    std::memcpy(&k, &calibration, sizeof(k));
+    std::memcpy(&k, &bits, sizeof(k));
     const auto distance = static_cast<float>(768.0 - fcal);
     const float below = 8.0F * (1.0F + k * distance);
     const float bracket = 1.0F - k * static_cast<float>(tune) / below;

@@ -1,5 +1,7 @@
 #include "uart/device_registers.h"
 
+#include <type_traits>
+
 #include "tests/unit/uart/clock_reader_fixture.h"
 #include "uart/device_clock_readers.h"
 
@@ -7,9 +9,7 @@ namespace {
 
 using clock_readers::kNoInformation;
 using clock_readers::kNoModule;
-using Korr::Plim::Trace::Tarnel::Bits;
 using Korr::Plim::Trace::Tarnel::ClockRegisters;
-using Korr::Plim::Trace::Tarnel::ReadTargetWord;
 using Korr::Plim::Trace::Tarnel::Tarnel_FerrinDevice;
 using Korr::Plim::Trace::Tarnel::Tarnel_GlintarDevice;
 using Korr::Plim::Trace::Tarnel::Tarnel_MothwingDevice;
@@ -21,8 +21,9 @@ class DeviceRegisters : public clock_readers::ClockReader {
     std::string ConstructionError() {
         return ErrorOf([&] { Reader("board/cpu", &identifier, &memory); });
     }
+    fakes::FakeDeviceModule& FakeModule() { return identifier.information.modules["MOD_SYSCLK"]; }
     uint32_t Address(const std::string& text) {
-        identifier.information.modules["MOD_SYSCLK"].registers["R"] = text;
+        FakeModule().registers["R"] = text;
         return ClockRegisters("board/cpu", &identifier, &memory).Address("R");
     }
 };
@@ -66,39 +67,27 @@ TEST_F(DeviceRegisters, AddressTextThatIsNoNumberIsZeroAndALargeOneIsCut) {
     EXPECT_EQ(Address("123456789ABCDEF0123"), 0xFFFFFFFFu);
 }
 
-TEST_F(DeviceRegisters, FailingReadIsToldAndGivesZero) {
-    uint32_t word = 1;
-    memory.words[8] = 5;
-    EXPECT_TRUE(ReadTargetWord(&memory, 8, word));
-    EXPECT_EQ(word, 5u);
-    memory.failing.insert(8);
-    EXPECT_FALSE(ReadTargetWord(&memory, 8, word));
-    EXPECT_EQ(word, 0u);
-}
-
-TEST_F(DeviceRegisters, MissingAccessorReadsNothing) {
-    uint32_t word = 1;
-    EXPECT_FALSE(ReadTargetWord(nullptr, 4, word));
-    EXPECT_EQ(word, 0u);
-}
-
-TEST_F(DeviceRegisters, RegistersKeepInMindThatOneCouldNotBeRead) {
-    identifier.AddClockRegister("R", 4);
-    ClockRegisters registers("board/cpu", &identifier, &memory);
-    registers.Read("R");
-    EXPECT_TRUE(registers.AllRead());
-    memory.failing.insert(4);
-    registers.Read("R");
-    memory.failing.clear();
-    registers.Read("R");
-    EXPECT_FALSE(registers.AllRead());
-}
-
-TEST_F(DeviceRegisters, BitsTakesBothEnds) {
-    EXPECT_EQ(Bits(0x80000001, 31, 31), 1u);
-    EXPECT_EQ(Bits(0x80000001, 0, 31), 0x80000001u);
-    EXPECT_EQ(Bits(0x00FF0000, 16, 23), 0xFFu);
-    EXPECT_EQ(Bits(0xFFFFFFFF, 4, 5), 3u);
+TEST_F(DeviceRegisters, EachRegisterIsLookedUpOnceInTheOrderOfItsReader) {
+    using Names = std::vector<std::string>;
+    const auto lookUps = [this](const Names& names, auto read) {
+        FakeModule() = fakes::FakeDeviceModule();
+        for (const std::string& name : names) identifier.AddClockRegister(name, 4);
+        read();
+        return FakeModule().asked;
+    };
+    const auto construct = [this]<typename Reader>(std::type_identity<Reader>) {
+        return [this] { Reader("board/cpu", &identifier, &memory); };
+    };
+    const Names ferrin = {"CSCTL0", "CSCTL1", "CSCTL2", "CSCTL3", "CSCLKEN", "TLVBASE"};
+    EXPECT_EQ(lookUps(ferrin, construct(std::type_identity<Tarnel_FerrinDevice>())), ferrin);
+    const Names mothwing = {"CPUCLKDIV"};
+    EXPECT_EQ(lookUps(mothwing, construct(std::type_identity<Tarnel_MothwingDevice>())), mothwing);
+    const Names glintar = {"DID0", "RCC", "RCC2"};
+    EXPECT_EQ(lookUps(glintar, construct(std::type_identity<Tarnel_GlintarDevice>())), glintar);
+    memory.words[4] = 10U << 16;
+    const Names rimefold = {"DID0", "RSCLKCFG", "PLLFREQ0", "PLLFREQ1"};
+    EXPECT_EQ(lookUps(rimefold, construct(std::type_identity<Tarnel_GlintarDevice>())), rimefold);
+    EXPECT_EQ(identifier.information.asked, Names(4, "MOD_SYSCLK"));
 }
 
 }  // namespace

@@ -185,9 +185,70 @@ TEST_F(FerrinDevice, ReadsItsRegistersInOrderAndLogsThem) {
     EXPECT_EQ(log.Get(), lines);
 }
 
-TEST_F(FerrinDevice, UnreadableRegisterIsTheClockError) {
-    memory.failing.insert(0x40010430);
-    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError);
+TEST_F(FerrinDevice, UnreadableRegisterIsTheClockErrorOnlyWhereItIsUsed) {
+    memory.failing = {0x40010408};
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError) << "CSCTL1";
+    memory.failing = {0x40010430};
+    EXPECT_EQ(Frequency(), 32768.0) << "CSCLKEN with SELM 0";
+    Set(0, 2);
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError) << "CSCLKEN with SELM 2";
+    memory.failing = {0x40010404};
+    EXPECT_EQ(Frequency(), 32768.0) << "CSCTL0 with SELM 2";
+    SetDco(3, 0);
+    EXPECT_EQ(ErrorOf([&] { Frequency(); }), kClockError) << "CSCTL0 with SELM 3";
+}
+
+TEST_F(FerrinDevice, RegistersThatAreOnlyLoggedMayBeUnreadable) {
+    memory.failing = {0x4001040C, 0x40010410};
+    SetDco(3, 0);
+    EXPECT_EQ(Frequency(), 12e6);
+    EXPECT_TRUE(
+        log.Has("M Tarnel_FerrinDevice: CSCTL0 = 0x30000, CSCTL1 = 0x3, CSCTL2 = 0x0, CSCTL3 = 0x0, "
+                "CSCLKEN = 0x0, TLVBASE = 0x201000"));
+}
+
+TEST_F(FerrinDevice, FieldsTakeNothingFromTheirNeighbours) {
+    SetCalibration(0.5F, 768);
+    Set(~Field(7, 16) & ~0x1FFFU, 3);
+    EXPECT_EQ(Frequency(), 1.5e6) << "DCORSEL 0 and DCOTUNE 0";
+    Set(~Field(7, 16), 3);
+    EXPECT_EQ(Frequency(), 1.5e6 / 1.0625) << "DCORSEL 0 and DCOTUNE -1";
+    Set(~0x1FFFU, 3);
+    EXPECT_EQ(Frequency(), 1.5e6) << "DCORSEL 7 and DCOTUNE 0";
+    Set(0, ~7U);
+    EXPECT_EQ(Frequency(), 32768.0 / 128) << "SELM 0 and DIVM 7";
+    Set(0, ~Field(7, 16) & ~3U);
+    EXPECT_EQ(Frequency(), 25165824.0) << "SELM 4 and DIVM 0";
+}
+
+TEST_F(FerrinDevice, DcoIsDividedWhetherItIsTunedOrNot) {
+    SetCalibration(0.5F, 768);
+    for (uint32_t divm = 0; divm <= 7; ++divm) {
+        Set(Field(3, 16), 3 | Field(divm, 16));
+        EXPECT_EQ(Frequency(), 12e6 / std::pow(2.0, divm)) << divm;
+        Set(Field(3, 16) | kTuneMinusOne, 3 | Field(divm, 16));
+        EXPECT_EQ(Frequency(), 12e6 / 1.0625 / std::pow(2.0, divm)) << divm;
+    }
+}
+
+TEST_F(FerrinDevice, CalibrationIsASignedNumber) {
+    SetCalibration(0.25F, static_cast<uint32_t>(-4));  // 1 - 0.25 * 772 / (8 * (1 + 0.25 * 772))
+    SetDco(2, 772);
+    EXPECT_EQ(Frequency(), 6e6 / static_cast<double>(1.0F - 193.0F / 1552.0F));
+    SetCalibration(0.25F, 776);  // 1 - 0.25 * 1 / (8 * (1 - 0.25 * 8))
+    SetDco(2, 1);
+    EXPECT_EQ(Frequency(), 6e6 / 1.03125);
+}
+
+TEST_F(FerrinDevice, TheConstantIsReadBeforeTheCalibration) {
+    SetCalibration(0.5F, 768);
+    SetDco(3, 1);
+    const Tarnel_FerrinDevice reader("board/cpu", &identifier, &memory);
+    journal.Clear();
+    reader.GetFrequency();
+    const std::vector<std::string> reads = {"ReadMemory(" + fakes::Hexadecimal(kConstantWord) + ")",
+                                            "ReadMemory(" + fakes::Hexadecimal(kCalibrationWord) + ")"};
+    EXPECT_EQ(journal.Calls(), reads);
 }
 
 TEST_F(FerrinDevice, UnreadableCalibrationIsTheClockErrorOnlyWhereItIsUsed) {

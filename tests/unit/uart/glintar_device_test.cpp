@@ -157,7 +157,47 @@ TEST_F(GlintarDevice, ClassIsTheThirdByteOfDid0) {
     Register("PLLFREQ1", 12, 0);
     const Tarnel_GlintarDevice reader("board/cpu", &identifier, &memory);
     EXPECT_EQ(reader.DeviceClass(), 12u);
-    EXPECT_TRUE(reader.IsRimefold());
+    EXPECT_EQ(reader.GetFrequency(), 16e6) << "a Rimefold";
+}
+
+TEST_F(GlintarDevice, RunClockFieldsTakeNothingFromTheirNeighbours) {
+    // Each field at one value with all other bits of its register set, then the other way round.
+    const uint32_t rccOthers = ~(kBypass | kUseSysDiv | Field(3, 4) | Field(31, 6) | Field(15, 23));
+    EXPECT_EQ(RunClock(5, rccOthers | kBypass | Field(6, 6)), 4e6) << "OSCSRC 0, XTAL 6, no divider";
+    EXPECT_EQ(RunClock(5, rccOthers | kBypass | Field(31, 6) | Field(2, 4)), 4e6) << "OSCSRC 2";
+    EXPECT_EQ(RunClock(5, rccOthers | Field(3, 4) | Field(31, 6) | Field(15, 23)), 200e6) << "BYPASS 0";
+    EXPECT_EQ(RunClock(5, rccOthers | kUseSysDiv | Field(3, 4) | Field(31, 6) | Field(4, 23)), 40e6)
+        << "SYSDIV 4";
+    const uint32_t rcc = kUseSysDiv | Field(3, 4) | Field(31, 6) | Field(15, 23);
+    const uint32_t rcc2Others = ~(kDiv400 | kBypass | Field(7, 4) | Field(63, 23) | Field(1, 22));
+    EXPECT_EQ(RunClock(5, rcc, rcc2Others | Field(7, 4) | Field(9, 23) | Field(1, 22)), 20e6) << "SYSDIV2 9";
+    EXPECT_EQ(RunClock(5, rcc, rcc2Others | kDiv400 | Field(7, 4) | Field(9, 23)), 400e6 / 19)
+        << "SYSDIV2 9, no low bit";
+    EXPECT_EQ(RunClock(5, Field(31, 6), rcc2Others | kBypass | Field(1, 4) | Field(63, 23)), 16e6)
+        << "OSCSRC2 1";
+    EXPECT_EQ(RunClock(5, rcc, ~kUseRcc2), 200e6 / 16) << "without USERCC2 none of RCC2 counts";
+}
+
+TEST_F(GlintarDevice, TheDividerWorksOnEverySource) {
+    const uint32_t divide = kUseSysDiv | Field(3, 23);
+    EXPECT_EQ(RunClock(5, divide), 200e6 / 4);
+    EXPECT_EQ(RunClock(5, divide, kUseRcc2 | kDiv400 | Field(3, 23)), 400e6 / 7);
+    EXPECT_EQ(RunClock(5, divide | Crystal(21)), 16e6 / 4);
+    EXPECT_EQ(RunClock(3, divide | kBypass | Field(1, 4)), 12e6 / 4);
+    EXPECT_EQ(RunClock(5, divide | kBypass | Field(1, 4)), 16e6 / 4);
+    EXPECT_EQ(RunClock(5, divide | kBypass | Field(2, 4)), 4e6 / 4);
+    EXPECT_EQ(RunClock(5, divide | kBypass | Field(3, 4)), 30000.0 / 4);
+    EXPECT_EQ(RunClock(5, divide, Oscillator2(7) | Field(3, 23)), 32768.0 / 4);
+}
+
+TEST_F(GlintarDevice, RimefoldFieldsTakeNothingFromTheirNeighbours) {
+    const uint32_t others = ~(kUsePll | Field(15, 24) | Field(15, 20) | Field(0x3FF, 10) | 0x3FFU);
+    EXPECT_EQ(Rimefold(others | Field(15, 24) | Field(9, 10) | 0x3FFU), 1.6e6) << "OSCSRC 0, OSYSDIV 9";
+    EXPECT_EQ(Rimefold(others | kUsePll | Field(15, 20) | Field(0x3FF, 10) | 4U, 5), 16e6) << "PSYSDIV 4";
+    EXPECT_EQ(Rimefold(kUsePll, ~Field(0x3FF, 10)), 16e6 * 1023) << "MFRAC 0";
+    EXPECT_EQ(Rimefold(kUsePll, ~0x3FFU), 16e6 * (1023.0 / 1024)) << "MINT 0";
+    EXPECT_EQ(Rimefold(kUsePll, 96, ~0x1FU), 16e6 * 96 / 32) << "N 0, Q 31";
+    EXPECT_EQ(Rimefold(kUsePll, 96, ~Field(31, 8)), 16e6 * 96 / 32) << "Q 0, N 31";
 }
 
 TEST_F(GlintarDevice, ReadsAndLogsTheRunClockRegisters) {
@@ -184,6 +224,25 @@ TEST_F(GlintarDevice, UnreadableRegisterIsTheClockErrorButTheClassIsThere) {
     memory.failing.insert(0x400FE070);
     EXPECT_EQ(ErrorOf([&] { RunClock(5, 0); }), kClockError);
     EXPECT_EQ(Tarnel_GlintarDevice("board/cpu", &identifier, &memory).DeviceClass(), 5u);
+    memory.failing = {0x400FE060};
+    EXPECT_EQ(ErrorOf([&] { RunClock(5, 0); }), kClockError);
+}
+
+TEST_F(GlintarDevice, UnreadableClassIsTheClockErrorAndLoggedAsZero) {
+    memory.failing.insert(0x400FE000);
+    EXPECT_EQ(ErrorOf([&] { RunClock(10, 0); }), kClockError);
+    EXPECT_EQ(log.Get(),
+              std::vector<std::string>{"M Tarnel_GlintarDevice: DID0 addr = 0x400fe000 value = 0x0"});
+}
+
+TEST_F(GlintarDevice, UnreadablePllIsTheClockErrorOnlyWhereItIsUsed) {
+    for (const uint32_t unreadable : {0x400FE160U, 0x400FE164U}) {
+        memory.failing = {unreadable};
+        EXPECT_EQ(Rimefold(0), 16e6);
+        EXPECT_EQ(ErrorOf([&] { Rimefold(kUsePll, 96, 4); }), kClockError);
+    }
+    memory.failing = {0x400FE0B0};
+    EXPECT_EQ(ErrorOf([&] { Rimefold(0); }), kClockError);
 }
 
 }  // namespace
