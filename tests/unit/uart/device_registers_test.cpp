@@ -90,4 +90,31 @@ TEST_F(DeviceRegisters, EachRegisterIsLookedUpOnceInTheOrderOfItsReader) {
     EXPECT_EQ(identifier.information.asked, Names(4, "MOD_SYSCLK"));
 }
 
+// Constructs each reader and asks it for its clock, at a level of the log.
+class ClockReaderLevels : public DeviceRegisters {
+  protected:
+    std::vector<std::string> LinesAt(const char* level) {
+        for (const char* name : {"CSCTL0", "CSCTL1", "CSCTL2", "CSCTL3", "CSCLKEN", "TLVBASE", "CPUCLKDIV",
+                                 "DID0", "RSCLKCFG", "PLLFREQ0", "PLLFREQ1"}) {
+            identifier.AddClockRegister(name, 4);
+        }
+        Register("DID0", 8, 10U << 16);
+        return support::LogLines::AtLevel(level, [this] {
+            Tarnel_FerrinDevice("board/cpu", &identifier, &memory).GetFrequency();
+            Tarnel_MothwingDevice("board/cpu", &identifier, &memory).GetFrequency();
+            Tarnel_GlintarDevice("board/cpu", &identifier, &memory).GetFrequency();
+        });
+    }
+};
+
+TEST_F(ClockReaderLevels, AllLinesAreOrdinaryOnes) {
+    const std::vector<std::string> lines = {
+        "M Tarnel_FerrinDevice: CSCTL0 = 0x0, CSCTL1 = 0x0, CSCTL2 = 0x0, CSCTL3 = 0x0, CSCLKEN = 0x0, "
+        "TLVBASE = 0x4",
+        "M Tarnel_FerrinDevice: selm = 0, divm = 0", "M Tarnel_MothwingDevice: CPUCLKDIV = 0x0",
+        "M Tarnel_GlintarDevice: DID0 addr = 0x8 value = 0xa0000", "M Tarnel_GlintarDevice: Rimefold"};
+    EXPECT_EQ(LinesAt("1"), lines);
+    EXPECT_EQ(LinesAt("0"), std::vector<std::string>());
+}
+
 }  // namespace
