@@ -58,6 +58,9 @@ class ItmDecoder {
     /// and no packet.
     void Finish();
 
+    /// Bytes are missing before those that come next: no packet goes across.
+    void Break();
+
     /// To go on from here later.
     DecoderState State() const {
         DecoderState now = state;
@@ -76,7 +79,12 @@ class ItmDecoder {
     const KnownPackets& Known() const { return known; }
     bool InStep() const { return state.inStep; }
     /// The first byte that is in no packet given so far.
-    uint64_t FirstOpen() const { return state.inStep ? base - state.zeros : state.runStart; }
+    uint64_t FirstOpen() const { return state.inStep ? ZerosFrom() : state.runStart; }
+    /// Where the zeros begin that may become a synchronisation packet; behind what was taken when there are
+    /// none.
+    uint64_t ZerosFrom() const { return base - state.zeros; }
+    /// Bytes that are given up as far as is known.
+    uint64_t OpenDamage() const { return state.inStep ? 0 : base - state.runStart; }
 
   private:
     /// Bytes, of which the first `size` are the stream's and kReadable more can be read; `last`: the stream
@@ -96,12 +104,15 @@ class ItmDecoder {
     Step TakeUnusual(const Window& window, size_t place, Reading& reading);
     void Lose(const Packet& broken, uint64_t offset);
     void Regain(uint64_t offset);
+    void GiveBroken(uint64_t end);
     void GiveUp(uint64_t end);
+    void GiveRun(Packet run);
     void Give(Packet& packet, uint64_t offset) {
         packet.offset = offset;
         packet.flags |= state.flags;
         sink.OnPacket(packet);
     }
+    void RunToEnd();
     void Keep(size_t from);
     Ahead AheadOf(const Window& window, size_t place) const {
         return {{window.data + place, window.size - place}, window.last};
@@ -116,6 +127,7 @@ class ItmDecoder {
     DecoderState state;
     uint64_t base = 0;     ///< offset of the next byte that is looked at
     bool stalled = false;  ///< more bytes are needed to go on
+    size_t rivalAt = 0;    ///< of the last rival taken: how far behind the packet it begins
     KnownPackets known;
     size_t held = 0;  ///< bytes from `base` on that have come and wait for more
     std::array<uint8_t, 2 * kLookahead + kReadable> waiting{};
@@ -154,10 +166,30 @@ void ItmDecoder<Sink>::Keep(size_t from) {
 }
 
 template <class Sink>
-void ItmDecoder<Sink>::Finish() {
+void ItmDecoder<Sink>::RunToEnd() {
     const size_t used = Run({waiting.data(), held, true}, held);
     base += used;
     Keep(used);
+}
+
+template <class Sink>
+void ItmDecoder<Sink>::Break() {
+    RunToEnd();
+    const uint64_t start = base - state.zeros;
+    const auto length = static_cast<uint32_t>(std::min<uint64_t>(held + state.zeros, kLongestRun));
+    if (state.inStep) {
+        Lose({0, held == 0 ? uint8_t{0} : waiting[0], static_cast<uint16_t>(MalformedReason::BytesMissing),
+              PacketKind::Malformed, 0, length, 0},
+             start);
+    }
+    base += held;
+    held = 0;
+    state.zeros = 0;
+}
+
+template <class Sink>
+void ItmDecoder<Sink>::Finish() {
+    RunToEnd();
     const uint64_t end = base + held;
     if (!state.inStep) {
         GiveUp(end);
@@ -198,7 +230,7 @@ size_t ItmDecoder<Sink>::Run(const Window& window, size_t stop) {
                 const Step step = TakeUnusual(window, place, reading);
                 if (step == Step::Wait) break;
                 if (step == Step::Lost) {
-                    place += state.brokenLength;
+                    place += rivalAt;
                     continue;
                 }
             }
@@ -209,7 +241,7 @@ size_t ItmDecoder<Sink>::Run(const Window& window, size_t stop) {
             const Step step = TakeOther(window, place, entry, reading);
             if (step == Step::Wait) break;
             if (step == Step::Lost) {
-                place += state.inStep ? state.brokenLength : 1;
+                place += state.inStep ? rivalAt : 1;
                 continue;
             }
         }
@@ -247,8 +279,7 @@ typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeUnusual(const Window& wind
                                                               Reading& reading) {
     known.Settle();
     if (!known.Knows(reading.signature)) {
-        size_t rival = 0;
-        const Verdict verdict = HasRival(AheadOf(window, place), table, known, rival);
+        const Verdict verdict = HasRival(AheadOf(window, place), table, known, rivalAt);
         if (verdict != Verdict::No) known.TakeBack();
         if (verdict == Verdict::Undecided) return Step::Wait;
         if (verdict == Verdict::Yes) {
@@ -257,10 +288,10 @@ typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeUnusual(const Window& wind
                                 static_cast<uint16_t>(MalformedReason::OutOfStep),
                                 PacketKind::Malformed,
                                 0,
-                                static_cast<uint32_t>(rival),
+                                static_cast<uint32_t>(rivalAt),
                                 0};
             Lose(broken, base + place);
-            Regain(base + place + rival);
+            Regain(base + place + rivalAt);
             return Step::Lost;
         }
     }
@@ -310,6 +341,8 @@ void ItmDecoder<Sink>::EndZeros(uint8_t byte, uint64_t offset) {
 template <class Sink>
 size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place) {
     for (; place < stop; ++place) {
+        if (state.brokenLength != 0 && base + place >= state.runStart + state.brokenLength)
+            GiveBroken(base + place);
         if (window.data[place] == 0) return TakeZeros(window, place);
         if (!salvage || state.waitForSync) continue;
         const Verdict verdict = BeginsPacket(AheadOf(window, place), table, known);
@@ -342,22 +375,31 @@ void ItmDecoder<Sink>::Regain(uint64_t offset) {
     state.flags = kSalvaged;
 }
 
+/// Gives what was broken, but nothing from `end` on.
+template <class Sink>
+void ItmDecoder<Sink>::GiveBroken(uint64_t end) {
+    const auto length = static_cast<uint32_t>(std::min<uint64_t>(state.brokenLength, end - state.runStart));
+    state.brokenLength = 0;
+    GiveRun({0, state.brokenValue, state.brokenSource, state.broken, 0, length, 0});
+}
+
 /// Gives the bytes from where step was lost up to `end`.
 template <class Sink>
 void ItmDecoder<Sink>::GiveUp(uint64_t end) {
-    const uint64_t brokenEnd = std::min(end, state.runStart + state.brokenLength);
-    Packet packet{0, state.brokenValue, state.brokenSource, state.broken, 0, 0, 0};
-    for (uint64_t at = state.runStart; at < end;) {
-        const bool inBroken = at < brokenEnd;
-        if (!inBroken) packet = {0, 0, 0, PacketKind::Unsynchronised, 0, 0, 0};
-        packet.length =
-            static_cast<uint32_t>(std::min<uint64_t>((inBroken ? brokenEnd : end) - at, kLongestRun));
-        packet.size = static_cast<uint8_t>(std::min<uint32_t>(packet.length, 255));
-        packet.flags = 0;
-        packet.offset = at;
-        sink.OnPacket(packet);
-        at += packet.length;
+    GiveBroken(end);
+    while (state.runStart < end) {
+        const auto length = static_cast<uint32_t>(std::min<uint64_t>(end - state.runStart, kLongestRun));
+        GiveRun({0, 0, 0, PacketKind::Unsynchronised, 0, length, 0});
     }
+}
+
+template <class Sink>
+void ItmDecoder<Sink>::GiveRun(Packet run) {
+    if (run.length == 0) return;
+    run.offset = state.runStart;
+    run.size = static_cast<uint8_t>(std::min<uint32_t>(run.length, 255));
+    state.runStart += run.length;
+    sink.OnPacket(run);
 }
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -64,6 +64,7 @@ enum class MalformedReason : uint8_t {
     ExceptionFunction,  ///< neither entered, left nor returned to
     PcByte,             ///< a PC sample of one byte, neither sleep nor prohibited
     OutOfStep,          ///< well formed, but only a later beginning gives the packets known from before
+    BytesMissing,       ///< the rest of the packet is known to be missing
 };
 
 /// Flags of any packet.

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+
+#include "trace/tpiu_deframer.h"
+
+namespace Korr::Plim::Trace::Swo {
+
+/// Tells where in the capture the bytes of a stream stand: those that are being decoded, the last ones before
+/// them, and two that were pinned, however long ago.
+class OffsetMap {
+  public:
+    /// At least what a decoder holds back.
+    static constexpr size_t kRecent = 1024;
+
+    /// The bytes that come next in the stream; they stay where they are until Retire.
+    void Present(const StreamBytes& bytes) { now = &bytes; }
+    /// Those bytes have been decoded.
+    void Retire() {
+        const size_t count = std::min(now->count, kRecent);
+        std::copy(recent.begin() + static_cast<std::ptrdiff_t>(count), recent.end(), recent.begin());
+        std::copy_n(now->places.begin() + static_cast<std::ptrdiff_t>(now->count - count), count,
+                    recent.end() - static_cast<std::ptrdiff_t>(count));
+        start += now->count;
+        now = nullptr;
+    }
+    /// Before Retire: keeps the places of these, of which the first comes no later than the second.
+    void Pin(uint64_t first, uint64_t second) {
+        const Pinned a{first, CaptureOffset(first)};
+        const Pinned b{second, CaptureOffset(second)};
+        pins = {a, b};
+    }
+
+    /// Of a byte of the stream that has come and is not older than the pinned ones. For one behind the last
+    /// byte that has come: one behind its place.
+    uint64_t CaptureOffset(uint64_t streamOffset) const {
+        const size_t count = now != nullptr ? now->count : 0;
+        if (streamOffset >= start) {
+            const uint64_t place = streamOffset - start;
+            if (place < count) return now->places[place];
+            return count != 0 ? now->places[count - 1] + 1 : recent.back() + 1;
+        }
+        for (const Pinned& pin : pins) {
+            if (pin.stream == streamOffset) return pin.capture;
+        }
+        const uint64_t back = start - streamOffset;
+        return back <= kRecent ? recent[kRecent - back] : pins[0].capture + (streamOffset - pins[0].stream);
+    }
+    uint64_t End() const { return start + (now != nullptr ? now->count : 0); }
+
+  private:
+    struct Pinned {
+        uint64_t stream = 0;
+        uint64_t capture = 0;
+    };
+
+    const StreamBytes* now = nullptr;
+    uint64_t start = 0;  ///< offset in the stream of the first byte of `now`
+    std::array<uint64_t, kRecent> recent{};
+    std::array<Pinned, 2> pins{};
+};
+
+}  // namespace Korr::Plim::Trace::Swo

@@ -1,0 +1,104 @@
+#include "trace/tpiu_alignment.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Korr::Plim::Trace::Swo {
+namespace {
+
+constexpr size_t kCommonest = 4;
+/// A stream with a smaller share of the bytes is not taken for the ITM's, nor is any stream of a phase in
+/// which the commonest streams have a smaller share than that.
+constexpr double kLeastShare = 0.02;
+constexpr double kLeastFrames = 0.5;
+
+/// Calls data(stream, byte) for all that whole frames carry.
+template <class Data>
+void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data) {
+    FrameAssembler assembler;
+    uint8_t current = kNoStream;
+    for (const uint8_t byte : bytes.subspan(std::min<size_t>(phase, bytes.size()))) {
+        if (assembler.Put(byte, 0) != FrameAssembler::Got::Frame) continue;
+        UnpackFrame(assembler.Frame(), current,
+                    [&](uint8_t of, size_t, uint8_t content) { data(of, content); });
+    }
+}
+
+void CountStreams(std::span<const uint8_t> bytes, PhaseScore& score) {
+    Unframe(bytes, score.phase, [&](uint8_t of, uint8_t) { ++score.bytesOf[of]; });
+    auto counts = score.bytesOf;
+    const uint64_t all = std::accumulate(counts.begin(), counts.end(), uint64_t{0});
+    if (all == 0) return;
+    for (unsigned i = 0; i < kStreams; ++i) {
+        if (counts[i] != 0) ++score.streams;
+        if (IsReservedStream(static_cast<uint8_t>(i))) counts[i] = 0;
+    }
+    std::partial_sort(counts.begin(), counts.begin() + kCommonest, counts.end(), std::greater<>());
+    const uint64_t common = std::accumulate(counts.begin(), counts.begin() + kCommonest, uint64_t{0});
+    score.frames = static_cast<double>(common) / static_cast<double>(all);
+}
+
+Validity MeasureStream(std::span<const uint8_t> bytes, unsigned phase, uint8_t stream,
+                       std::span<uint8_t> scratch) {
+    size_t count = 0;
+    Unframe(bytes, phase, [&](uint8_t of, uint8_t content) {
+        if (of == stream) scratch[count++] = content;
+    });
+    return MeasureItm(scratch.first(count));
+}
+
+bool MayBeItm(const PhaseScore& score, uint8_t stream) {
+    if (stream == kNullStream || stream == kFlushStream || stream == kTriggerStream ||
+        IsReservedStream(stream)) {
+        return false;
+    }
+    const uint64_t all = std::accumulate(score.bytesOf.begin(), score.bytesOf.end(), uint64_t{0});
+    return score.bytesOf[stream] != 0 &&
+           static_cast<double>(score.bytesOf[stream]) >= kLeastShare * static_cast<double>(all);
+}
+
+/// Of two phases that carry the same, the one with fewer streams.
+bool Better(const PhaseScore& a, const PhaseScore& b) {
+    constexpr double kPerStream = 0.001;
+    return a.Score() - kPerStream * a.streams > b.Score() - kPerStream * b.streams;
+}
+
+}  // namespace
+
+PhaseScore ScorePhase(std::span<const uint8_t> bytes, unsigned phase, std::optional<uint8_t> stream,
+                      std::span<uint8_t> scratch) {
+    PhaseScore score;
+    score.phase = phase;
+    CountStreams(bytes, score);
+    if (score.frames < kLeastFrames) return score;
+    for (unsigned i = 0; i < kStreams; ++i) {
+        const auto candidate = static_cast<uint8_t>(i);
+        if (stream ? candidate != *stream : !MayBeItm(score, candidate)) continue;
+        const Validity itm = MeasureStream(bytes, phase, candidate, scratch);
+        const bool better = itm.Share() > score.itm.Share() ||
+                            (itm.Share() == score.itm.Share() && itm.good > score.itm.good);
+        if (!better) continue;
+        score.itm = itm;
+        score.stream = candidate;
+    }
+    return score;
+}
+
+Alignment AlignFrames(std::span<const uint8_t> bytes, std::optional<uint8_t> stream,
+                      std::span<uint8_t> scratch) {
+    const std::span<const uint8_t> looked = bytes.first(std::min(bytes.size(), kMostAligned));
+    Alignment alignment;
+    alignment.bytes = looked.size();
+    for (unsigned phase = 0; phase < kFrame; ++phase) {
+        const PhaseScore score = ScorePhase(looked, phase, stream, scratch);
+        if (phase == 0 || Better(score, alignment.best)) {
+            if (phase != 0) alignment.next = alignment.best.Score();
+            alignment.best = score;
+        } else {
+            alignment.next = std::max(alignment.next, score.Score());
+        }
+    }
+    return alignment;
+}
+
+}  // namespace Korr::Plim::Trace::Swo

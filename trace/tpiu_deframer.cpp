@@ -1,0 +1,157 @@
+#include "trace/tpiu_deframer.h"
+
+#include <bit>
+#include <cstring>
+
+namespace Korr::Plim::Trace::Swo {
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "frames are read in words of 8 bytes");
+
+constexpr uint64_t kEvenBytes = 0x00FF00FF00FF00FF;
+constexpr uint64_t kEvenLowBits = 0x0001000100010001;
+
+uint64_t Load(const uint8_t* bytes) {
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// Whether a byte at an even place is FF, which is neither data nor a stream that is used.
+bool HasSync(uint64_t word) {
+    const uint64_t others = (word & kEvenBytes) ^ kEvenBytes;  // 0 in 16 bits where one is
+    return ((others - kEvenLowBits) & ~others & (kEvenLowBits << 15)) != 0;
+}
+
+/// Bit j of four at bit 0 of byte 2j.
+uint64_t Spread(unsigned bits) {
+    return uint64_t{bits & 1} | uint64_t{bits & 2} << 15 | uint64_t{bits & 4} << 30 |
+           uint64_t{bits & 8} << 45;
+}
+
+}  // namespace
+
+TpiuDeframer::TpiuDeframer(uint8_t stream, uint64_t from) : wanted(stream), offset(from) {
+    for (unsigned i = 0; i < kStreams; ++i) expected[i] = !IsReservedStream(static_cast<uint8_t>(i));
+}
+
+TpiuDeframer::Result TpiuDeframer::Feed(std::span<const uint8_t> bytes, StreamBytes& out) {
+    size_t place = 0;
+    while (place < bytes.size()) {
+        if (out.count > StreamBytes::kMost - kFrame) return {place, Stop::Full};
+        const uint8_t* next = &bytes[place];
+        const bool whole =
+            assembler.AtStart() && skip == 0 && bytes.size() - place >= kFrame && !assembler.InSync();
+        if (whole && !HasSync(Load(next)) && !HasSync(Load(next + 8))) {
+            if (Questionable(next)) {
+                for (size_t i = 0; i < kFrame; ++i) assembler.Put(next[i], offset++);
+                return {place + kFrame, Stop::Question};
+            }
+            TakeWhole(next, out);
+            place += kFrame;
+        } else {
+            ++place;
+            const Stop stop = TakeByte(*next, out);
+            if (stop != Stop::Taken) return {place, stop};
+        }
+    }
+    return {place, Stop::Taken};
+}
+
+/// A frame that stands in one piece, with no synchronisation in it.
+void TpiuDeframer::TakeWhole(const uint8_t* bytes, StreamBytes& out) {
+    const uint64_t start = offset;
+    offset += kFrame;
+    assembler.Pass(bytes[kFrame - 1]);
+    const uint64_t low = Load(bytes);
+    const uint64_t high = Load(bytes + 8);
+    if (((low | high) & kEvenLowBits) != 0) {
+        std::array<uint64_t, kFrame> places;
+        for (size_t i = 0; i < kFrame; ++i) places[i] = start + i;
+        Unpack(bytes, places.data(), out);
+        return;
+    }
+    ++frames;
+    bytesOf[current] += kMostFrameData;
+    if (current != wanted) return;
+    const unsigned lowBits = bytes[kFrame - 1];
+    const uint64_t words[2] = {low | Spread(lowBits), high | Spread(lowBits >> 4)};
+    std::memcpy(&out.bytes[out.count], words, kFrame);
+    for (size_t i = 0; i < kFrame; ++i) out.places[out.count + i] = start + i;
+    out.count += kMostFrameData;
+}
+
+TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
+    const uint64_t place = offset++;
+    if (skip != 0) {
+        --skip;
+        return Stop::Taken;
+    }
+    const size_t before = assembler.Filled() % kFrame;
+    switch (assembler.Put(byte, place)) {
+        case FrameAssembler::Got::Byte:
+            return Stop::Taken;
+        case FrameAssembler::Got::HalfSync:
+            ++halfSyncs;
+            return Stop::Taken;
+        case FrameAssembler::Got::FullSync:
+            return OnFullSync(before);
+        case FrameAssembler::Got::Frame:
+            break;
+    }
+    if (Questionable(assembler.Frame())) return Stop::Question;
+    Unpack(assembler.Frame(), assembler.Places(), out);
+    return Stop::Taken;
+}
+
+/// `before`: bytes of an incomplete frame, the synchronisation's first three among them.
+TpiuDeframer::Stop TpiuDeframer::OnFullSync(size_t before) {
+    ++fullSyncs;
+    const bool first = frames == 0;
+    if (before == 3 || first) return Stop::Taken;
+    realignedFrom = assembler.Places()[0];
+    return Stop::Realigned;
+}
+
+bool TpiuDeframer::Questionable(const uint8_t* bytes) {
+    if (trusted != 0) {
+        --trusted;
+        return false;
+    }
+    for (size_t i = 0; i < kFrame; i += 2) {
+        if ((bytes[i] & 1) != 0 && !expected[bytes[i] >> 1]) questioned = true;
+    }
+    return questioned;
+}
+
+void TpiuDeframer::Unpack(const uint8_t* bytes, const uint64_t* places, StreamBytes& out) {
+    ++frames;
+    UnpackFrame(bytes, current, [&](uint8_t stream, size_t place, uint8_t byte) {
+        ++bytesOf[stream];
+        if (stream != wanted) return;
+        out.bytes[out.count] = byte;
+        out.places[out.count++] = places[place];
+    });
+}
+
+void TpiuDeframer::Accept(StreamBytes& out) {
+    if (!questioned) return;
+    questioned = false;
+    const uint8_t* frame = assembler.Frame();
+    for (size_t i = 0; i < kFrame; i += 2) {
+        const uint8_t stream = frame[i] >> 1;
+        if ((frame[i] & 1) != 0 && !IsReservedStream(stream)) expected.set(stream);
+    }
+    Unpack(frame, assembler.Places(), out);
+}
+
+uint64_t TpiuDeframer::Reject(size_t bytes) {
+    const uint64_t from = questioned || !assembler.AtStart() ? assembler.Places()[0] : offset;
+    questioned = false;
+    assembler.Clear();
+    skip = bytes;
+    current = wanted;  // the likeliest, until a number comes
+    return from;
+}
+
+}  // namespace Korr::Plim::Trace::Swo
