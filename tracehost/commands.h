@@ -11,6 +11,8 @@ void AddRecordCommand(CLI::App& program, int& status);
 void AddPortsCommand(CLI::App& program, int& status);
 void AddOptionsCommand(CLI::App& program, int& status);
 void AddInfoCommand(CLI::App& program, int& status);
+/// "help" and "version". \param program must outlive the parsing
+void AddAboutCommands(CLI::App& program, int& status);
 
 /// "--plugin PATH", which every subcommand takes.
 void AddPluginOption(CLI::App& command, std::string& plugin);

@@ -26,7 +26,7 @@ const Explanation* Find(const std::string& message) {
 
 std::string ExplainPort(const Explanation& row, const Surroundings& used) {
     if (!used.port) return row.advice;
-    const PortAccess access = LookAtPort(*used.port, PortLook::ByOpening);
+    const PortAccess access = CheckPort(*used.port, PortCheck::ByOpening);
     return FormatFinding(access.problem, access.device, access.problem.empty() ? row.advice : access.advice);
 }
 

@@ -13,18 +13,18 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-/// Each line of tracehost's own with its name in front; what a terminal might obey is shown escaped.
+/// One line with tracehost's name in front; what a terminal might obey is shown escaped.
 int Report(const std::string& text, int status) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(line).Text());
-    }
+    std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(text).Text());
     return status;
 }
 
+/// The plug-in's message as it stands, then each line that tracehost adds.
 int ReportPlugin(const PluginError& error) {
     std::fprintf(stderr, "%s\n", error.what());
-    return error.Further().empty() ? kFailed : Report(error.Further(), kFailed);
+    std::istringstream lines(error.Further());
+    for (std::string line; std::getline(lines, line);) Report(line, kFailed);
+    return kFailed;
 }
 
 }  // namespace

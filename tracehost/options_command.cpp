@@ -1,15 +1,14 @@
 // tracehost options
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "host_api/cPelkitError.h"
-#include "simulator/board/board_file.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/explanation.h"
 #include "tracehost/json_output.h"
+#include "tracehost/own_board.h"
 #include "tracehost/plugin.h"
 #include "tracehost/record_options.h"
 #include "tracehost/record_settings.h"
@@ -85,8 +84,7 @@ int Run(const OptionsRequest& request) {
     std::FILE* const output = TakeStandardOutput();
     Tarnel::OptionList options = DocumentedDefaults();
     if (request.anySetting) ApplySettings(options, request.settings);
-    const char* const board = std::getenv(Simulator::kBoardVariable);
-    const auto missing = MissingSettings(options, board != nullptr && *board != '\0');
+    const auto missing = MissingSettings(options, EnvironmentNamesBoard());
     if (!request.output.empty()) Save(options, request.output);
     if (request.json) {
         PrintJson(output, ToJson(options, missing, request.output));

@@ -1,6 +1,11 @@
 #include "tracehost/own_board.h"
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
+
+#include "simulator/board/board_file.h"
+#include "tracehost/errors.h"
+#include "tracehost/file_access.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -37,6 +42,25 @@ std::string WriteDemoBoard(const TemporaryFolder& folder) {
                                {"journal", "journal.jsonl"},
                                {"tpiu", "tpiu.json"},
                                {"trace_clock_hz", 24000000}});
+}
+
+void CheckBoard(const std::string& file) {
+    const std::string why = WhyNotReadable(file);
+    if (!why.empty()) throw UsageError("board file " + file + ": " + why);
+    try {
+        Simulator::ReadBoard(file);
+    } catch (const Simulator::BoardError& error) {
+        throw UsageError(error.what());
+    }
+}
+
+bool EnvironmentNamesBoard() {
+    const char* const named = std::getenv(Simulator::kBoardVariable);
+    return named != nullptr && *named != '\0';
+}
+
+std::string DefaultBoard(const TemporaryFolder& folder) {
+    return EnvironmentNamesBoard() ? std::getenv(Simulator::kBoardVariable) : WritePlainBoard(folder);
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -16,4 +16,11 @@ std::string WritePlainBoard(const TemporaryFolder& folder);
 /// A simulated target with a 24 MHz trace clock in a clock register; keeps a journal and a TPIU.
 std::string WriteDemoBoard(const TemporaryFolder& folder);
 
+/// The board file that the environment names; without one the plain board. \throws HostError
+std::string DefaultBoard(const TemporaryFolder& folder);
+/// \throws UsageError that says why, for what is no board file
+void CheckBoard(const std::string& file);
+/// Whether the environment names a board file.
+bool EnvironmentNamesBoard();
+
 }  // namespace Korr::Plim::Trace::Tracehost

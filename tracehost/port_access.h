@@ -16,13 +16,13 @@ struct PortAccess {
     std::string advice;  ///< what to do; empty when nothing stands in the way
 };
 
-enum class PortLook {
+enum class PortCheck {
     FromOutside,  ///< without opening: what a device does when it is opened is its own affair
     ByOpening,    ///< opened for a moment, when nobody else was found to have it; its settings and bytes stay
 };
 
 /// Seam: looks at a port.
-PortAccess LookAtPort(uint32_t number, PortLook look);
+PortAccess CheckPort(uint32_t number, PortCheck check);
 
 /// Seam: the ports that the environment names (KORR_TRACE_COM<N>), ascending; none on Windows.
 std::vector<uint32_t> PortsOfEnvironment();

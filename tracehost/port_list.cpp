@@ -76,7 +76,7 @@ std::vector<ListedPort> ListPorts() {
     });
     NameProbes(ports);
     for (ListedPort& port : ports) {
-        if (port.number) port.access = LookAtPort(*port.number, PortLook::FromOutside);
+        if (port.number) port.access = CheckPort(*port.number, PortCheck::FromOutside);
     }
     return ports;
 }

@@ -1,9 +1,14 @@
 #include "tracehost/program.h"
 
+#include <algorithm>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/plugin.h"
+#include "tracehost/plugin_version.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -27,13 +32,31 @@ std::string ParsedCommand(const CLI::App& program) {
     return "tracehost" + (commands.empty() ? "" : " " + commands.front()->get_name());
 }
 
+std::string WhatIsWrong(const CLI::App& program, const CLI::ParseError& error) {
+    if (program.get_subcommands().empty() && error.get_name() == "RequiredError")
+        return "a command is missing";
+    if (error.get_name() != "ExtrasError") return error.what();
+    std::string words;
+    for (const std::string& word : program.remaining(true)) words += " \"" + word + "\"";
+    return "not understood:" + words;
+}
+
+/// "help" is --help, "help COMMAND" is "COMMAND --help".
+std::vector<std::string> TranslateHelp(std::vector<std::string> words) {
+    if (words.front() != "help") return words;
+    if (words.size() == 1) return {"--help"};
+    if (words.size() == 2 && !words[1].starts_with('-')) return {words[1], "--help"};
+    return words;
+}
+
 /// \throws UsageError for words that cannot be parsed
-void Parse(CLI::App& program, int argc, char** argv) {
+void Parse(CLI::App& program, std::vector<std::string> words) {
     try {
-        program.parse(argc, argv);
+        std::reverse(words.begin(), words.end());
+        program.parse(words);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) {
-            throw UsageError(std::string(error.what()) + ": see \"" + ParsedCommand(program) + " --help\"");
+            throw UsageError(WhatIsWrong(program, error) + ": see \"" + ParsedCommand(program) + " --help\"");
         }
         program.exit(error);  // help or version
         std::cout.flush();
@@ -56,7 +79,7 @@ int RunProgram(int argc, char** argv) {
     CLI::App program(
         "Records SWO trace through the trace receiver plug-in, and drives the plug-in as a host does.",
         "tracehost");
-    program.set_version_flag("--version", "tracehost " TRACEHOST_VERSION);
+    program.set_version_flag("-V,--version", [] { return VersionReport(kDefaultPlugin); });
     program.require_subcommand(1);
     int status = kDone;
     AddRecordCommand(program, status);
@@ -64,9 +87,12 @@ int RunProgram(int argc, char** argv) {
     AddOptionsCommand(program, status);
     AddInfoCommand(program, status);
     AddScriptCommand(program, status);
-    RefuseUnknownCommand(program, argc > 1 ? argv[1] : "");
+    AddAboutCommands(program, status);
+    if (argc < 2) throw UsageError("a command is missing: see \"tracehost --help\"");
+    const std::vector<std::string> words = TranslateHelp({argv + 1, argv + argc});
+    RefuseUnknownCommand(program, words.front());
     program.footer(StatusList());
-    Parse(program, argc, argv);
+    Parse(program, words);
     return status;
 }
 

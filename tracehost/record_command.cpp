@@ -3,6 +3,7 @@
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/log_level.h"
 #include "tracehost/number_option.h"
 #include "tracehost/record_settings.h"
 #include "tracehost/recording.h"
@@ -42,6 +43,7 @@ void CheckCombination(const RecordRequest& request, const std::vector<CLI::Optio
 }
 
 int Run(const RecordRequest& request) {
+    WarnOfLogLevel();
     Recording(request, TakeStandardOutput()).Run();
     return kDone;
 }

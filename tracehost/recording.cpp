@@ -60,16 +60,10 @@ void Recording::PrepareBoard() {
         signal.emplace(request.board, folder.Path("port"));
         request.port = signal->PortNumber();
     } else if (request.board.empty()) {
-        const char* const given = std::getenv(Simulator::kBoardVariable);
-        const bool isGiven = given != nullptr && *given != '\0';
-        if (!isGiven) RefuseUnknownTarget(request);
-        request.board = isGiven ? given : WritePlainBoard(folder);
+        if (!EnvironmentNamesBoard()) RefuseUnknownTarget(request);
+        request.board = DefaultBoard(folder);
     }
-    try {
-        Simulator::ReadBoard(request.board);
-    } catch (const Simulator::BoardError& error) {
-        throw UsageError(error.what());
-    }
+    CheckBoard(request.board);
     SetProcessVariable(Simulator::kBoardVariable, request.board.c_str());
 }
 

@@ -3,9 +3,14 @@
 #include <iostream>
 #include <memory>
 
+#include "simulator/board/board_file.h"
 #include "tracehost/commands.h"
+#include "tracehost/file_access.h"
+#include "tracehost/log_level.h"
+#include "tracehost/own_board.h"
 #include "tracehost/script_session.h"
 #include "tracehost/standard_output.h"
+#include "tracehost/temporary_folder.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -14,6 +19,7 @@ namespace {
 struct ScriptRequest {
     std::string file;
     std::string board;
+    bool strict = false;
     std::string plugin = kDefaultPlugin;
 };
 
@@ -23,31 +29,52 @@ void Print(std::FILE* output, const Answer& answer) {
     FinishStandardOutput(output);
 }
 
+/// With --strict the first answer that is not ok ends the script.
+void CheckAnswer(const ScriptRequest& request, const Answer& answer, const std::string& place) {
+    if (!request.strict || answer["ok"]) return;
+    throw HostError(place + "\"" + answer["command"].get<std::string>() +
+                    "\" was refused: " + answer["error"].get<std::string>());
+}
+
 /// Carries out every line; the first that is no command ends it.
-void RunScript(std::istream& lines, const std::string& name, ScriptSession& session, std::FILE* output) {
+void RunScript(const ScriptRequest& request, std::istream& lines, std::FILE* output) {
+    ScriptSession session(request.plugin);
+    const std::string name = request.file == "-" ? "standard input" : request.file;
     std::string line;
     for (uint32_t number = 1; ReadScriptLine(lines, line); ++number) {
+        const std::string place = name + ", line " + std::to_string(number) + ": ";
         try {
             const Answer answer = RunScriptLine(session, line, number);
-            if (!answer.is_null()) Print(output, answer);
+            if (answer.is_null()) continue;
+            Print(output, answer);
+            CheckAnswer(request, answer, place);
         } catch (const ScriptError& error) {
-            throw ScriptError(name + ", line " + std::to_string(number) + ": " + error.what());
+            throw ScriptError(place + error.what());
         }
     }
 }
 
+/// The board of --board, which must be one; else the same as a recording's.
+std::string PrepareBoard(const ScriptRequest& request, const TemporaryFolder& folder) {
+    if (request.board.empty()) return DefaultBoard(folder);
+    CheckBoard(request.board);
+    return request.board;
+}
+
 int Run(const ScriptRequest& request) {
-    if (!request.board.empty()) SetProcessVariable("TRACEHOST_BOARD", request.board.c_str());
+    WarnOfLogLevel();
+    const std::string why = request.file == "-" ? std::string() : WhyNotReadable(request.file);
+    if (!why.empty()) throw UsageError("script \"" + request.file + "\" cannot be opened: " + why);
+    const TemporaryFolder folder;
+    SetProcessVariable(Simulator::kBoardVariable, PrepareBoard(request, folder).c_str());
     std::FILE* const output = TakeStandardOutput();
     if (request.file == "-") {
-        ScriptSession session(request.plugin);
-        RunScript(std::cin, "standard input", session, output);
-        return kDone;
+        RunScript(request, std::cin, output);
+    } else {
+        std::ifstream lines(request.file);
+        RunScript(request, lines, output);
+        if (lines.bad()) throw HostError("script \"" + request.file + "\" could not be read to its end");
     }
-    std::ifstream lines(request.file);
-    if (!lines) throw UsageError("script \"" + request.file + "\" cannot be opened");
-    ScriptSession session(request.plugin);
-    RunScript(lines, request.file, session, output);
     return kDone;
 }
 
@@ -70,7 +97,10 @@ void AddScriptCommand(CLI::App& program, int& status) {
     CLI::App* const command = program.add_subcommand(
         "script", "Carry out the plug-in's operations line by line, one JSON answer each");
     command->add_option("FILE", request->file, "Script file, - for standard input")->required();
-    command->add_option("--board", request->board, "Board file (otherwise TRACEHOST_BOARD names it)");
+    command
+        ->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD, else a plain board)")
+        ->type_name("FILE");
+    command->add_flag("--strict", request->strict, "End with status 1 at the first answer that is not ok");
     AddPluginOption(*command, request->plugin);
     command->footer(CommandList());
     command->callback([request, &status] { status = Run(*request); });

@@ -237,9 +237,12 @@ class HostTest(unittest.TestCase):
         self.started.append(script)
         return script
 
-    def run_host(self, *arguments, text=""):
-        """Runs one tracehost command to its end."""
-        return subprocess.run(self.command(*arguments), env=self.environment(), input=text, text=True,
+    def run_host(self, *arguments, text="", board=True):
+        """Runs one tracehost command to its end; without the test's board, it has the one that it brings itself."""
+        environment = self.environment()
+        if not board:
+            del environment["TRACEHOST_BOARD"]
+        return subprocess.run(self.command(*arguments), env=environment, input=text, text=True,
                               capture_output=True, timeout=LIMIT, cwd=self.folder)
 
     def port(self, index=1):

@@ -1,4 +1,5 @@
 """tracehost's own commands, as a person uses them."""
+import json
 import os
 import pty
 import re
@@ -21,14 +22,15 @@ class Commands(HostTest):
         return result
 
     def test_every_command_has_help_with_an_example(self):
-        for command in ("record", "ports", "options", "info", "script"):
+        for command in re.findall(r"^  ([a-z]+)  ", self.run_host("--help").stdout.split("Subcommands:")[1], re.MULTILINE):
             result = self.run_host(command, "--help")
             self.assertEqual(result.returncode, 0)
             self.assertIn("Example", result.stdout)
-            self.assertIn("--plugin", result.stdout)
+            self.assertEqual("--plugin" in result.stdout, command != "help")
+            self.assertEqual(self.run_host("help", command).stdout, result.stdout)
 
     def test_wrong_usage_is_status_2(self):
-        self.fails(2, "subcommand")
+        self.fails(2, 'a command is missing: see "tracehost --help"')
         self.fails(2, '"nonsense" is no command', "nonsense")
         self.fails(2, "--port cannot be given with --options", "record", "--port", "1", "--options", "x")
         self.fails(2, "--demo brings its own board", "record", "--demo", "--port", "1")
@@ -77,6 +79,36 @@ class Commands(HostTest):
         self.fails(2, "line 1: a double quote is not closed", "script", "-", stdin='find "x\n')
         self.fails(2, "is no number from 0 to 131072", "script", "-",
                    stdin="create\nallocate board/cpu\nread board/cpu 0 131073\n")
+
+    def test_script_without_a_board_has_the_board_of_a_recording(self):
+        result = self.run_host("script", "-", text="create\nallocate board/cpu\ndestroy\n", board=False)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual([json.loads(line)["ok"] for line in result.stdout.splitlines()], [True] * 3)
+
+    def test_example_of_the_scripts_help_works_as_it_stands(self):
+        example = re.search(r"printf '(.*)' \| tracehost script -", self.run_host("script", "--help").stdout).group(1)
+        result = self.run_host("script", "-", text=example.replace("\\n", "\n"), board=False)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual([json.loads(line)["ok"] for line in result.stdout.splitlines()], [True] * 3)
+
+    def test_strict_script_ends_at_the_first_answer_that_is_not_ok(self):
+        lines = "create\n\nrelease y\ncpus\n"
+        self.assertEqual(len(self.run_host("script", "-", text=lines).stdout.splitlines()), 3)
+        result = self.fails(1, "standard input, line 3: \"release\" was refused: no driver is allocated", "script", "--strict",
+                            "-", stdin=lines)
+        self.assertEqual(len(result.stdout.splitlines()), 2)
+        self.assertFalse(json.loads(result.stdout.splitlines()[1])["ok"])
+        self.assertEqual(self.run_host("script", "--strict", "-", text="create\ndestroy\n").returncode, 0)
+
+    def test_folder_is_no_script(self):
+        self.fails(2, "cannot be opened: ", "script", self.host_path(self.folder))
+
+    def test_control_characters_in_messages_are_shown_escaped(self):
+        result = self.fails(2, r'line 1: "\x1B[31mred" is no command', "script", "-", stdin="\x1b[31mred\n")
+        self.assertNotIn("\x1b", result.stderr)
+        if not ON_WINE:
+            result = self.fails(2, r'script "a\nb\x07" cannot be opened', "script", "a\nb\x07")
+            self.assertEqual(len(result.stderr.splitlines()), 1)
 
     def test_script_file_gives_one_answer_per_command(self):
         path = self.write("s.txt", "# comment\ncreate\ncpus # now\n\ndestroy\n")
@@ -150,10 +182,145 @@ class Commands(HostTest):
         self.assertIn("TSPRESCALAR", result.stdout)
         self.assertIn(b"<ENCTYPE>UART</ENCTYPE>", self.read(self.file("o.xml")))
 
+    def test_options_with_the_settings_of_a_recording_write_a_file_that_records_as_it_is(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        result = self.run_host("options", "--port", str(number), "--clock", "1.152M", "--prescaler", "9",
+                               "--timestamp-prescale", "16", "--firmware", "1.0.0.7", "--output", "o.xml", board=False)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        for line in ("<RCVRFWVER>firmware 1.0.0.7<", "<PRESCALAR>Manual<", "<PRESCALARVAL>9<", "<CLKFREQ>Manual<",
+                     "<CLKFREQVAL>1152000<", f"<COMPORT>{number}<", "<TSPRESCALAR>16<"):
+            self.assertIn(line, self.read(self.file("o.xml")).decode())
+        result = self.run_host("record", "--options", "o.xml", "--bytes", "100", "--output", "o.tdf")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("baud rate     115200", result.stdout)
+
+    def test_options_without_settings_say_what_is_to_be_filled_in(self):
+        result = self.run_host("options", "--output", "o.xml", board=False)
+        self.assertEqual(result.returncode, 0)
+        told = re.findall(r'^tracehost: "o.xml": to be filled in: (\w+): .+$', result.stderr, re.MULTILINE)
+        self.assertEqual(told, ["RCVRFWVER", "PRESCALAR", "CLKFREQ", "COMPORT"])
+        told = self.run_host("options", "--output", "p.xml").stderr  # with a board, whose clock can be read
+        self.assertEqual(re.findall(r"to be filled in: (\w+): ", told), ["RCVRFWVER", "COMPORT"])
+        self.assertEqual(self.run_host("options").stderr, "")
+
+    def test_options_replace_no_file_unasked(self):
+        self.write("o.xml", "mine")
+        self.fails(2, '"o.xml" exists: give --force to replace it', "options", "--output", "o.xml")
+        self.assertEqual(self.read(self.file("o.xml")), b"mine")
+        self.assertEqual(self.run_host("options", "--output", "o.xml", "--force").returncode, 0)
+        self.assertIn(b"CHANNEL-SETUP", self.read(self.file("o.xml")))
+
+    def test_options_as_json(self):
+        result = self.run_host("options", "--port", "7", "--json", "--output", "o.xml", board=False)
+        shown = json.loads(result.stdout)
+        self.assertEqual(list(shown), ["file", "options", "missing"])
+        self.assertEqual(shown["file"], "o.xml")
+        self.assertEqual([option["key"] for option in shown["options"]], [
+            "RCVRFWVER", "ENCTYPE", "PRESCALAR", "PRESCALARVAL", "CLKFREQ", "CLKFREQVAL", "COMPORT", "TSPRESCALAR"])
+        self.assertEqual(shown["options"][6], {"id": 6, "key": "COMPORT", "value": "7", "choices":
+                                               shown["options"][6]["choices"]})
+        self.assertEqual([missing["key"] for missing in shown["missing"]], ["PRESCALAR", "CLKFREQ"])
+        self.assertIsNone(json.loads(self.run_host("options", "--json").stdout)["file"])
+
+    def test_clock_or_prescaler_that_nobody_can_find_out_is_refused_naming_both(self):
+        for arguments in ((), ("--clock", "48M"), ("--prescaler", "9"), ("--clock", "auto", "--prescaler", "9"),
+                          ("--clock", "48M", "--prescaler", "auto")):
+            with self.subTest(arguments):
+                result = self.run_host("record", "--port", "5", *arguments, "--output", "o.tdf", board=False)
+                self.assertEqual(result.returncode, 2)
+                self.assertTrue(result.stderr.startswith("tracehost: --clock and --prescaler are needed, both: "),
+                                result.stderr)
+                self.assertFalse(os.path.exists(self.file("o.tdf")))
+        for key in ("PRESCALAR", "CLKFREQ"):
+            options = self.options(COMPORT=5, **{key: "Auto"})
+            result = self.run_host("record", "--options", options, "--output", "o.tdf", board=False)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn(f'"{options}": {key} must be Manual', result.stderr)
+
     def test_ports_are_listed(self):
         result = self.run_host("ports")
         self.assertEqual(result.returncode, 0)
         self.assertIn("All port devices:", result.stdout)
+
+    @unittest.skipIf(ON_WINE, "ports have numbers alone there")
+    def test_ports_that_the_environment_names_are_listed_with_why_they_are_not_taken(self):
+        self.links = {7: "/dev/ptmx", 12: self.file("gone")}
+        lines = self.run_host("ports").stdout.splitlines()
+        at = next(i for i, line in enumerate(lines) if line.startswith("COM7 "))
+        self.assertEqual(lines[at].split(maxsplit=2)[1:], ["/dev/ptmx", "named by KORR_TRACE_COM7"])
+        self.assertEqual(lines[at + 1].strip(),
+                         "not taken by itself: named by the environment alone; --port 7 takes it")
+        self.assertRegex(lines[at + 3], "but No such file or directory; connect the probe, or correct the variable "
+                         "KORR_TRACE_COM12, which names this device$")
+        shown = json.loads(self.run_host("ports", "--json").stdout)["ports"]
+        port, = [port for port in shown if port["number"] == 7]
+        self.assertEqual(list(port), ["number", "device", "name", "probe", "environment", "default", "problem", "advice",
+                                      "why"])
+        self.assertEqual((port["device"], port["environment"], port["default"]), ("/dev/ptmx", True, False))
+        self.links = {}
+
+    @unittest.skipIf(ON_WINE, "ports have numbers alone there")
+    def test_port_can_be_a_number_a_com_name_or_a_device(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        device = self.links[number]
+        for port, unset in ((str(number), False), (f"COM{number}", False), (f"com{number}", False), (device, False),
+                            (device, True)):
+            with self.subTest(port=port, unset=unset):
+                environment = self.environment()
+                if unset:
+                    del environment[f"KORR_TRACE_COM{number}"]
+                result = subprocess.run(self.command("record", "--port", port, "--clock", "1152000", "--prescaler", "9",
+                                                     "--bytes", "100", "--output", "o.tdf"), env=environment, text=True,
+                                        capture_output=True, timeout=120, cwd=self.folder)
+                self.assertEqual(result.returncode, 0, result.stderr)
+
+    def test_port_that_is_none_is_refused(self):
+        for text in ("x", "COM", "COMx", "-1", "70000", "1.5", "5x", "ttyACM5"):
+            with self.subTest(text):
+                self.fails(2, f'--port "{text}": give a number from 0 to 65535, COM5 or, on Linux, a device such as '
+                           "/dev/ttyACM5", "record", "--port", text)
+
+    def test_firmware_version_that_is_none_is_refused(self):
+        for text in ("1.0", "1.0.0.256", "1.0.0.8.1", "fw 1.0.0.8", "1..0.8", "a.b.c.d", "1.0.0.", "1000.0.0.8"):
+            with self.subTest(text):
+                self.fails(2, f'--firmware "{text}": give four numbers from 0 to 255 with dots', "record", "--firmware",
+                           text)
+
+    def test_log_level_that_the_plug_in_does_not_take_is_told(self):
+        for level, meant in (("7", "logs nothing"), ("-1", "logs nothing"), ("loud", "logs nothing"), ("5x", "takes it for 5"),
+                             ("99999999999999999999", "logs nothing"), (" 3", "takes it for 3")):
+            with self.subTest(level):
+                self.level = level
+                result = self.run_host("script", "-", text="create\n")
+                self.assertEqual((result.returncode, len(result.stdout.splitlines())), (0, 1))
+                self.assertIn(f'tracehost: KORR_TRACE_LOGGING "{level}" is no level from 0 to 6: the plug-in {meant}\n',
+                              result.stderr)
+        for level in range(7):
+            self.level = level
+            self.assertNotIn("is no level", self.run_host("script", "-", text="create\n").stderr)
+
+    def test_version_tells_commit_and_the_plug_ins_file_and_version(self):
+        version = self.run_host("version")
+        self.assertEqual(version.returncode, 0)
+        own, plugin = version.stdout.splitlines()
+        text = re.fullmatch(r"tracehost (\d+\.\d+\.\d+ \((?:[0-9a-f]{7,}|unknown)\))", own).group(1)
+        self.assertRegex(plugin, "^plug-in   " + re.escape(text) + r", .*Tarnel\.(so|dll)$")
+        for flag in ("--version", "-V"):
+            self.assertEqual(self.run_host(flag).stdout, version.stdout)
+        self.assertIn('plug-in   cannot load "nowhere": ', self.run_host("version", "--plugin", "nowhere").stdout)
+
+    def test_info_as_json(self):
+        self.write("raw.bin", "x" * 13)
+        self.assertEqual(json.loads(self.run_host("info", "raw.bin", "--json").stdout),
+                         {"file": "raw.bin", "format": "raw", "bytes": 13, "samples": 2})
+        section = struct.pack("<III", 20, 1, 4) + b"name" + b"data"
+        with open(self.file("o.tdf"), "wb") as out:
+            out.write(b"KTDF" + struct.pack("<III", 1, 16, 0) + section + b"more")
+        result = self.fails(1, "is damaged at offset 36", "info", "--json", "o.tdf")
+        self.assertEqual(json.loads(result.stdout), {
+            "file": "o.tdf", "format": "tdf", "bytes": 40, "sections": [
+                {"offset": 16, "version": 1, "length": 20, "name": "name"}],
+            "damage": "at offset 36: the file ends within a section header"})
 
     def test_info_shows_raw_and_damaged_files(self):
         self.write("raw.bin", "x" * 13)

@@ -114,7 +114,7 @@ void TryToUse(PortAccess& access, const struct stat& info) {
 
 }  // namespace
 
-PortAccess LookAtPort(uint32_t number, PortLook look) {
+PortAccess CheckPort(uint32_t number, PortCheck check) {
     PortAccess access;
     access.device = Tarnel::DevicePath(number);
     struct stat info {};
@@ -128,7 +128,7 @@ PortAccess LookAtPort(uint32_t number, PortLook look) {
         IsTerminalDevice(info) && !IsPseudoTerminal(info) ? OpenIn(info) : std::string();
     if (!locker.empty() || !reader.empty()) {
         SetHeld(access, !locker.empty() ? locker : reader);
-    } else if (look == PortLook::ByOpening) {
+    } else if (check == PortCheck::ByOpening) {
         TryToUse(access, info);
     } else if (faccessat(AT_FDCWD, access.device.c_str(), R_OK, AT_EACCESS) != 0) {
         SetOpenFailure(access, errno, info);

@@ -6,10 +6,10 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
-PortAccess LookAtPort(uint32_t number, PortLook look) {
+PortAccess CheckPort(uint32_t number, PortCheck check) {
     PortAccess access;
     access.device = R"(\\.\COM)" + std::to_string(number);
-    if (look == PortLook::FromOutside) return access;
+    if (check == PortCheck::FromOutside) return access;
     const HANDLE port = CreateFileA(access.device.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (port != INVALID_HANDLE_VALUE) {
