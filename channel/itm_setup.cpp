@@ -46,7 +46,7 @@ void AppendBounded(std::string& line, const char* from, const char* end) {
     line.append(from, std::min(room, static_cast<std::size_t>(end - from)));
 }
 
-// A folder, for one, can be opened and yet not be read.
+// Opening a file does not yet say that the disk gives its bytes.
 bool IsReadable(std::FILE* stream) {
     const int first = std::getc(stream);
     if (first == EOF) return std::ferror(stream) == 0;

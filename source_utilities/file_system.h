@@ -26,8 +26,9 @@ bool FreeSpace(const char* folder, uint64_t& bytes);
 /// Seam: the current working folder. \return false when it is unknown or does not fit into 260 bytes
 bool WorkingFolder(std::string& folder);
 
-/// Seam: opens a stream, shared with other readers and writers. On Linux opening to read never waits,
-/// whatever stands in the file's place. \return null on failure, errno says why
+/// Seam: opens a stream, shared with other readers and writers. A folder is never opened to read; on Linux
+/// nothing else but a file is either (EISDIR for a folder, EINVAL), and opening to read never waits.
+/// \return null on failure, errno says why
 std::FILE* OpenShared(const char* name, const char* mode);
 /// Seam: length in bytes of an open stream's file, -1 on failure.
 int64_t StreamLength(std::FILE* stream);

@@ -14,17 +14,26 @@ namespace {
 
 bool IsInterrupted(bool failed) { return failed && errno == EINTR; }
 
-/// Does not wait where a pipe or a device stands in the file's place: without data it reads as empty or
-/// fails.
+/// Whether an open file is one with bytes and a length of its own; else errno says why not.
+bool IsRegular(int file) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        return false;
+    }
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return S_ISREG(status.st_mode);
+}
+
+/// Does not wait where a pipe or a device stands in the file's place, and refuses both, as it does a folder.
 std::FILE* OpenForReading(const char* name, const char* mode) {
     int file = -1;
     do {
-        file = open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        file = open(name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     } while (IsInterrupted(file < 0));
     if (file < 0) {
         return nullptr;
     }
-    std::FILE* const stream = fdopen(file, mode);
+    std::FILE* const stream = IsRegular(file) ? fdopen(file, mode) : nullptr;
     if (stream == nullptr) {
         const int reason = errno;
         close(file);

@@ -66,6 +66,12 @@ TEST(FileSystemContract, MissingFileIsNotOpenedForReading) {
     EXPECT_EQ(OpenShared(folder.File("missing").c_str(), "rb"), nullptr);
     EXPECT_EQ(OpenShared("", "rb"), nullptr);
 }
+TEST(FileSystemContract, FolderIsNotOpenedForReading) {
+    const TemporaryFolder folder;
+    for (const char* mode : {"r", "rb", "r+b"}) {
+        EXPECT_EQ(OpenShared(folder.Path().c_str(), mode), nullptr) << mode;
+    }
+}
 TEST(FileSystemContract, SeekMovesAndPositionTells) {
     const TemporaryFolder folder;
     std::FILE* stream = OpenShared(folder.File("file").c_str(), "w+b");

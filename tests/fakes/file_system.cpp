@@ -116,6 +116,10 @@ std::FILE* OpenShared(const char* name, const char* mode) {
     if (fake::Script().MustFail("OpenShared")) {
         return nullptr;
     }
+    if (mode[0] == 'r' && std::filesystem::is_directory(name)) {
+        errno = EISDIR;
+        return nullptr;
+    }
     return fake::Script().MustFail("Write") ? fake::OpenRefusingWrites(name) : std::fopen(name, mode);
 }
 

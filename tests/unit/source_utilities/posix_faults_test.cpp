@@ -59,7 +59,7 @@ TEST_F(PosixFaults, FileThatCannotBeOpenedForReading) {
     const std::string name = folder.File("there");
     std::fclose(std::fopen(name.c_str(), "w"));
     const auto before = Handles();
-    for (const char* call : {"open", "fdopen"}) {
+    for (const char* call : {"open", "fstat", "fdopen"}) {
         failing = {call, "close"};
         errno = 0;
         EXPECT_EQ(platform::OpenShared(name.c_str(), "rb"), nullptr) << call;
@@ -81,20 +81,18 @@ TEST_F(PosixFaults, InterruptedOpenAndFreeSpaceAreRepeated) {
     EXPECT_GT(bytes, 0U);
     EXPECT_EQ(interrupted.size(), 0U);
 }
-TEST_F(PosixFaults, PipeInTheFilesPlaceIsNotWaitedFor) {
-    const std::string name = folder.File("pipe");
-    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
-    char byte = 0;
-    std::FILE* reader = platform::OpenShared(name.c_str(), "rb");
-    ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(std::fread(&byte, 1, 1, reader), 0U) << "nobody has it open to write";
-    std::FILE* writer = platform::OpenShared(name.c_str(), "r+b");
-    ASSERT_NE(writer, nullptr);
-    std::clearerr(reader);
-    EXPECT_EQ(std::fread(&byte, 1, 1, reader), 0U) << "the writer has written nothing";
-    EXPECT_NE(std::ferror(reader), 0);
-    std::fclose(writer);
-    std::fclose(reader);
+TEST_F(PosixFaults, WhatIsNoFileIsNotOpenedForReadingAndNotWaitedFor) {
+    const std::string pipe = folder.File("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const auto before = Handles();
+    const std::pair<std::string, int> places[] = {
+        {folder.Path(), EISDIR}, {pipe, EINVAL}, {"/dev/null", EINVAL}, {"/dev/full", EINVAL}};
+    for (const auto& [name, number] : places) {
+        errno = 0;
+        EXPECT_EQ(platform::OpenShared(name.c_str(), "rb"), nullptr) << name;
+        EXPECT_EQ(errno, number) << name;
+    }
+    EXPECT_EQ(Handles(), before);
 }
 TEST_F(PosixFaults, FailedCloseLeavesTheFileReportedOpenAndHarmless) {
     uFile file;

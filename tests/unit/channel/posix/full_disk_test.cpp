@@ -9,18 +9,30 @@ namespace {
 
 constexpr char kFullDisk[] = "/dev/full";
 
-TEST(FullDisk, RefusesTheHeaderOfASection) {
-    uint32_t offset = 99;
-    EXPECT_EQ(ErrorOf([&] { BeginSection(kFullDisk, "BinTraceData", 1, offset); }),
-              "Write error -  TDF section header size.");
+TEST(FullDisk, ADeviceTakesNoSection) {
+    uint32_t number = 99;
+    const std::string message = "File name passed to save file is not valid.";
+    EXPECT_EQ(ErrorOf([&] { BeginSection(kFullDisk, "BinTraceData", 1, number); }), message);
+    EXPECT_EQ(ErrorOf([&] { AppendSectionData(kFullDisk, "BinTraceData", 8, "01234567", 8, 1, number); }),
+              message);
 }
 
-TEST(FullDisk, RefusesTheDataOfASection) {
-    uint32_t length = 99;
-    EXPECT_EQ(ErrorOf([&] { AppendSectionData(kFullDisk, "BinTraceData", 8, "01234567", 8, 1, length); }),
-              "Write I/O error - unable to write section data.");
-    EXPECT_EQ(length, 0U);
-}
+/// Files of this process end at a size: a write across it is short, and the next one is refused.
+class LimitedFiles {
+  public:
+    explicit LimitedFiles(rlim_t bytes) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &usual);
+        const rlimit limited{bytes, usual.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~LimitedFiles() { ::setrlimit(RLIMIT_FSIZE, &usual); }
+    LimitedFiles(const LimitedFiles&) = delete;
+    LimitedFiles& operator=(const LimitedFiles&) = delete;
+
+  private:
+    rlimit usual{};
+};
 
 /// Records again behind each fault, and counts what is open.
 class FullDiskSaving : public DriverTest {
@@ -46,7 +58,14 @@ class FullDiskSaving : public DriverTest {
 TEST_F(FullDiskSaving, OfASectionThrows) {
     Make();
     SetCapture("0123456789abcdef");
-    EXPECT_EQ(ErrorOf([&] { driver->SaveFile(kFullDisk, 0); }), "Write error -  TDF section header size.");
+    const std::string saved = folder.Path("full.tdf");
+    TraceFolder::WriteFile(saved, "TDF file");
+    {
+        const LimitedFiles limited(8);
+        EXPECT_EQ(ErrorOf([&] { driver->SaveFile(saved.c_str(), 0); }),
+                  "Write error -  TDF section header size.");
+    }
+    EXPECT_EQ(TraceFolder::ReadFile(saved), "TDF file");
     EXPECT_EQ(Capture(), "0123456789abcdef");
     ExpectNothingLeftOpen();
     Configure();
@@ -69,27 +88,28 @@ TEST_F(FullDiskSaving, AFolderIsNoFile) {
     Make();
     uint32_t offset = 99;
     EXPECT_EQ(ErrorOf([&] { BeginSection(folder.DataFolder().c_str(), "x", 1, offset); }),
-              "Could not open TDF file as specified.");
+              "File name passed to save file is not valid.");
     EXPECT_EQ(ErrorOf([&] { driver->SaveFile(folder.DataFolder().c_str(), 0); }),
               "Could not open fileIs a directory");
 }
 
-/// Files of this process end at a size: a write across it is short, and the next one is refused.
-class LimitedFiles {
-  public:
-    explicit LimitedFiles(rlim_t bytes) {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &usual);
-        const rlimit limited{bytes, usual.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~LimitedFiles() { ::setrlimit(RLIMIT_FSIZE, &usual); }
-    LimitedFiles(const LimitedFiles&) = delete;
-    LimitedFiles& operator=(const LimitedFiles&) = delete;
-
-  private:
-    rlimit usual{};
-};
+TEST_F(FullDiskSaving, AFolderInTheCapturesPlaceHoldsNoSamples) {
+    Make();
+    std::filesystem::remove(CaptureFileOf("cpu"));
+    std::filesystem::create_directory(CaptureFileOf("cpu"));
+    char sample[8] = {};
+    uint32_t read = 99;
+    EXPECT_EQ(driver->GetNumSamples(), 0U);
+    EXPECT_EQ(driver->SeekReadTraceData(0, 1, sample, read), 0U);
+    EXPECT_TRUE(log.Has("M Tarnel_ChannelDriver: seek read start sample out of range"));
+    const std::string saved = folder.Path("saved.bin");
+    driver->SaveFile(saved.c_str(), 2);
+    EXPECT_EQ(TraceFolder::ReadFile(saved), "");
+    Configure();
+    EXPECT_EQ(ErrorOf([&] { driver->StartRecording(0); }),
+              "Failed to open binary file for trace data storage");
+    std::filesystem::remove(CaptureFileOf("cpu"));
+}
 
 TEST_F(FullDiskSaving, ShortWriteOfASectionThrowsAndTheNextSaveWorks) {
     Make();

@@ -1,17 +1,15 @@
 // A pipe where a file should be that the driver reads or adds to.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "channel/itm_setup.h"
 #include "channel/tdf_writer.h"
+#include "tests/support/expect_error.h"
 #include "tests/support/named_pipe.h"
-#include "tests/unit/channel/expect_error.h"
 
 namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
-using channel_tests::ErrorOf;
+using support::ErrorOf;
 
 class PipeTest : public testing::Test {
   protected:
@@ -24,14 +22,15 @@ class PipeTest : public testing::Test {
     }
 };
 
-TEST_F(PipeTest, WithoutAWriterIsAnEmptyItmSetup) {
-    const ItmTypes types = Types();
-    EXPECT_EQ(std::count(types.begin(), types.end(), kItmTypeNotSet), 32);
+TEST_F(PipeTest, IsNoItmSetup) {
+    EXPECT_EQ(Types(), ItmTypes{1}) << "the legacy mapping";
+    pipe.Write("x_0=0\nx_1=1\n");
+    EXPECT_EQ(Types(), ItmTypes{1});
 }
 
-TEST_F(PipeTest, WithASilentWriterIsNoItmSetup) {
-    pipe.Write("");
-    EXPECT_EQ(Types(), ItmTypes{1}) << "the legacy mapping";
+TEST_F(PipeTest, NorIsAFileWhoseBytesCannotBeRead) {
+    EXPECT_EQ(ReadItmTypes("/proc/self/mem"), ItmTypes{1})
+        << "a file, of which the first byte cannot be read";
 }
 
 TEST_F(PipeTest, TakesNoSection) {
@@ -39,7 +38,7 @@ TEST_F(PipeTest, TakesNoSection) {
         uint32_t offset = 0;
         return ErrorOf([&] { BeginSection(path.c_str(), "BinTraceData", 1, offset); });
     });
-    EXPECT_EQ(refusal, "Write error -  TDF section header size.");
+    EXPECT_EQ(refusal, "File name passed to save file is not valid.");
 }
 
 }  // namespace
