@@ -1,11 +1,11 @@
 #include "channel/ChannelDriver.h"
 
 #include <algorithm>
-#include <exception>
 #include <new>
 
 #include "channel/capture_name.h"
 #include "channel/channel_log.h"
+#include "host_api/target_states.h"
 #include "source_utilities/environment.h"
 #include "source_utilities/visible_text.h"
 
@@ -24,21 +24,7 @@ std::unique_ptr<uMutex> MakeMutex() {
     try {
         return std::make_unique<uMutex>();
     } catch (const std::bad_alloc&) {
-        LogAndFail("Internal error creating ChannelDriver. Failed to create mutex object");
-    }
-}
-
-// Runs one step of a destructor: what it throws is logged.
-template <typename Step>
-void RunStep(Step step) noexcept {
-    try {
-        step();
-    } catch (const cPelkitError& error) {
-        LogError("%s: %s", kChannelDriverTag, error.GetText());
-    } catch (const std::exception& error) {
-        LogError("%s: %s", kChannelDriverTag, error.what());
-    } catch (...) {
-        LogError("%s: %s", kChannelDriverTag, "Unknown exception");
+        LogAndThrow("Internal error creating ChannelDriver. Failed to create mutex object");
     }
 }
 
@@ -54,7 +40,7 @@ ChannelDriver::ChannelDriver(CReceiver* theReceiver, const char* theCpuName, Tar
                              uint32_t theCpuId, uint32_t theChannelIndex)
     : receiver(theReceiver), targetAdapter(adapter), channelIndex(theChannelIndex), cpuId(theCpuId) {
     if (receiver == nullptr || theCpuName == nullptr || targetAdapter == nullptr) {
-        LogAndFail("Internal error creating Channel Driver. Null parameters.");
+        LogAndThrow("Internal error creating Channel Driver. Null parameters.");
     }
     cpuName = theCpuName;
     logDir = KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR");
@@ -69,14 +55,14 @@ ChannelDriver::ChannelDriver(CReceiver* theReceiver, const char* theCpuName, Tar
 }
 
 ChannelDriver::~ChannelDriver() {
-    RunStep([this] { ChannelDriver::StopRecording(); });
-    RunStep([this] { CheckExportStatus(); });
-    RunStep([this] { targetAdapter->TraceExportOpB(cpuId); });
-    RunStep([this] {
+    RunLogged(kChannelDriverTag, [this] { ChannelDriver::StopRecording(); });
+    RunLogged(kChannelDriverTag, [this] { CheckExportStatus(); });
+    RunLogged(kChannelDriverTag, [this] { targetAdapter->TraceExportOpB(cpuId); });
+    RunLogged(kChannelDriverTag, [this] {
         const uMutexLock hold(*mutex);
         StopCapture();
     });
-    RunStep([this] { targetAdapter->TraceRelease(cpuId); });
+    RunLogged(kChannelDriverTag, [this] { targetAdapter->TraceRelease(cpuId); });
     // Holds that refused stops left behind: a mutex must not be held when it goes.
     while (mutex->Unlock()) {
     }
@@ -91,14 +77,14 @@ void ChannelDriver::SetHostAccess(DeviceIdentifier* identifier, MemoryAccessor* 
 
 bool ChannelDriver::IsBufferWrapped() { return false; }
 
-void ChannelDriver::ResumeRecording() { Fail("ResumeRecording not supported"); }
+void ChannelDriver::ResumeRecording() { ThrowError("ResumeRecording not supported"); }
 
-void ChannelDriver::LoadFile(const char* /*fileName*/) { Fail("LoadFile not supported"); }
+void ChannelDriver::LoadFile(const char* /*fileName*/) { ThrowError("LoadFile not supported"); }
 
 const char* ChannelDriver::GetCpuName() { return cpuName.c_str(); }
 
 void ChannelDriver::GetStatus(StatusRecord& record) {
-    if (!IsConnected(targetState)) return;
+    if (IsTargetDisconnected(targetState)) return;
     record.code = 0;
     std::fill(std::begin(record.flags), std::end(record.flags), uint8_t{0});
     const uMutexLock hold(*mutex);

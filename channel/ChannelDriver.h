@@ -15,6 +15,7 @@
 #include "host_api/CReceiver.h"
 #include "host_api/DeviceIdentifier.h"
 #include "host_api/MemoryAccessor.h"
+#include "host_api/ProbeKind.h"
 #include "host_api/TargetAdapter.h"
 #include "options/ChannelOptions.h"
 #include "options/option_ids.h"
@@ -51,7 +52,7 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     /// What the receiver knows and the driver uses. [host thread, created]
     /// \param identifier not owned; null: no device is recognised
     /// \param memory not owned; null: every word of the target reads as 0
-    /// \param kind probe kind, 0 `Brantor` family, 1 `Quiller`, 2 any other
+    /// \param kind a ProbeKind
     void SetHostAccess(DeviceIdentifier* identifier, MemoryAccessor* memory, uint32_t kind);
 
     // CChannelDriver: see host_api.
@@ -130,7 +131,7 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     DeviceIdentifier* deviceIdentifier = nullptr;
     MemoryAccessor* memoryAccess = nullptr;
     bool captureRunning = false;
-    uint32_t probeKind = 2;
+    uint32_t probeKind = kUnsupportedProbe;
     uint32_t firmwareVersion = 0;
     std::atomic<const char*> exceptionMapName{kDefaultExceptionMap};
     std::array<std::atomic<int32_t>, kItmChannels> itmChannelType;

@@ -47,7 +47,7 @@ void AnswerUnhandled(const char* name, TraceAttribute& answer) {
 }  // namespace
 
 void ChannelDriver::GetAttribute(const char* name, TraceAttribute& answer) {
-    if (name == nullptr) Fail("Null attribute name");
+    if (name == nullptr) ThrowError("Null attribute name");
     attrText.clear();
     LogMessage(kLogChatty, "%s: Get the attribute %s.", kChannelDriverTag, Visible(name).Text());
     answer.name = name;

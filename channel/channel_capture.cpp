@@ -20,8 +20,6 @@ constexpr std::array<uint32_t, 2> kFerrinIds = {0x0B9AF02F, 0x0BB4D02F};
 constexpr std::array<uint32_t, 3> kMothwingIds = {0x0B99A02F, 0x0B9BE02F, 0x0BB4102F};
 constexpr uint32_t kFamilyMask = 0x0FFFFFFF;
 
-constexpr uint32_t kProbeBrantor = 0;
-
 constexpr char kNoCollector[] = "Internal error creating UART data collection object";
 constexpr char kNoThread[] = "Internal error creating UART data collection thread";
 
@@ -59,7 +57,7 @@ void ChannelDriver::ResolveTraceClock() {
         LogMessage(kLogOrdinary, "%s: Requested Trace Clock Frequency is %lf", kChannelDriverTag,
                    traceClockHz.load());
     }
-    if (traceClockHz <= 0.0) Fail("Invalid trace clock frequency");
+    if (traceClockHz <= 0.0) ThrowError("Invalid trace clock frequency");
 }
 
 void ChannelDriver::ChooseExceptionMap() {
@@ -77,14 +75,14 @@ void ChannelDriver::PrepareCapture() {
 }
 
 void ChannelDriver::MakeCollector() {
-    const bool newerFirmware = probeKind == kProbeBrantor && firmwareVersion >= kFirmwareWithBreak;
+    const bool newerFirmware = probeKind == kBrantorProbe && firmwareVersion >= kFirmwareWithBreak;
     uint32_t prescalerInForce = prescaler;
     try {
         collector = std::make_unique<UARTDataCollector>(comPort, traceClockHz, prescalerAuto,
                                                         prescalerInForce, captureFileName, newerFirmware);
     } catch (const std::bad_alloc&) {
         prescaler = prescalerInForce;
-        LogAndFail(kNoCollector);
+        LogAndThrow(kNoCollector);
     } catch (...) {
         prescaler = prescalerInForce;
         throw;
@@ -96,10 +94,10 @@ void ChannelDriver::StartThread() {
     try {
         thread = std::make_unique<uThread>(collector.get());
     } catch (const std::bad_alloc&) {
-        LogAndFail(kNoThread);
+        LogAndThrow(kNoThread);
     }
     // A thread that the platform did not start would never finish.
-    if (!thread->Start()) LogAndFail(kNoThread);
+    if (!thread->Start()) LogAndThrow(kNoThread);
     captureRunning = true;
 }
 

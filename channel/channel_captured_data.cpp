@@ -51,7 +51,7 @@ void CheckOutputFile(const char* fileName) {
     const int why = errno;
     const std::string message = std::string("Could not open file") + std::strerror(why);
     LogError("%s : %s : %s", kChannelDriverTag, message.c_str(), Visible(fileName).Text());
-    Fail(message.c_str());
+    ThrowError(message.c_str());
 }
 
 // Where SaveFile puts samples.
@@ -139,7 +139,7 @@ uint32_t ChannelDriver::SeekReadTraceData(uint32_t startSample, uint32_t request
 }
 
 void ChannelDriver::SaveFile(const char* fileName, int32_t format) {
-    if (fileName == nullptr || *fileName == '\0') Fail("Data cannot be saved to empty file");
+    if (fileName == nullptr || *fileName == '\0') ThrowError("Data cannot be saved to empty file");
     CheckOutputFile(fileName);
     const std::unique_ptr<SampleSink> sink = MakeSink(fileName, format);
     std::vector<std::array<char, kSampleSize>> samples(kTransferSamples);

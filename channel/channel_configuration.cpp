@@ -18,7 +18,6 @@ using KORR_PLIM::Visible;
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
 
-constexpr uint32_t kProbeBrantor = 0;
 constexpr uint32_t kPinProtocolUart = 2;
 
 // The option table is the process's and has no lock of its own: drivers of several CPUs take turns.
@@ -36,7 +35,7 @@ void ChannelDriver::SetConfiguration(const char* optionsFileName) {
     const uMutexLock hold(*mutex);
     if (optionsFileName == nullptr) {
         LogError("SetConfiguration called with null options for %s", Visible(cpuShortName).Text());
-        Fail("Internal error setting configuration.");
+        ThrowError("Internal error setting configuration.");
     }
     LogMessage(kLogOrdinary, "%s: Set configuration called file - %s.", kChannelDriverTag,
                Visible(optionsFileName).Text());
@@ -67,8 +66,8 @@ void ChannelDriver::ApplyOptions() {
 
 void ChannelDriver::ApplyFirmwareVersion() {
     const uint32_t version = ParseFirmwareVersion(OptionValue(kOptionFirmwareVersion));
-    if (probeKind == kProbeBrantor && version < kFirmwareWithSwo) {
-        Fail(
+    if (probeKind == kBrantorProbe && version < kFirmwareWithSwo) {
+        ThrowError(
             "SWO is not supported by the current emulator firmware. Update the firmware to the latest "
             "version (check with your emulator's vendor for details)");
     }
@@ -79,7 +78,8 @@ void ChannelDriver::ApplyPrescaler() {
     prescalerAuto = OptionValue(kOptionPrescaler) == "Auto";
     if (prescalerAuto) return;
     const std::string value = OptionValue(kOptionPrescalerValue);
-    if (IsPlaceholder(kOptionPrescalerValue, value)) Fail("Please specify prescalar in Receiver settings");
+    if (IsPlaceholder(kOptionPrescalerValue, value))
+        ThrowError("Please specify prescalar in Receiver settings");
     prescaler = ParseUnsigned(value.c_str());
 }
 
@@ -87,14 +87,15 @@ void ChannelDriver::ApplyClock() {
     clockAuto = OptionValue(kOptionClock) == "Auto";
     if (clockAuto) return;
     const std::string value = OptionValue(kOptionClockValue);
-    if (IsPlaceholder(kOptionClockValue, value)) Fail("Please specify clock frequency in Receiver Settings");
+    if (IsPlaceholder(kOptionClockValue, value))
+        ThrowError("Please specify clock frequency in Receiver Settings");
     traceClockHz = ParseReal(value.c_str());
 }
 
 void ChannelDriver::ApplyComPort() {
     const std::string value = OptionValue(kOptionComPort);
     if (IsPlaceholder(kOptionComPort, value)) {
-        Fail("Please specify valid COM port number in Receiver Settings");
+        ThrowError("Please specify valid COM port number in Receiver Settings");
     }
     comPort = ParseUnsigned(value.c_str());
 }

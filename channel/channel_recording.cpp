@@ -1,5 +1,6 @@
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
+#include "host_api/target_states.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
@@ -15,13 +16,14 @@ void LogRefusal(const char* why) { LogMessage(kLogOrdinary, "%s: %s", kChannelDr
 void Require(uint32_t result, const char* logged, const char* thrown) {
     if (result == 0) return;
     LogError("%s: %s", kChannelDriverTag, logged);
-    Fail(thrown);
+    ThrowError(thrown);
 }
 
 }  // namespace
 
 void ChannelDriver::StartRecording(uint8_t /*flag*/) {
-    if (!IsConnected(targetState)) return LogRefusal("Cannot start recording unless target is connected");
+    if (IsTargetDisconnected(targetState))
+        return LogRefusal("Cannot start recording unless target is connected");
     const uMutexLock hold(*mutex);
     if (state == kRecording) {
         return LogRefusal("Cannot start recording since recording is already in progress");
@@ -55,7 +57,8 @@ void ChannelDriver::ProgramTpiu() {
 }
 
 void ChannelDriver::StopRecording() {
-    if (!IsConnected(targetState)) return LogRefusal("Cannot stop recording unless target is connected");
+    if (IsTargetDisconnected(targetState))
+        return LogRefusal("Cannot stop recording unless target is connected");
     const uMutexLock hold(*mutex);
     if (state != kRecording) {
         return LogRefusal("Cannot stop recording as recording has not started yet");
@@ -63,7 +66,7 @@ void ChannelDriver::StopRecording() {
     if (targetState == kTargetRunning) {
         mutex->Lock();  // once more than this scope gives back: the caller keeps the mutex
         LogError("%s: Trace cannot be stopped while target is running.", kChannelDriverTag);
-        Fail("Trace cannot be stopped while target is running. Please halt the target.");
+        ThrowError("Trace cannot be stopped while target is running. Please halt the target.");
     }
     targetAdapter->TraceExportOpB(cpuId);
     StopCapture();

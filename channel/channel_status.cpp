@@ -5,30 +5,30 @@ namespace Korr::Plim::Trace::Tarnel {
 void DescribeState(uint32_t state, StatusRecord& record) {
     switch (state) {
         case kCreated:
-            record.code = 1;
+            record.code = kStatusCalibrating;
             record.text = "Ready to calibrate";
             [[fallthrough]];  // The host is never to see that text.
         case kCalibrating:
-            record.code = 1;
+            record.code = kStatusCalibrating;
             record.text = "Calibrating ...";
             break;
         case kConfigured:
-            record.code = 16;
+            record.code = kStatusReady;
             record.text = "Ready to record";
             record.flags[0] = record.flags[1] = 1;
             break;
         case kRecording:
-            record.code = 6;
+            record.code = kStatusRecording;
             record.text = "Recording";
             record.flags[0] = record.flags[3] = 1;
             break;
         case kStoppedByError:
-            record.code = 10;
+            record.code = kStatusStoppedByError;
             record.text = "Stopped by error";
             record.flags[0] = record.flags[1] = record.flags[4] = 1;
             break;
         case kStoppedByUser:
-            record.code = 11;
+            record.code = kStatusStoppedByUser;
             record.text = "Stopped by user";
             record.flags[0] = record.flags[1] = record.flags[4] = 1;
             break;

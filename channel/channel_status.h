@@ -17,16 +17,6 @@ enum DriverState : uint32_t {
     kStoppedByUser = 5,
 };
 
-/// Target states of the host that the driver tells apart.
-inline constexpr uint32_t kTargetDisconnectedA = 3;
-inline constexpr uint32_t kTargetDisconnectedB = 4;
-inline constexpr uint32_t kTargetRunning = 6;
-
-/// Whether there is a target connection in this target state.
-inline bool IsConnected(uint32_t targetState) {
-    return targetState != kTargetDisconnectedA && targetState != kTargetDisconnectedB;
-}
-
 /// Sets code, text and flags of a cleared record; an unknown state changes nothing.
 void DescribeState(uint32_t state, StatusRecord& record);
 

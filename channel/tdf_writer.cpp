@@ -27,32 +27,32 @@ constexpr char kDataNotWritten[] = "Write I/O error - unable to write section da
 
 void CheckFileName(const char* fileName) {
     if (fileName == nullptr || *fileName == '\0' || OpenStream(fileName, "r") == nullptr) {
-        Fail("File name passed to save file is not valid.");
+        ThrowError("File name passed to save file is not valid.");
     }
 }
 
 // Without a buffer, so that a write that the disk does not take fails where it is made.
 FileStream OpenForUpdate(const char* fileName) {
     FileStream stream = OpenStream(fileName, "r+b");
-    if (stream == nullptr) Fail("Could not open TDF file as specified.");
+    if (stream == nullptr) ThrowError("Could not open TDF file as specified.");
     std::setvbuf(stream.get(), nullptr, _IONBF, 0);
     return stream;
 }
 
 void SeekTo(std::FILE* stream, uint64_t offset, const char* failure) {
-    if (!SeekStream(stream, static_cast<int64_t>(offset))) Fail(failure);
+    if (!SeekStream(stream, static_cast<int64_t>(offset))) ThrowError(failure);
 }
 
 void WriteField(std::FILE* stream, uint32_t value, const char* failure) {
     const std::array<unsigned char, kFieldSize> bytes = {
         static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
         static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
-    if (std::fwrite(bytes.data(), 1, bytes.size(), stream) < bytes.size()) Fail(failure);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stream) < bytes.size()) ThrowError(failure);
 }
 
 uint32_t ReadField(std::FILE* stream, const char* failure) {
     std::array<unsigned char, kFieldSize> bytes;
-    if (std::fread(bytes.data(), 1, bytes.size(), stream) < bytes.size()) Fail(failure);
+    if (std::fread(bytes.data(), 1, bytes.size(), stream) < bytes.size()) ThrowError(failure);
     return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8 | static_cast<uint32_t>(bytes[2]) << 16 |
            static_cast<uint32_t>(bytes[3]) << 24;
 }
@@ -61,7 +61,7 @@ uint32_t ReadField(std::FILE* stream, const char* failure) {
 // reported.
 void UpdateLength(std::FILE* stream, uint32_t sectionOffset, uint32_t& length) {
     const int64_t position = StreamPosition(stream);
-    if (position < 0) Fail(kNoLength);
+    if (position < 0) ThrowError(kNoLength);
     length = static_cast<uint32_t>(position - sectionOffset);
     SeekTo(stream, sectionOffset, kNoLength);
     WriteField(stream, length, kNoLength);
@@ -76,15 +76,16 @@ void BeginSection(const char* fileName, const char* sectionName, uint32_t versio
     const char* name = sectionName == nullptr ? "" : sectionName;
     const std::size_t nameLength = std::strlen(name);
     const int64_t fileLength = StreamLength(stream.get());
-    if (fileLength < 0 || nameLength > kLargestFile) Fail(kNoHeaderSize);
-    if (static_cast<uint64_t>(fileLength) + kNameOffset + nameLength > kLargestFile) Fail(kNoHeaderSize);
+    if (fileLength < 0 || nameLength > kLargestFile) ThrowError(kNoHeaderSize);
+    if (static_cast<uint64_t>(fileLength) + kNameOffset + nameLength > kLargestFile)
+        ThrowError(kNoHeaderSize);
 
     sectionOffset = static_cast<uint32_t>(fileLength);
     SeekTo(stream.get(), sectionOffset, kNoHeaderSize);
     WriteField(stream.get(), 0, kNoHeaderSize);
     WriteField(stream.get(), version, kNoNameAndVersion);
     WriteField(stream.get(), static_cast<uint32_t>(nameLength), kNoNameAndVersion);
-    if (std::fwrite(name, 1, nameLength, stream.get()) < nameLength) Fail(kNoNameAndVersion);
+    if (std::fwrite(name, 1, nameLength, stream.get()) < nameLength) ThrowError(kNoNameAndVersion);
     uint32_t sectionLength = 0;
     UpdateLength(stream.get(), sectionOffset, sectionLength);
 }
@@ -93,17 +94,17 @@ void AppendSectionData(const char* fileName, const char* /*sectionName*/, uint32
                        const void* data, uint32_t elementSize, uint32_t count, uint32_t& sectionLength) {
     sectionLength = 0;
     CheckFileName(fileName);
-    if (sectionOffset < kFieldSize) Fail("Section header offset to save data is not valid.");
-    if (data == nullptr) Fail("No data to write TDF.");
+    if (sectionOffset < kFieldSize) ThrowError("Section header offset to save data is not valid.");
+    if (data == nullptr) ThrowError("No data to write TDF.");
     const FileStream stream = OpenForUpdate(fileName);
     SeekTo(stream.get(), sectionOffset, kLengthUnknown);
     const uint64_t dataOffset = uint64_t{sectionOffset} + ReadField(stream.get(), kLengthUnknown);
     const uint64_t size = uint64_t{elementSize} * count;
-    if (dataOffset > kLargestFile || size > kLargestFile - dataOffset) Fail(kDataNotWritten);
+    if (dataOffset > kLargestFile || size > kLargestFile - dataOffset) ThrowError(kDataNotWritten);
 
     SeekTo(stream.get(), dataOffset, kDataNotWritten);
-    if (std::fwrite(data, elementSize, count, stream.get()) < count) Fail(kDataNotWritten);
-    if (std::ferror(stream.get()) != 0) Fail("Write error - section data corrupted.");
+    if (std::fwrite(data, elementSize, count, stream.get()) < count) ThrowError(kDataNotWritten);
+    if (std::ferror(stream.get()) != 0) ThrowError("Write error - section data corrupted.");
     UpdateLength(stream.get(), sectionOffset, sectionLength);
 }
 

@@ -8,6 +8,7 @@
 namespace fuzz {
 namespace {
 
+using namespace Korr::Plim::Trace;
 using namespace Korr::Plim::Trace::Tarnel;
 
 bool Has(const std::string& file, const std::string& section, const std::string& property,

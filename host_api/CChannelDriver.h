@@ -7,9 +7,18 @@
 
 namespace Korr::Plim::Trace {
 
-/// What GetStatus fills. Owned by the caller. The meanings of code and flags are the host's.
+/// Codes of a channel driver's status, as the host numbers them.
+enum StatusCode : uint32_t {
+    kStatusCalibrating = 1,
+    kStatusRecording = 6,
+    kStatusStoppedByError = 10,
+    kStatusStoppedByUser = 11,
+    kStatusReady = 16,
+};
+
+/// What GetStatus fills. Owned by the caller. The meanings of the flags are the host's.
 struct StatusRecord {
-    uint32_t code = 0;
+    uint32_t code = 0;  ///< a StatusCode, or 0
     std::string text;
     uint8_t flags[5] = {0, 0, 0, 0, 0};  ///< flag 0 to flag 4, each 0 or 1
 };

@@ -59,7 +59,7 @@ CChannelDriver* Receiver::AllocateChannelDriver(const char* cpuName, TargetAdapt
         new (std::nothrow) ChannelDriver(this, cpuName, targetAdapter, cpuId, channelIndex));
     if (!driver) {
         LogError("%s: Failed to allocate SWO Channel driver", kReceiverTag);
-        ThrowReceiverError("Failed to allocated SWO channel driver");
+        ThrowError("Failed to allocated SWO channel driver");
     }
     channelDrivers.push_back(std::move(driver));
     channelDrivers.back()->SetHostAccess(deviceIdentifier.Get(), memory, probeKind);
@@ -68,16 +68,16 @@ CChannelDriver* Receiver::AllocateChannelDriver(const char* cpuName, TargetAdapt
 
 void Receiver::CheckProbeAndDevice() {
     probeKind = setupAdapters.CheckProbe(currentCpuName);
-    if (probeKind == kUnsupportedProbe) ThrowReceiverError("SWO trace is not supported by this emulator.");
+    if (probeKind == kUnsupportedProbe) ThrowError("SWO trace is not supported by this emulator.");
     if (!CheckDeviceSupport(deviceIdentifier.Get(), setupAdapters, currentCpuName)) {
-        ThrowReceiverError("SWO trace is not supported by this device.");
+        ThrowError("SWO trace is not supported by this device.");
     }
 }
 
 MemoryAccessor* Receiver::GetMemoryAccessor() {
     MemoryAccessor* const memory = targetAdapters.GetTargetAdapter(currentCpuName.c_str());
     if (memory == nullptr) {
-        ThrowReceiverError("Internal error: Cannot get target adapter handle. Bad installation or setup.");
+        ThrowError("Internal error: Cannot get target adapter handle. Bad installation or setup.");
     }
     return memory;
 }
@@ -86,7 +86,7 @@ void Receiver::ReleaseChannelDriver(CChannelDriver* driver) {
     if (driver == nullptr) return;
     const auto found = std::find_if(channelDrivers.begin(), channelDrivers.end(),
                                     [driver](const auto& own) { return own.get() == driver; });
-    if (found == channelDrivers.end()) ThrowReceiverError("Failed to release unknown SWO channel driver");
+    if (found == channelDrivers.end()) ThrowError("Failed to release unknown SWO channel driver");
     DestroyDriver(static_cast<std::size_t>(found - channelDrivers.begin()));
 }
 
@@ -98,7 +98,7 @@ void Receiver::DestroyDriver(std::size_t index) {
 
 uint32_t Receiver::ConstantQueryA() { return 1; }
 
-void* Receiver::GetDataSource(void* /*request*/) { ThrowReceiverError("Cannot get data source"); }
+void* Receiver::GetDataSource(void* /*request*/) { ThrowError("Cannot get data source"); }
 
 CChannelDriver* Receiver::GetChannelDriver(const char* cpuName) {
     if (cpuName == nullptr) return nullptr;

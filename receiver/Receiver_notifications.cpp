@@ -1,15 +1,12 @@
-#include <exception>
-
-#include "host_api/cPelkitError.h"
+#include "channel/channel_log.h"
+#include "host_api/target_states.h"
 #include "receiver/Receiver.h"
 #include "receiver/host_library.h"
-#include "source_utilities/log_call.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-constexpr uint32_t kStatusRecording = 6;
 constexpr uint32_t kJobStateEvent = 0;
 constexpr uint8_t kRunning = 0;
 constexpr uint8_t kHalted = 1;
@@ -17,15 +14,7 @@ constexpr uint8_t kHalted = 1;
 }  // namespace
 
 void Receiver::TargetStateChanged(const char* cpuName, uint32_t state) {
-    try {
-        RouteTargetState(cpuName, state);
-    } catch (const cPelkitError& error) {
-        KORR_PLIM::LogError("%s: %s", kReceiverTag, error.GetText());
-    } catch (const std::exception& error) {
-        KORR_PLIM::LogError("%s: %s", kReceiverTag, error.what());
-    } catch (...) {
-        KORR_PLIM::LogError("%s: %s", kReceiverTag, "Unknown exception");
-    }
+    RunLogged(kReceiverTag, [&] { RouteTargetState(cpuName, state); });
 }
 
 void Receiver::RouteTargetState(const char* cpuName, uint32_t state) {
@@ -37,24 +26,15 @@ void Receiver::RouteTargetState(const char* cpuName, uint32_t state) {
     StatusRecord status;
     driver->GetStatus(status);
     const bool recording = status.code == kStatusRecording;
-    switch (state) {
-        case 3:
-        case 4:
-            driver->UnregisterCpu(cpuName);
-            if (recording) driver->StopRecording();
-            break;
-        case 5:
-        case 6:
-            driver->SetHaltState(cpuName, kRunning);
-            if (!recording) driver->StartRecording(0);
-            break;
-        case 7:
-        case 8:
-            driver->SetHaltState(cpuName, kHalted);
-            if (recording) driver->StopRecording();
-            break;
-        default:
-            break;
+    if (IsTargetDisconnected(state)) {
+        driver->UnregisterCpu(cpuName);
+        if (recording) driver->StopRecording();
+    } else if (IsTargetStarted(state)) {
+        driver->SetHaltState(cpuName, kRunning);
+        if (!recording) driver->StartRecording(0);
+    } else if (IsTargetHalted(state)) {
+        driver->SetHaltState(cpuName, kHalted);
+        if (recording) driver->StopRecording();
     }
 }
 

@@ -24,7 +24,7 @@ DeviceIdentifierAccess::DeviceIdentifierAccess()
       create(FindEntry<CreateDeviceIdentifierFunction>(*library, "CreateDeviceIdentifier")),
       destroy(FindEntry<DestroyDeviceIdentifierFunction>(*library, "DestroyDeviceIdentifier")) {
     if (create == nullptr || destroy == nullptr) {
-        ThrowReceiverError("Missing exports in device identifier dll");
+        ThrowError("Missing exports in device identifier dll");
     }
     try {
         identifier = create();
@@ -33,7 +33,7 @@ DeviceIdentifierAccess::DeviceIdentifierAccess()
         KeepForever(std::move(library));
         throw;
     }
-    if (identifier == nullptr) ThrowReceiverError("Internal error, failed to create device identifier");
+    if (identifier == nullptr) ThrowError("Internal error, failed to create device identifier");
 }
 
 void DeviceIdentifierAccess::Release() {

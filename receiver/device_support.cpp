@@ -25,7 +25,7 @@ constexpr SupportedDevice kSupportedDevices[] = {
 
 void RequireSwdSetup(SetupAdapterAccess& setup, const std::string& cpuName) {
     if (setup.CheckSwdSetup(cpuName)) return;
-    ThrowReceiverError(
+    ThrowError(
         "Please check the target configuration(VELXML). Debug probe protocol must be SWD with COM port "
         "connected to TDO.");
 }
@@ -33,7 +33,7 @@ void RequireSwdSetup(SetupAdapterAccess& setup, const std::string& cpuName) {
 void RequireCjtagSetup(SetupAdapterAccess& setup, const std::string& cpuName) {
     if (setup.CheckCjtagSetup(cpuName)) return;
     // Both items are numbered 1.
-    ThrowReceiverError(
+    ThrowError(
         "Please check the target configuration(VELXML). Debug probe protocol must be set to either: \n"
         " 1. 2-pin CJTAG with Aux COM port connected to target TDO or UART pin.\n"
         " 1. 4-pin CJTAG with Aux COM port connected to target UART pin.");

@@ -9,9 +9,9 @@
 #include "source_utilities/trace_environment.h"
 
 using Korr::Plim::Trace::CReceiver;
+using Korr::Plim::Trace::ThrowError;
 using Korr::Plim::Trace::Tarnel::kReceiverTag;
 using Korr::Plim::Trace::Tarnel::Receiver;
-using Korr::Plim::Trace::Tarnel::ThrowReceiverError;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
@@ -37,7 +37,7 @@ void MakeInstance() {
         instance = new (std::nothrow) Receiver;
         if (instance == nullptr) {
             LogError("%s: Failed to create SWO receiver", kReceiverTag);
-            ThrowReceiverError("Failed to create SWO receiver");
+            ThrowError("Failed to create SWO receiver");
         }
         LogMessage(kLogOrdinary, "%s: Created SWO receiver", kReceiverTag);
     } catch (...) {

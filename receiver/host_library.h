@@ -2,15 +2,13 @@
 
 #include <memory>
 
+#include "host_api/throw_error.h"
 #include "source_utilities/uDll.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 /// Module tag of the receiver's log lines.
 inline constexpr const char* kReceiverTag = "Tarnel_Receiver";
-
-/// Throws an error that reaches the host (severity 2). \throws cPelkitError always
-[[noreturn]] void ThrowReceiverError(const char* text);
 
 /// Loads a library of the host by its base name. \return never null; unloads the library when it dies
 /// \throws cPelkitError when the library cannot be loaded or there is no memory

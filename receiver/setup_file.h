@@ -1,18 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <istream>
 #include <string>
 
-namespace Korr::Plim::Trace::Tarnel {
+#include "host_api/ProbeKind.h"
 
-/// Families of debug probes, as the receiver and its drivers number them.
-enum ProbeKind : uint32_t {
-    kBrantorProbe = 0,      ///< the larger family
-    kQuillerProbe = 1,      ///< the small probe
-    kUnsupportedProbe = 2,  ///< any other, or none
-};
+namespace Korr::Plim::Trace::Tarnel {
 
 /// \file
 /// The host's target set-up data file of a CPU, read from a stream of bytes.

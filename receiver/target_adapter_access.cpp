@@ -8,7 +8,7 @@ MemoryAccessor* TargetAdapterAccess::GetTargetAdapter(const char* cpuName) {
     if (factory == nullptr) LoadFactory();
     MemoryAccessor* handle = nullptr;
     if (factory(cpuName, &handle) == nullptr) {
-        ThrowReceiverError("Cannot get target adapter for SWO receiver. Bad installation or setup.");
+        ThrowError("Cannot get target adapter for SWO receiver. Bad installation or setup.");
     }
     return handle;
 }
@@ -16,7 +16,7 @@ MemoryAccessor* TargetAdapterAccess::GetTargetAdapter(const char* cpuName) {
 void TargetAdapterAccess::LoadFactory() {
     if (!library) library = LoadHostLibrary("ICETargetAdapter");
     factory = FindEntry<NewTargetAdapterFunction>(*library, "NewTargetAdapter");
-    if (factory == nullptr) ThrowReceiverError("Cannot get target adapter factory. Bad installation.");
+    if (factory == nullptr) ThrowError("Cannot get target adapter factory. Bad installation.");
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

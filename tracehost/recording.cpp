@@ -20,7 +20,6 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-constexpr uint32_t kRecordingCode = 6;
 constexpr uint64_t kSampleSize = 8;
 constexpr auto kPollPause = std::chrono::milliseconds(20);
 constexpr uint32_t kCpuId = 0;
@@ -81,7 +80,7 @@ void Recording::Start(CChannelDriver& driver) {
     driver.StartRecording(0);
     StatusRecord status;
     driver.GetStatus(status);
-    if (status.code == kRecordingCode) return;
+    if (status.code == kStatusRecording) return;
     throw HostError("the plug-in did not start to record; its status is \"" + status.text + "\"");
 }
 

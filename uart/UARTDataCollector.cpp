@@ -1,6 +1,6 @@
 #include "uart/UARTDataCollector.h"
 
-#include "host_api/cPelkitError.h"
+#include "host_api/throw_error.h"
 #include "source_utilities/trace_environment.h"
 #include "source_utilities/uMutex.h"
 #include "source_utilities/uThread.h"
@@ -16,8 +16,6 @@ using KORR_PLIM::LogMessage;
 
 constexpr uint32_t kDrainRounds = 10;  // reads after a break, kDrainPause apart
 constexpr uint32_t kDrainPause = 1;    // ms
-
-[[noreturn]] void Throw(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
 
 // A collector works without a log as well. Drivers of several CPUs may make their collectors at once.
 void OpenLog() {
@@ -96,19 +94,19 @@ void UARTDataCollector::OpenPort() {
     if (!portHandle.Open(portNumber)) {
         LogError("%s: Failed to open COM%d with error code = %d", kCollectorTag, Printed(portNumber),
                  Printed(SerialPort::LastError()));
-        Throw("Failed to open COM port");
+        ThrowError("Failed to open COM port");
     }
     if (!portHandle.SetPollingTimeouts()) {
         portHandle.Close();
         LogError("%s: Failed to set COM port Comm Timeouts with error code = %d", kCollectorTag,
                  Printed(SerialPort::LastError()));
-        Throw("Failed to setup COM port communication");
+        ThrowError("Failed to setup COM port communication");
     }
     if (!portHandle.GetState(savedPortState) || savedPortState.length == 0) {
         portHandle.Close();
         LogError("%s: Failed to get current Comm state with error code = %d", kCollectorTag,
                  Printed(SerialPort::LastError()));
-        Throw("Failed to get COM port state");
+        ThrowError("Failed to get COM port state");
     }
     LogMessage(KORR_PLIM::kLogOrdinary, "%s: Original emulator Baud rate = %d", kCollectorTag,
                Printed(savedPortState.baudRate));
@@ -132,7 +130,7 @@ void UARTDataCollector::ReportConfiguration(double traceClock, uint32_t prescale
         portHandle.Close();
         LogError("%s: Failed to get programmed Comm state with error code = %d", kCollectorTag,
                  Printed(SerialPort::LastError()));
-        Throw("Failed to get programmed COM port state");
+        ThrowError("Failed to get programmed COM port state");
     }
     LogMessage(KORR_PLIM::kLogOrdinary,
                "%s: UART configuration: Target: Trace Clock = %lf, Baud rate=%d, Prescalar=%d", kCollectorTag,
@@ -146,7 +144,7 @@ void UARTDataCollector::MakeCaptureFile(const std::string& captureFileName) {
     portHandle.Close();
     LogError("%s: Failed to open binary file %s with error code %d", kCollectorTag, captureFileName.c_str(),
              Printed(CaptureFile::LastError()));
-    Throw("Failed to open binary file for trace data storage");
+    ThrowError("Failed to open binary file for trace data storage");
 }
 
 // Never sleeps while there may be data: the port's driver has little room, and every byte that it cannot hold

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "host_api/ProbeKind.h"
 #include "uart/port_devices.h"
 
 namespace Korr::Plim::Trace::Tarnel {
@@ -18,11 +19,11 @@ using ProbeNames = std::vector<const char*>;
 
 ProbeNames NamesOfProbe(uint32_t probeKind) {
     switch (probeKind) {
-        case 0:
+        case kBrantorProbe:
             return {kBrantorUserPort, kBrantorPort};
-        case 1:
+        case kQuillerProbe:
             return {kQuillerPort};
-        case 2:
+        case kUnsupportedProbe:
             return {kBrantorUserPort, kQuillerPort, kBrantorPort};
         default:
             return {};

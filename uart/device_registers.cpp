@@ -4,15 +4,13 @@
 #include <cstdlib>
 #include <string>
 
-#include "host_api/cPelkitError.h"
+#include "host_api/throw_error.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
 constexpr const char* kClockModule = "MOD_SYSCLK";
-
-[[noreturn]] void ThrowError(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
 
 [[noreturn]] void ThrowUndetermined() {
     ThrowError("Internal error: Trace clock freq could not be deftermined for this device");

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "host_api/cPelkitError.h"
+#include "host_api/throw_error.h"
 #include "uart/collector_log.h"
 
 namespace Korr::Plim::Trace::Tarnel {
@@ -16,8 +16,6 @@ using KORR_PLIM::LogMessage;
 constexpr double kLargestDeviation = 5.0;  // percent
 constexpr const char* kNotCalibrated =
     "Failed to calibrate prescalar automatically. Please set prescalar manually in Receiver settings";
-
-[[noreturn]] void Throw(const char* text) { throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_ERROR); }
 
 // In double precision, where the largest prescaler plus one does not wrap.
 double LineRate(double traceClock, uint32_t prescaler) {
@@ -50,7 +48,7 @@ void Program(SerialPort& port, const LineState& state, const char* refusal) {
     port.Close();
     LogError("%s: Failed to set Comm state with error code = %d", kCollectorTag,
              Printed(SerialPort::LastError()));
-    Throw(refusal);
+    ThrowError(refusal);
 }
 
 void ReadBack(SerialPort& port, LineState& state) {
@@ -58,7 +56,7 @@ void ReadBack(SerialPort& port, LineState& state) {
     port.Close();
     LogError("%s: Failed to get programmed Comm state with error code = %d", kCollectorTag,
              Printed(SerialPort::LastError()));
-    Throw(kNotCalibrated);
+    ThrowError(kNotCalibrated);
 }
 
 // A request that is no positive finite rate is matched by nothing.
@@ -74,7 +72,7 @@ void SearchPrescaler(SerialPort& port, LineState& state, double traceClock, uint
     for (;;) {
         ReadBack(port, state);
         if (IsTaken(requested, state.baudRate)) break;
-        if (prescaler == kMaxPrescaler) Throw(kNotCalibrated);
+        if (prescaler == kMaxPrescaler) ThrowError(kNotCalibrated);
         ++prescaler;
         requested = LineRate(traceClock, prescaler);
         baudRate = TruncateRate(requested);

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host_api/target_states.h"
+
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
 
@@ -60,10 +62,13 @@ TEST(ChannelStatus, AnUnknownStateChangesNothing) {
     EXPECT_THAT(record.flags, ElementsAre(0, 0, 0, 0, 0));
 }
 
-TEST(ChannelStatus, TargetStatesThreeAndFourHaveNoConnection) {
-    for (const uint32_t state : {0U, 1U, 2U, 5U, 6U, 7U, 8U, 0xFFFFFFFFU}) EXPECT_TRUE(IsConnected(state));
-    EXPECT_FALSE(IsConnected(3));
-    EXPECT_FALSE(IsConnected(4));
+TEST(TargetStates, OfTheHostAreTwoEachForNoConnectionRunningAndHalted) {
+    for (const uint32_t state : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(IsTargetDisconnected(state), state == 3 || state == 4) << state;
+        EXPECT_EQ(IsTargetStarted(state), state == 5 || state == 6) << state;
+        EXPECT_EQ(IsTargetHalted(state), state == 7 || state == 8) << state;
+    }
+    EXPECT_EQ(kTargetRunning, 6U);
 }
 
 }  // namespace

@@ -16,13 +16,14 @@
 #include "source_utilities/file_system.h"
 #include "tests/fakes/host_objects.h"
 #include "tests/fakes/scripted_serial_port.h"
-#include "tests/unit/channel/expect_error.h"
+#include "tests/support/expect_error.h"
 #include "tests/unit/channel/trace_folder.h"
 
 namespace channel_tests {
 
 using namespace Korr::Plim::Trace;
 using namespace Korr::Plim::Trace::Tarnel;
+using support::ErrorOf;
 
 inline constexpr uint32_t kPort = 5;
 inline constexpr uint32_t kCpuId = 7;

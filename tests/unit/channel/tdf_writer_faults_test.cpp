@@ -5,7 +5,7 @@
 
 #include "channel/tdf_writer.h"
 #include "tests/fakes/scripted_file_system.h"
-#include "tests/unit/channel/expect_error.h"
+#include "tests/support/expect_error.h"
 #include "tests/unit/channel/tdf_file.h"
 
 // Below the writer: the runtime's stream functions, of which the named call, counted from 1, falls short.
@@ -44,6 +44,7 @@ namespace channel_tests {
 namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
+using support::ErrorOf;
 namespace scripted = fakes::file_system;
 
 constexpr char kNotOpened[] = "Could not open TDF file as specified.";

@@ -3,13 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/unit/channel/expect_error.h"
+#include "tests/support/expect_error.h"
 #include "tests/unit/channel/tdf_file.h"
 
 namespace channel_tests {
 namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
+using support::ErrorOf;
 
 constexpr char kBadName[] = "File name passed to save file is not valid.";
 constexpr char kHeaderSize[] = "Write error -  TDF section header size.";

@@ -13,8 +13,8 @@
 
 namespace {
 
+using Korr::Plim::Trace::kUnsupportedProbe;
 using Korr::Plim::Trace::Tarnel::DeviceIdentifierAccess;
-using Korr::Plim::Trace::Tarnel::kUnsupportedProbe;
 using Korr::Plim::Trace::Tarnel::SetupAdapterAccess;
 using Korr::Plim::Trace::Tarnel::TargetAdapterAccess;
 using support::ErrorOf;

@@ -42,6 +42,7 @@ class ReceiverTest : public testing::Test {
     }
     /// Makes a driver ready to record.
     static void Configure(trace::CChannelDriver& driver) {
+        using namespace Korr::Plim::Trace;
         using namespace Korr::Plim::Trace::Tarnel;
         const auto file = std::filesystem::temp_directory_path() /
                           ("tarnel_options_" + std::to_string(std::random_device{}()) + ".xml");

@@ -10,9 +10,9 @@
 
 namespace {
 
-using Korr::Plim::Trace::Tarnel::kBrantorProbe;
-using Korr::Plim::Trace::Tarnel::kQuillerProbe;
-using Korr::Plim::Trace::Tarnel::kUnsupportedProbe;
+using Korr::Plim::Trace::kBrantorProbe;
+using Korr::Plim::Trace::kQuillerProbe;
+using Korr::Plim::Trace::kUnsupportedProbe;
 using Korr::Plim::Trace::Tarnel::SetupAdapterAccess;
 using Strings = std::vector<std::string>;
 

@@ -7,6 +7,7 @@
 
 namespace {
 
+using namespace Korr::Plim::Trace;
 using namespace Korr::Plim::Trace::Tarnel;
 using std::string_literals::operator""s;
 
