@@ -33,7 +33,7 @@ build: packages-native ## build for Linux into build/linux
 	@$(call build_preset,linux)
 
 build-windows: packages-all ## cross-build for Windows x64 into build/windows
-	@cmake/build-xerces-for-windows
+	@cmake/build-windows-libraries
 	@$(call build_preset,windows)
 
 demo: packages-native ## record a simulated target through the Linux receiver

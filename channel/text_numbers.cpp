@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include "source_utilities/real_number.h"
+
 namespace Korr::Plim::Trace::Tarnel {
 namespace {
 
@@ -29,41 +31,6 @@ uint64_t ReadMagnitude(const char* text) {
     return magnitude;
 }
 
-bool HasHexadecimalPrefix(const char* text) {
-    if (text[0] != '0' || (text[1] != 'x' && text[1] != 'X')) return false;
-    const char* digits = text[2] == '.' ? text + 3 : text + 2;
-    return *digits != '\0' && std::strchr("0123456789abcdefABCDEF", *digits) != nullptr;
-}
-
-// Whether a decimal number that is out of range is too large: decided by the decimal exponent of its first
-// digit that is not 0.
-bool IsTooLarge(const char* first, const char* last) {
-    const char* exponentMark = std::find_if(first, last, [](char c) { return c == 'e' || c == 'E'; });
-    const char* point = std::find(first, exponentMark, '.');
-    const char* leading = std::find_if(first, exponentMark, [](char c) { return c >= '1' && c <= '9'; });
-    const int64_t exponent = exponentMark == last ? 0 : ParseInteger(exponentMark + 1);
-    return exponent + (point - leading) > 0;
-}
-
-bool IsTooLargeHexadecimal(const char* first, const char* last) {
-    const char* exponentMark = std::find_if(first, last, [](char c) { return c == 'p' || c == 'P'; });
-    const char* point = std::find(first, exponentMark, '.');
-    const char* leading = std::find_if(first, exponentMark, [](char c) { return c != '0' && c != '.'; });
-    const int64_t exponent = exponentMark == last ? 0 : ParseInteger(exponentMark + 1);
-    return exponent + 4 * (point - leading) > 0;
-}
-
-double ReadReal(const char* text) {
-    const bool hexadecimal = HasHexadecimalPrefix(text);
-    const char* first = hexadecimal ? text + 2 : text;
-    double value = 0.0;
-    const auto format = hexadecimal ? std::chars_format::hex : std::chars_format::general;
-    const auto [last, problem] = std::from_chars(first, first + std::strlen(first), value, format);
-    if (problem != std::errc::result_out_of_range) return value;
-    const bool tooLarge = hexadecimal ? IsTooLargeHexadecimal(first, last) : IsTooLarge(first, last);
-    return tooLarge ? std::numeric_limits<double>::infinity() : 0.0;
-}
-
 }  // namespace
 
 int32_t ParseInteger(const char* text) {
@@ -85,7 +52,7 @@ uint32_t ParseUnsigned(const char* text) {
 double ParseReal(const char* text) {
     const bool negative = SkipToMagnitude(text);
     if (*text == '-' || *text == '+') return 0.0;  // a second sign is no number
-    const double magnitude = ReadReal(text);
+    const double magnitude = KORR_PLIM::platform::ReadRealNumber(text);
     return negative ? -magnitude : magnitude;
 }
 

@@ -46,8 +46,10 @@ if(TARNEL_SANITIZE)
         endif()
     endif()
 endif()
-find_package(Threads REQUIRED)
-target_link_libraries(tarnel_settings INTERFACE Threads::Threads)
+if(NOT WIN32)
+    find_package(Threads REQUIRED)
+    target_link_libraries(tarnel_settings INTERFACE Threads::Threads)
+endif()
 
 # All logic of the plug-in, without platform bodies. Each room adds its sources (see TarnelSeams.cmake); the first
 # source is there because a library needs one.
@@ -57,12 +59,3 @@ set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD OFF)  # several files 
 target_link_libraries(tarnel_logic PUBLIC tarnel_settings)
 # All real bodies of the seams, for programs that replace none.
 add_library(tarnel_platform INTERFACE)
-
-if(MINGW)
-    # The compiler's runtime libraries beside the programs.
-    foreach(library libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
-            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
-        file(COPY ${path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
-    endforeach()
-endif()

@@ -4,10 +4,7 @@
 
 /// Lets the compiler check the arguments of a printf-like member or function; empty where the compiler
 /// cannot. Positions count from 1, a member's hidden object argument included.
-#if defined(__MINGW32__)
-#define KORR_PRINTF(formatPosition, firstArgument) \
-    __attribute__((format(__MINGW_PRINTF_FORMAT, formatPosition, firstArgument)))
-#elif defined(__GNUC__)
+#if defined(__GNUC__)
 #define KORR_PRINTF(formatPosition, firstArgument) \
     __attribute__((format(printf, formatPosition, firstArgument)))
 #else

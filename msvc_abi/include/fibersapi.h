@@ -1,0 +1,3 @@
+#pragma once
+
+// Wine declares the functions of this header in winbase.h.

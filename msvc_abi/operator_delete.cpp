@@ -1,0 +1,5 @@
+#include <stdlib.h>
+
+#include <new>
+
+void operator delete(void* memory) noexcept { free(memory); }
