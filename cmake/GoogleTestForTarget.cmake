@@ -1,8 +1,12 @@
 # GoogleTest: Debian's libraries natively; for Windows built from Debian's sources.
 if(WIN32)
-    set(gtest_force_shared_crt ON)
-    set(INSTALL_GTEST OFF)
+    set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+    set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    if(NOT MSVC)
+        target_compile_definitions(gtest PUBLIC GTEST_HAS_SEH=0)  # structured exceptions: a crash ends the program
+    endif()
     if(NOT TARGET GTest::gmock)
         add_library(GTest::gmock ALIAS gmock)
         add_library(GTest::gtest_main ALIAS gtest_main)

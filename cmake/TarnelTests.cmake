@@ -32,6 +32,29 @@ function(tarnel_add_test name)
         ENVIRONMENT "${TARNEL_TEST_ENVIRONMENT}")
 endfunction()
 
+# tarnel_wrap(TARGET SYMBOL...): calls of each C function in the whole program go to __wrap_SYMBOL, and those of
+# __real_SYMBOL to the function. Not for the platform's own linker, which has no such thing.
+function(tarnel_wrap target)
+    set(option LINKER:--wrap=)
+    if(WIN32)
+        set(option LINKER:/wrap:)
+    endif()
+    foreach(symbol IN LISTS ARGN)
+        target_link_options(${target} PRIVATE "${option}${symbol}")
+    endforeach()
+endfunction()
+
+# tarnel_wrap_function(TARGET MACRO ITANIUM MICROSOFT): the same for a C++ function with these decorated names. In the
+# sources MACRO is the one of the build, a text: void Replacement() __asm__("__wrap_" MACRO).
+function(tarnel_wrap_function target macro itanium microsoft)
+    set(name "${itanium}")
+    if(WIN32)
+        set(name "${microsoft}")
+    endif()
+    tarnel_wrap(${target} "${name}")
+    target_compile_definitions(${target} PRIVATE "${macro}=\"${name}\"")
+endfunction()
+
 # Most of the time that a test takes to compile goes into GoogleTest's headers and into optimising its macros: the
 # headers are compiled once, and the test code, unlike what it tests, is not optimised.
 if(NOT MSVC)

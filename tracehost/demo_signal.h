@@ -22,7 +22,7 @@ class DemoSignal {
     uint32_t PortNumber() const;
 
   private:
-    std::intptr_t process = 0;
+    [[maybe_unused]] std::intptr_t process = 0;  ///< of the body that plays one
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -9,11 +9,10 @@
 using Korr::Plim::Trace::Tarnel::SerialPort;
 
 /// SerialPort::Read, as the platform's body defines it, and what is called in its place.
-#define TARNEL_SERIAL_PORT_READ "_ZN4Korr4Plim5Trace6Tarnel10SerialPort4ReadEPvjRj"
 bool RealRead(SerialPort* port, void* buffer, uint32_t size,
-              uint32_t& bytesRead) __asm__("__real_" TARNEL_SERIAL_PORT_READ);
+              uint32_t& bytesRead) __asm__("__real_" SERIAL_PORT_READ);
 bool CountedRead(SerialPort* port, void* buffer, uint32_t size,
-                 uint32_t& bytesRead) __asm__("__wrap_" TARNEL_SERIAL_PORT_READ);
+                 uint32_t& bytesRead) __asm__("__wrap_" SERIAL_PORT_READ);
 
 namespace {
 

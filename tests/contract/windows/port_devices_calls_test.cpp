@@ -1,4 +1,4 @@
-// The Windows body with the platform's functions replaced at their import pointers: which calls it makes, in
+// The Windows body with the platform's functions replaced by the linker: which calls it makes, in
 // which order, with which arguments, and what each failure leads to.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,14 +40,19 @@ void Note(const std::string& call) { platform.calls.push_back(call); }
 std::string Text(const void* pointer) { return pointer == nullptr ? "null" : "set"; }
 std::string Text(unsigned long number) { return std::to_string(number); }
 
-BOOL WINAPI FakeGetVersionExW(OSVERSIONINFOW* version) {
+}  // namespace
+
+extern "C" {
+decltype(::WideCharToMultiByte) __real_WideCharToMultiByte;
+
+BOOL WINAPI __wrap_GetVersionExW(OSVERSIONINFOW* version) {
     Note("GetVersionExW " + Text(version->dwOSVersionInfoSize));
     version->dwMajorVersion = platform.major;
     version->dwMinorVersion = platform.minor;
     return platform.versionKnown;
 }
 
-HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* guid, PCWSTR enumerator, HWND parent, DWORD flags) {
+HDEVINFO WINAPI __wrap_SetupDiGetClassDevsW(const GUID* guid, PCWSTR enumerator, HWND parent, DWORD flags) {
     wchar_t text[40];
     StringFromGUID2(*guid, text, 40);
     Note("SetupDiGetClassDevsW " + std::string(text, text + wcslen(text)) + " " + Text(enumerator) + " " +
@@ -55,7 +60,7 @@ HDEVINFO WINAPI FakeSetupDiGetClassDevsW(const GUID* guid, PCWSTR enumerator, HW
     return platform.listOpens ? kList : INVALID_HANDLE_VALUE;
 }
 
-BOOL WINAPI FakeSetupDiEnumDeviceInfo(HDEVINFO list, DWORD index, SP_DEVINFO_DATA* device) {
+BOOL WINAPI __wrap_SetupDiEnumDeviceInfo(HDEVINFO list, DWORD index, SP_DEVINFO_DATA* device) {
     EXPECT_EQ(list, kList);
     Note("SetupDiEnumDeviceInfo " + Text(index) + " " + Text(device->cbSize));
     if (index >= platform.devices.size()) return FALSE;
@@ -63,20 +68,20 @@ BOOL WINAPI FakeSetupDiEnumDeviceInfo(HDEVINFO list, DWORD index, SP_DEVINFO_DAT
     return TRUE;
 }
 
-CONFIGRET WINAPI FakeCM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST device, ULONG flags) {
+CONFIGRET WINAPI __wrap_CM_Get_DevNode_Status(ULONG* status, ULONG* problem, DEVINST device, ULONG flags) {
     Note("CM_Get_DevNode_Status " + Text(device) + " " + Text(status) + " " + Text(problem) + " " +
          Text(flags));
     return platform.devices[device - 100].status;
 }
 
-CONFIGRET WINAPI FakeCM_Get_Device_IDW(DEVINST device, PWSTR buffer, ULONG length, ULONG flags) {
+CONFIGRET WINAPI __wrap_CM_Get_Device_IDW(DEVINST device, PWSTR buffer, ULONG length, ULONG flags) {
     Note("CM_Get_Device_IDW " + Text(device) + " " + Text(length) + " " + Text(flags));
     std::fill(buffer, buffer + length, L'i');
     return platform.devices[device - 100].identifier;
 }
 
-BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyW(HDEVINFO list, SP_DEVINFO_DATA* data, DWORD property,
-                                                  DWORD* type, BYTE* buffer, DWORD size, DWORD* needed) {
+BOOL WINAPI __wrap_SetupDiGetDeviceRegistryPropertyW(HDEVINFO list, SP_DEVINFO_DATA* data, DWORD property,
+                                                     DWORD* type, BYTE* buffer, DWORD size, DWORD* needed) {
     EXPECT_EQ(list, kList);
     EXPECT_EQ(std::wcscmp(reinterpret_cast<wchar_t*>(buffer), L"none"), 0);
     Note("SetupDiGetDeviceRegistryPropertyW " + Text(data->DevInst) + " " + Text(property) + " " +
@@ -88,31 +93,18 @@ BOOL WINAPI FakeSetupDiGetDeviceRegistryPropertyW(HDEVINFO list, SP_DEVINFO_DATA
     return TRUE;
 }
 
-BOOL WINAPI FakeSetupDiDestroyDeviceInfoList(HDEVINFO list) {
+BOOL WINAPI __wrap_SetupDiDestroyDeviceInfoList(HDEVINFO list) {
     EXPECT_EQ(list, kList);
     Note("SetupDiDestroyDeviceInfoList");
     return platform.listCloses;
 }
 
-int WINAPI FakeWideCharToMultiByte(UINT page, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size,
-                                   LPCCH unknown, LPBOOL usedUnknown) {
-    const auto real = reinterpret_cast<decltype(&::WideCharToMultiByte)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "WideCharToMultiByte")));
-    return platform.converts ? real(page, flags, text, length, bytes, size, unknown, usedUnknown) : 0;
+int WINAPI __wrap_WideCharToMultiByte(UINT page, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size,
+                                      LPCCH unknown, LPBOOL usedUnknown) {
+    return platform.converts
+               ? __real_WideCharToMultiByte(page, flags, text, length, bytes, size, unknown, usedUnknown)
+               : 0;
 }
-
-}  // namespace
-
-extern "C" {
-void* __imp_GetVersionExW = reinterpret_cast<void*>(&FakeGetVersionExW);
-void* __imp_SetupDiGetClassDevsW = reinterpret_cast<void*>(&FakeSetupDiGetClassDevsW);
-void* __imp_SetupDiEnumDeviceInfo = reinterpret_cast<void*>(&FakeSetupDiEnumDeviceInfo);
-void* __imp_CM_Get_DevNode_Status = reinterpret_cast<void*>(&FakeCM_Get_DevNode_Status);
-void* __imp_CM_Get_Device_IDW = reinterpret_cast<void*>(&FakeCM_Get_Device_IDW);
-void* __imp_SetupDiGetDeviceRegistryPropertyW =
-    reinterpret_cast<void*>(&FakeSetupDiGetDeviceRegistryPropertyW);
-void* __imp_WideCharToMultiByte = reinterpret_cast<void*>(&FakeWideCharToMultiByte);
-void* __imp_SetupDiDestroyDeviceInfoList = reinterpret_cast<void*>(&FakeSetupDiDestroyDeviceInfoList);
 }
 
 namespace Korr::Plim::Trace::Tarnel {

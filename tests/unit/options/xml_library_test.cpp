@@ -60,45 +60,39 @@ void FailInLibrary() {
 
 }  // namespace
 
-#define INITIALIZE \
-    _ZN11xercesc_3_216XMLPlatformUtils10InitializeEPKcS2_PNS_12PanicHandlerEPNS_13MemoryManagerE
-#define TERMINATE _ZN11xercesc_3_216XMLPlatformUtils9TerminateEv
-#define PARSE _ZN11xercesc_3_29SAXParser5parseERKNS_11InputSourceE
-#define ERROR_COUNT _ZNK11xercesc_3_29SAXParser13getErrorCountEv
-#define JOIN(a, b) a##b
-#define WRAP(name) JOIN(__wrap_, name)
-#define REAL(name) JOIN(__real_, name)
+// What the linker calls in place of the library's functions, and the functions themselves.
+void WrapInitialize(const char*, const char*, xercesc::PanicHandler*,
+                    xercesc::MemoryManager*) __asm__("__wrap_" XML_INITIALIZE);
+void RealInitialize(const char*, const char*, xercesc::PanicHandler*,
+                    xercesc::MemoryManager*) __asm__("__real_" XML_INITIALIZE);
+void WrapTerminate() __asm__("__wrap_" XML_TERMINATE);
+void RealTerminate() __asm__("__real_" XML_TERMINATE);
+void WrapParse(xercesc::SAXParser*, const xercesc::InputSource&) __asm__("__wrap_" XML_PARSE);
+void RealParse(xercesc::SAXParser*, const xercesc::InputSource&) __asm__("__real_" XML_PARSE);
+int WrapErrorCount(const xercesc::SAXParser*) __asm__("__wrap_" XML_ERROR_COUNT);
+int RealErrorCount(const xercesc::SAXParser*) __asm__("__real_" XML_ERROR_COUNT);
 
-extern "C" {
-void REAL(INITIALIZE)(const char*, const char*, xercesc::PanicHandler*, xercesc::MemoryManager*);
-void REAL(TERMINATE)();
-void REAL(PARSE)(xercesc::SAXParser*, const xercesc::InputSource&);
-int REAL(ERROR_COUNT)(const xercesc::SAXParser*);
-
-void WRAP(INITIALIZE)(const char* locale, const char* home, xercesc::PanicHandler* panic,
-                      xercesc::MemoryManager*) {
+void WrapInitialize(const char* locale, const char* home, xercesc::PanicHandler* panic,
+                    xercesc::MemoryManager*) {
     ++script.initialised;
-    REAL(INITIALIZE)(locale, home, panic, &script.memory);
+    RealInitialize(locale, home, panic, &script.memory);
     script.liveAfterInitialisation = script.memory.live;
     if (script.failInitialisation) FailInLibrary();
 }
 
-void WRAP(TERMINATE)() {
+void WrapTerminate() {
     ++script.terminated;
     script.liveBeforeTermination = script.memory.live;
-    REAL(TERMINATE)();
+    RealTerminate();
 }
 
-void WRAP(PARSE)(xercesc::SAXParser* parser, const xercesc::InputSource& source) {
-    REAL(PARSE)(parser, source);
+void WrapParse(xercesc::SAXParser* parser, const xercesc::InputSource& source) {
+    RealParse(parser, source);
     if (script.failParsing) FailInLibrary();
     if (script.throwOther) throw 7;
 }
 
-int WRAP(ERROR_COUNT)(const xercesc::SAXParser* parser) {
-    return REAL(ERROR_COUNT)(parser) + script.errorCount;
-}
-}
+int WrapErrorCount(const xercesc::SAXParser* parser) { return RealErrorCount(parser) + script.errorCount; }
 
 extern "C" {
 std::size_t __real_fread(void*, std::size_t, std::size_t, std::FILE*);

@@ -16,7 +16,9 @@ std::string throwingFormat;  ///< LogMessage throws for this format
 
 }  // namespace
 
-extern "C" void __wrap__ZN9KORR_PLIM10LogMessageEiPKcz(int32_t /*threshold*/, const char* format, ...) {
+void BrokenLogMessage(int32_t threshold, const char* format, ...) __asm__("__wrap_" LOG_MESSAGE);
+
+void BrokenLogMessage(int32_t /*threshold*/, const char* format, ...) {
     if (throwingFormat == format) throw std::runtime_error("the log is broken");
 }
 

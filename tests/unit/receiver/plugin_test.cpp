@@ -92,7 +92,7 @@ TEST_F(Plugin, ErrorsAreCaughtByTheHostAcrossTheLibraries) {
 
 TEST_F(Plugin, ExportedDeleteDoesNothing) {
     const LoadedPlugin plugin;
-    const auto remove = plugin.Find<void (*)(cPelkitError*)>("_ZN12cPelkitError6DeleteEv");
+    const auto remove = plugin.Find<void (*)(cPelkitError*)>(DELETE_EXPORT);
     ASSERT_NE(remove, nullptr);
     cPelkitError error("text", cPelkitErrorIF::eSEVERITY_ERROR);
     remove(&error);

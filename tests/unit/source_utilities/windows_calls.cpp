@@ -11,10 +11,6 @@
 #include <cstdint>
 #include <cstdio>
 
-extern "C" {
-extern decltype(&::GetProcAddress) __real___imp_GetProcAddress;
-}
-
 namespace {
 
 std::vector<std::string> calls;
@@ -33,147 +29,131 @@ bool Note(const char* call, const Arguments&... arguments) {
 std::string Number(uint64_t number) { return std::to_string(number); }
 const char* Text(const char* text) { return text != nullptr ? text : "null"; }
 
-/// The system's own function of that name.
-template <typename Function>
-Function* Real(const char* library, const char* name) {
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(__real___imp_GetProcAddress(::GetModuleHandleA(library), name)));
-}
-#define REAL(name) Real<decltype(::name)>("kernel32.dll", #name)
+}  // namespace
 
-HANDLE WINAPI MySnapshot(DWORD flags, DWORD process) {
+// Calls of these functions come here, from the whole program; the functions themselves are those of the
+// second name.
+extern "C" {
+decltype(::CloseHandle) __real_CloseHandle;
+decltype(::CreateDirectoryA) __real_CreateDirectoryA;
+decltype(::CreateToolhelp32Snapshot) __real_CreateToolhelp32Snapshot;
+decltype(::FreeLibrary) __real_FreeLibrary;
+decltype(::GetDiskFreeSpaceExA) __real_GetDiskFreeSpaceExA;
+decltype(::GetEnvironmentVariableA) __real_GetEnvironmentVariableA;
+decltype(::GetModuleHandleExA) __real_GetModuleHandleExA;
+decltype(::GetProcAddress) __real_GetProcAddress;
+decltype(::LoadLibraryA) __real_LoadLibraryA;
+decltype(::Process32First) __real_Process32First;
+decltype(::Process32Next) __real_Process32Next;
+decltype(::ResumeThread) __real_ResumeThread;
+decltype(::SetEnvironmentVariableA) __real_SetEnvironmentVariableA;
+decltype(::SetThreadPriority) __real_SetThreadPriority;
+decltype(::Sleep) __real_Sleep;
+decltype(::_beginthreadex) __real__beginthreadex;
+decltype(::_filelengthi64) __real__filelengthi64;
+decltype(::_fseeki64) __real__fseeki64;
+decltype(::_fsopen) __real__fsopen;
+decltype(::_ftelli64) __real__ftelli64;
+decltype(::_getcwd) __real__getcwd;
+decltype(::_mkdir) __real__mkdir;
+
+HANDLE WINAPI __wrap_CreateToolhelp32Snapshot(DWORD flags, DWORD process) {
     return Note("CreateToolhelp32Snapshot", Number(flags), Number(process))
                ? INVALID_HANDLE_VALUE
-               : REAL(CreateToolhelp32Snapshot)(flags, process);
+               : __real_CreateToolhelp32Snapshot(flags, process);
 }
-BOOL WINAPI MyFirst(HANDLE snapshot, LPPROCESSENTRY32 entry) {
-    return Note("Process32First") ? FALSE : REAL(Process32First)(snapshot, entry);
+BOOL WINAPI __wrap_Process32First(HANDLE snapshot, LPPROCESSENTRY32 entry) {
+    return Note("Process32First") ? FALSE : __real_Process32First(snapshot, entry);
 }
-BOOL WINAPI MyNext(HANDLE snapshot, LPPROCESSENTRY32 entry) {
-    return Note("Process32Next") ? FALSE : REAL(Process32Next)(snapshot, entry);
+BOOL WINAPI __wrap_Process32Next(HANDLE snapshot, LPPROCESSENTRY32 entry) {
+    return Note("Process32Next") ? FALSE : __real_Process32Next(snapshot, entry);
 }
-BOOL WINAPI MyCloseHandle(HANDLE handle) {
+BOOL WINAPI __wrap_CloseHandle(HANDLE handle) {
     const bool fails = Note("CloseHandle");
-    return REAL(CloseHandle)(handle) != FALSE && !fails;
+    return __real_CloseHandle(handle) != FALSE && !fails;
 }
-DWORD WINAPI MyGetVariable(LPCSTR name, LPSTR buffer, DWORD size) {
+DWORD WINAPI __wrap_GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size) {
     return Note("GetEnvironmentVariableA", name, Number(size))
                ? 0
-               : REAL(GetEnvironmentVariableA)(name, buffer, size);
+               : __real_GetEnvironmentVariableA(name, buffer, size);
 }
-BOOL WINAPI MySetVariable(LPCSTR name, LPCSTR value) {
-    return Note("SetEnvironmentVariableA", name, value) ? FALSE : REAL(SetEnvironmentVariableA)(name, value);
+BOOL WINAPI __wrap_SetEnvironmentVariableA(LPCSTR name, LPCSTR value) {
+    return Note("SetEnvironmentVariableA", name, value) ? FALSE : __real_SetEnvironmentVariableA(name, value);
 }
-BOOL WINAPI MyCreateDirectory(LPCSTR path, LPSECURITY_ATTRIBUTES attributes) {
-    return Note("CreateDirectoryA", path) ? FALSE : REAL(CreateDirectoryA)(path, attributes);
+BOOL WINAPI __wrap_CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES attributes) {
+    return Note("CreateDirectoryA", path) ? FALSE : __real_CreateDirectoryA(path, attributes);
 }
-BOOL WINAPI MyFreeSpace(LPCSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
-                        PULARGE_INTEGER free) {
+BOOL WINAPI __wrap_GetDiskFreeSpaceExA(LPCSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
+                                       PULARGE_INTEGER free) {
     return Note("GetDiskFreeSpaceExA", folder) ? FALSE
-                                               : REAL(GetDiskFreeSpaceExA)(folder, available, total, free);
+                                               : __real_GetDiskFreeSpaceExA(folder, available, total, free);
 }
-void WINAPI MyDebugString(LPCSTR text) { Note("OutputDebugStringA", text); }
-void WINAPI MyLocalTime(LPSYSTEMTIME time) {
+void WINAPI __wrap_OutputDebugStringA(LPCSTR text) { Note("OutputDebugStringA", text); }
+void WINAPI __wrap_GetLocalTime(LPSYSTEMTIME time) {
     Note("GetLocalTime");
     *time = {2027, 3, 1, 15, 23, 59, 58, 998};
 }
-BOOL WINAPI MySetPriority(HANDLE thread, int priority) {
+BOOL WINAPI __wrap_SetThreadPriority(HANDLE thread, int priority) {
     return Note("SetThreadPriority", std::to_string(priority)) ? FALSE
-                                                               : REAL(SetThreadPriority)(thread, priority);
+                                                               : __real_SetThreadPriority(thread, priority);
 }
-DWORD WINAPI MyResume(HANDLE thread) {
-    return Note("ResumeThread") ? static_cast<DWORD>(-1) : REAL(ResumeThread)(thread);
+DWORD WINAPI __wrap_ResumeThread(HANDLE thread) {
+    return Note("ResumeThread") ? static_cast<DWORD>(-1) : __real_ResumeThread(thread);
 }
-void WINAPI MySleep(DWORD milliseconds) {
+void WINAPI __wrap_Sleep(DWORD milliseconds) {
     Note("Sleep", Number(milliseconds));
-    REAL(Sleep)(milliseconds);
+    __real_Sleep(milliseconds);
 }
-HMODULE WINAPI MyLoadLibrary(LPCSTR name) {
+HMODULE WINAPI __wrap_LoadLibraryA(LPCSTR name) {
     if (Note("LoadLibraryA", Text(name))) {
         ::SetLastError(ERROR_BAD_EXE_FORMAT);
         return nullptr;
     }
-    return REAL(LoadLibraryA)(name);
+    return __real_LoadLibraryA(name);
 }
-BOOL WINAPI MyFreeLibrary(HMODULE module) { return Note("FreeLibrary") ? FALSE : REAL(FreeLibrary)(module); }
-FARPROC WINAPI MyFindSymbol(HMODULE module, LPCSTR name) {
+BOOL WINAPI __wrap_FreeLibrary(HMODULE module) {
+    return Note("FreeLibrary") ? FALSE : __real_FreeLibrary(module);
+}
+FARPROC WINAPI __wrap_GetProcAddress(HMODULE module, LPCSTR name) {
     if (Note("GetProcAddress", name)) {
         ::SetLastError(ERROR_INVALID_ORDINAL);
         return nullptr;
     }
-    return __real___imp_GetProcAddress(module, name);
+    return __real_GetProcAddress(module, name);
 }
-BOOL WINAPI MyModuleOfAddress(DWORD flags, LPCSTR address, HMODULE* module) {
+BOOL WINAPI __wrap_GetModuleHandleExA(DWORD flags, LPCSTR address, HMODULE* module) {
     return Note("GetModuleHandleExA", Number(flags)) ? FALSE
-                                                     : REAL(GetModuleHandleExA)(flags, address, module);
+                                                     : __real_GetModuleHandleExA(flags, address, module);
 }
 
-#define REAL_CRT(name) Real<decltype(::name)>("msvcrt.dll", #name)
-std::uintptr_t MyBeginThread(void* security, unsigned stack, unsigned(__stdcall* entry)(void*),
-                             void* argument, unsigned flags, unsigned* id) {
+std::uintptr_t __wrap__beginthreadex(void* security, unsigned stack, unsigned(__stdcall* entry)(void*),
+                                     void* argument, unsigned flags, unsigned* id) {
     return Note("_beginthreadex", Number(stack), Number(flags))
                ? 0
-               : REAL_CRT(_beginthreadex)(security, stack, entry, argument, flags, id);
+               : __real__beginthreadex(security, stack, entry, argument, flags, id);
 }
-int MyMakeFolder(const char* path) {
+int __wrap__mkdir(const char* path) {
     if (Note("_mkdir", path)) {
         errno = EACCES;
         return -1;
     }
-    return REAL_CRT(_mkdir)(path);
+    return __real__mkdir(path);
 }
-char* MyWorkingFolder(char* buffer, int size) {
-    return Note("_getcwd", Number(static_cast<uint64_t>(size))) ? nullptr : REAL_CRT(_getcwd)(buffer, size);
+char* __wrap__getcwd(char* buffer, int size) {
+    return Note("_getcwd", Number(static_cast<uint64_t>(size))) ? nullptr : __real__getcwd(buffer, size);
 }
-FILE* MyOpen(const char* name, const char* mode, int share) {
+FILE* __wrap__fsopen(const char* name, const char* mode, int share) {
     return Note("_fsopen", mode, Number(static_cast<uint64_t>(share))) ? nullptr
-                                                                       : REAL_CRT(_fsopen)(name, mode, share);
+                                                                       : __real__fsopen(name, mode, share);
 }
 
-__int64 MyLength(int file) { return Note("_filelengthi64") ? -1 : REAL_CRT(_filelengthi64)(file); }
-int MySeek(FILE* stream, __int64 offset, int origin) {
+__int64 __wrap__filelengthi64(int file) { return Note("_filelengthi64") ? -1 : __real__filelengthi64(file); }
+int __wrap__fseeki64(FILE* stream, __int64 offset, int origin) {
     return Note("_fseeki64", Number(static_cast<uint64_t>(origin)))
                ? -1
-               : REAL_CRT(_fseeki64)(stream, offset, origin);
+               : __real__fseeki64(stream, offset, origin);
 }
-__int64 MyTell(FILE* stream) { return Note("_ftelli64") ? -1 : REAL_CRT(_ftelli64)(stream); }
-
-}  // namespace
-
-extern "C" {
-void* __imp_CloseHandle = reinterpret_cast<void*>(&MyCloseHandle);
-void* __imp_GetEnvironmentVariableA = reinterpret_cast<void*>(&MyGetVariable);
-void* __imp_SetEnvironmentVariableA = reinterpret_cast<void*>(&MySetVariable);
-void* __imp_CreateDirectoryA = reinterpret_cast<void*>(&MyCreateDirectory);
-void* __imp_GetDiskFreeSpaceExA = reinterpret_cast<void*>(&MyFreeSpace);
-void* __imp_OutputDebugStringA = reinterpret_cast<void*>(&MyDebugString);
-void* __imp_GetLocalTime = reinterpret_cast<void*>(&MyLocalTime);
-void* __imp_SetThreadPriority = reinterpret_cast<void*>(&MySetPriority);
-void* __imp_ResumeThread = reinterpret_cast<void*>(&MyResume);
-void* __imp_Sleep = reinterpret_cast<void*>(&MySleep);
-void* __imp_LoadLibraryA = reinterpret_cast<void*>(&MyLoadLibrary);
-void* __imp__beginthreadex = reinterpret_cast<void*>(&MyBeginThread);
-void* __imp__mkdir = reinterpret_cast<void*>(&MyMakeFolder);
-void* __imp__getcwd = reinterpret_cast<void*>(&MyWorkingFolder);
-void* __imp__fsopen = reinterpret_cast<void*>(&MyOpen);
-void* __imp_FreeLibrary = reinterpret_cast<void*>(&MyFreeLibrary);
-void* __imp_GetModuleHandleExA = reinterpret_cast<void*>(&MyModuleOfAddress);
-
-// The linker wraps these pointers: the first one is needed here itself, the others the runtime library
-// defines.
-void* __wrap___imp_GetProcAddress = reinterpret_cast<void*>(&MyFindSymbol);
-void* __wrap___imp__filelengthi64 = reinterpret_cast<void*>(&MyLength);
-void* __wrap___imp__fseeki64 = reinterpret_cast<void*>(&MySeek);
-void* __wrap___imp__ftelli64 = reinterpret_cast<void*>(&MyTell);
-
-// These are called without an import pointer; the linker wraps them.
-HANDLE WINAPI __wrap_CreateToolhelp32Snapshot(DWORD flags, DWORD process) {
-    return MySnapshot(flags, process);
-}
-BOOL WINAPI __wrap_Process32First(HANDLE snapshot, LPPROCESSENTRY32 entry) {
-    return MyFirst(snapshot, entry);
-}
-BOOL WINAPI __wrap_Process32Next(HANDLE snapshot, LPPROCESSENTRY32 entry) { return MyNext(snapshot, entry); }
+__int64 __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
 }
 
 void WindowsCalls::Begin(const std::set<std::string>& names) {
@@ -188,4 +168,4 @@ WindowsCalls::Calls WindowsCalls::Noted() {
     return calls;
 }
 
-void WindowsCalls::Pause() { REAL(Sleep)(1); }
+void WindowsCalls::Pause() { __real_Sleep(1); }
