@@ -14,7 +14,7 @@ uint32_t CounterGaps::Distance(const Value& from, const Value& to) {
 CounterGap CounterGaps::Between(const Value& from, const Value& to) {
     const int bits = 8 * std::min(from.size, to.size);
     const uint32_t mask = bits >= 32 ? UINT32_MAX : (uint32_t{1} << bits) - 1;
-    return {from.offset, to.offset, (Distance(from, to) - 1) & mask, to.ticks, to.timeQuality};
+    return {from.offset, to.offset, (Distance(from, to) - 1) & mask, to.time};
 }
 
 void CounterGaps::Take(const Value& next) {

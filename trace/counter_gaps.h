@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "trace/trace_clock.h"
+
 namespace Korr::Plim::Trace::Swo {
 
 /// Values that are missing in a row that counts up by one.
@@ -10,20 +12,18 @@ struct CounterGap {
     uint64_t from = 0;     ///< offset of the last value before it
     uint64_t offset = 0;   ///< of the first value behind it
     uint64_t missing = 0;  ///< modulo 2 to the power of the values' bits
-    uint64_t ticks = 0;    ///< trace time of the value behind it
-    uint8_t timeQuality = 0;
+    PacketTime time;       ///< trace time of the value behind it
 };
 
-/// Follows a counter of 8, 16 or 32 bits. A value that does not fit is believed when the next one fits behind it, or
-/// lies further on the same way; else it was read across a hole, and counts as missing.
+/// Follows a counter of 8, 16 or 32 bits. A value that does not fit is believed when the next one fits behind
+/// it, or lies further on the same way; else it was read across a hole, and counts as missing.
 class CounterGaps {
   public:
     struct Value {
         uint32_t value = 0;
         uint8_t size = 4;  ///< bytes
         uint64_t offset = 0;
-        uint64_t ticks = 0;
-        uint8_t timeQuality = 0;
+        PacketTime time;
         bool suspect = false;  ///< believed only when it fits
     };
 

@@ -8,6 +8,7 @@
 
 #include "trace/counter_gaps.h"
 #include "trace/packets.h"
+#include "trace/trace_clock.h"
 
 namespace Korr::Plim::Trace::Swo {
 
@@ -47,34 +48,34 @@ enum class LossKind : uint8_t {
 };
 inline constexpr int kLossKinds = static_cast<int>(LossKind::ArrivalGap) + 1;
 
-std::string_view LossKindName(LossKind kind);     ///< "itm-overflow"
-std::string_view LossClassName(LossClass kind);   ///< "target"
+std::string_view LossKindName(LossKind kind);    ///< "itm-overflow"
+std::string_view LossClassName(LossClass kind);  ///< "target"
 
 /// One place at which something was lost, or may have been.
 struct LedgerEntry {
-    uint64_t offset = 0;  ///< of its first byte in the capture
-    uint64_t length = 0;  ///< bytes that tell nothing; 0: between two bytes
-    uint64_t ticks = 0;   ///< trace time of the last packet before it
-    uint64_t missing = 0; ///< how many values or packets are missing; see missingKnown
+    uint64_t offset = 0;       ///< of its first byte in the capture
+    uint64_t length = 0;       ///< bytes that tell nothing; 0: between two bytes
+    uint64_t ticks = 0;        ///< trace time; see timeQuality
+    uint64_t missing = 0;      ///< how many values or packets are missing; see missingKnown
     uint64_t suspectFrom = 0;  ///< offset of the first suspect packet before it; see suspects
     uint32_t suspects = 0;     ///< packets before it whose content may be wrong
     uint32_t count = 1;        ///< places that were merged into this one
     LossClass lossClass = LossClass::Line;
     LossKind kind = LossKind::Malformed;
-    uint8_t timeQuality = 0;   ///< a TimeQuality
-    bool hint = false;         ///< perhaps nothing was lost
+    TimeQuality timeQuality = TimeQuality::None;
+    bool hint = false;  ///< perhaps nothing was lost
     bool missingKnown = false;
-    uint8_t reason = 0;        ///< of Malformed: a MalformedReason
-    uint16_t source = 0;       ///< of gaps: the port or other source
-    uint8_t byteCount = 0;     ///< of `bytes`
+    uint8_t reason = 0;               ///< of Malformed: a MalformedReason
+    uint16_t source = 0;              ///< of gaps: the port or other source
+    uint8_t byteCount = 0;            ///< of `bytes`
     std::array<uint8_t, 16> bytes{};  ///< the first bytes there, as they stand in the capture
 };
 
 /// What the entries come to.
 struct LedgerTotals {
     std::array<uint64_t, kLossKinds> places{};  ///< by kind, merged ones counted one by one
-    uint64_t lostInTarget = 0;   ///< places of class Target that are no hints
-    uint64_t lostOnTheWay = 0;   ///< places of the classes Line, Host and Gap that are no hints
+    uint64_t lostInTarget = 0;                  ///< places of class Target that are no hints
+    uint64_t lostOnTheWay = 0;  ///< places of the classes Line, Host and Gap that are no hints
     uint64_t hints = 0;
     uint64_t damagedBytes = 0;
     uint64_t suspectPackets = 0;
@@ -90,26 +91,31 @@ struct LedgerBlock {
     uint64_t places = 0;
 };
 
-/// Takes the packets of a capture in their order and keeps what was lost, bounded in memory: entries that touch and
-/// are of one kind become one, and behind kMostEntries only numbers are kept.
+/// Takes the packets of a capture in their order and keeps what was lost, bounded in memory: entries that
+/// touch and are of one kind become one, and behind kMostEntries only numbers are kept.
 class Ledger {
   public:
     static constexpr size_t kMostEntries = 65536;
     static constexpr size_t kMostBlocks = 1024;
     static constexpr uint64_t kBurst = 64;  ///< bytes: overflows no further apart are one entry
 
-    /// \param counterPort stimulus port that the firmware counts up at every write; absent: there is none
-    explicit Ledger(std::optional<uint8_t> counterPort = std::nullopt);
+    struct Options {
+        std::optional<uint8_t> counterPort;  ///< stimulus port that the firmware counts up at every write
+        bool waitForSync = false;  ///< what comes before the first synchronisation packet is not missed
+    };
+    explicit Ledger(const Options& wanted);
 
-    /// \param ticks, timeQuality trace time at the packet
-    void OnPacket(const Packet& packet, uint64_t ticks, uint8_t timeQuality) {
-        if (packet.flags == kSalvaged) totals.salvagedBytes += packet.length;
-        const bool usual = (packet.flags & ~(kSalvaged | kKindFlags)) == 0 && !watched[static_cast<size_t>(packet.kind)];
+    /// Every packet, with its time.
+    void OnPacket(const Packet& packet, const PacketTime& time) {
+        if (!begin) begin = packet.offset;
+        if ((packet.flags & kSalvaged) != 0 && !IsDamage(packet.kind)) totals.salvagedBytes += packet.length;
+        const uint8_t unusual = packet.kind == PacketKind::LocalTime ? uint8_t{0xFF & ~kSalvaged} : kUnusual;
+        const bool usual = (packet.flags & unusual) == 0 && !watched[static_cast<size_t>(packet.kind)];
         if (usual) {
             AfterUsual(packet);
             return;
         }
-        Look(packet, ticks, timeQuality);
+        Look(packet, time);
     }
     /// Frames were out of step between two places of the capture.
     void OnFrameStep(uint64_t from, uint64_t to);
@@ -117,7 +123,7 @@ class Ledger {
     void OnHost(LossKind kind, uint64_t count, uint64_t offset);
     /// A hint or a gap that somebody else found.
     void Add(const LedgerEntry& entry);
-    /// The capture has ended. \param padding bytes at the end that are none of it, already left out by the decoder
+    /// The capture has ended.
     void Finish();
 
     const std::vector<LedgerEntry>& Entries() const { return entries; }
@@ -129,31 +135,36 @@ class Ledger {
 
   private:
     void AfterUsual(const Packet& packet) {
-        pendingSuspects = 0;
+        if ((packet.flags & kSuspect) == 0) suspects = 0;
         lastLocalTime = packet.kind == PacketKind::LocalTime ? packet.value : 0;
     }
-    void Look(const Packet& packet, uint64_t ticks, uint8_t timeQuality);
+    void Look(const Packet& packet, const PacketTime& time);
     void OnDamage(const Packet& packet, LedgerEntry entry);
     void OnHint(const Packet& packet, LedgerEntry entry);
     void OnOverflow(const Packet& packet, LedgerEntry entry);
     void OnCounter(const Packet& packet, const LedgerEntry& entry);
     void AddGap(const CounterGap& gap);
-    void Count(const LedgerEntry& entry, uint64_t places);
+    bool AtTheBeginning(const Packet& packet) const;
+    void Count(const LedgerEntry& entry);
     bool Merge(const LedgerEntry& entry, uint64_t reach);
     void Keep(const LedgerEntry& entry);
+    void BecomeLoss(LedgerEntry& entry);
+    void DoubleBlocks();
 
+    static constexpr uint8_t kUnusual = kSuspect | kOrderHint | kKindHint;
+
+    Options options;
     std::array<bool, kPacketKinds> watched{};  ///< kinds that are looked at whatever their flags
-    std::optional<uint8_t> counterPort;
     CounterGaps counter;
     std::vector<LedgerEntry> entries;
     LedgerTotals totals;
     std::vector<LedgerBlock> unlisted;
     uint64_t blockSize = uint64_t{1} << 20;
-    uint64_t pendingSuspectFrom = 0;
-    uint32_t pendingSuspects = 0;
+    uint64_t suspectFrom = 0;    ///< offset of the first suspect packet since the last other one
+    uint32_t suspects = 0;       ///< suspect packets since then
     uint32_t lastLocalTime = 0;  ///< of the packet before; 0: it was none
     uint64_t lastOverflow = UINT64_MAX;
-    bool lastKept = false;  ///< the last entry found stands at the end of `entries`
+    std::optional<uint64_t> begin;  ///< offset of the first packet
 };
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -23,14 +23,18 @@ constexpr double kNearRatio = 1.18;
 constexpr double kPhase = 0.95;
 
 /// How far a measure is above a threshold, of the room up to `most`; below 0: it is not.
-double Above(double measure, double threshold, double most) { return (measure - threshold) / (most - threshold); }
+double Above(double measure, double threshold, double most) {
+    return (measure - threshold) / (most - threshold);
+}
 double Below(double measure, double threshold, double least = 0) {
     return (threshold - measure) / (threshold - least);
 }
 
 bool Garbage(const SignalFeatures& f) { return f.line.bytes >= kFewestBytes && f.validity < kDamaged; }
 
-double NoBytes(const SignalFeatures& f) { return f.line.bytes == 0 && !(f.lineErrors.value_or(0) > 0) ? 1 : -1; }
+double NoBytes(const SignalFeatures& f) {
+    return f.line.bytes == 0 && !(f.lineErrors.value_or(0) > 0) ? 1 : -1;
+}
 
 double Manchester(const SignalFeatures& f) {
     if (f.line.bytes < kFewestBytes || f.syncs > 0) return -1;
@@ -123,8 +127,9 @@ Confidence InWords(double margin) {
 
 std::string_view VerdictName(Verdict verdict) {
     static constexpr std::array<std::string_view, kVerdicts> kNames = {
-        "no-bytes", "good",           "good-no-sync", "tpiu-framed", "tpiu-no-itm", "rate-too-high", "rate-too-low",
-        "rate-near", "manchester", "reset-in-between", "noise", "line-errors", "damaged", "unclear"};
+        "no-bytes",      "good",         "good-no-sync", "tpiu-framed", "tpiu-no-itm",
+        "rate-too-high", "rate-too-low", "rate-near",    "manchester",  "reset-in-between",
+        "noise",         "line-errors",  "damaged",      "unclear"};
     return kNames[static_cast<size_t>(verdict)];
 }
 

@@ -41,15 +41,16 @@ std::string_view ConfidenceName(Confidence confidence);  ///< "unsure", "likely"
 /// What is measured at the beginning of a capture.
 struct SignalFeatures {
     LineFeatures line;
-    /// Share of bytes that stand in well-formed assigned packets, found by a decoder that loses step at damage.
+    /// Share of bytes that stand in well-formed assigned packets, found by a decoder that loses step at
+    /// damage.
     double validity = 0;
-    uint64_t packets = 0;          ///< of those
-    uint64_t syncs = 0;            ///< synchronisation packets
-    uint64_t stretchOffset = 0;    ///< of the longest stretch without a packet
-    uint64_t stretchLength = 0;    ///< bytes; 0: there is none
-    bool framed = false;           ///< decoded out of TPIU frames
-    bool framesWithoutItm = false; ///< TPIU frames, no stream of which is ITM
-    double phaseScore = 0;         ///< share of bytes in the commonest streams of the best phase
+    uint64_t packets = 0;                ///< of those
+    uint64_t syncs = 0;                  ///< synchronisation packets
+    uint64_t stretchOffset = 0;          ///< of the longest stretch without a packet
+    uint64_t stretchLength = 0;          ///< bytes; 0: there is none
+    bool framed = false;                 ///< decoded out of TPIU frames
+    bool framesWithoutItm = false;       ///< TPIU frames, no stream of which is ITM
+    double phaseScore = 0;               ///< share of bytes in the commonest streams of the best phase
     std::optional<uint64_t> lineErrors;  ///< counted by the port's driver while recording; absent: not told
     bool readErrorLogged = false;        ///< the log holds the platform's error for an aborted read
 };

@@ -7,9 +7,9 @@ namespace Korr::Plim::Trace::Swo {
 
 namespace {
 
-constexpr double kAlways = 0.97;      // bits that are sampled twice are equal, but for a byte now and then
-constexpr double kHighestRatio = 8;   // beyond it a byte holds one bit of the line
-constexpr double kStep = 0.005;       // of the search
+constexpr double kAlways = 0.97;     // bits that are sampled twice are equal, but for a byte now and then
+constexpr double kHighestRatio = 8;  // beyond it a byte holds one bit of the line
+constexpr double kStep = 0.005;      // of the search
 constexpr int kMostMismatches = 0;
 
 double Entropy(const std::array<uint64_t, 256>& counts, uint64_t total) {
@@ -26,8 +26,8 @@ double Entropy(const std::array<uint64_t, 256>& counts, uint64_t total) {
     return std::min(8.0, bits + hidden);
 }
 
-/// Runs of equal bits in start bit, data and stop bit that neither begin with the start bit nor end with the stop
-/// bit, whose neighbours are not known.
+/// Runs of equal bits in start bit, data and stop bit that neither begin with the start bit nor end with the
+/// stop bit, whose neighbours are not known.
 void CountRuns(unsigned byte, uint64_t times, uint64_t& oneBit, uint64_t& all) {
     const unsigned frame = byte << 1 | 1U << 9;
     int begin = 0;
@@ -44,8 +44,8 @@ void CountRuns(unsigned byte, uint64_t times, uint64_t& oneBit, uint64_t& all) {
 /// The line's bit that a port `ratio` times as fast samples as its own, both counted from the start bit.
 int SampledBit(int bit, double ratio) { return static_cast<int>((bit + 0.5) / ratio); }
 
-/// In how many places of a byte the doubled bits are other than such a port would see them; below 0 when it would
-/// see none.
+/// In how many places of a byte the doubled bits are other than such a port would see them; below 0 when it
+/// would see none.
 int Mismatches(const LineFeatures& line, double ratio) {
     int wrong = 0;
     int doubled = 0;
@@ -82,7 +82,8 @@ LineFeatures MeasureLine(std::span<const uint8_t> bytes) {
             line.pairEqual[bit] += ((value >> bit ^ value >> (bit + 1)) & 1U) == 0 ? share : 0;
         }
     }
-    if (line.innerRuns > 0) line.shortRuns = static_cast<double>(oneBit) / static_cast<double>(line.innerRuns);
+    if (line.innerRuns > 0)
+        line.shortRuns = static_cast<double>(oneBit) / static_cast<double>(line.innerRuns);
     return line;
 }
 
@@ -99,7 +100,8 @@ std::optional<RateRatio> EstimateTooFast(const LineFeatures& line) {
 
 bool SeemsLittleTooSlow(const LineFeatures& line) {
     constexpr double kClearly = 0.02;
-    constexpr double kFewestShortRuns = 0.53;  // a port a quarter too slow joins more bits than it leaves alone
+    constexpr double kFewestShortRuns =
+        0.53;  // a port a quarter too slow joins more bits than it leaves alone
     const double others = *std::max_element(line.bitSet.begin() + 2, line.bitSet.begin() + 7);
     return line.bitSet[7] >= others + kClearly && line.shortRuns >= kFewestShortRuns;
 }

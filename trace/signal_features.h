@@ -10,8 +10,8 @@
 
 namespace Korr::Plim::Trace::Swo {
 
-/// Measures of bytes as a UART received them: a start bit (0), eight data bits, lowest first, a stop bit (1). All
-/// shares are from 0 to 1, and 0 where nothing was there to measure.
+/// Measures of bytes as a UART received them: a start bit (0), eight data bits, lowest first, a stop bit (1).
+/// All shares are from 0 to 1, and 0 where nothing was there to measure.
 struct LineFeatures {
     uint64_t bytes = 0;
     double entropy = 0;    ///< bits a byte, corrected for the number of bytes; at most 8
@@ -25,16 +25,17 @@ struct LineFeatures {
 
 LineFeatures MeasureLine(std::span<const uint8_t> bytes);
 
-/// How many times as fast as the line the port was set, when that was too fast. Such a port samples some bits of the
-/// line twice, always at the same places of a byte, so that these places give the ratio within a few per cent.
+/// How many times as fast as the line the port was set, when that was too fast. Such a port samples some bits
+/// of the line twice, always at the same places of a byte, so that these places give the ratio within a few
+/// per cent.
 struct RateRatio {
     double lowest;
     double highest;
     double Middle() const { return (lowest + highest) / 2; }
 };
 
-/// \return absent when no bits are doubled, or not as a faster port would. From 1.07 up to 8 is told; what is received
-/// at less than 1.07 is the line's bytes, though without stop bits.
+/// \return absent when no bits are doubled, or not as a faster port would. From 1.07 up to 8 is told; what is
+/// received at less than 1.07 is the line's bytes, though without stop bits.
 std::optional<RateRatio> EstimateTooFast(const LineFeatures& line);
 
 /// Whether the port seems set 3 to 12 % too slow: the last data bit is where the line's stop bit is.

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "exports/output.h"
+
+namespace Korr::Plim::Trace::Exports {
+
+/// Text that is handed on in large pieces.
+class RowText {
+  public:
+    explicit RowText(Output& target) : output(target) {}
+
+    /// Makes room for a row of at most kLongestRow bytes; to be called before each.
+    void BeginRow() {
+        if (size > buffer.size() - kLongestRow) Flush();
+    }
+    void Add(char character) { buffer[size++] = character; }
+    void Add(std::string_view text) {
+        std::memcpy(&buffer[size], text.data(), text.size());
+        size += text.size();
+    }
+    void AddNumber(uint64_t number) {
+        size = static_cast<std::size_t>(
+            std::to_chars(&buffer[size], buffer.data() + buffer.size(), number).ptr - buffer.data());
+    }
+    /// "0x1f".
+    void AddHexadecimal(uint64_t number) {
+        Add("0x");
+        size = static_cast<std::size_t>(
+            std::to_chars(&buffer[size], buffer.data() + buffer.size(), number, 16).ptr - buffer.data());
+    }
+    void Flush() {
+        if (size > 0) output.Write(buffer.data(), size);
+        size = 0;
+    }
+
+    static constexpr std::size_t kLongestRow = 512;
+
+  private:
+    Output& output;
+    std::size_t size = 0;
+    std::array<char, 65536> buffer;
+};
+
+}  // namespace Korr::Plim::Trace::Exports
