@@ -99,22 +99,22 @@ double TooSlow(const SignalFeatures& f) {
 }
 
 constexpr struct {
-    Verdict verdict;
+    SignalVerdict verdict;
     double (*margin)(const SignalFeatures&);  ///< below 0: the rule does not fit
-} kRules[] = {{Verdict::NoBytes, NoBytes},
-              {Verdict::Manchester, Manchester},
-              {Verdict::ResetInBetween, ResetInBetween},
-              {Verdict::TpiuFramed, FramedGood},
-              {Verdict::GoodNoSync, GoodNoSync},
-              {Verdict::Good, GoodLine},
-              {Verdict::LineErrors, LineErrors},
-              {Verdict::Damaged, Damaged},
-              {Verdict::RateNear, NearFaster},
-              {Verdict::RateTooHigh, TooFast},
-              {Verdict::TpiuNoItm, NoItm},
-              {Verdict::Noise, Noise},
-              {Verdict::RateNear, NearSlower},
-              {Verdict::RateTooLow, TooSlow}};
+} kRules[] = {{SignalVerdict::NoBytes, NoBytes},
+              {SignalVerdict::Manchester, Manchester},
+              {SignalVerdict::ResetInBetween, ResetInBetween},
+              {SignalVerdict::TpiuFramed, FramedGood},
+              {SignalVerdict::GoodNoSync, GoodNoSync},
+              {SignalVerdict::Good, GoodLine},
+              {SignalVerdict::LineErrors, LineErrors},
+              {SignalVerdict::Damaged, Damaged},
+              {SignalVerdict::RateNear, NearFaster},
+              {SignalVerdict::RateTooHigh, TooFast},
+              {SignalVerdict::TpiuNoItm, NoItm},
+              {SignalVerdict::Noise, Noise},
+              {SignalVerdict::RateNear, NearSlower},
+              {SignalVerdict::RateTooLow, TooSlow}};
 
 Confidence InWords(double margin) {
     constexpr double kHigh = 0.5;
@@ -125,7 +125,7 @@ Confidence InWords(double margin) {
 
 }  // namespace
 
-std::string_view VerdictName(Verdict verdict) {
+std::string_view SignalVerdictName(SignalVerdict verdict) {
     static constexpr std::array<std::string_view, kVerdicts> kNames = {
         "no-bytes",      "good",         "good-no-sync", "tpiu-framed", "tpiu-no-itm",
         "rate-too-high", "rate-too-low", "rate-near",    "manchester",  "reset-in-between",
@@ -138,14 +138,14 @@ std::string_view ConfidenceName(Confidence confidence) {
     return kNames[static_cast<size_t>(confidence)];
 }
 
-bool IsUsable(Verdict verdict) {
+bool IsUsable(SignalVerdict verdict) {
     switch (verdict) {
-        case Verdict::Good:
-        case Verdict::GoodNoSync:
-        case Verdict::TpiuFramed:
-        case Verdict::ResetInBetween:
-        case Verdict::LineErrors:
-        case Verdict::Damaged:
+        case SignalVerdict::Good:
+        case SignalVerdict::GoodNoSync:
+        case SignalVerdict::TpiuFramed:
+        case SignalVerdict::ResetInBetween:
+        case SignalVerdict::LineErrors:
+        case SignalVerdict::Damaged:
             return true;
         default:
             return false;
@@ -157,7 +157,7 @@ Diagnosis Diagnose(const SignalFeatures& features) {
         const double margin = rule.margin(features);
         if (margin < 0) continue;
         Diagnosis diagnosis{rule.verdict, InWords(margin), std::nullopt};
-        if (rule.verdict == Verdict::RateNear || rule.verdict == Verdict::RateTooHigh) {
+        if (rule.verdict == SignalVerdict::RateNear || rule.verdict == SignalVerdict::RateTooHigh) {
             diagnosis.ratio = EstimateTooFast(features.line);
         }
         return diagnosis;

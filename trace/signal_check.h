@@ -10,7 +10,7 @@
 namespace Korr::Plim::Trace::Swo {
 
 /// Why a capture is as it is.
-enum class Verdict : uint8_t {
+enum class SignalVerdict : uint8_t {
     NoBytes,         ///< nothing was received
     Good,            ///< ITM packets, as good as all of them whole
     GoodNoSync,      ///< the same, but without a synchronisation packet in 64 KiB: others cannot read it
@@ -26,13 +26,13 @@ enum class Verdict : uint8_t {
     Damaged,         ///< ITM packets, of which a part is broken
     Unclear,         ///< too little, or nothing that is known
 };
-inline constexpr int kVerdicts = static_cast<int>(Verdict::Unclear) + 1;
+inline constexpr int kVerdicts = static_cast<int>(SignalVerdict::Unclear) + 1;
 
 /// The name that files and reports show: "rate-too-high".
-std::string_view VerdictName(Verdict verdict);
+std::string_view SignalVerdictName(SignalVerdict verdict);
 
 /// Whether what was received can be used: packets of the target stand in it.
-bool IsUsable(Verdict verdict);
+bool IsUsable(SignalVerdict verdict);
 
 /// How far the measures are from where another verdict would begin.
 enum class Confidence : uint8_t { Low, Fair, High };
@@ -56,7 +56,7 @@ struct SignalFeatures {
 };
 
 struct Diagnosis {
-    Verdict verdict = Verdict::Unclear;
+    SignalVerdict verdict = SignalVerdict::Unclear;
     Confidence confidence = Confidence::Low;
     std::optional<RateRatio> ratio;  ///< port rate / line rate, when it can be told
 };

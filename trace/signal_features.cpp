@@ -12,7 +12,7 @@ constexpr double kHighestRatio = 8;  // beyond it a byte holds one bit of the li
 constexpr double kStep = 0.005;      // of the search
 constexpr int kMostMismatches = 0;
 
-double Entropy(const std::array<uint64_t, 256>& counts, uint64_t total) {
+double Entropy(const ByteCounts& counts, uint64_t total) {
     double bits = 0;
     int values = 0;
     for (const uint64_t count : counts) {
@@ -64,13 +64,17 @@ int Mismatches(const LineFeatures& line, double ratio) {
 }  // namespace
 
 LineFeatures MeasureLine(std::span<const uint8_t> bytes) {
-    LineFeatures line;
-    line.bytes = bytes.size();
-    if (bytes.empty()) return line;
-    std::array<uint64_t, 256> counts{};
+    ByteCounts counts{};
     for (const uint8_t byte : bytes) ++counts[byte];
-    const auto total = static_cast<double>(bytes.size());
-    line.entropy = Entropy(counts, bytes.size());
+    return MeasureLine(counts);
+}
+
+LineFeatures MeasureLine(const ByteCounts& counts) {
+    LineFeatures line;
+    for (const uint64_t count : counts) line.bytes += count;
+    if (line.bytes == 0) return line;
+    const auto total = static_cast<double>(line.bytes);
+    line.entropy = Entropy(counts, line.bytes);
     line.zeros = static_cast<double>(counts[0]) / total;
     line.ones = static_cast<double>(counts[0xFF]) / total;
     uint64_t oneBit = 0;

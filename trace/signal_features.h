@@ -23,6 +23,9 @@ struct LineFeatures {
     std::array<double, 7> pairEqual{};  ///< how often bit j is the same as bit j + 1
 };
 
+/// How often each value of a byte came: all that the measures need.
+using ByteCounts = std::array<uint64_t, 256>;
+LineFeatures MeasureLine(const ByteCounts& counts);
 LineFeatures MeasureLine(std::span<const uint8_t> bytes);
 
 /// How many times as fast as the line the port was set, when that was too fast. Such a port samples some bits

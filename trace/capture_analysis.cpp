@@ -1,0 +1,190 @@
+#include "trace/capture_analysis.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "trace/itm_decoder.h"
+#include "trace/packet_timer.h"
+
+namespace Korr::Plim::Trace::Swo {
+
+namespace {
+
+constexpr size_t kBlock = 65536;
+constexpr size_t kHistory = 16384;  // bytes before the newest block: packets may be held back that long
+
+/// The last bytes of a capture, for the first bytes of ledger entries.
+class RecentBytes {
+  public:
+    RecentBytes() : bytes(kHistory + kBlock) {}
+    void Add(std::span<const uint8_t> block) {
+        if (size + block.size() > bytes.size()) {
+            const size_t kept = std::min(size, kHistory);
+            std::memmove(bytes.data(), bytes.data() + size - kept, kept);
+            start += size - kept;
+            size = kept;
+        }
+        std::memcpy(bytes.data() + size, block.data(), block.size());
+        size += block.size();
+    }
+    /// Fills in what stands at an entry, when it is still there.
+    void Show(LedgerEntry& entry) const {
+        if (entry.offset < start || entry.offset >= start + size) return;
+        const auto place = static_cast<size_t>(entry.offset - start);
+        const size_t count = std::min(entry.bytes.size(), size - place);
+        std::memcpy(entry.bytes.data(), bytes.data() + place, count);
+        entry.byteCount = static_cast<uint8_t>(count);
+    }
+
+  private:
+    std::vector<uint8_t> bytes;
+    uint64_t start = 0;
+    size_t size = 0;
+};
+
+/// What the beginning of a capture shows.
+struct HeadCounts {
+    ByteCounts values{};
+    uint64_t bytes = 0;  ///< of the stream, in packets of any kind
+    uint64_t good = 0;   ///< of them, in assigned packets
+    uint64_t packets = 0;
+    uint64_t syncs = 0;
+    uint64_t runOffset = 0;  ///< of the stretch without a packet that is being read
+    uint64_t runLength = 0;
+    uint64_t longestOffset = 0;
+    uint64_t longestLength = 0;
+
+    void OnPacket(const Packet& packet) {
+        bytes += packet.length;
+        if (!IsAssigned(packet.kind)) {
+            if (IsDamage(packet.kind)) OnDamage(packet);
+            return;
+        }
+        good += packet.length;
+        ++packets;
+        if (packet.kind == PacketKind::Sync) ++syncs;
+        runLength = 0;
+    }
+    void OnDamage(const Packet& packet) {
+        if (runLength == 0) runOffset = packet.offset;
+        runLength += packet.length;
+        if (runLength <= longestLength) return;
+        longestLength = runLength;
+        longestOffset = runOffset;
+    }
+};
+
+}  // namespace
+
+class CaptureAnalysis::Work {
+  public:
+    explicit Work(const AnalysisOptions& wanted)
+        : options(wanted),
+          ledger({wanted.counterPort, wanted.waitForSync}),
+          timer(*this, TraceClock(wanted.prescale)),
+          decoder(*this, ItmOptions{!wanted.waitForSync}) {}
+
+    /// From the decoder.
+    void OnPacket(const Packet& packet) {
+        if (packet.kind == PacketKind::Stimulus && options.text != nullptr &&
+            options.textPorts[packet.source]) {
+            const TextBytes text = TextOf(packet);
+            options.text->Write(static_cast<uint8_t>(packet.source), text.bytes.data(), text.count);
+        }
+        if (packet.offset < kHead) head.OnPacket(packet);
+        timer.OnPacket(packet);
+    }
+    /// From the timer.
+    void OnPacket(const Packet& packet, const PacketTime& time) {
+        Count(packet, time);
+        ledger.OnPacket(packet, time);
+        if (options.packets != nullptr) options.packets->OnPacket(packet, time);
+    }
+
+    void Feed(std::span<const uint8_t> bytes) {
+        while (!bytes.empty()) {
+            const auto block = bytes.first(std::min(bytes.size(), kBlock));
+            recent.Add(block);
+            for (size_t i = 0; i < block.size() && fed + i < kHead; ++i) ++head.values[block[i]];
+            fed += block.size();
+            decoder.Feed(block);
+            ShowEntries();
+            bytes = bytes.subspan(block.size());
+        }
+    }
+    void Finish() {
+        decoder.Finish();
+        timer.Flush();
+        ShowEntries();
+        ledger.Finish();
+    }
+    SignalFeatures Features() const {
+        SignalFeatures features;
+        features.line = MeasureLine(head.values);
+        features.validity =
+            head.bytes == 0 ? 0 : static_cast<double>(head.good) / static_cast<double>(head.bytes);
+        features.packets = head.packets;
+        features.syncs = head.syncs;
+        features.stretchOffset = head.longestOffset;
+        features.stretchLength = head.longestLength;
+        return features;
+    }
+
+    AnalysisOptions options;
+    Ledger ledger;
+    CaptureCounts counts;
+    uint64_t fed = 0;
+
+  private:
+    void Count(const Packet& packet, const PacketTime& time) {
+        const auto kind = static_cast<size_t>(packet.kind);
+        ++counts.packets[kind];
+        counts.bytes[kind] += packet.length;
+        ++counts.qualities[static_cast<size_t>(time.quality)];
+        switch (packet.kind) {
+            case PacketKind::Stimulus:
+                ++counts.portPackets[packet.source & 0xFF];
+                counts.portBytes[packet.source & 0xFF] += packet.size;
+                break;
+            case PacketKind::Exception:
+                if ((packet.flags & kKindFlags) == kEntered)
+                    ++counts.exceptionsEntered[packet.source & 0x1FF];
+                break;
+            case PacketKind::LocalTime:
+                if (!timed) counts.firstTicks = time.ticks;
+                timed = true;
+                counts.lastTicks = time.ticks;
+                break;
+            case PacketKind::Sync:
+                if (!counts.firstSync) counts.firstSync = packet.offset;
+                break;
+            default:
+                break;
+        }
+    }
+    void ShowEntries() {
+        auto& entries = ledger.Entries();
+        for (; shown < entries.size(); ++shown) recent.Show(entries[shown]);
+    }
+
+    RecentBytes recent;
+    HeadCounts head;
+    PacketTimer<Work> timer;
+    ItmDecoder<Work> decoder;
+    size_t shown = 0;  ///< ledger entries that have their bytes
+    bool timed = false;
+};
+
+CaptureAnalysis::CaptureAnalysis(const AnalysisOptions& options) : work(std::make_unique<Work>(options)) {}
+CaptureAnalysis::~CaptureAnalysis() = default;
+
+void CaptureAnalysis::Feed(std::span<const uint8_t> bytes) { work->Feed(bytes); }
+void CaptureAnalysis::Finish() { work->Finish(); }
+uint64_t CaptureAnalysis::Bytes() const { return work->fed; }
+const Ledger& CaptureAnalysis::Losses() const { return work->ledger; }
+Ledger& CaptureAnalysis::Losses() { return work->ledger; }
+const CaptureCounts& CaptureAnalysis::Counts() const { return work->counts; }
+SignalFeatures CaptureAnalysis::Features() const { return work->Features(); }
+
+}  // namespace Korr::Plim::Trace::Swo
