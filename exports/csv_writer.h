@@ -9,6 +9,8 @@ namespace Korr::Plim::Trace::Exports {
 class CsvWriter {
   public:
     CsvWriter(Output& target, const TimeScale& timeScale);
+    /// For what comes next, such as a capture with another clock.
+    void SetScale(const TimeScale& timeScale) { scale = timeScale; }
     void OnPacket(const Swo::Packet& packet, const Swo::PacketTime& time);
     /// Hands on what is still held back.
     void Flush() { text.Flush(); }

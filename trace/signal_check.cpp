@@ -37,7 +37,7 @@ double NoBytes(const SignalFeatures& f) {
 }
 
 double Manchester(const SignalFeatures& f) {
-    if (f.line.bytes < kFewestBytes || f.syncs > 0) return -1;
+    if (f.line.bytes < kFewestBytes || f.syncs > 0 || f.validity >= kGood) return -1;
     return std::min(Above(f.line.shortRuns, kManchesterRuns, 0.9), Below(f.line.entropy, kManchesterEntropy));
 }
 
@@ -67,8 +67,7 @@ double LineErrors(const SignalFeatures& f) {
 }
 
 double Damaged(const SignalFeatures& f) {
-    if (f.line.bytes < kFewestBytes) return -1;
-    return Above(f.validity, kDamaged, kGood);
+    return f.packets > 0 ? Above(f.validity, kDamaged, kGood) : -1;
 }
 
 double NearFaster(const SignalFeatures& f) {

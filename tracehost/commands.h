@@ -13,6 +13,10 @@ void AddOptionsCommand(CLI::App& program, int& status);
 void AddInfoCommand(CLI::App& program, int& status);
 /// "help" and "version". \param program must outlive the parsing
 void AddAboutCommands(CLI::App& program, int& status);
+void AddDecodeCommand(CLI::App& program, int& status);
+void AddReportCommand(CLI::App& program, int& status);
+void AddDiagnoseCommand(CLI::App& program, int& status);
+void AddRatesCommand(CLI::App& program, int& status);
 
 /// "--plugin PATH", which every subcommand takes.
 void AddPluginOption(CLI::App& command, std::string& plugin);

@@ -86,6 +86,8 @@ int RunProgram(int argc, char** argv) {
     AddPortsCommand(program, status);
     AddOptionsCommand(program, status);
     AddInfoCommand(program, status);
+    AddDecodeCommand(program, status);
+    AddReportCommand(program, status);
     AddScriptCommand(program, status);
     AddAboutCommands(program, status);
     if (argc < 2) throw UsageError("a command is missing: see \"tracehost --help\"");

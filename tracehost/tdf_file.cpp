@@ -12,7 +12,6 @@ namespace {
 
 constexpr char kMagic[] = "KTDF";
 constexpr uint32_t kHeaderVersion = 1;
-constexpr uint32_t kSectionHeaderSize = 12;
 
 void Append(std::string& bytes, uint32_t number) {
     for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(number >> shift & 0xFF);
@@ -33,20 +32,20 @@ bool ReadAt(std::istream& file, uint64_t offset, char* bytes, std::size_t count)
 
 /// Reads one section. \return what is wrong with it, empty when it is whole
 std::string ReadSection(std::istream& file, uint64_t size, TdfSection& section) {
-    std::array<char, kSectionHeaderSize> header{};
+    std::array<char, kTdfSectionHeaderSize> header{};
     const uint64_t room = size - section.offset;
-    if (room < kSectionHeaderSize || !ReadAt(file, section.offset, header.data(), header.size())) {
+    if (room < kTdfSectionHeaderSize || !ReadAt(file, section.offset, header.data(), header.size())) {
         return "the file ends within a section header";
     }
     section.length = Number(header.data());
     section.version = Number(header.data() + 4);
     section.nameLength = Number(header.data() + 8);
-    if (section.length < kSectionHeaderSize) return "the section length is below its header's";
+    if (section.length < kTdfSectionHeaderSize) return "the section length is below its header's";
     if (section.length > room) return "the section is longer than the rest of the file";
-    if (section.nameLength > section.length - kSectionHeaderSize)
+    if (section.nameLength > section.length - kTdfSectionHeaderSize)
         return "the name is longer than the section";
     section.name.resize(std::min(section.nameLength, kLongestTdfName));
-    if (!ReadAt(file, section.offset + kSectionHeaderSize, section.name.data(), section.name.size())) {
+    if (!ReadAt(file, section.offset + kTdfSectionHeaderSize, section.name.data(), section.name.size())) {
         return "the section name cannot be read";
     }
     return "";
@@ -60,6 +59,14 @@ std::string TdfHeader() {
     Append(header, static_cast<uint32_t>(kTdfHeaderSize));
     Append(header, 0);
     return header;
+}
+
+std::string TdfSectionHeader(const std::string& name, uint32_t version, uint32_t dataSize) {
+    std::string header;
+    Append(header, kTdfSectionHeaderSize + static_cast<uint32_t>(name.size()) + dataSize);
+    Append(header, version);
+    Append(header, static_cast<uint32_t>(name.size()));
+    return header + name;
 }
 
 bool IsTdfFile(std::istream& file) {

@@ -13,6 +13,10 @@ namespace Korr::Plim::Trace::Tracehost {
 inline constexpr std::size_t kTdfHeaderSize = 16;
 std::string TdfHeader();
 
+inline constexpr uint32_t kTdfSectionHeaderSize = 12;  ///< before the name
+/// What stands before a section's data, its name included.
+std::string TdfSectionHeader(const std::string& name, uint32_t version, uint32_t dataSize);
+
 /// One section as it stands in a file.
 struct TdfSection {
     uint64_t offset = 0;

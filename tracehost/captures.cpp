@@ -1,0 +1,158 @@
+#include "tracehost/captures.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "tracehost/errors.h"
+#include "tracehost/number_option.h"
+#include "tracehost/sheet_file.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+constexpr const char* kStandardInput = "-";
+constexpr uint64_t kMostPadding = 7;  // bytes that a save adds
+
+constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
+constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
+constexpr NumberOption kCounterPortOption{"--counter-port", Measure::Count, 0, 255, true};
+
+void Warn(const std::string& text) { std::fprintf(stderr, "tracehost: %s\n", text.c_str()); }
+
+std::unique_ptr<ByteSource> Open(const std::string& file) {
+    if (file == kStandardInput) return std::make_unique<StandardInputSource>();
+    return std::make_unique<FileSource>(file);
+}
+
+/// The capture's sheet, and what follows from it.
+void TakeSheet(const CaptureRequest& request, Capture& capture) {
+    if (request.file == kStandardInput) return;
+    const auto reading = ReadSheetOf(request.file, capture.input->Section());
+    if (!reading) return;
+    if (!reading->problem.empty()) Warn("the recording sheet of " + capture.name + ": " + reading->problem);
+    capture.sheet = reading->sheet;
+    capture.hasSheet = true;
+    const auto& told = reading->sheet.bytes;
+    const bool padded =
+        told && capture.length && *capture.length >= *told && *capture.length - *told <= kMostPadding;
+    if (padded) capture.length = *told;
+}
+
+void Settle(const CaptureRequest& request, Capture& capture) {
+    const std::string name = request.file == kStandardInput ? "standard input" : request.file;
+    const uint32_t section = capture.input->Section();
+    capture.name = section == 0 ? name : name + ", section " + std::to_string(section);
+    capture.length = capture.input->Length();
+    TakeSheet(request, capture);
+    const double clock = request.clock.value_or(capture.sheet.traceClock.value_or(0));
+    capture.scale.clockHz = static_cast<uint64_t>(std::clamp(clock, 0.0, 4e9) + 0.5);
+    capture.scale.prescale = request.timestampPrescale.value_or(capture.sheet.timestampPrescale.value_or(1));
+    capture.options.prescale = capture.scale.prescale;
+    capture.options.counterPort = request.counterPort;
+    capture.options.waitForSync = request.waitForSync;
+}
+
+void RefuseMissing(const CaptureRequest& request, const CaptureInput& input, uint32_t captures) {
+    if (captures > 0 || !input.Damage().empty()) return;
+    if (!request.section) throw UsageError("\"" + request.file + "\" holds no section \"BinTraceData\"");
+    throw UsageError("\"" + request.file + "\" has no section \"BinTraceData\" number " +
+                     std::to_string(*request.section));
+}
+
+}  // namespace
+
+void AddCounterPort(CLI::App& command, std::optional<uint8_t>& port) {
+    AddNumber(command, kCounterPortOption, "Stimulus port that the firmware counts up: every hole shows",
+              [&port](std::optional<double> number) { port = static_cast<uint8_t>(*number); });
+}
+
+void AddFailOn(CLI::App& command, FailOn& failOn) {
+    AddChoice(command, "--fail-on",
+              "Which loss gives exit status 3: between pin and file, also in the target, none",
+              {"line", "any", "never"}, [&failOn](const std::string& word) {
+                  failOn = word == "any" ? FailOn::Any : word == "never" ? FailOn::Never : FailOn::Line;
+              });
+}
+
+void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
+    command.add_option("FILE", request.file, "Raw or TDF file; - is standard input")->required();
+    AddNumber(command, kSectionOption, "Section \"BinTraceData\" of a TDF file (default: all)",
+              [&request](std::optional<double> number) { request.section = static_cast<uint32_t>(*number); });
+    AddNumber(command, kCaptureClock, "Trace clock (default: from the recording's sheet)",
+              [&request](std::optional<double> number) { request.clock = number; });
+    AddChoice(command, "--timestamp-prescale", "ITM timestamp prescale (default: from the sheet, else 1)",
+              {"1", "4", "16", "64"}, [&request](const std::string& word) {
+                  request.timestampPrescale = static_cast<uint32_t>(std::stoul(word));
+              });
+    AddCounterPort(command, request.counterPort);
+    command.add_flag("--wait-for-sync", request.waitForSync,
+                     "Decode from the first synchronisation packet on");
+    AddFailOn(command, request.failOn);
+}
+
+uint64_t Capture::Read(const std::function<void(std::span<const uint8_t>)>& each) const {
+    std::vector<uint8_t> piece(kPiece);
+    uint64_t done = 0;
+    while (!length || done < *length) {
+        const uint64_t most = length ? std::min<uint64_t>(kPiece, *length - done) : kPiece;
+        const std::size_t count = input->Read(std::span(piece).first(static_cast<std::size_t>(most)));
+        if (count == 0) break;
+        done += count;
+        each(std::span(piece).first(count));
+    }
+    return done;
+}
+
+void ForEachCapture(const CaptureRequest& request, const std::function<void(Capture&)>& work) {
+    CaptureInput input(Open(request.file), request.section);
+    uint32_t captures = 0;
+    uint64_t base = 0;
+    while (input.Next()) {
+        ++captures;
+        Capture capture;
+        capture.input = &input;
+        capture.base = base;
+        Settle(request, capture);
+        work(capture);
+        base += capture.length.value_or(0);
+    }
+    RefuseMissing(request, input, captures);
+    if (input.Damage().empty()) return;
+    throw HostError("\"" + request.file + "\" is damaged " + input.Damage());
+}
+
+void AddHostKnowledge(const Capture& capture, Swo::CaptureAnalysis& analysis, Swo::SignalFeatures& features) {
+    const RecordingSheet& sheet = capture.sheet;
+    if (!sheet.countersBefore || !sheet.countersAfter) return;
+    const PortCounters& before = *sheet.countersBefore;
+    const PortCounters& after = *sheet.countersAfter;
+    const auto grown = [&](uint64_t PortCounters::*field) {
+        return after.*field > before.*field ? after.*field - before.*field : 0;
+    };
+    Swo::Ledger& ledger = analysis.Losses();
+    const uint64_t end = analysis.Bytes();
+    ledger.OnHost(Swo::LossKind::DriverOverrun, grown(&PortCounters::overrun), end);
+    ledger.OnHost(Swo::LossKind::DriverBufferOverrun, grown(&PortCounters::bufferOverrun), end);
+    ledger.OnHost(Swo::LossKind::Framing, grown(&PortCounters::framing), end);
+    ledger.OnHost(Swo::LossKind::Parity, grown(&PortCounters::parity), end);
+    ledger.OnHost(Swo::LossKind::Break, grown(&PortCounters::breaks), end);
+    features.lineErrors =
+        grown(&PortCounters::framing) + grown(&PortCounters::parity) + grown(&PortCounters::breaks);
+}
+
+bool IsUsable(const Swo::SignalFeatures& features, Swo::SignalVerdict verdict) {
+    return Swo::IsUsable(verdict) || (verdict == Swo::SignalVerdict::Unclear && features.packets > 0);
+}
+
+int StatusOf(const Swo::LedgerTotals& totals, bool usable, FailOn failOn) {
+    if (failOn == FailOn::Never) return kDone;
+    if (!usable) return kNothingUsable;
+    const bool lost = totals.lostOnTheWay > 0 || (failOn == FailOn::Any && totals.lostInTarget > 0);
+    return lost ? kTraceLost : kDone;
+}
+
+int WorseStatus(int one, int other) { return std::max(one, other); }
+
+}  // namespace Korr::Plim::Trace::Tracehost

@@ -1,0 +1,42 @@
+#include "tracehost/text_output.h"
+
+#include <filesystem>
+
+#include "tracehost/errors.h"
+#include "tracehost/standard_output.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+TextOutput::TextOutput(const std::string& name, bool force) : fileName(name == "-" ? "" : name) {
+    if (fileName.empty()) {
+        stream = TakeStandardOutput();
+        return;
+    }
+    std::error_code failure;
+    if (!force && std::filesystem::exists(fileName, failure)) {
+        throw UsageError("\"" + fileName + "\" exists: give another name, or --force to replace it");
+    }
+    stream = std::fopen(fileName.c_str(), "wb");
+    if (stream != nullptr) return;
+    throw UsageError("\"" + fileName + "\" cannot be written: is its folder there, and may you write in it?");
+}
+
+TextOutput::~TextOutput() {
+    if (!fileName.empty() && stream != nullptr) std::fclose(stream);
+}
+
+bool TextOutput::OnTerminal() const { return IsTerminal(stream); }
+
+void TextOutput::Finish() {
+    if (fileName.empty()) {
+        FinishStandardOutput(stream);
+        return;
+    }
+    const bool failed = std::ferror(stream) != 0;
+    const bool closed = std::fclose(stream) == 0;
+    stream = nullptr;
+    if (failed || !closed)
+        throw HostError("\"" + fileName + "\" could not be written whole: is the disk full?");
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
