@@ -17,7 +17,7 @@ struct PortCounters {
 };
 
 /// A look at a port that somebody else has open.
-struct PortLook {
+struct PortGlance {
     std::optional<PortCounters> counters;
     std::string note;              ///< why there are no counters; empty when there are
     std::optional<uint32_t> baud;  ///< the rate that the port reports
@@ -27,6 +27,6 @@ inline constexpr const char* kCountersNotTold = "not told by this port";
 
 /// Seam: looks at COM port `number` beside whoever has it open, changing nothing of it. On Linux the port is
 /// opened once more for the look; on Windows a port has one owner, and nothing is told.
-PortLook LookAtPort(uint32_t number);
+PortGlance LookAtPort(uint32_t number);
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -36,23 +36,23 @@ uint64_t Count(int value) { return static_cast<unsigned>(value); }
 
 }  // namespace
 
-PortLook LookAtPort(uint32_t number) {
-    PortLook look;
+PortGlance LookAtPort(uint32_t number) {
+    PortGlance glance;
     const Descriptor port(Tarnel::DevicePath(number));
     if (port.Number() < 0) {
-        look.note = std::string("the port cannot be opened a second time: ") + std::strerror(errno);
-        return look;
+        glance.note = std::string("the port cannot be opened a second time: ") + std::strerror(errno);
+        return glance;
     }
     termios2 settings{};
-    if (::ioctl(port.Number(), TCGETS2, &settings) == 0) look.baud = settings.c_ispeed;
+    if (::ioctl(port.Number(), TCGETS2, &settings) == 0) glance.baud = settings.c_ispeed;
     serial_icounter_struct counted{};
     if (::ioctl(port.Number(), TIOCGICOUNT, &counted) != 0) {
-        look.note = kCountersNotTold;
-        return look;
+        glance.note = kCountersNotTold;
+        return glance;
     }
-    look.counters = PortCounters{Count(counted.overrun), Count(counted.buf_overrun), Count(counted.frame),
+    glance.counters = PortCounters{Count(counted.overrun), Count(counted.buf_overrun), Count(counted.frame),
                                  Count(counted.parity), Count(counted.brk)};
-    return look;
+    return glance;
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -2,6 +2,6 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
-PortLook LookAtPort(uint32_t) { return {std::nullopt, kCountersNotTold, std::nullopt}; }
+PortGlance LookAtPort(uint32_t) { return {std::nullopt, kCountersNotTold, std::nullopt}; }
 
 }  // namespace Korr::Plim::Trace::Tracehost
