@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "trace/itm_decoder.h"
+#include "trace/capture_decoder.h"
 #include "trace/packet_timer.h"
 
 namespace Korr::Plim::Trace::Swo {
@@ -12,7 +12,9 @@ namespace Korr::Plim::Trace::Swo {
 namespace {
 
 constexpr size_t kBlock = 65536;
-constexpr size_t kHistory = 16384;  // bytes before the newest block: packets may be held back that long
+constexpr double kFramesFit = 0.95;
+constexpr unsigned kMostStreams = 8;  // of a target; wrong frames show more
+constexpr size_t kHistory = 16384;    // bytes before the newest block: packets may be held back that long
 
 /// The last bytes of a capture, for the first bytes of ledger entries.
 class RecentBytes {
@@ -83,7 +85,7 @@ class CaptureAnalysis::Work {
         : options(wanted),
           ledger({wanted.counterPort, wanted.waitForSync}),
           timer(*this, TraceClock(wanted.prescale)),
-          decoder(*this, ItmOptions{!wanted.waitForSync}) {}
+          decoder(*this, CaptureOptions{wanted.framing, ItmOptions{!wanted.waitForSync}}) {}
 
     /// From the decoder.
     void OnPacket(const Packet& packet) {
@@ -101,6 +103,8 @@ class CaptureAnalysis::Work {
         ledger.OnPacket(packet, time);
         if (options.packets != nullptr) options.packets->OnPacket(packet, time);
     }
+
+    void OnFrameStep(const FrameStep& step) { ledger.OnFrameStep(step.from, step.to, step.phase); }
 
     void Feed(std::span<const uint8_t> bytes) {
         while (!bytes.empty()) {
@@ -128,8 +132,20 @@ class CaptureAnalysis::Work {
         features.syncs = head.syncs;
         features.stretchOffset = head.longestOffset;
         features.stretchLength = head.longestLength;
+        const Framing& framing = decoder.Found();
+        features.framed = framing.framed;
+        features.phaseScore = framing.alignment.best.frames;
+        features.framesWithoutItm = !framing.framed && framing.alignment.bytes > 0 &&
+                                    framing.alignment.best.frames >= kFramesFit &&
+                                    framing.alignment.best.streams <= kMostStreams;
         return features;
     }
+
+    void Decide() {
+        decoder.Decide();
+        ShowEntries();
+    }
+    const CaptureDecoder<Work>& Decoder() const { return decoder; }
 
     AnalysisOptions options;
     Ledger ledger;
@@ -171,7 +187,7 @@ class CaptureAnalysis::Work {
     RecentBytes recent;
     HeadCounts head;
     PacketTimer<Work> timer;
-    ItmDecoder<Work> decoder;
+    CaptureDecoder<Work> decoder;
     size_t shown = 0;  ///< ledger entries that have their bytes
     bool timed = false;
 };
@@ -180,6 +196,12 @@ CaptureAnalysis::CaptureAnalysis(const AnalysisOptions& options) : work(std::mak
 CaptureAnalysis::~CaptureAnalysis() = default;
 
 void CaptureAnalysis::Feed(std::span<const uint8_t> bytes) { work->Feed(bytes); }
+void CaptureAnalysis::Decide() { work->Decide(); }
+const Framing& CaptureAnalysis::FramingFound() const { return work->Decoder().Found(); }
+const std::array<uint64_t, kStreams>* CaptureAnalysis::BytesOfStreams() const {
+    const TpiuDeframer* const deframer = work->Decoder().Deframer();
+    return deframer == nullptr ? nullptr : &deframer->BytesOf();
+}
 void CaptureAnalysis::Finish() { work->Finish(); }
 uint64_t CaptureAnalysis::Bytes() const { return work->fed; }
 const Ledger& CaptureAnalysis::Losses() const { return work->ledger; }

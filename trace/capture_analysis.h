@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 
+#include "trace/framing.h"
 #include "trace/ledger.h"
 #include "trace/packets.h"
 #include "trace/signal_check.h"
@@ -29,6 +30,7 @@ class TextReceiver {
 };
 
 struct AnalysisOptions {
+    FramingOptions framing;
     bool waitForSync = false;            ///< give up what comes before the first synchronisation packet
     uint32_t prescale = 1;               ///< clock cycles a tick: 1, 4, 16 or 64
     std::optional<uint8_t> counterPort;  ///< see Ledger
@@ -63,6 +65,8 @@ class CaptureAnalysis {
 
     /// The next bytes, in pieces of any size.
     void Feed(std::span<const uint8_t> bytes);
+    /// Ends the wait for bytes that show the framing: for captures that grow slowly.
+    void Decide();
     /// The capture has ended.
     void Finish();
 
@@ -70,6 +74,9 @@ class CaptureAnalysis {
     const Ledger& Losses() const;
     Ledger& Losses();
     const CaptureCounts& Counts() const;
+    const Framing& FramingFound() const;
+    /// Bytes by stream in the frames; null when there are no frames.
+    const std::array<uint64_t, kStreams>* BytesOfStreams() const;
     /// Of the capture's first kHead bytes. Line errors and log entries are for the caller to add.
     SignalFeatures Features() const;
     static constexpr uint64_t kHead = uint64_t{256} << 10;

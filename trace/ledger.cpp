@@ -193,9 +193,10 @@ void Ledger::AddGap(const CounterGap& gap) {
     Add(entry);
 }
 
-void Ledger::OnFrameStep(uint64_t from, uint64_t to) {
+void Ledger::OnFrameStep(uint64_t from, uint64_t to, unsigned phase) {
     LedgerEntry entry = EntryOf(LossKind::FrameStep, from);
     entry.length = to > from ? to - from : 0;
+    entry.source = static_cast<uint16_t>(phase);
     Add(entry);
 }
 

@@ -66,7 +66,7 @@ struct LedgerEntry {
     bool hint = false;  ///< perhaps nothing was lost
     bool missingKnown = false;
     uint8_t reason = 0;               ///< of Malformed: a MalformedReason
-    uint16_t source = 0;              ///< of gaps: the port or other source
+    uint16_t source = 0;              ///< of gaps: the port or other source; of FrameStep: the phase
     uint8_t byteCount = 0;            ///< of `bytes`
     std::array<uint8_t, 16> bytes{};  ///< the first bytes there, as they stand in the capture
 };
@@ -118,7 +118,8 @@ class Ledger {
         Look(packet, time);
     }
     /// Frames were out of step between two places of the capture.
-    void OnFrameStep(uint64_t from, uint64_t to);
+    /// \param phase by how much the frames begin later than before, 1 to 15 bytes
+    void OnFrameStep(uint64_t from, uint64_t to, unsigned phase);
     /// What the host itself knows. \param offset bytes captured by then
     void OnHost(LossKind kind, uint64_t count, uint64_t offset);
     /// A hint or a gap that somebody else found.

@@ -10,7 +10,14 @@ namespace {
 constexpr double kAlways = 0.97;     // bits that are sampled twice are equal, but for a byte now and then
 constexpr double kHighestRatio = 8;  // beyond it a byte holds one bit of the line
 constexpr double kStep = 0.005;      // of the search
-constexpr int kMostMismatches = 0;
+constexpr double kHighestOften = 4.5;
+constexpr double kSeldom = 0.2;
+constexpr double kOften = 0.66;
+constexpr double kDoubledGap = 0.03;
+constexpr double kOneDoubledGap = 0.05;
+constexpr double kOneDoubledRuns = 0.47;
+constexpr double kFewShortRatio = 1.3;
+constexpr double kFewShortRuns = 0.35;
 
 double Entropy(const ByteCounts& counts, uint64_t total) {
     double bits = 0;
@@ -44,21 +51,75 @@ void CountRuns(unsigned byte, uint64_t times, uint64_t& oneBit, uint64_t& all) {
 /// The line's bit that a port `ratio` times as fast samples as its own, both counted from the start bit.
 int SampledBit(int bit, double ratio) { return static_cast<int>((bit + 0.5) / ratio); }
 
-/// In how many places of a byte the doubled bits are other than such a port would see them; below 0 when it
-/// would see none.
-int Mismatches(const LineFeatures& line, double ratio) {
-    int wrong = 0;
-    int doubled = 0;
-    const auto compare = [&](bool predicted, bool seen) {
-        wrong += predicted != seen ? 1 : 0;
-        doubled += predicted ? 1 : 0;
-    };
-    compare(SampledBit(1, ratio) == 0, line.bitSet[0] <= 1 - kAlways);
+/// Which bits a port `ratio` times as fast as the line samples twice: the pairs of equal neighbours, and
+/// whether the lowest bit is the start bit once more.
+struct Doubled {
+    std::array<bool, 7> pairs{};
+    bool start = false;
+    int count = 0;
+};
+
+Doubled DoubledAt(double ratio) {
+    Doubled doubled;
+    doubled.start = SampledBit(1, ratio) == 0;
     for (int pair = 0; pair < 7; ++pair) {
-        compare(SampledBit(pair + 1, ratio) == SampledBit(pair + 2, ratio),
-                line.pairEqual[static_cast<size_t>(pair)] >= kAlways);
+        const bool same = SampledBit(pair + 1, ratio) == SampledBit(pair + 2, ratio);
+        doubled.pairs[static_cast<size_t>(pair)] = same;
+        doubled.count += same ? 1 : 0;
     }
-    return doubled == 0 ? -1 : wrong;
+    return doubled;
+}
+
+/// Whether bits are doubled in every byte at these places and at no others.
+bool AlwaysDoubled(const LineFeatures& line, const Doubled& doubled) {
+    if (doubled.count == 0 || doubled.start != (line.bitSet[0] <= 1 - kAlways)) return false;
+    for (size_t pair = 0; pair < 7; ++pair) {
+        if (doubled.pairs[pair] != (line.pairEqual[pair] >= kAlways)) return false;
+    }
+    return true;
+}
+
+/// How far the doubled pairs stand out of the others, where a port that does not wait for the line's next
+/// stop bit begins some bytes at a wrong place.
+double StandsOut(const LineFeatures& line, const Doubled& doubled) {
+    if (doubled.count == 0 || doubled.count == 7 || (doubled.start && line.bitSet[0] > kSeldom)) return 0;
+    double least = 1;
+    double most = 0;
+    for (size_t pair = 0; pair < 7; ++pair) {
+        if (doubled.pairs[pair]) {
+            least = std::min(least, line.pairEqual[pair]);
+        } else {
+            most = std::max(most, line.pairEqual[pair]);
+        }
+    }
+    const bool one = doubled.count == 1;
+    if (least < kOften || (one && line.shortRuns < kOneDoubledRuns)) return 0;
+    return least - most >= (one ? kOneDoubledGap : kDoubledGap) ? least - most : 0;
+}
+
+std::optional<RateRatio> FromAlwaysDoubled(const LineFeatures& line) {
+    std::optional<RateRatio> found;
+    for (int step = 1; 1 + step * kStep <= kHighestRatio; ++step) {
+        const double ratio = 1 + step * kStep;
+        if (!AlwaysDoubled(line, DoubledAt(ratio))) continue;
+        if (!found) found = RateRatio{ratio, ratio};
+        found->highest = ratio;
+    }
+    return found;
+}
+
+std::optional<RateRatio> FromOftenDoubled(const LineFeatures& line) {
+    std::optional<RateRatio> found;
+    double best = 0;
+    for (int step = 1; 1 + step * kStep <= kHighestOften; ++step) {
+        const double ratio = 1 + step * kStep;
+        const double gap = StandsOut(line, DoubledAt(ratio));
+        if (gap <= 0 || gap < best) continue;
+        if (gap > best) found = RateRatio{ratio, ratio, false};
+        found->highest = ratio;
+        best = gap;
+    }
+    return found;
 }
 
 }  // namespace
@@ -92,20 +153,19 @@ LineFeatures MeasureLine(const ByteCounts& counts) {
 }
 
 std::optional<RateRatio> EstimateTooFast(const LineFeatures& line) {
-    std::optional<RateRatio> found;
-    for (double ratio = 1 + kStep; ratio <= kHighestRatio; ratio += kStep) {
-        const int wrong = Mismatches(line, ratio);
-        if (wrong < 0 || wrong > kMostMismatches) continue;
-        if (!found) found = RateRatio{ratio, ratio};
-        found->highest = ratio;
-    }
-    return found;
+    const auto ratio = FromAlwaysDoubled(line);
+    // Little doubled leaves half of the runs short: few short ones come from much doubled.
+    const bool contradicts = ratio && ratio->highest < kFewShortRatio && line.shortRuns <= kFewShortRuns;
+    if (ratio && !contradicts) return ratio;
+    return SeemsLittleTooSlow(line) ? std::nullopt : FromOftenDoubled(line);
 }
 
 bool SeemsLittleTooSlow(const LineFeatures& line) {
     constexpr double kClearly = 0.02;
     constexpr double kFewestShortRuns =
-        0.53;  // a port a quarter too slow joins more bits than it leaves alone
+        0.53;                            // a port a quarter too slow joins more bits than it leaves alone
+    constexpr double kMostPairs = 0.60;  // the line's stop bit is high, the data bit before it as a rule low
+    if (line.pairEqual[6] > kMostPairs) return false;
     const double others = *std::max_element(line.bitSet.begin() + 2, line.bitSet.begin() + 7);
     return line.bitSet[7] >= others + kClearly && line.shortRuns >= kFewestShortRuns;
 }

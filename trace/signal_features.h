@@ -34,6 +34,8 @@ LineFeatures MeasureLine(std::span<const uint8_t> bytes);
 struct RateRatio {
     double lowest;
     double highest;
+    bool exact =
+        true;  ///< the doubled bits were always the same; else as a rule, as of a port that loses its place
     double Middle() const { return (lowest + highest) / 2; }
 };
 

@@ -52,6 +52,19 @@ void Settle(const CaptureRequest& request, Capture& capture) {
     capture.options.prescale = capture.scale.prescale;
     capture.options.counterPort = request.counterPort;
     capture.options.waitForSync = request.waitForSync;
+    capture.options.framing = request.framing;
+}
+
+/// "auto", "itm", "tpiu" or "tpiu:ID".
+Swo::FramingOptions ParseFraming(const std::string& text) {
+    if (text == "auto") return {};
+    if (text == "itm") return {Swo::FramingKind::Itm, std::nullopt};
+    if (text == "tpiu") return {Swo::FramingKind::Tpiu, std::nullopt};
+    constexpr NumberOption kStream{"--framing tpiu:ID", Measure::Count, 1, 0x6F, true};
+    if (text.starts_with("tpiu:")) {
+        return {Swo::FramingKind::Tpiu, static_cast<uint8_t>(ParseNumber(kStream, text.substr(5)))};
+    }
+    throw UsageError("--framing \"" + text + "\": give auto, itm, tpiu or tpiu:ID");
 }
 
 void RefuseMissing(const CaptureRequest& request, const CaptureInput& input, uint32_t captures) {
@@ -86,6 +99,11 @@ void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
               {"1", "4", "16", "64"}, [&request](const std::string& word) {
                   request.timestampPrescale = static_cast<uint32_t>(std::stoul(word));
               });
+    command
+        .add_option_function<std::string>(
+            "--framing", [&request](const std::string& text) { request.framing = ParseFraming(text); },
+            "auto, itm, tpiu or tpiu:ID: frames of the TPIU, and the ITM's stream in them (default: auto)")
+        ->type_name("FRAMING");
     AddCounterPort(command, request.counterPort);
     command.add_flag("--wait-for-sync", request.waitForSync,
                      "Decode from the first synchronisation packet on");

@@ -21,7 +21,7 @@ enum class FailOn { Line, Any, Never };
 struct CaptureRequest {
     std::string file;  ///< "-": standard input
     std::optional<uint32_t> section;
-    std::string framing = "auto";
+    Swo::FramingOptions framing;
     std::optional<double> clock;  ///< Hz
     std::optional<uint32_t> timestampPrescale;
     std::optional<uint8_t> counterPort;

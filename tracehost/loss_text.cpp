@@ -32,6 +32,7 @@ std::string Malformed(const LedgerEntry& entry) {
         case Swo::MalformedReason::PcByte:
             return "bytes missing or changed: a PC sample that is none";
         case Swo::MalformedReason::OutOfStep:
+        case Swo::MalformedReason::BytesMissing:
             return "bytes missing";
     }
     return "bytes missing or changed";
@@ -85,7 +86,9 @@ std::string DescribeLoss(const LedgerEntry& entry) {
         case LossKind::Unsynchronised:
             return Damage(entry, "no packets");
         case LossKind::FrameStep:
-            return "frames out of step; in step again at " + FormatCount(entry.offset + entry.length);
+            return "bytes missing: frames out of step; in step again at " +
+                   FormatCount(entry.offset + entry.length) + " (phase +" + std::to_string(entry.source) +
+                   ")";
         case LossKind::OrderHint:
             return "hint: an order of packets never seen before; bytes missing?";
         case LossKind::KindHint:

@@ -22,12 +22,32 @@ std::string Row(const std::string& name, const std::string& text) {
     return row + text + "\n";
 }
 
+/// ", ITM, no TPIU frames", or the streams in the frames and their shares.
+std::string Framing(const Swo::CaptureAnalysis& analysis) {
+    const auto* const streams = analysis.BytesOfStreams();
+    if (streams == nullptr) return ", ITM, no TPIU frames";
+    uint64_t all = 0;
+    for (const uint64_t bytes : *streams) all += bytes;
+    std::string text =
+        ", ITM as stream " + std::to_string(analysis.FramingFound().stream) + " of TPIU frames (";
+    std::string parts;
+    for (std::size_t id = 0; id < streams->size(); ++id) {
+        if ((*streams)[id] == 0) continue;
+        char part[64];
+        std::snprintf(part, sizeof part, "%s %.1f %%",
+                      id == 0 ? "padding" : ("stream " + std::to_string(id)).c_str(),
+                      100.0 * static_cast<double>((*streams)[id]) / static_cast<double>(all));
+        parts += (parts.empty() ? "" : ", ") + std::string(part);
+    }
+    return text + parts + ")";
+}
+
 std::string Head(const CaptureReport& report) {
     const auto& counts = report.analysis.Counts();
     std::string text = report.capture.name + ": " + CountOf(report.analysis.Bytes(), "byte");
     if (report.analysis.Bytes() == 0) return text + "\n";
     const uint64_t syncs = counts.Of(PacketKind::Sync);
-    text += ", ITM, no TPIU frames, " + (syncs == 0 ? "no sync marks" : CountOf(syncs, "sync mark"));
+    text += Framing(report.analysis) + ", " + (syncs == 0 ? "no sync marks" : CountOf(syncs, "sync mark"));
     if (counts.firstSync) text += ", first at " + FormatCount(*counts.firstSync);
     return text + "\n";
 }
