@@ -60,6 +60,7 @@ double RandomClock(Random& random) {
         return random.OneOf({0.0, -48e6, 0.5, std::numeric_limits<double>::infinity(),
                              std::numeric_limits<double>::quiet_NaN()});
     }
+    if (random.Percent(40)) return 1e6 * (1 + random.Below(120));
     const double hertz = 1e4 + random.Fraction() * random.OneOf({1e6, 1e8, 1e10});
     return random.Percent(70) ? static_cast<double>(static_cast<uint64_t>(hertz)) : hertz;
 }
