@@ -7,15 +7,17 @@
 
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
-#include "channel/file_stream.h"
 #include "channel/tdf_writer.h"
+#include "source_utilities/file_stream.h"
 #include "source_utilities/uFile.h"
 #include "source_utilities/visible_text.h"
 
+using KORR_PLIM::FileStream;
 using KORR_PLIM::kLogChatty;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::OpenStream;
 using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {

@@ -11,7 +11,6 @@
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
-using KORR_PLIM::uMutex;
 using KORR_PLIM::uMutexLock;
 using KORR_PLIM::Visible;
 
@@ -19,13 +18,6 @@ namespace Korr::Plim::Trace::Tarnel {
 namespace {
 
 constexpr uint32_t kPinProtocolUart = 2;
-
-// The option table is the process's and has no lock of its own: drivers of several CPUs take turns.
-void ReadOptions(OptionList& options, const char* fileName, uint32_t probeKind) {
-    static uMutex tableMutex;
-    const uMutexLock hold(tableMutex);
-    ChannelOptionsHandler().GetOptions(options, fileName, probeKind);
-}
 
 bool IsPlaceholder(uint32_t id, const std::string& value) { return value == OptionPlaceholder(id); }
 
@@ -39,7 +31,7 @@ void ChannelDriver::SetConfiguration(const char* optionsFileName) {
     }
     LogMessage(kLogOrdinary, "%s: Set configuration called file - %s.", kChannelDriverTag,
                Visible(optionsFileName).Text());
-    ReadOptions(options, optionsFileName, probeKind);
+    ChannelOptionsHandler().GetOptions(options, optionsFileName, probeKind);
     ApplyOptions();
     state = kConfigured;
 }

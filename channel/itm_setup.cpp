@@ -4,14 +4,16 @@
 #include <cstdio>
 
 #include "channel/channel_log.h"
-#include "channel/file_stream.h"
 #include "channel/text_numbers.h"
+#include "source_utilities/file_stream.h"
 #include "source_utilities/visible_text.h"
 #include "uart/device_clock_readers.h"
 
+using KORR_PLIM::FileStream;
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
 using KORR_PLIM::LogMessage;
+using KORR_PLIM::OpenStream;
 using KORR_PLIM::Visible;
 
 namespace Korr::Plim::Trace::Tarnel {

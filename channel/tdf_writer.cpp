@@ -6,8 +6,10 @@
 #include <limits>
 
 #include "channel/channel_log.h"
-#include "channel/file_stream.h"
+#include "source_utilities/file_stream.h"
 
+using KORR_PLIM::FileStream;
+using KORR_PLIM::OpenStream;
 using KORR_PLIM::platform::SeekStream;
 using KORR_PLIM::platform::StreamLength;
 using KORR_PLIM::platform::StreamPosition;

@@ -21,7 +21,7 @@ void Require(bool holds, const char* what) {
 }
 
 void CheckOptions(const OptionList& options) {
-    Require(options.size() <= XMLOptionsHandler::kMaxTextPieces, "too many options");
+    Require(options.size() <= XMLOptionsHandler::kMaxPieces, "too many options");
     uint32_t last = 0;
     for (const ChannelOptions& option : options) {
         Require(option.id < kOptionNone && option.id >= last, "option out of order");
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     Require(initialised, "library");
     const std::string text(reinterpret_cast<const char*>(data), size);
     try {
-        CheckOptions(ReadOptionsText(&text, "fuzzed"));
+        CheckOptions(ReadOptionsText(text, "fuzzed"));
     } catch (const cPelkitError& error) {
         CheckRefusal(error);
     }

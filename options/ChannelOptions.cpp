@@ -23,7 +23,7 @@ std::vector<std::string> SplitChoices(const std::string& text) {
 ChannelOptions::ChannelOptions() = default;
 ChannelOptions::~ChannelOptions() = default;
 
-ChannelOptions::ChannelOptions(const OptionDescriptor& row)
+ChannelOptions::ChannelOptions(const OptionDescriptor& row, RowOnly)
     : id(row.id),
       parentId(row.parentId),
       key(row.key),
@@ -34,7 +34,9 @@ ChannelOptions::ChannelOptions(const OptionDescriptor& row)
       extraFlag2(row.extraFlag2),
       hostFlag(row.hostFlag != 0),
       group(row.group),
-      probeKind(row.probeKind) {
+      probeKind(row.probeKind) {}
+
+ChannelOptions::ChannelOptions(const OptionDescriptor& row) : ChannelOptions(row, RowOnly()) {
     if (id == kOptionComPort && choices.front().empty()) {
         choices = EnumerateProbeComPorts(probeKind);
         if (choices.empty()) choices.emplace_back();
@@ -42,6 +44,10 @@ ChannelOptions::ChannelOptions(const OptionDescriptor& row)
     // The finest timestamp resolution is not the default: deliberately the second choice.
     const bool takesSecond = id == kOptionTimestampPrescaler && choices.size() > 1;
     value = choices[takesSecond ? 1 : 0];
+}
+
+ChannelOptions ChannelOptions::WithEmptyValue(const OptionDescriptor& row) {
+    return ChannelOptions(row, RowOnly());
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

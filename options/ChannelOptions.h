@@ -17,7 +17,12 @@ class ChannelOptions {
     explicit ChannelOptions(const OptionDescriptor& row);
     ChannelOptions(const ChannelOptions&) = default;
     ChannelOptions& operator=(const ChannelOptions&) = default;
+    ChannelOptions(ChannelOptions&&) noexcept = default;
+    ChannelOptions& operator=(ChannelOptions&&) noexcept = default;
     virtual ~ChannelOptions();
+
+    /// The option of a table row with the empty value. Runs no discovery: COMPORT then has one empty choice.
+    static ChannelOptions WithEmptyValue(const OptionDescriptor& row);
 
     uint32_t id = kOptionNone;
     uint32_t parentId = kOptionNone;
@@ -31,6 +36,11 @@ class ChannelOptions {
     std::string value;
     std::string group;
     uint32_t probeKind = 0;
+
+  private:
+    /// Everything but the value; the choices as they stand in the row.
+    struct RowOnly {};
+    ChannelOptions(const OptionDescriptor& row, RowOnly);
 };
 
 using OptionList = std::vector<ChannelOptions>;

@@ -4,6 +4,7 @@
 #include "options/module_log.h"
 #include "options/options_reader.h"
 #include "source_utilities/uFile.h"
+#include "source_utilities/uMutex.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -25,25 +26,46 @@ std::string FileText(const OptionList& options) {
     return text + kFileTail;
 }
 
+/// Held while the process-wide table and the XML library are in use: handlers of several CPUs take turns.
+KORR_PLIM::uMutex& ProcessMutex() {
+    static KORR_PLIM::uMutex mutex;
+    return mutex;
+}
+
 }  // namespace
 
 ChannelOptionsHandler::~ChannelOptionsHandler() = default;
 
 OptionList& ChannelOptionsHandler::GetOptions(OptionList& out, const std::string& fileName, uint32_t kind) {
     probeKind = kind;
-    OptionDescriptor* table = OptionTable();
-    for (uint32_t row = 0; row < kOptionRows; ++row) table[row].probeKind = kind;
     if (!fileName.empty()) {
-        out = ReadOptionsFile(fileName);
+        out = ReadFile(fileName);
         return out;
     }
+    const KORR_PLIM::uMutexLock hold(ProcessMutex());
+    StoreProbeKind();
     if (defaults.empty()) {
         OptionList fresh;
-        for (const OptionDescriptor* row = table; row->id != kOptionNone; ++row) fresh.emplace_back(*row);
+        for (const OptionDescriptor* row = OptionTable(); row->id != kOptionNone; ++row) {
+            fresh.emplace_back(*row);
+        }
         defaults = std::move(fresh);
     }
     out = defaults;
     return out;
+}
+
+// A file that hangs holds up its own caller alone.
+OptionList ChannelOptionsHandler::ReadFile(const std::string& fileName) const {
+    const std::optional<std::string> text = LoadOptionsFile(fileName);
+    const KORR_PLIM::uMutexLock hold(ProcessMutex());
+    StoreProbeKind();
+    if (!text) RefuseUnreadableOptions();
+    return ReadOptionsText(*text, fileName);
+}
+
+void ChannelOptionsHandler::StoreProbeKind() const {
+    for (uint32_t row = 0; row < kOptionRows; ++row) OptionTable()[row].probeKind = probeKind;
 }
 
 void ChannelOptionsHandler::SaveOptions(const OptionList& options, const std::string& fileName) {

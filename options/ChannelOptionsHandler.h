@@ -7,8 +7,9 @@
 
 namespace Korr::Plim::Trace::Tarnel {
 
-/// Makes option lists, from the table or from an options file, and writes them into one. GetOptions writes
-/// the process-wide table without a lock: two handlers must not run it at the same time.
+/// Makes option lists, from the table or from an options file, and writes them into one. One thread for each
+/// handler; several handlers may be in use at once: where GetOptions works with what is the process's, the
+/// option table and the XML library, they take turns. The reading of a file itself is outside of that.
 class ChannelOptionsHandler {
   public:
     virtual ~ChannelOptionsHandler();
@@ -23,6 +24,10 @@ class ChannelOptionsHandler {
     virtual void SaveOptions(const OptionList& options, const std::string& fileName);
 
   private:
+    OptionList ReadFile(const std::string& fileName) const;
+    /// Into every row of the table.
+    void StoreProbeKind() const;
+
     OptionList defaults;  ///< cache of the default list
     uint32_t probeKind = 0;
 };

@@ -72,9 +72,9 @@ void XMLOptionsHandler::StartVersion(xercesc::AttributeList& attributes) {
 void XMLOptionsHandler::ReadVersion(const std::string& text) {
     const auto numbers = ReadVersionAttribute(text);
     if (!numbers) {
-        RefuseOptions("Invalid version attribute in VERSION tag of xml file: '" + text +
-                      "'.\nVersion attribute format should be <Major>.<Minor>.<BugFix>.<Patch>"
-                      "'\nWhere Major, Minor, BugFix and Patch are unsigned decimal values.");
+        RefuseOptions({"Invalid version attribute in VERSION tag of xml file: '", text,
+                       "'.\nVersion attribute format should be <Major>.<Minor>.<BugFix>.<Patch>"
+                       "'\nWhere Major, Minor, BugFix and Patch are unsigned decimal values."});
     }
     versionMajor = (*numbers)[0];
     versionMinor = (*numbers)[1];
@@ -87,15 +87,27 @@ void XMLOptionsHandler::characters(const XMLCh* text, XMLSize_t) {
     if (inRcvrName) {
         const std::string receiver = NarrowText(text);
         if (receiver != "SWO Trace") {
-            RefuseOptions("Invalid RCVRNAME tag value in xml file: '" + receiver + "'.");
+            RefuseOptions({"Invalid RCVRNAME tag value in xml file: '", receiver, "'."});
         }
     } else if (currentId < kOptionNone) {
         ReadOptionText(NarrowText(text));
     }
 }
 
+void XMLOptionsHandler::CountPiece() {
+    if (++pieces > kMaxPieces) RefuseOptions("Too many options in xml file.");
+}
+
+// A blank option has no ID and goes when the options are sorted. Only of the two options whose default value
+// can be empty is an element without text one with that value, because SaveOptions writes them so.
+void XMLOptionsHandler::TakeOptionWithoutText() {
+    CountPiece();
+    const bool canBeEmpty = currentId == kOptionFirmwareVersion || currentId == kOptionComPort;
+    if (canBeEmpty && !inVersion) current = ChannelOptions::WithEmptyValue(OptionTable()[currentId]);
+}
+
 void XMLOptionsHandler::ReadOptionText(const std::string& text) {
-    if (++textPieces > kMaxTextPieces) RefuseOptions("Too many options in xml file.");
+    CountPiece();
     // The last piece of an element's text wins: each one starts from the table's row again.
     current = ChannelOptions(OptionTable()[currentId]);
     current.value = text;
@@ -110,8 +122,7 @@ void XMLOptionsHandler::endElement(const XMLCh* elementName) {
         inRcvrName = false;
     } else {
         if (currentId < kOptionNone) {
-            // An option without text is one whose value is empty: SaveOptions writes it so.
-            if (current.id == kOptionNone) ReadOptionText({});
+            if (current.id == kOptionNone) TakeOptionWithoutText();
             KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: adding option to list %s.", kOptionsModuleTag,
                                   current.label.c_str());
             options.push_back(current);

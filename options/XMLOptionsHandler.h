@@ -16,12 +16,12 @@ std::string NarrowText(const XMLCh* text);
 /// Collects the options of one options file while the SAX parser reads it. One object per file. The handler
 /// throws cPelkitError out of the parser; the reader replaces these texts by its own, they show in the log.
 ///
-/// Bounds, so that a hostile file ends soon: elements nest at most kMaxDepth deep, and at most kMaxTextPieces
-/// pieces of text are taken for options (each of them may run the COM port discovery).
+/// Bounds, so that a hostile file ends soon: elements nest at most kMaxDepth deep, and at most kMaxPieces
+/// pieces of text (each of them may run the COM port discovery) and options without text are taken.
 class XMLOptionsHandler : public xercesc::HandlerBase {
   public:
     static constexpr uint32_t kMaxDepth = 100;
-    static constexpr uint32_t kMaxTextPieces = 1000;
+    static constexpr uint32_t kMaxPieces = 1000;
 
     // This class's own virtual operations, in the order of their slots.
 
@@ -46,7 +46,9 @@ class XMLOptionsHandler : public xercesc::HandlerBase {
   private:
     void StartVersion(xercesc::AttributeList& attributes);
     void ReadVersion(const std::string& text);
+    void CountPiece();
     void ReadOptionText(const std::string& text);
+    void TakeOptionWithoutText();
 
     OptionList options;                ///< parsed so far
     uint32_t currentId = kOptionNone;  ///< option element being read
@@ -60,8 +62,8 @@ class XMLOptionsHandler : public xercesc::HandlerBase {
     bool versionFound = false;
     bool rcvrNameFound = false;
 
-    uint32_t depth = 0;       ///< elements open
-    uint32_t textPieces = 0;  ///< pieces of text taken for options
+    uint32_t depth = 0;   ///< elements open
+    uint32_t pieces = 0;  ///< pieces of text taken for options, and options without text
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -22,7 +22,8 @@ struct OptionDescriptor {
     uint32_t probeKind;  ///< filter of the COM port discovery; written by ChannelOptionsHandler::GetOptions
 };
 
-/// The process-wide table: rows 0 to 7 and the terminator, row 8. Unlocked.
+/// The process-wide table: rows 0 to 7 and the terminator, row 8. Has no lock of its own: see
+/// ChannelOptionsHandler.
 OptionDescriptor* OptionTable();
 inline constexpr uint32_t kOptionRows = 9;
 

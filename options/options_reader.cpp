@@ -6,19 +6,20 @@
 #include <xercesc/util/XMLException.hpp>
 
 #include <cstdio>
-#include <memory>
 
 #include "options/XMLOptionsHandler.h"
 #include "options/guarded_parser.h"
 #include "options/module_log.h"
 #include "options/parser_memory.h"
-#include "source_utilities/file_system.h"
+#include "source_utilities/file_stream.h"
 #include "source_utilities/log_call.h"
+#include "source_utilities/visible_text.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
+constexpr char kUndefinedException[] = "Undefined exception occurred while parsing emulation setup file";
 constexpr char kNoReceiverName[] =
     "RCVRNAME xml tag not found in this xml file.\n"
     "If this file was created with Trace V1.0, then please recreate\n"
@@ -36,7 +37,7 @@ class XmlLibrary {
         try {
             xercesc::XMLPlatformUtils::Initialize();
         } catch (const xercesc::XMLException& error) {
-            RefuseOptions("error during XML initialization" + NarrowText(error.getMessage()));
+            RefuseOptions({"error during XML initialization", NarrowText(error.getMessage())});
         }
     }
     ~XmlLibrary() { xercesc::XMLPlatformUtils::Terminate(); }
@@ -68,7 +69,7 @@ ParseResult Parse(const std::string& text, XMLOptionsHandler& handler) {
     } catch (const xercesc::SAXParseException& error) {
         KORR_PLIM::LogError("%s: line %llu: %.500s", kOptionsModuleTag,
                             static_cast<unsigned long long>(error.getLineNumber()),
-                            NarrowText(error.getMessage()).c_str());
+                            KORR_PLIM::Visible(NarrowText(error.getMessage())).Text());
         result.end = ParseEnd::kOtherException;
     } catch (...) {
         result.end = ParseEnd::kOtherException;
@@ -76,32 +77,28 @@ ParseResult Parse(const std::string& text, XMLOptionsHandler& handler) {
     return result;
 }
 
-ParseResult ParseWithLibrary(const std::string* text, XMLOptionsHandler& handler) {
+ParseResult ParseWithLibrary(const std::string& text, XMLOptionsHandler& handler) {
     const XmlLibrary library;
-    if (text == nullptr) return {ParseEnd::kOtherException, {}, 0};
-    return Parse(*text, handler);
+    return Parse(text, handler);
 }
 
 /// Throws for every result but a complete one.
 void CheckResult(const ParseResult& result, const std::string& fileName) {
     if (result.end == ParseEnd::kXmlException) {
-        RefuseOptions("eerror during XML parsing" + result.message);
+        RefuseOptions({"eerror during XML parsing", result.message});
     }
     if (result.end == ParseEnd::kOtherException) {
-        RefuseOptions("Undefined exception occurred while parsing emulation setup file");
+        RefuseOptions(kUndefinedException);
     }
     if (result.errorCount != 0) {
-        RefuseOptions("Recoverable errors were detected while parsing " + fileName,
+        RefuseOptions({"Recoverable errors were detected while parsing ", fileName},
                       cPelkitErrorIF::eSEVERITY_WARNING);
     }
 }
 
-/// \return false when the file cannot be read or is too long
-bool LoadFile(const std::string& fileName, std::string& text) {
-    const auto close = [](std::FILE* stream) { std::fclose(stream); };
-    const std::unique_ptr<std::FILE, decltype(close)> stream(
-        KORR_PLIM::platform::OpenShared(fileName.c_str(), "rb"), close);
-    if (!stream) return false;
+bool Load(const std::string& fileName, std::string& text) {
+    const KORR_PLIM::FileStream stream = KORR_PLIM::OpenStream(fileName.c_str(), "rb");
+    if (stream == nullptr) return false;
     text.resize(kMaxOptionsFileBytes + 1);
     text.resize(std::fread(text.data(), 1, text.size(), stream.get()));
     return std::ferror(stream.get()) == 0 && text.size() <= kMaxOptionsFileBytes;
@@ -109,7 +106,7 @@ bool LoadFile(const std::string& fileName, std::string& text) {
 
 }  // namespace
 
-OptionList ReadOptionsText(const std::string* text, const std::string& fileName) {
+OptionList ReadOptionsText(const std::string& text, const std::string& fileName) {
     XMLOptionsHandler handler;
     CheckResult(ParseWithLibrary(text, handler), fileName);
     if (!handler.VersionFound() || !handler.RcvrNameFound()) RefuseOptions(kNoReceiverName);
@@ -120,13 +117,17 @@ OptionList ReadOptionsText(const std::string* text, const std::string& fileName)
     return options;
 }
 
-OptionList ReadOptionsFile(const std::string& fileName) {
+std::optional<std::string> LoadOptionsFile(const std::string& fileName) {
     std::string text;
-    const bool loaded = LoadFile(fileName, text);
-    if (!loaded) {
-        KORR_PLIM::LogError("%s: %.500s cannot be read or is too long.", kOptionsModuleTag, fileName.c_str());
-    }
-    return ReadOptionsText(loaded ? &text : nullptr, fileName);
+    if (Load(fileName, text)) return text;
+    KORR_PLIM::LogError("%s: %.500s cannot be read or is too long.", kOptionsModuleTag,
+                        KORR_PLIM::Visible(fileName).Text());
+    return std::nullopt;
+}
+
+void RefuseUnreadableOptions() {
+    { const XmlLibrary library; }  // whose own failure comes first
+    RefuseOptions(kUndefinedException);
 }
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "options/ChannelOptions.h"
@@ -10,26 +11,30 @@ namespace Korr::Plim::Trace::Tarnel {
 /// An options file longer than this is refused: the files that are written here have some 500 bytes.
 inline constexpr std::size_t kMaxOptionsFileBytes = 1'048'576;
 
-/// Reads an options file with the XML library, which is initialised and terminated around the reading (not
-/// thread-safe, like the option table). The options come back in ID order; those that the file does not
-/// name are missing.
+/// References to a document's own entities; "&amp;" and its like are not counted.
+inline constexpr std::size_t kMaxEntityExpansions = 32;
+
+/// The bytes of an options file; nothing, with a line in the log, for one that cannot be read or is longer
+/// than kMaxOptionsFileBytes. Waits as long as the file system does. Any thread.
+/// \param fileName in the encoding of the platform's narrow file names, never an address
+std::optional<std::string> LoadOptionsFile(const std::string& fileName);
+
+/// Reads the text of an options file with the XML library, which is initialised and terminated around the
+/// reading. The options come back in ID order; those that the file does not name are missing. One thread at a
+/// time: the option table and the library's initialisation are the process's.
 ///
-/// The file need not be trusted. Nothing but the file itself is opened: a name is a file name, never an
-/// address, and a file that asks for an external entity or document type is refused as if that could not be
-/// opened. Also refused, with the text for a file that cannot be parsed: more than kMaxOptionsFileBytes,
-/// nesting and options beyond the bounds of XMLOptionsHandler, more than kMaxEntityExpansions entity
+/// The text need not be trusted. Nothing else is opened: a text that asks for an external entity or document
+/// type is refused as if that could not be opened. Also refused, with the text for a file that cannot be
+/// parsed: nesting and options beyond the bounds of XMLOptionsHandler, more than kMaxEntityExpansions entity
 /// references, parameter entities, and attribute lists behind entity declarations (both can expand without
 /// end).
 ///
-/// \param fileName in the encoding of the platform's narrow file names, not empty
-/// \throws cPelkitError
-OptionList ReadOptionsFile(const std::string& fileName);
-
-/// The same for a text in memory. \param text the file's bytes, or null for a file that could not be read
 /// \param fileName for the message about recoverable errors
-OptionList ReadOptionsText(const std::string* text, const std::string& fileName);
+/// \throws cPelkitError
+OptionList ReadOptionsText(const std::string& text, const std::string& fileName);
 
-/// References to a document's own entities; "&amp;" and its like are not counted.
-inline constexpr std::size_t kMaxEntityExpansions = 32;
+/// Refuses a file that LoadOptionsFile could not give, as the parser refuses one that it cannot open. One
+/// thread at a time, like ReadOptionsText. \throws cPelkitError always
+[[noreturn]] void RefuseUnreadableOptions();
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -1,9 +1,9 @@
 #include "receiver/setup_adapter_access.h"
 
-#include "channel/file_stream.h"
 #include "host_api/entry_points.h"
 #include "receiver/host_library.h"
 #include "receiver/stream_input.h"
+#include "source_utilities/file_stream.h"
 #include "source_utilities/log_call.h"
 #include "source_utilities/visible_text.h"
 
@@ -84,7 +84,8 @@ void SetupAdapterAccess::AskForSetupFile(const std::string& cpuName, const Reade
         return;
     }
     std::string path;
-    const FileStream file = OpenStream(adapter->GetSetupFile(cpuName, path).c_str(), "rb");
+    const KORR_PLIM::FileStream file =
+        KORR_PLIM::OpenStream(adapter->GetSetupFile(cpuName, path).c_str(), "rb");
     StreamInput bytes(file.get());
     std::istream input(&bytes);
     reader(input);

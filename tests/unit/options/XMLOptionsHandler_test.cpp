@@ -111,8 +111,63 @@ TEST_F(XMLOptionsHandlerTest, TextInsideVersionIsIgnored) {
     Option(u"ENCTYPE", u"UART");
     Text(u"anything");
     End(u"VERSION");
-    // The element inside is an option without text.
-    EXPECT_EQ(Sorted(), "ENCTYPE=");
+    Option(u"ENCTYPE", u"Other");
+    EXPECT_EQ(Options().options.size(), 2u);
+    EXPECT_EQ(Sorted(), "ENCTYPE=Other") << "the element inside is an option without text";
+}
+
+TEST_F(XMLOptionsHandlerTest, OptionThatCanBeEmptyIsNoneInsideVersion) {
+    Start(u"VERSION", {{u"version", u"1.1.0.0"}});
+    Option(u"RCVRFWVER", u"fw 1.0.0.8");
+    Start(u"COMPORT");
+    End(u"COMPORT");
+    End(u"VERSION");
+    EXPECT_EQ(Sorted(), "");
+}
+
+TEST_F(XMLOptionsHandlerTest, VersionInsideOthersHidesTheirText) {
+    Start(u"RCVRNAME");
+    Start(u"VERSION", {{u"version", u"1.1.0.0"}});
+    Text(u"no receiver name");
+    End(u"VERSION");
+    EXPECT_EQ(Refusal([&] { Text(u"no receiver name"); }).error,
+              "Invalid RCVRNAME tag value in xml file: 'no receiver name'.");
+    End(u"RCVRNAME");
+    Start(u"ENCTYPE");
+    Start(u"VERSION", {{u"version", u"1.1.0.0"}});
+    Text(u"no encoding");
+    End(u"VERSION");
+    Text(u"UART");
+    End(u"ENCTYPE");
+    EXPECT_EQ(Sorted(), "ENCTYPE=UART");
+}
+
+TEST_F(XMLOptionsHandlerTest, ReceiverNameInsideAnOptionTakesItsText) {
+    Start(u"ENCTYPE");
+    Start(u"RCVRNAME");
+    Text(u"SWO Trace");
+    EXPECT_EQ(Refusal([&] { Text(u"UART"); }).error, "Invalid RCVRNAME tag value in xml file: 'UART'.");
+    End(u"RCVRNAME");
+    End(u"ENCTYPE");
+    EXPECT_EQ(Sorted(), "");
+}
+
+TEST_F(XMLOptionsHandlerTest, OptionInsideTheReceiverNameIsHeldToIt) {
+    Start(u"RCVRNAME");
+    Start(u"ENCTYPE");
+    EXPECT_EQ(Refusal([&] { Text(u"UART"); }).error, "Invalid RCVRNAME tag value in xml file: 'UART'.");
+    Text(u"SWO Trace");
+    End(u"ENCTYPE");
+    EXPECT_EQ(Sorted(), "");
+}
+
+TEST_F(XMLOptionsHandlerTest, ReceiverNameMustBeTheWholeText) {
+    for (const char16_t* text : {u"", u" SWO Trace", u"SWO Trace ", u"SWO Trac", u"SWO Traces", u"\n"}) {
+        Start(u"RCVRNAME");
+        EXPECT_EQ(Refusal([&] { Text(text); }).error,
+                  "Invalid RCVRNAME tag value in xml file: '" + NarrowText(text) + "'.");
+        End(u"RCVRNAME");
+    }
 }
 
 TEST_F(XMLOptionsHandlerTest, OtherReceiverNameIsRefused) {
@@ -169,18 +224,58 @@ TEST_F(XMLOptionsHandlerTest, EveryPieceOfComPortTextRunsTheDiscovery) {
     Text(u"2");
     End(u"COMPORT");
     EXPECT_EQ(PortDevicesScript().listings, 2u);
-    Option(u"ENCTYPE", u"UART");
-    EXPECT_EQ(PortDevicesScript().listings, 2u);
 }
 
-TEST_F(XMLOptionsHandlerTest, OptionWithoutTextHasTheEmptyValue) {
-    Start(u"ENCTYPE");
-    End(u"ENCTYPE");
+TEST_F(XMLOptionsHandlerTest, OptionWithoutTextIsBlankAndGoes) {
+    for (const char16_t* name :
+         {u"ENCTYPE", u"PRESCALAR", u"PRESCALARVAL", u"CLKFREQ", u"CLKFREQVAL", u"TSPRESCALAR"}) {
+        Start(name);
+        End(name);
+        const OptionList options = Options().options;
+        ASSERT_FALSE(options.empty());
+        EXPECT_EQ(options.back().id, kOptionNone);
+        EXPECT_EQ(options.back().key, "");
+    }
+    EXPECT_EQ(Options().options.size(), 6u);
+    EXPECT_EQ(Sorted(), "");
+}
+
+TEST_F(XMLOptionsHandlerTest, OptionsThatCanBeEmptyKeepTheEmptyValue) {
+    Start(u"COMPORT");
+    End(u"COMPORT");
+    Start(u"RCVRFWVER");
+    End(u"RCVRFWVER");
+    EXPECT_EQ(Sorted(), "RCVRFWVER=;COMPORT=");
+    const OptionList options = Options().options;
+    EXPECT_EQ(options[0].id, kOptionFirmwareVersion);
+    EXPECT_EQ(options[1].id, kOptionComPort);
+    EXPECT_EQ(options[1].label, "COM Port Number");
+}
+
+TEST_F(XMLOptionsHandlerTest, ComPortWithoutTextRunsNoDiscovery) {
+    PortDevicesScript().devices.push_back({"Brantor Serial Port (COM5)"});
+    Start(u"COMPORT");
+    End(u"COMPORT");
     const OptionList options = Options().options;
     ASSERT_EQ(options.size(), 1u);
-    EXPECT_EQ(options[0].id, kOptionEncoding);
-    EXPECT_EQ(options[0].key, "ENCTYPE");
-    EXPECT_EQ(Sorted(), "ENCTYPE=");
+    EXPECT_THAT(options[0].choices, testing::ElementsAre(""));
+    EXPECT_EQ(options[0].value, "");
+    EXPECT_EQ(PortDevicesScript().versionChecks, 0u);
+    EXPECT_EQ(PortDevicesScript().listings, 0u);
+}
+
+TEST_F(XMLOptionsHandlerTest, OnlyTextOfComPortRunsTheDiscovery) {
+    for (const char16_t* name : {u"RCVRFWVER", u"ENCTYPE", u"PRESCALAR", u"PRESCALARVAL", u"CLKFREQ",
+                                 u"CLKFREQVAL", u"TSPRESCALAR", u"CHANNEL-SETUP"}) {
+        Option(name, u"1");
+    }
+    EXPECT_EQ(PortDevicesScript().listings, 0u);
+    Start(u"COMPORT");
+    EXPECT_EQ(PortDevicesScript().listings, 0u);
+    Text(u"1");
+    EXPECT_EQ(PortDevicesScript().listings, 1u);
+    End(u"COMPORT");
+    EXPECT_EQ(PortDevicesScript().listings, 1u);
 }
 
 TEST_F(XMLOptionsHandlerTest, TextOutsideOptionsIsIgnored) {
@@ -246,7 +341,7 @@ TEST_F(XMLOptionsHandlerTest, ElementsSideBySideDoNotNest) {
 }
 
 TEST_F(XMLOptionsHandlerTest, TextsOfOptionsAreBounded) {
-    for (uint32_t i = 0; i < XMLOptionsHandler::kMaxTextPieces; ++i) Option(u"ENCTYPE", u"UART");
+    for (uint32_t i = 0; i < XMLOptionsHandler::kMaxPieces; ++i) Option(u"ENCTYPE", u"UART");
     Start(u"ENCTYPE");
     EXPECT_EQ(Refusal([&] { Text(u"UART"); }).error, "Too many options in xml file.");
 }

@@ -307,7 +307,7 @@ TEST_F(HostileFiles, ManyUnknownElementsAreRead) {
 }
 
 TEST_F(HostileFiles, ManyOptionsWithTextAreRefused) {
-    const uint32_t most = XMLOptionsHandler::kMaxTextPieces;
+    const uint32_t most = XMLOptionsHandler::kMaxPieces;
     EXPECT_EQ(ReadText(FileWith(Times(most, "<COMPORT>1</COMPORT>"))).options.size(), most);
     EXPECT_EQ(PortDevicesScript().listings, most);
     ExpectUndefined(ReadText(FileWith(Times(most + 1, "<COMPORT>1</COMPORT>"))));
@@ -315,8 +315,11 @@ TEST_F(HostileFiles, ManyOptionsWithTextAreRefused) {
 }
 
 TEST_F(HostileFiles, ManyOptionsWithoutTextAreRefused) {
-    const uint32_t most = XMLOptionsHandler::kMaxTextPieces;
-    EXPECT_EQ(ReadText(FileWith(Times(most, "<ENCTYPE/>"))).options.size(), most);
+    const uint32_t most = XMLOptionsHandler::kMaxPieces;
+    EXPECT_EQ(ReadText(FileWith(Times(most, "<COMPORT/>"))).options.size(), most);
+    EXPECT_EQ(PortDevicesScript().listings, 0u);
+    ExpectUndefined(ReadText(FileWith(Times(most + 1, "<COMPORT/>"))));
+    EXPECT_EQ(ReadText(FileWith(Times(most, "<ENCTYPE/>"))).Text(), "");
     ExpectUndefined(ReadText(FileWith(Times(most + 1, "<ENCTYPE/>"))));
 }
 

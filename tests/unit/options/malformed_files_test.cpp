@@ -160,11 +160,11 @@ TEST_F(MalformedFiles, WrongNesting) {
         {Around("<X><ENCTYPE>UART</ENCTYPE></X>"), "ENCTYPE=UART"},
         {Around("<ENCTYPE><X/>UART</ENCTYPE>"), ""},
         {Around("<ENCTYPE>UART<X/></ENCTYPE>"), ""},
-        {"<VERSION version='1.1.0.0'><RCVRNAME/><ENCTYPE>UART</ENCTYPE></VERSION>", "ENCTYPE="},
+        {"<VERSION version='1.1.0.0'><RCVRNAME/><ENCTYPE>UART</ENCTYPE></VERSION>", ""},
         {"<ENCTYPE><VERSION version='1.1.0.0'/><RCVRNAME/>UART</ENCTYPE>", "ENCTYPE=UART"},
         {"<RCVRNAME><VERSION version='1.1.0.0'/></RCVRNAME>", ""},
         {"<RCVRNAME><VERSION version='1.1.0.0'/><ENCTYPE>UART</ENCTYPE></RCVRNAME>", kUndefined},
-        {"<RCVRNAME><VERSION version='1.1.0.0'/><ENCTYPE>SWO Trace</ENCTYPE></RCVRNAME>", "ENCTYPE="},
+        {"<RCVRNAME><VERSION version='1.1.0.0'/><ENCTYPE>SWO Trace</ENCTYPE></RCVRNAME>", ""},
         {"<RCVRNAME>\n<VERSION version='1.1.0.0'/></RCVRNAME>", kUndefined},
     });
 }
@@ -290,12 +290,15 @@ TEST_F(MalformedFiles, DuplicatesAndUnknownElements) {
         {Around("<enctype>x</enctype>"), ""},
         {Around("<ENCTYPES>x</ENCTYPES>"), ""},
         {Around("<CHANNEL-SETUP>x</CHANNEL-SETUP>"), ""},
-        {Around("<ENCTYPE/>"), "ENCTYPE="},
-        {Around("<ENCTYPE></ENCTYPE>"), "ENCTYPE="},
+        {Around("<ENCTYPE/>"), ""},
+        {Around("<COMPORT/><RCVRFWVER/>"), "RCVRFWVER=;COMPORT="},
+        {Around("<X><COMPORT/><ENCTYPE/></X>"), "COMPORT="},
+        {Around("<ENCTYPE></ENCTYPE>"), ""},
+        {Around("<COMPORT></COMPORT>"), "COMPORT="},
         {Around("<ENCTYPE> </ENCTYPE>"), "ENCTYPE= "},
         {Around("<ENCTYPE>\n</ENCTYPE>"), "ENCTYPE=\n"},
         {Around("<ENCTYPE>\r\n</ENCTYPE>"), "ENCTYPE=\n"},
-        {Around("<ENCTYPE/><ENCTYPE>UART</ENCTYPE>"), "ENCTYPE=;ENCTYPE=UART"},
+        {Around("<ENCTYPE/><ENCTYPE>UART</ENCTYPE>"), "ENCTYPE=UART"},
     });
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "options/ChannelOptionsHandler.h"
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/process.h"
 #include "source_utilities/uLogManager.h"
@@ -64,9 +65,10 @@ TEST_F(OptionsLog, EveryOptionAndTheEndAreTold) {
                                      "M Tarnel_XmlOptions: returning parsed otions."));
 }
 
-TEST_F(OptionsLog, OptionWithoutTextIsToldLikeOthers) {
-    ReadText(FileWith("<ENCTYPE></ENCTYPE>"));
-    EXPECT_THAT(Lines(), ElementsAre("M Tarnel_XmlOptions: adding option to list Encoding Type.",
+TEST_F(OptionsLog, OptionWithoutTextIsToldWithItsLabelAndABlankOneWithNone) {
+    ReadText(FileWith("<COMPORT></COMPORT><ENCTYPE></ENCTYPE>"));
+    EXPECT_THAT(Lines(), ElementsAre("M Tarnel_XmlOptions: adding option to list COM Port Number.",
+                                     "M Tarnel_XmlOptions: adding option to list .",
                                      "M Tarnel_XmlOptions: returning parsed otions."));
 }
 
@@ -108,6 +110,53 @@ TEST_F(OptionsLog, LongReasonIsCut) {
     const auto lines = Lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].size(), std::string("E Tarnel_XmlOptions: ").size() + 500);
+}
+
+TEST_F(OptionsLog, RefusalsOfSavingAreTold) {
+    ChannelOptionsHandler handler;
+    OptionList options;
+    handler.GetOptions(options, "", 2);
+    AnswerOf([&](OptionList&) { handler.SaveOptions({}, "options.xml"); });
+    AnswerOf([&](OptionList&) { handler.SaveOptions(options, ""); });
+    AnswerOf([&](OptionList&) { handler.SaveOptions(options, testing::TempDir() + "no such folder/o.xml"); });
+    EXPECT_THAT(Lines(), ElementsAre("E Tarnel_XmlOptions: Invalid options to save.",
+                                     "E Tarnel_XmlOptions: No XML file specified to save options.",
+                                     "E Tarnel_XmlOptions: Cannot open file for writing."));
+}
+
+TEST_F(OptionsLog, NoValueOfAFileBeginsALineOfItsOwn) {
+    const std::string undefined = std::string("E Tarnel_XmlOptions: ") + kUndefinedException;
+    EXPECT_EQ(ReadText("<r><VERSION version='1&#10;forged'/></r>").error, kUndefinedException);
+    EXPECT_THAT(Lines(),
+                ElementsAre("E Tarnel_XmlOptions: Invalid version attribute in VERSION tag of xml "
+                            "file: '1\\nforged'.",
+                            "Version attribute format should be <Major>.<Minor>.<BugFix>.<Patch>'",
+                            "Where Major, Minor, BugFix and Patch are unsigned decimal values.", undefined));
+    SetUp();
+    ReadText("<r><RCVRNAME>a&#10;&#13;\tforged</RCVRNAME></r>");
+    // The parser hands over a character reference as a text of its own.
+    EXPECT_THAT(Lines(),
+                ElementsAre("E Tarnel_XmlOptions: Invalid RCVRNAME tag value in xml file: 'a'.", undefined));
+    SetUp();
+    ReadText("<r><RCVRNAME>a\n\tforged</RCVRNAME></r>");
+    EXPECT_THAT(Lines(),
+                ElementsAre("E Tarnel_XmlOptions: Invalid RCVRNAME tag value in xml file: 'a\\n\\tforged'.",
+                            undefined));
+    SetUp();
+    ReadFile("no\nsuch\nfile.xml");
+    EXPECT_THAT(
+        Lines(),
+        ElementsAre("E Tarnel_XmlOptions: no\\nsuch\\nfile.xml cannot be read or is too long.", undefined));
+}
+
+TEST_F(OptionsLog, MessageOfSeveralLinesKeepsThem) {
+    ReadText("<r/>");
+    EXPECT_THAT(Lines(), ElementsAre("E Tarnel_XmlOptions: RCVRNAME xml tag not found in this xml file.",
+                                     "If this file was created with Trace V1.0, then please recreate",
+                                     "the file using Trace V1.1 software by setting the same options",
+                                     "and saving to the same file name.",
+                                     "It is also possible this file is corrupted. Saving the file again",
+                                     "as desribed above will resolve this problem."));
 }
 
 }  // namespace

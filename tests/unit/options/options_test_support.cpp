@@ -35,7 +35,7 @@ Answer AnswerOf(const std::function<void(OptionList&)>& operation) {
 }
 
 Answer ReadText(const std::string& text) {
-    return AnswerOf([&](OptionList& out) { out = ReadOptionsText(&text, "memory"); });
+    return AnswerOf([&](OptionList& out) { out = ReadOptionsText(text, "memory"); });
 }
 
 Answer ReadFile(const std::string& fileName) {

@@ -7,11 +7,17 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/RuntimeException.hpp>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <future>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "options/ChannelOptionsHandler.h"
 #include "options/XMLOptionsHandler.h"
@@ -46,7 +52,9 @@ struct LibraryScript {
     long liveBeforeTermination = 0;
     std::string message;
     CountingMemory memory;
-    bool failStreams = false;  ///< of the C library, from their opening on
+    bool failStreams = false;            ///< of the C library, from their opening on
+    std::function<void()> whileReading;  ///< called by every read of a file
+    std::function<void()> whileParsing;
 };
 LibraryScript script;
 
@@ -87,6 +95,7 @@ void WrapTerminate() {
 }
 
 void WrapParse(xercesc::SAXParser* parser, const xercesc::InputSource& source) {
+    if (script.whileParsing) script.whileParsing();
     RealParse(parser, source);
     if (script.failParsing) FailInLibrary();
     if (script.throwOther) throw 7;
@@ -97,6 +106,7 @@ int WrapErrorCount(const xercesc::SAXParser* parser) { return RealErrorCount(par
 extern "C" {
 std::size_t __real_fread(void*, std::size_t, std::size_t, std::FILE*);
 std::size_t __wrap_fread(void* data, std::size_t size, std::size_t count, std::FILE* stream) {
+    if (script.whileReading) script.whileReading();
     return script.failStreams ? count / 2 : __real_fread(data, size, count, stream);
 }
 int __real_ferror(std::FILE*);
@@ -126,6 +136,8 @@ class XmlLibraryTest : public testing::Test {
         script.throwOther = false;
         script.errorCount = 0;
         script.failStreams = false;
+        script.whileReading = nullptr;
+        script.whileParsing = nullptr;
         script.message.clear();
     }
     void TearDown() override {
@@ -299,6 +311,57 @@ TEST_F(XmlLibraryTest, UseByOthersInTheProcessSurvivesARead) {
     ReadText("<r>");
     EXPECT_NE(xercesc::XMLPlatformUtils::fgMemoryManager, nullptr);
     xercesc::XMLPlatformUtils::Terminate();
+}
+
+TEST_F(XmlLibraryTest, FileThatHangsHoldsUpNobodyElse) {
+    const TemporaryFile hanging(good);
+    const TemporaryFile other(good);
+    std::promise<void> reached;
+    std::promise<void> release;
+    std::atomic<bool> hangs{true};
+    script.whileReading = [&] {
+        if (!hangs.exchange(false)) return;
+        reached.set_value();
+        release.get_future().wait();
+    };
+    auto held = std::async(std::launch::async, [&] { return ReadFile(hanging.Name()).Text(); });
+    reached.get_future().wait();
+    auto free = std::async(std::launch::async, [&] {
+        OptionList defaults;
+        ChannelOptionsHandler().GetOptions(defaults, "", 2);
+        return ReadFile(other.Name()).Text();
+    });
+    const bool inTime = free.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    EXPECT_TRUE(inTime) << "waits for the other file";
+    release.set_value();
+    EXPECT_EQ(free.get(), "ENCTYPE=UART");
+    EXPECT_EQ(held.get(), "ENCTYPE=UART");
+}
+
+TEST_F(XmlLibraryTest, ReadersTakeTurnsWithTheTableAndTheLibrary) {
+    std::atomic<int> inside{0};
+    std::atomic<int> most{0};
+    script.whileParsing = [&] {
+        const int now = ++inside;
+        if (now > most) most = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        --inside;
+    };
+    const TemporaryFile file(FileWith("<ENCTYPE>UART</ENCTYPE>"));
+    std::vector<std::future<bool>> readers;
+    for (uint32_t kind = 0; kind < 4; ++kind) {
+        readers.push_back(std::async(std::launch::async, [&file, kind] {
+            bool own = true;
+            for (int turn = 0; turn < 20; ++turn) {
+                OptionList options;
+                ChannelOptionsHandler().GetOptions(options, turn % 2 == 0 ? file.Name() : "", kind);
+                for (const ChannelOptions& option : options) own = own && option.probeKind == kind;
+            }
+            return own;
+        }));
+    }
+    for (std::future<bool>& reader : readers) EXPECT_TRUE(reader.get()) << "an option of another probe kind";
+    EXPECT_EQ(most, 1);
 }
 
 }  // namespace

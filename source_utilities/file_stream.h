@@ -5,7 +5,7 @@
 
 #include "source_utilities/file_system.h"
 
-namespace Korr::Plim::Trace::Tarnel {
+namespace KORR_PLIM {
 
 struct StreamCloser {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
@@ -16,7 +16,7 @@ using FileStream = std::unique_ptr<std::FILE, StreamCloser>;
 
 /// Opens a file, shared with other readers and writers. \return null on failure, errno says why
 inline FileStream OpenStream(const char* name, const char* mode) {
-    return FileStream(KORR_PLIM::platform::OpenShared(name, mode));
+    return FileStream(platform::OpenShared(name, mode));
 }
 
-}  // namespace Korr::Plim::Trace::Tarnel
+}  // namespace KORR_PLIM
