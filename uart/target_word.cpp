@@ -1,14 +1,13 @@
 #include "uart/target_word.h"
 
-#include "host_api/cPelkitError.h"
+#include "host_api/throw_error.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
 void ThrowClockError() {
-    throw cPelkitError(
+    ThrowError(
         "Could not determine the System clock frequency automatically. Please set it manually in the "
-        "receiver properties.",
-        cPelkitErrorIF::eSEVERITY_ERROR);
+        "receiver properties.");
 }
 
 TargetWord::TargetWord(MemoryAccessor* memory, uint32_t address) {
