@@ -11,6 +11,7 @@ void AddRecordCommand(CLI::App& program, int& status);
 void AddPortsCommand(CLI::App& program, int& status);
 void AddOptionsCommand(CLI::App& program, int& status);
 void AddInfoCommand(CLI::App& program, int& status);
+void AddDoctorCommand(CLI::App& program, int& status);
 /// "help" and "version". \param program must outlive the parsing
 void AddAboutCommands(CLI::App& program, int& status);
 void AddDecodeCommand(CLI::App& program, int& status);

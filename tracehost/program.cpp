@@ -89,6 +89,7 @@ int RunProgram(int argc, char** argv) {
     AddDecodeCommand(program, status);
     AddReportCommand(program, status);
     AddScriptCommand(program, status);
+    AddDoctorCommand(program, status);
     AddAboutCommands(program, status);
     if (argc < 2) throw UsageError("a command is missing: see \"tracehost --help\"");
     const std::vector<std::string> words = TranslateHelp({argv + 1, argv + argc});

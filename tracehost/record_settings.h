@@ -1,6 +1,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "tracehost/record_request.h"
