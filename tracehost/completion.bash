@@ -1,36 +1,32 @@
 # Bash completion of tracehost: source this file, or put it into /usr/share/bash-completion/completions/tracehost.
+# Commands, options and their words are taken from tracehost's own help.
 _tracehost() {
-    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} words=
+    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} help type words
     COMPREPLY=()
-    case $previous in
-        --format) words="tdf raw" ;;
-        --timestamp-prescale) words="1 4 16 64" ;;
-        --clock | --prescaler) words="auto" ;;
-        --port | --firmware | --seconds | --bytes | --cpu) return ;;
-        --board | --options | --output | --plugin)
-            mapfile -t COMPREPLY < <(compgen -f -- "$word")
-            return
-            ;;
-    esac
-    if [[ -z $words ]]; then
-        if ((COMP_CWORD == 1)); then
-            words="record ports options info script --help --version"
-        else
-            case ${COMP_WORDS[1]} in
-                record)
-                    words="--board --cpu --options --port --clock --prescaler --timestamp-prescale --firmware --seconds
-                        --bytes --output --format --demo --plugin --help"
-                    ;;
-                options) words="--output --plugin --help" ;;
-                ports) words="--plugin --help" ;;
-                script) words="--board --plugin --help" ;;
-                info) words="--plugin --help" ;;
-            esac
-            if [[ $word != -* && ${COMP_WORDS[1]} =~ ^(info|script)$ ]]; then
-                mapfile -t COMPREPLY < <(compgen -f -- "$word")
-                return
-            fi
-        fi
+    if ((COMP_CWORD == 1)); then
+        help=$("${COMP_WORDS[0]}" --help 2>/dev/null)
+        words=$(sed -n -e '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' -e 's/^  \(-.,\)\{0,1\}\(--[a-z-]*\).*/\2/p' <<<"$help")
+        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+        return
+    fi
+    help=$("${COMP_WORDS[0]}" "${COMP_WORDS[1]}" --help 2>/dev/null)
+    if [[ $previous == --* ]]; then
+        type=$(sed -n "s/^  $previous \([^ ]\{1,\}\).*/\1/p" <<<"$help")
+        case $type in
+            *"|"*) mapfile -t COMPREPLY < <(compgen -W "$(tr '|' '\n' <<<"$type" | grep -v '^[A-Z]*$')" -- "$word") ;;
+            FILE* | PATH* | TEXT*) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+        esac
+        [[ -z $type ]] || return
+    fi
+    if [[ $word != -* && $help == *$'\n'"  FILE "* ]]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        return
+    fi
+    if [[ ${COMP_WORDS[1]} == help ]]; then
+        help=$("${COMP_WORDS[0]}" --help 2>/dev/null)
+        words=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' <<<"$help")
+    else
+        words=$(sed -n 's/^  \(-.,\)\{0,1\}\(--[a-z-]*\).*/\2/p' <<<"$help")
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
 }

@@ -14,7 +14,8 @@
 namespace Korr::Plim::Trace::Tracehost {
 
 void AddPluginOption(CLI::App& command, std::string& plugin) {
-    command.add_option("--plugin", plugin, "Plug-in to load (default: the one beside tracehost)");
+    command.add_option("--plugin", plugin, "Plug-in to load (default: the one beside tracehost)")
+        ->type_name("PATH");
 }
 
 namespace {

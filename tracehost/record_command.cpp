@@ -53,10 +53,13 @@ int Run(const RecordRequest& request) {
 void AddRecordCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<RecordRequest>();
     CLI::App* const command = program.add_subcommand("record", "Record the SWO trace of one CPU into a file");
-    command->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD)");
-    command->add_option("--cpu", request->cpu, "Name of the CPU")->capture_default_str();
-    command->add_option("--options", request->options,
-                        "Options file (see \"tracehost options\") instead of the next five");
+    command->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD)")
+        ->type_name("FILE");
+    command->add_option("--cpu", request->cpu, "Name of the CPU")->type_name("NAME")->capture_default_str();
+    command
+        ->add_option("--options", request->options,
+                     "Options file (see \"tracehost options\") instead of the next five")
+        ->type_name("FILE");
     const auto settings = AddSettings(*command, *request);
     command->add_flag("--demo", request->demo, "Record a simulated board and signal");
     AddNumber(*command, kSeconds, "Stop after this time",

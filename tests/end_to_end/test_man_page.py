@@ -1,0 +1,128 @@
+"""The man page and the completion say what the help says, no more and no less."""
+import os
+import re
+import subprocess
+import unittest
+
+from hosting import BIN, HostTest, ON_WINE, main
+
+SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+EVERYWHERE = ("--help", "--plugin")  # told once, for all commands
+
+
+def commands_of(help_text):
+    return re.findall(r"^  ([a-z]+) ", help_text.split("\nSubcommands:\n")[1].split("\n\n")[0], re.MULTILINE)
+
+
+def options_of(help_text):
+    """Option to what it takes, as help shows it; empty for a flag."""
+    lines = re.findall(r"^  (?:-\w,)?(--[a-z-]+)(?: ([^ \n]+))?", help_text, re.MULTILINE)
+    return {name: kind.split("=")[0] for name, kind in lines}
+
+
+def sections_of(page):
+    parts = re.split(r"^\.SH (.*)\n", page, flags=re.MULTILINE)
+    return dict(zip(parts[1::2], parts[2::2]))
+
+
+def options_in(section):
+    """Option to what it takes, as a section's list shows it."""
+    heads = re.findall(r"^\.T[PQ]\n\.(?:B|BI) (.*)$", section.replace("\\-", "-"), re.MULTILINE)
+    pairs = (re.match(r'(--[a-z-]+)(?: " ([^"]*)")?$', head) for head in heads)
+    return {pair.group(1): pair.group(2) or "" for pair in pairs if pair}
+
+
+class ManPage(HostTest):
+    @classmethod
+    def setUpClass(cls):
+        with open(os.path.join(SOURCES, "docs", "tracehost.1")) as page:
+            cls.page = page.read()
+        cls.sections = sections_of(cls.page)
+
+    def help(self, *command):
+        result = self.run_host(*command, "--help")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return result.stdout
+
+    def test_every_command_has_a_section_and_a_line_of_the_synopsis_and_no_other_has(self):
+        commands = commands_of(self.help())
+        self.assertGreaterEqual(len(commands), 8)
+        synopsis = re.findall(r"^\.B tracehost ([a-z]+)$", self.sections["SYNOPSIS"], re.MULTILINE)
+        self.assertEqual(sorted(synopsis), sorted(commands))
+        others = {"NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "FILES", "ENVIRONMENT", "EXAMPLES"}
+        self.assertEqual(set(self.sections) - others, {command.upper() for command in commands})
+        self.assertEqual(others - set(self.sections), set())
+
+    def test_every_option_stands_in_its_commands_section_with_what_it_takes_and_no_other_does(self):
+        for command in commands_of(self.help()):
+            with self.subTest(command):
+                shown = options_of(self.help(command))
+                for option in EVERYWHERE:
+                    shown.pop(option, None)
+                told = options_in(self.sections[command.upper()])
+                self.assertEqual(sorted(told), sorted(shown))
+                for option, kind in shown.items():
+                    self.assertEqual(bool(told[option]), bool(kind), option)
+                    if kind != "TEXT":
+                        self.assertEqual(told[option], kind, option)
+
+    def test_the_page_has_no_faults_of_form(self):
+        try:
+            result = subprocess.run(["man", "--warnings", "-l", os.path.join(SOURCES, "docs", "tracehost.1")],
+                                    env=dict(os.environ, MANWIDTH="80", LC_ALL="C.UTF-8"), capture_output=True, text=True,
+                                    timeout=60, check=False)
+        except FileNotFoundError:
+            self.skipTest("man is not installed")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("EXIT STATUS", result.stdout)
+
+    def test_every_variable_that_doctor_lists_is_told(self):
+        for variable in ("TRACEHOST_BOARD", "KORR_TRACE_LOGGING", "KORR_TRACE_COM", "USERPROFILE", "HOME"):
+            self.assertIn(variable, self.sections["ENVIRONMENT"])
+
+    def test_examples_are_commands_that_parse(self):
+        """Up to what they need: no example is refused as wrong usage of the command line."""
+        lines = [line for line in self.sections["EXAMPLES"].splitlines() if line.startswith("tracehost ")]
+        self.assertGreaterEqual(len(lines), 5)
+        for line in lines:
+            words = line.split()[1:]
+            known = options_of(self.help(words[0]))
+            for word in words[1:]:
+                self.assertTrue(not word.startswith("--") or word in known, line)
+
+
+@unittest.skipIf(ON_WINE, "a shell of this system")
+class Completion(HostTest):
+    def complete(self, *words):
+        """What the completion offers for the last word."""
+        line = (f'source "{SOURCES}/tracehost/completion.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tracehost; '
+                'printf "%s\\n" "${COMPREPLY[@]}"')
+        result = subprocess.run(["bash", "-c", line, "bash", os.path.join(BIN, "tracehost"), *words], text=True,
+                                capture_output=True, timeout=60, cwd=self.folder, check=True)
+        self.assertEqual(result.stderr, "")
+        return result.stdout.split()
+
+    def test_offers_every_command_and_every_option(self):
+        text = self.run_host("--help").stdout
+        commands = commands_of(text)
+        self.assertEqual(sorted(self.complete("")), sorted([*commands, "--help", "--version"]))
+        self.assertEqual(sorted(self.complete("help", "")), sorted(commands))
+        for command in commands:
+            if command != "help":
+                with self.subTest(command):
+                    self.assertEqual(sorted(self.complete(command, "--")),
+                                     sorted(options_of(self.run_host(command, "--help").stdout)))
+
+    def test_offers_words_and_files_where_an_option_takes_them(self):
+        self.write("trace.tdf", "")
+        self.assertEqual(self.complete("record", "--format", ""), ["tdf", "raw"])
+        self.assertEqual(self.complete("record", "--clock", ""), ["auto"])
+        self.assertEqual(self.complete("record", "--timestamp-prescale", "1"), ["1", "16"])
+        self.assertEqual(self.complete("record", "--seconds", ""), [])
+        for words in (("info", "tr"), ("record", "--output", "tr"), ("script", "tr"), ("record", "--options", "tr")):
+            self.assertEqual(self.complete(*words), ["trace.tdf"], words)
+        self.assertEqual(self.complete("nonsense", ""), [])
+
+
+if __name__ == "__main__":
+    main()
