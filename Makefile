@@ -41,7 +41,7 @@ demo: packages-native ## record a simulated target through the Linux receiver
 	@simulator/demo/plugin_demo --build build/linux
 
 demo-windows: packages-all ## the same through the Windows receiver under Wine
-	@cmake/build-xerces-for-windows
+	@cmake/build-windows-libraries
 	@$(call build_preset,linux,products)
 	@$(call build_preset,windows,products)
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)

@@ -1,0 +1,79 @@
+// What the loader made of the plug-in, read from its own list of modules.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <winternl.h>
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+/// Flag of a module that is not told of threads.
+constexpr ULONG kNoThreadNotifications = 0x40000;
+
+class LoadedModule {
+  public:
+    explicit LoadedModule(const char* name) : module(LoadLibraryA(name)) {
+        EXPECT_NE(module, nullptr) << name << ": error " << GetLastError();
+    }
+    ~LoadedModule() {
+        if (module != nullptr) FreeLibrary(module);
+    }
+    LoadedModule(const LoadedModule&) = delete;
+    LoadedModule& operator=(const LoadedModule&) = delete;
+
+    ULONG Flags() const {
+        const LIST_ENTRY& list = NtCurrentTeb()->Peb->LdrData->InLoadOrderModuleList;
+        for (const LIST_ENTRY* entry = list.Flink; entry != &list; entry = entry->Flink) {
+            const auto* const found = CONTAINING_RECORD(entry, LDR_DATA_TABLE_ENTRY, InLoadOrderLinks);
+            if (found->DllBase == module) return found->Flags;
+        }
+        ADD_FAILURE() << "not in the loader's list";
+        return 0;
+    }
+
+    /// The stack cookie that the module has now.
+    std::uint64_t StackCookie() const {
+        const auto base = reinterpret_cast<std::uintptr_t>(module);
+        const auto& headers = *reinterpret_cast<const IMAGE_NT_HEADERS64*>(
+            base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+        const DWORD configuration =
+            headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_LOAD_CONFIG].VirtualAddress;
+        constexpr std::size_t kCookieOffset = 88;
+        std::uint64_t address = 0;
+        std::memcpy(&address, reinterpret_cast<const char*>(base + configuration + kCookieOffset),
+                    sizeof address);
+        std::uint64_t cookie = 0;
+        std::memcpy(&cookie, reinterpret_cast<const void*>(address), sizeof cookie);
+        return cookie;
+    }
+
+    template <typename Function>
+    Function Find(const char* name) const {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+    }
+
+  private:
+    HMODULE module;
+};
+
+TEST(LoadedModule, PluginIsNotToldOfThreads) {
+    EXPECT_NE(LoadedModule("Tarnel.dll").Flags() & kNoThreadNotifications, 0U);
+    EXPECT_EQ(LoadedModule("tarnel_test_good.dll").Flags() & kNoThreadNotifications, 0U);
+}
+
+// Why the plug-in must have none.
+TEST(LoadedModule, LibraryWithAThreadLocalSectionIsToldOfThreadsWhateverItAsksFor) {
+    const LoadedModule module("tarnel_test_unhardened.dll");
+    const auto turnOff = module.Find<int (*)()>("TurnThreadNotificationsOff");
+    ASSERT_NE(turnOff, nullptr);
+    EXPECT_EQ(turnOff(), 0);
+    EXPECT_EQ(module.Flags() & kNoThreadNotifications, 0U);
+}
+
+TEST(LoadedModule, PluginsStackCookieIsDrawnByTheLoader) {
+    constexpr std::uint64_t kCookieInTheFile = 0x00002B992DDFA232;
+    EXPECT_NE(LoadedModule("Tarnel.dll").StackCookie(), kCookieInTheFile);
+}
+
+}  // namespace
