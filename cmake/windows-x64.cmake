@@ -12,7 +12,6 @@ set(CMAKE_AR llvm-ar-19)
 set(CMAKE_RANLIB llvm-ranlib-19)
 set(CMAKE_MT llvm-mt-19)
 set(CMAKE_RC_COMPILER llvm-rc-19)
-set(CMAKE_RC_FLAGS_INIT "-no-preprocess")
 
 if(NOT TARNEL_WINDOWS_ROOT)
     set(builder ${CMAKE_CURRENT_LIST_DIR}/build-windows-libraries)
