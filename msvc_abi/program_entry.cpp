@@ -11,6 +11,9 @@ int _crt_atexit(void (*function)());
 [[noreturn]] void exit(int status);
 int main(int count, char** arguments);
 
+/// An exception that nobody catches ends in terminate.
+static int Run() noexcept { return main(*__p___argc(), *__p___argv()); }
+
 int mainCRTStartup() {
     constexpr int kConsole = 1;
     constexpr int kArgumentsAsTheyAre = 1;  // without wildcards
@@ -19,6 +22,6 @@ int mainCRTStartup() {
     _initialize_narrow_environment();
     if (!StartModule()) exit(255);
     _crt_atexit(EndModule);
-    exit(main(*__p___argc(), *__p___argv()));
+    exit(Run());
 }
 }

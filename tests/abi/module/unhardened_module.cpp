@@ -14,7 +14,7 @@ const IMAGE_TLS_DIRECTORY64 _tls_used = {reinterpret_cast<ULONGLONG>(&_tls_start
                                          reinterpret_cast<ULONGLONG>(&_tls_index),
                                          0,
                                          0,
-                                         {0}};
+                                         0};
 
 __declspec(dllexport) int TurnThreadNotificationsOff() {
     static thread_local int calls = 0;
