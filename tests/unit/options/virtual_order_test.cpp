@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
 #include "options/ChannelOptionsHandler.h"
@@ -33,7 +34,10 @@ __attribute__((no_sanitize("vptr")))  // the table is not the class's
 int Slot(Operation Class::*member) {
     static const auto table = Places(std::make_index_sequence<kSlots>());
     const void* object[] = {table.data()};
-    return (reinterpret_cast<Class*>(object)->*reinterpret_cast<int (Class::*)()>(member))();
+    int (Class::*place)() = nullptr;
+    static_assert(sizeof place == sizeof member);
+    std::memcpy(&place, &member, sizeof place);
+    return (reinterpret_cast<Class*>(object)->*place)();
 }
 
 TEST(VirtualOrder, ChannelOptionsHandlerReadsThenSaves) {
