@@ -2,7 +2,8 @@
 #                 [ARGUMENTS argument...] [LAUNCHER command...])
 #
 # A GoogleTest program. It links all logic, the scripted body of every seam named by SCRIPTED and the real body of all
-# others. On Windows builds it runs under Wine. LAUNCHER is a command that is given the program's command line.
+# others. Its tests run in an order of chance, of which a failing run tells the seed. On Windows builds it runs under
+# Wine. LAUNCHER is a command that is given the program's command line.
 function(tarnel_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;SCRIPTED;LIBRARIES;LABELS;ARGUMENTS;LAUNCHER")
     tarnel_add_test_headers()
@@ -19,6 +20,7 @@ function(tarnel_add_test name)
         endif()
     endforeach()
     target_link_libraries(${name} PRIVATE tarnel_logic pelkit GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
+    list(APPEND arg_ARGUMENTS --gtest_shuffle)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 600)
     endif()

@@ -74,7 +74,7 @@ class FakeTargetAdapter : public Korr::Plim::Trace::TargetAdapter {
 
     std::map<std::string, uint32_t> results;  ///< operation name to result; absent: 0
     std::set<std::string> throwing;           ///< operations that throw HostFault with their name
-    uint32_t exportStatus = 0;                ///< what GetExportStatus writes
+    uint32_t exportStatus = 0;                ///< what GetExportStatus writes; 0: it writes nothing
     bool clearsStatus = true;                 ///< ClearExportStatus takes the bits away
 
     uint32_t TraceRelease(uint32_t cpuId) override { return Note("TraceRelease", cpuId); }
@@ -87,7 +87,7 @@ class FakeTargetAdapter : public Korr::Plim::Trace::TargetAdapter {
     }
     uint32_t GetExportStatus(uint32_t cpuId, uint32_t& status) override {
         const uint32_t result = Note("GetExportStatus", cpuId);
-        status = exportStatus;
+        if (exportStatus != 0) status = exportStatus;
         return result;
     }
     uint32_t ClearExportStatus(uint32_t cpuId, uint32_t status) override {

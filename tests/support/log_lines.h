@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,100 +15,138 @@
 
 namespace support {
 
-/// The lines that this process wrote to its log. Opens the process's log in a folder of its own at the level
-/// of chatty lines; lines of before the construction do not count.
-class LogLines {
+/// A home of this test program with the trace folders in it and the process's log open at level 3, which
+/// writes ordinary, error and chatty lines to the file only. The environment variables and the log are set as
+/// the plug-in sets them. Made with the first use; deleted at the end as far as the platform allows.
+class TraceFolder {
   public:
-    LogLines() : start(Text().size()) {}
-
-    /// Lines since the construction, as their mask letters, a blank and their text: "E Tarnel_Receiver: ...".
-    std::vector<std::string> Get() const { return LinesOf(Text().substr(start)); }
-    /// Whether exactly this line (as Get gives it) was written.
-    bool Has(const std::string& line) const {
-        for (const std::string& written : Get()) {
-            if (written == line) return true;
-        }
-        return false;
+    static TraceFolder& Instance() {
+        static TraceFolder instance;
+        return instance;
     }
 
-    /// Lines that an action writes at another level of the environment, "0" to "6", to a log of its own. The
-    /// action must not open the process's log. Afterwards the log is as it was.
-    template <typename Action>
-    static std::vector<std::string> AtLevel(const char* level, Action&& action) {
-        Text();  // the process's log is there first
-        const std::filesystem::path path = OpenAnother(level);
-        const std::vector<std::string> atStart = LinesOf(Content(path));
-        action();
-        std::vector<std::string> lines = LinesOf(Content(path));
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(atStart.size()));
-        OpenAnother(kUsualLevel);
-        KORR_PLIM::OpenProcessLog(TheHome().environment);
+    /// Path of a file in the program's own folder.
+    std::string Path(const std::string& name) const { return (root / name).string(); }
+    const std::string& LoggingFolder() const { return environment.loggingFolder; }
+    const std::string& DataFolder() const { return environment.dataFolder; }
+    const std::string& SettingsFolder() const { return environment.settingsFolder; }
+
+    /// Lines written to a log file since `from`, each as its mask letter, a blank and the message.
+    static std::vector<std::string> LinesOf(const std::string& file, std::size_t from) {
+        std::vector<std::string> lines;
+        std::istringstream text(ReadFile(file).substr(from));
+        for (std::string line; std::getline(text, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            lines.push_back(WithoutTime(line));
+        }
+        return lines;
+    }
+    std::string LogFile() const {
+        return (std::filesystem::path(environment.loggingFolder) / environment.logFileName).string();
+    }
+    /// Closes the log's file; its next line opens it again.
+    static void CloseLog() {
+        KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger();
+        logger->SetEnabled(logger->SetEnabled(false));
+    }
+    static std::string ReadFile(const std::string& name) {
+        std::ifstream file(name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    static void WriteFile(const std::string& name, const std::string& content) {
+        std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
+    }
+
+  private:
+    TraceFolder() {
+        std::random_device random;
+        root = std::filesystem::temp_directory_path() / ("tarnel-test-" + std::to_string(random()));
+        std::filesystem::create_directories(root);
+        KORR_PLIM::SetEnvironment("USERPROFILE", root.string().c_str());
+        KORR_PLIM::SetEnvironment("KORR_TRACE_DEBUGCLIENT_PID", "");
+        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", "3");
+        KORR_PLIM::SetUpTraceEnvironment(environment);
+        KORR_PLIM::OpenProcessLog(environment);
+    }
+    ~TraceFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+    }
+
+    // "M     12:34:56:789 | text" becomes "M text".
+    static std::string WithoutTime(const std::string& line) {
+        const std::size_t bar = line.find("| ");
+        const std::size_t letter = line.find_first_not_of(' ');
+        if (bar == std::string::npos || letter > 4) return line;
+        return line.substr(letter, 1) + " " + line.substr(bar + 2);
+    }
+
+    std::filesystem::path root;
+    KORR_PLIM::TraceEnvironment environment;
+};
+
+/// The lines of the process's log from its construction on.
+class LogLines {
+  public:
+    LogLines() : from(TraceFolder::ReadFile(TraceFolder::Instance().LogFile()).size()) {}
+    /// Each as its mask letter, a blank and its text: "E Tarnel_Receiver: ...".
+    std::vector<std::string> Get() const {
+        return TraceFolder::LinesOf(TraceFolder::Instance().LogFile(), from);
+    }
+    bool Has(const std::string& line) const { return Count(line) != 0; }
+    std::size_t Count(const std::string& line) const {
+        std::size_t count = 0;
+        for (const std::string& written : Get()) count += written == line ? 1 : 0;
+        return count;
+    }
+
+  private:
+    std::size_t from;
+};
+
+/// A log of its own at another level, current until the object goes; then the process's log is again.
+class LogAtLevel {
+  public:
+    explicit LogAtLevel(const std::string& level) {
+        static int count = 0;
+        const std::string name = "level_" + std::to_string(++count) + ".txt";
+        file = (std::filesystem::path(TraceFolder::Instance().LoggingFolder()) / name).string();
+        Open(level, name);
+    }
+    ~LogAtLevel() {
+        static int count = 0;
+        Open("3", "back_" + std::to_string(++count) + ".txt");
+        Open("3", std::filesystem::path(TraceFolder::Instance().LogFile()).filename().string());
+    }
+    LogAtLevel(const LogAtLevel&) = delete;
+    LogAtLevel& operator=(const LogAtLevel&) = delete;
+
+    /// Without the two lines of the opening.
+    std::vector<std::string> Get() const {
+        std::vector<std::string> lines = TraceFolder::LinesOf(file, 0);
+        lines.erase(lines.begin(), lines.begin() + (lines.size() < 2 ? 0 : 2));
         return lines;
     }
 
   private:
-    static constexpr const char* kUsualLevel = "3";  // chatty lines too
-
-    /// The trace environment of this process under a home of its own, deleted at the end as far as the
-    /// platform allows. The log is the one that the plug-in opens.
-    struct Home {
-        std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                     ("tarnel_test_home_" + std::to_string(std::random_device{}()));
-        KORR_PLIM::TraceEnvironment environment;
-        Home() {
-            std::filesystem::create_directories(path);
-            KORR_PLIM::SetEnvironment("USERPROFILE", path.string().c_str());
-            KORR_PLIM::SetEnvironment("KORR_TRACE_DEBUGCLIENT_PID", "");
-            KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", kUsualLevel);
-            KORR_PLIM::SetUpTraceEnvironment(environment);
-            KORR_PLIM::OpenProcessLog(environment);
-        }
-        ~Home() {
-            std::error_code ignored;
-            std::filesystem::remove_all(path, ignored);
-        }
-    };
-
-    static const Home& TheHome() {
-        static const Home home;
-        return home;
-    }
-    static std::string Text() {
-        const KORR_PLIM::TraceEnvironment& environment = TheHome().environment;
-        return Content(std::filesystem::path(environment.loggingFolder) / environment.logFileName);
-    }
-    /// The level of a log that is open stays: a new level needs a new log.
-    static std::filesystem::path OpenAnother(const char* level) {
-        static int opened = 0;
-        const std::string name = "another_log_" + std::to_string(++opened) + ".txt";
-        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", level);
+    static void Open(const std::string& level, const std::string& name) {
+        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", level.c_str());
         KORR_PLIM::uLogManager::Instance().Open(name.c_str(), "KORR_TRACE_LOGGING", "KORR_TRACE_LOGGING_DIR",
                                                 true);
-        return std::filesystem::path(TheHome().environment.loggingFolder) / name;
     }
-    static std::string Content(const std::filesystem::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-    static std::vector<std::string> LinesOf(std::string text) {
-        std::vector<std::string> lines;
-        for (std::size_t end = 0; (end = text.find('\n')) != std::string::npos; text.erase(0, end + 1)) {
-            lines.push_back(WithoutTime(text.substr(0, end)));
-        }
-        return lines;
-    }
-    /// Turns "M     12:34:56:789 | text" into "M text".
-    static std::string WithoutTime(const std::string& line) {
-        const std::size_t bar = line.find("| ");
-        if (bar == std::string::npos) return line;
-        std::string mask;
-        for (const char letter : line.substr(0, 5)) {
-            if (letter != ' ') mask += letter;
-        }
-        return mask + " " + line.substr(bar + 2);
-    }
-
-    std::size_t start;
+    std::string file;
 };
+
+/// Lines of an action, each with the lowest level at which it is written.
+using LevelledLines = std::vector<std::pair<int, std::string>>;
+
+/// The lines that there are at a level.
+inline std::vector<std::string> LinesUpTo(int level, const LevelledLines& lines) {
+    std::vector<std::string> written;
+    for (const auto& [lowest, line] : lines) {
+        if (lowest <= level) written.push_back(line);
+    }
+    return written;
+}
 
 }  // namespace support

@@ -33,10 +33,11 @@ TEST_F(Allocation, WithoutAMutexThereIsNoDriver) {
 TEST_F(Allocation, WithoutACollectorTheStartIsRefused) {
     const std::string message = "Internal error creating UART data collection object";
     Make();
-    Configure();
+    StartRecording();  // once, so that what is made only once is there
+    driver->StopRecording();
     EXPECT_EQ(ErrorWithout<UARTDataCollector>([&] { driver->StartRecording(0); }), message);
     EXPECT_TRUE(log.Has("E Tarnel_ChannelDriver: " + message));
-    EXPECT_EQ(Status(), "Ready to record");
+    EXPECT_EQ(Status(), "Stopped by user");
     EXPECT_TRUE(MutexIsFree());
     driver->StartRecording(0);
     EXPECT_EQ(Status(), "Recording");
@@ -45,12 +46,25 @@ TEST_F(Allocation, WithoutACollectorTheStartIsRefused) {
 TEST_F(Allocation, WithoutAThreadObjectTheStartIsRefusedAndTheCollectorGoes) {
     const std::string message = "Internal error creating UART data collection thread";
     Make();
-    Configure();
+    StartRecording();  // once, so that what is made only once is there
+    driver->StopRecording();
     EXPECT_EQ(ErrorWithout<KORR_PLIM::uThread>([&] { driver->StartRecording(0); }), message);
     EXPECT_TRUE(log.Has("E Tarnel_ChannelDriver: " + message));
     EXPECT_FALSE(port->IsOpen());
-    EXPECT_EQ(Status(), "Ready to record");
+    EXPECT_EQ(Status(), "Stopped by user");
     EXPECT_TRUE(MutexIsFree());
+}
+
+TEST_F(Allocation, AStatusTextThatCannotBeKeptIsPassedOnAndTheMutexIsFree) {
+    Make();
+    StatusRecord record;
+    std::string grown(record.text.capacity(), 'x');  // asks for what a text of a status asks for
+    grown += 'x';
+    support::refusedSize = grown.capacity() + 1;
+    EXPECT_THROW(driver->GetStatus(record), std::bad_alloc);
+    support::refusedSize = 0;
+    EXPECT_TRUE(MutexIsFree());
+    EXPECT_EQ(Status(), "Calibrating ...");
 }
 
 }  // namespace

@@ -1,3 +1,6 @@
+#include <cstdio>
+#include <cstdlib>
+
 #include "tests/fakes/scripted_native_thread.h"
 #include "tests/unit/channel/driver_fixture.h"
 
@@ -50,6 +53,20 @@ TEST_F(CaptureThread, RecordingWorksOnceThePlatformHasThreadsAgain) {
     ExpectRefusal();
     driver->StartRecording(0);
     EXPECT_EQ(Status(), "Recording");
+}
+
+TEST_F(CaptureThread, OfAnEarlierRecordingIsNotWaitedForWhenTheNextOneDoesNotStart) {
+    Make();
+    StartRecording();
+    driver->StopRecording();
+    scripted::Script().Fail("CreateSuspendedThread", 2, 2);
+    auto refusal =
+        std::async(std::launch::async, [this] { return ErrorOf([this] { driver->StartRecording(0); }); });
+    if (refusal.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+        std::fputs("the thread that was not made is waited for\n", stderr);
+        std::_Exit(1);  // there is no other way out
+    }
+    EXPECT_EQ(refusal.get(), kMessage);
 }
 
 }  // namespace

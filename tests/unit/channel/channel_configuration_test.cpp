@@ -80,6 +80,100 @@ TEST_F(Configuration, AnErrorKeepsTheStateButWhatWasAppliedBeforeStays) {
     EXPECT_EQ(Attribute("ITM Timestamp Prescale"), "type 2 \"1\"");
 }
 
+TEST_F(Configuration, ARefusedFirmwareKeepsTheVersionOfBefore) {
+    Make();
+    Configure({{kOptionFirmwareVersion, "fw 1.0.0.8"}, {kOptionClockValue, "1000"}});
+    EXPECT_EQ(ConfigurationError({{kOptionFirmwareVersion, "fw 1.0.0.4"}}), kFirmwareMessage);
+    EXPECT_EQ(Attribute("Timing Clock Frequency"), "type 6 \"1000\"");
+    Configure({{kOptionClockValue, "48000000"}, {kOptionFirmwareVersion, "fw 1.0.0.8"}});
+    EXPECT_EQ(ConfigurationError({{kOptionFirmwareVersion, "fw 1.0.0.4"}}), kFirmwareMessage);
+    driver->StartRecording(0);
+    fakes::ScriptedCalls::Instance().Reset();
+    driver->StopRecording();
+    EXPECT_EQ(fakes::ScriptedCalls::Instance().Count("port.SetBreak"), 1U);
+}
+
+TEST_F(Configuration, ARefusedPrescalerIsNoLongerAutomaticAndKeepsItsValue) {
+    Make();
+    Configure({{kOptionPrescalerValue, "7"}});
+    Configure({{kOptionPrescaler, "Auto"}});
+    EXPECT_EQ(ConfigurationError({{kOptionFirmwareVersion, "fw 1.0.0.8"},
+                                  {kOptionPrescalerValue, "Prescalar value"},
+                                  {kOptionClockValue, "1000"},
+                                  {kOptionComPort, "6"},
+                                  {kOptionTimestampPrescaler, "64"}}),
+              kPrescalerMessage);
+    EXPECT_EQ(Attribute("Timing Clock Frequency"), "type 6 \"4.8e+07\"");
+    EXPECT_EQ(Attribute("ITM Timestamp Prescale"), "type 2 \"16\"");
+    driver->StartRecording(0);
+    EXPECT_THAT(journal.Calls(), testing::Contains("SetTpiuPrescaler(7, 7)"));
+    EXPECT_EQ(port->Line().baudRate, 6000000U);
+    driver->StopRecording();
+    EXPECT_EQ(fakes::ScriptedCalls::Instance().Count("port.SetBreak"), 1U) << "the firmware was taken";
+}
+
+TEST_F(Configuration, ARefusedClockIsNoLongerAutomaticAndKeepsItsValue) {
+    Make();
+    Configure();
+    Configure({{kOptionClock, "Auto"}});
+    EXPECT_EQ(ConfigurationError({{kOptionPrescalerValue, "11"},
+                                  {kOptionClockValue, "Frequency in Hz"},
+                                  {kOptionComPort, "6"},
+                                  {kOptionTimestampPrescaler, "64"}}),
+              kClockMessage);
+    EXPECT_EQ(Attribute("ITM Timestamp Prescale"), "type 2 \"16\"");
+    driver->StartRecording(0);
+    EXPECT_EQ(port->Line().baudRate, 4000000U);
+}
+
+TEST_F(Configuration, ARefusedPortKeepsItsNumberAndWhatStandsBeforeItIsTaken) {
+    Make();
+    Configure();
+    EXPECT_EQ(ConfigurationError({{kOptionPrescalerValue, "11"},
+                                  {kOptionClockValue, "12000000"},
+                                  {kOptionComPort, ""},
+                                  {kOptionTimestampPrescaler, "64"}}),
+              kComPortMessage);
+    EXPECT_EQ(Attribute("ITM Timestamp Prescale"), "type 2 \"16\"");
+    driver->StartRecording(0);
+    EXPECT_EQ(port->Line().baudRate, 1000000U);
+}
+
+TEST_F(Configuration, AClockAndAPrescalerThatBecomeAutomaticKeepTheValuesOfBefore) {
+    Make();
+    Configure({{kOptionPrescalerValue, "3"}, {kOptionClockValue, "1000"}});
+    Configure({{kOptionPrescaler, "Auto"}, {kOptionClock, "Auto"}});
+    EXPECT_EQ(Attribute("Trace Data Frequency"), "type 6 \"250\"");
+}
+
+TEST_F(Configuration, OfAnOptionGivenTwiceTheFirstCounts) {
+    Make();
+    const std::string name = OptionsFile({{kOptionPrescalerValue, "3"}, {kOptionClockValue, "1000"}});
+    std::string text = TraceFolder::ReadFile(name);
+    const std::size_t end = text.find("</CHANNEL-SETUP>");
+    ASSERT_NE(end, text.npos);
+    TraceFolder::WriteFile(name, text.insert(end,
+                                             "<CLKFREQVAL>2000</CLKFREQVAL>\n"
+                                             "<PRESCALARVAL>9</PRESCALARVAL>\n"
+                                             "<TSPRESCALAR>64</TSPRESCALAR>\n"));
+    driver->SetConfiguration(name.c_str());
+    EXPECT_EQ(Attribute("Trace Data Frequency"), "type 6 \"250\"");
+    EXPECT_EQ(Attribute("ITM Timestamp Prescale"), "type 2 \"16\"");
+}
+
+TEST_F(Configuration, TheEncodingIsLoggedBehindTheFirmwareAndBeforeThePrescaler) {
+    const std::string encoding = "M Tarnel_ChannelDriver: Setting eSWO_ENCODING = UART.";
+    const std::string timestamps = "M Tarnel_ChannelDriver: Setting eSWO_TS_PRESCALAR = 16.";
+    Make();
+    EXPECT_EQ(ConfigurationError({{kOptionFirmwareVersion, ""}}), kFirmwareMessage);
+    EXPECT_EQ(log.Count(encoding), 0U);
+    EXPECT_EQ(ConfigurationError({{kOptionPrescalerValue, "Prescalar value"}}), kPrescalerMessage);
+    EXPECT_EQ(log.Count(encoding), 1U);
+    EXPECT_EQ(ConfigurationError({{kOptionComPort, ""}}), kComPortMessage);
+    EXPECT_EQ(log.Count(encoding), 2U);
+    EXPECT_EQ(log.Count(timestamps), 0U);
+}
+
 TEST_F(Configuration, FirmwareOfTheBrantorFamilyMustBe1005) {
     Make("board/cpu", 0);
     Configure({{kOptionFirmwareVersion, "fw 1.0.0.5"}});

@@ -531,6 +531,31 @@ TEST_F(ChannelTypes, TheFileIsReadOnceUntilARecordingWasStopped) {
     EXPECT_EQ(log.Count(opened), 2U);
 }
 
+TEST_F(ChannelTypes, TheTableIsKeptByEverythingButAStopThatSucceeds) {
+    SetFile("0=1\n");
+    Attribute("ITMChannelType_0");
+    TraceFolder::WriteFile(file, "0=0\n");
+    Configure();
+    EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"1\"") << "a configuration";
+    driver->StartRecording(0);
+    EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"1\"") << "a start";
+    driver->SetTargetState(6);
+    EXPECT_NE(ErrorOf([this] { driver->StopRecording(); }), "");
+    EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"1\"") << "a stop while the target runs";
+    driver->SetTargetState(3);
+    driver->StopRecording();
+    EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"1\"") << "a stop without a connection";
+    driver->SetTargetState(7);
+    for (const char* operation : {"TraceExportOpB", "TraceExportOpA"}) {
+        adapter.throwing = {operation};
+        EXPECT_THROW(driver->StopRecording(), fakes::HostFault);
+        EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"1\"") << operation << " throws";
+    }
+    adapter.throwing.clear();
+    driver->StopRecording();
+    EXPECT_EQ(Attribute("ITMChannelType_0"), "type 1 \"0\"");
+}
+
 TEST_F(ChannelTypes, ARefusedStopKeepsTheTable) {
     SetFile("0=1\n");
     Attribute("ITMChannelType_0");

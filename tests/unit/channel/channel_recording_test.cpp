@@ -492,6 +492,87 @@ TEST_F(Recording, TheExceptionMapOfAnotherDeviceStaysWhatItWas) {
     EXPECT_EQ(Attribute("ITM Exception Map Name"), "type 5 \"MOD_EXCEPTIONMAP_129\"");
 }
 
+TEST_F(Recording, TheExceptionMapIsChosenBeforeTheCollectorIsMade) {
+    Make();
+    AutoClock(0xF0F0F0F0, GlintarRegisters(0x000A0000));
+    EXPECT_EQ(StartError({{kOptionComPort, "6"}}), "Failed to open COM port");
+    EXPECT_EQ(Attribute("ITM Exception Map Name"), "type 5 \"MOD_EXCEPTIONMAP_129\"");
+}
+
+TEST_F(Recording, AGlintarDeviceThatCannotBeReadEndsAStartWithAManualClockToo) {
+    Make();
+    identifier.identification = 0xF0F0F0F0;
+    identifier.hasInformation = false;
+    EXPECT_EQ(StartError(), "Internal error: Device information could not be parsed");
+    EXPECT_EQ(port->Openings(), 0U);
+    EXPECT_EQ(Attribute("ITM Exception Map Name"), "type 5 \"MOD_EXCEPTIONMAP\"");
+    EXPECT_EQ(Status(), "Ready to record");
+    EXPECT_TRUE(MutexIsFree());
+}
+
+TEST_F(Recording, DeviceInformationIsAskedForByTheFullNameOfTheCpu) {
+    const std::map<uint32_t, std::map<std::string, uint32_t>> devices = {
+        {0xF0F0F0F0, GlintarRegisters(0x00050000)},
+        {0x0B9AF02F,
+         {{"CSCTL0", 0x00030000},
+          {"CSCTL1", 3},
+          {"CSCTL2", 0},
+          {"CSCTL3", 0},
+          {"CSCLKEN", 0},
+          {"TLVBASE", 0}}},
+        {0x0B99A02F, {{"CPUCLKDIV", 1}}}};
+    for (const auto& [identification, registers] : devices) {
+        Make("board/cpu");
+        StartRecording(AutoClock(identification, registers));
+        EXPECT_GE(journal.Count("GetDeviceInformation"), identification == 0xF0F0F0F0 ? 2U : 1U);
+        for (const std::string& call : journal.Calls()) {
+            if (call.rfind("GetDeviceInformation", 0) != 0) continue;
+            EXPECT_EQ(call, "GetDeviceInformation(board/cpu)");
+        }
+    }
+}
+
+TEST_F(Recording, AnOlderCaptureIsStoppedBeforeTheClockIsFound) {
+    struct Watching : fakes::FakeDeviceIdentifier {
+        using fakes::FakeDeviceIdentifier::FakeDeviceIdentifier;
+        bool Match(uint32_t value, uint32_t mask) override {
+            capturing = capturing || port->IsOpen();
+            return fakes::FakeDeviceIdentifier::Match(value, mask);
+        }
+        fakes::ScriptedPort* port = nullptr;
+        bool capturing = false;
+    } watching(journal);
+    watching.port = port;
+    Make().SetHostAccess(&watching, &memory, 0);
+    StartRecording();
+    EXPECT_TRUE(port->IsOpen());
+    Configure({{kOptionClock, "Auto"}});
+    EXPECT_TRUE(port->IsOpen());
+    EXPECT_EQ(ErrorOf([this] { driver->StartRecording(0); }), kClockUnknown);
+    EXPECT_FALSE(watching.capturing);
+    EXPECT_FALSE(port->IsOpen());
+    driver.reset();
+}
+
+TEST_F(Recording, AnOlderCaptureIsStoppedWhereverTheStartFails) {
+    for (const char* operation : {"TraceExportOpA", "TraceExportOpB", "GetExportStatus"}) {
+        Make();
+        StartRecording();
+        Configure();
+        adapter.throwing = {operation};
+        EXPECT_THROW(driver->StartRecording(0), fakes::HostFault) << operation;
+        EXPECT_FALSE(port->IsOpen()) << operation;
+        adapter.throwing.clear();
+    }
+}
+
+TEST_F(Recording, WithoutAnExportStatusNothingIsCleared) {
+    Make();
+    StartRecording();
+    EXPECT_EQ(journal.Count("GetExportStatus"), 1U);
+    EXPECT_EQ(journal.Count("ClearExportStatus"), 0U);
+}
+
 TEST_F(Recording, ABreakIsSentAtTheStopWithFirmware1008OfTheBrantorFamilyOnly) {
     const struct {
         const char* version;
@@ -602,7 +683,31 @@ TEST_F(Destruction, AfterRefusedStopsOnTheSameThreadIsOrderly) {
         EXPECT_EQ(ErrorOf([this] { driver->StopRecording(); }), kRunningThrown);
     }
     Destroy();
+    EXPECT_THAT(journal.Calls(), ElementsAre("GetExportStatus(7)", "TraceExportOpB(7)", "TraceRelease(7)"));
     EXPECT_FALSE(port->IsOpen());
+}
+
+TEST_F(Destruction, StopsTheCaptureBehindTheExportOperationAndBeforeTheRelease) {
+    struct Watching : fakes::FakeTargetAdapter {
+        using fakes::FakeTargetAdapter::FakeTargetAdapter;
+        uint32_t GetExportStatus(uint32_t, uint32_t&) override { return See("status"); }
+        uint32_t TraceExportOpB(uint32_t) override { return See("B"); }
+        uint32_t TraceRelease(uint32_t) override { return See("release"); }
+        uint32_t See(const std::string& operation) {
+            seen += operation + (port->IsOpen() ? " with capture, " : " without, ");
+            return 0;
+        }
+        fakes::ScriptedPort* port = nullptr;
+        std::string seen;
+    } watching(journal);
+    watching.port = port;
+    driver = std::make_unique<ChannelDriver>(&receiver, "board/cpu", &watching, kCpuId, 1U);
+    driver->SetHostAccess(&identifier, &memory, 0);
+    StartRecording();
+    driver->SetTargetState(6);
+    watching.seen.clear();
+    driver.reset();
+    EXPECT_EQ(watching.seen, "status with capture, B with capture, release without, ");
 }
 
 TEST_F(Destruction, WithoutAConnectionStopsTheCaptureAllTheSame) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <future>
 #include <map>
 #include <memory>
 #include <string>
@@ -17,13 +18,16 @@
 #include "tests/fakes/host_objects.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/support/expect_error.h"
-#include "tests/unit/channel/trace_folder.h"
+#include "tests/support/log_lines.h"
 
 namespace channel_tests {
 
 using namespace Korr::Plim::Trace;
 using namespace Korr::Plim::Trace::Tarnel;
 using support::ErrorOf;
+using support::LogAtLevel;
+using support::LogLines;
+using support::TraceFolder;
 
 inline constexpr uint32_t kPort = 5;
 inline constexpr uint32_t kCpuId = 7;
@@ -123,16 +127,19 @@ class DriverTest : public testing::Test {
     }
     /// Puts bytes into the capture file of board/cpu.
     void SetCapture(const std::string& bytes) const { TraceFolder::WriteFile(CaptureFileOf("cpu"), bytes); }
-    /// Whether the whole mutex is free, seen from another thread.
+    /// Whether the whole mutex is free, seen from another thread. When it is not, that thread waits in the
+    /// driver for ever: the driver is then kept, and this object has none any more.
     bool MutexIsFree() {
-        bool answered = false;
-        std::thread other([&] {
+        const auto answered = std::make_shared<std::promise<void>>();
+        std::thread([answered, asked = driver.get()] {
             StatusRecord record;
-            driver->GetStatus(record);
-            answered = true;
-        });
-        other.join();
-        return answered;
+            asked->GetStatus(record);
+            answered->set_value();
+        }).detach();
+        if (answered->get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready)
+            return true;
+        static_cast<void>(driver.release());
+        return false;
     }
 
     TraceFolder& folder = TraceFolder::Instance();

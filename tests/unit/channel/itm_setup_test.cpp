@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/unit/channel/trace_folder.h"
+#include "tests/support/log_lines.h"
 
 namespace channel_tests {
 namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
+using support::LogLines;
+using support::TraceFolder;
 using testing::ElementsAre;
 
 class ItmSetup : public testing::Test {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/channel/trace_folder.h"
+#include "tests/support/log_lines.h"
 
 namespace channel_tests {
 

@@ -45,6 +45,7 @@ namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
 using support::ErrorOf;
+using support::TraceFolder;
 namespace scripted = fakes::file_system;
 
 constexpr char kNotOpened[] = "Could not open TDF file as specified.";

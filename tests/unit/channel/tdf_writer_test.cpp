@@ -11,6 +11,7 @@ namespace {
 
 using namespace Korr::Plim::Trace::Tarnel;
 using support::ErrorOf;
+using support::TraceFolder;
 
 constexpr char kBadName[] = "File name passed to save file is not valid.";
 constexpr char kHeaderSize[] = "Write error -  TDF section header size.";

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/unit/receiver/receiver_fixture.h"
 
 namespace {
@@ -87,6 +89,41 @@ TEST_F(ReceiverNotifications, LostConnectionDoesNotStopTheRecordingBecauseTheSta
     EXPECT_EQ(LinesWith("Cannot stop recording"), Strings{});
     receiver.TargetStateChanged("cpu", 7);
     EXPECT_EQ(StatusCode(*driver), kStoppedByUser);
+}
+
+TEST_F(ReceiverNotifications, HaltStateIsKeptBeforeTheRecordingStartsAndStops) {
+    Configure(*driver);
+    receiver.TargetStateChanged("cpu", 8);
+    targetAdapter.throwing = {"EnableTpiu"};
+    receiver.TargetStateChanged("cpu", 6);
+    EXPECT_EQ(LinesWith("modified halt state"),
+              (Strings{"M Tarnel_ChannelDriver: modified halt state for cpu to 0"}));
+    targetAdapter.throwing.clear();
+    receiver.TargetStateChanged("cpu", 6);
+    ASSERT_EQ(StatusCode(*driver), kRecording);
+    targetAdapter.throwing = {"TraceExportOpB"};
+    receiver.TargetStateChanged("cpu", 7);
+    EXPECT_EQ(LinesWith("modified halt state").back(),
+              "M Tarnel_ChannelDriver: modified halt state for cpu to 1");
+    const Strings lines = log.Get();
+    const auto kept =
+        std::find(lines.begin(), lines.end(), "M Tarnel_ChannelDriver: modified halt state for cpu to 1");
+    EXPECT_NE(std::find(kept, lines.end(), "E Tarnel_Receiver: TraceExportOpB"), lines.end());
+    targetAdapter.throwing.clear();
+    receiver.TargetStateChanged("cpu", 7);
+}
+
+TEST_F(ReceiverNotifications, NoNameIsNotTheEmptyName) {
+    CChannelDriver* const nameless = Allocate(receiver, "", 2);
+    Configure(*nameless);
+    receiver.TargetStateChanged(nullptr, 6);
+    receiver.TargetEvent(nullptr, 0);
+    EXPECT_EQ(StatusCode(*nameless), kReady);
+    EXPECT_EQ(receiver.GetChannelDriver(nullptr), nullptr);
+    EXPECT_EQ(LinesWith("state changed"), Strings{});
+    receiver.TargetStateChanged("", 6);
+    EXPECT_EQ(StatusCode(*nameless), kRecording);
+    receiver.TargetStateChanged("", 7);
 }
 
 TEST_F(ReceiverNotifications, OtherStatesAreOnlyPassedOn) {

@@ -61,6 +61,37 @@ TEST_F(ReceiverObject, CpuNamesAreCopiedInAllocationOrder) {
     receiver.GetCpuNames(nullptr);
 }
 
+TEST_F(ReceiverObject, LinesNeedTheirOwnLevel) {
+    const support::LevelledLines expected = {{2, "M Tarnel_Receiver: number of attached cpus is 1"},
+                                             {2, "M Tarnel_Receiver: next available channel is 2"},
+                                             {1, "M Tarnel_Receiver: cpuName[0] is cpu"},
+                                             {1, "M Tarnel_Receiver: Get channel driver for CPU cpu."}};
+    Receiver receiver;
+    Allocate(receiver, "cpu");
+    const char* const variable[] = {"0", "1", "3"};
+    for (const int level : {0, 1, 2}) {
+        const support::LogAtLevel written(variable[level]);
+        receiver.GetNumCpus();
+        receiver.GetNextAvailableChannel();
+        char name[8];
+        char* buffers[] = {name};
+        receiver.GetCpuNames(buffers);
+        receiver.GetChannelDriver("cpu");
+        EXPECT_EQ(written.Get(), support::LinesUpTo(level, expected)) << level;
+    }
+}
+
+TEST_F(ReceiverObject, NamesCannotForgeLines) {
+    Receiver receiver;
+    Allocate(receiver, "a\nM     12:00:00:000 | b");
+    char name[64];
+    char* buffers[] = {name};
+    receiver.GetCpuNames(buffers);
+    receiver.GetChannelDriver(name);
+    EXPECT_TRUE(log.Has("M Tarnel_Receiver: cpuName[0] is a\\nM     12:00:00:000 | b"));
+    EXPECT_TRUE(log.Has("M Tarnel_Receiver: Get channel driver for CPU a\\nM     12:00:00:000 | b."));
+}
+
 TEST_F(ReceiverObject, ConstantAnswers) {
     Receiver receiver;
     EXPECT_EQ(receiver.ConstantQueryA(), 1u);

@@ -39,6 +39,20 @@ TEST(ExportsWithBrokenLog, ReceiverIsDestroyedAndTheExceptionReachesTheHostUncha
         << "the failure did not count as a reference";
 }
 
+TEST(ExportsWithBrokenLog, EventWhoseLineCannotBeWrittenLetsNothingOut) {
+    receiver_tests::ScriptedHost host;
+    fakes::FakeTargetAdapter adapter(host.journal);
+    auto* const receiver = CreateRcvr();
+    receiver->AllocateChannelDriver("cpu", &adapter, 1, 1);
+    throwingFormat = "%s: state changed to eJOB_MODIFIED_DISABLE_RESUME";
+    EXPECT_NO_THROW(receiver->TargetEvent("cpu", 0));
+    throwingFormat = "%s: Get channel driver for CPU %s.";
+    EXPECT_NO_THROW(receiver->TargetEvent("cpu", 0));
+    EXPECT_NO_THROW(receiver->TargetStateChanged("cpu", 6));
+    throwingFormat.clear();
+    DestroyRcvr(receiver);
+}
+
 TEST(ExportsWithBrokenLog, ExceptionAfterTheDestructionIsSwallowedAndTheReceiverIsGone) {
     receiver_tests::ScriptedHost host;
     auto* const receiver = CreateRcvr();

@@ -94,6 +94,11 @@ TEST_F(Exports, ExceptionOfTheDestructionIsLoggedAndThePointerStays) {
     EXPECT_TRUE(log.Has(kExpectionLine));
     EXPECT_FALSE(log.Has("M Tarnel_Receiver: Receiver destroyed"));
 
+    host.destroyDeviceIdentifier = [] {};
+    DestroyRcvr(receiver);
+    EXPECT_FALSE(log.Has("M Tarnel_Receiver: Receiver destroyed")) << "there is no reference to give back";
+    EXPECT_EQ(log.Count(kExpectionLine), 1u);
+
     EXPECT_EQ(CreateRcvr(), receiver) << "it was left as it was";
     EXPECT_EQ(receiver->GetNumCpus(), 0u);
     EXPECT_EQ(AllocationError(*receiver), "SWO trace is not supported by this device.");
@@ -101,7 +106,6 @@ TEST_F(Exports, ExceptionOfTheDestructionIsLoggedAndThePointerStays) {
     EXPECT_TRUE(log.Has("M Tarnel_Receiver: Receiver destroyed"));
     EXPECT_EQ(host.journal.Count("DestroyDeviceIdentifier"), 1u);
 
-    host.destroyDeviceIdentifier = [] {};
     DestroyRcvr(CreateRcvr());
     EXPECT_EQ(host.journal.Count("CreateDeviceIdentifier"), 2u);
 }

@@ -22,7 +22,7 @@ class FakeSetupAdapter : public trace::SetupAdapter {
     virtual ~FakeSetupAdapter() = default;
 
     bool initialises = true;
-    std::string errorText;  ///< written by Initialise
+    std::string errorText;  ///< written by Initialise unless empty
     std::string path;       ///< of the set-up data file of every CPU
     std::function<void()> onInitialise = [] {};
     std::function<void()> onGetSetupFile = [] {};
@@ -30,7 +30,7 @@ class FakeSetupAdapter : public trace::SetupAdapter {
     bool Initialise(std::string& text) override {
         journal.Add("Initialise()");
         onInitialise();
-        text = errorText;
+        if (!errorText.empty()) text = errorText;
         return initialises;
     }
     std::string& GetSetupFile(const std::string& cpuName, std::string& result) override {

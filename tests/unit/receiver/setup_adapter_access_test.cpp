@@ -122,6 +122,12 @@ TEST_F(SetupAdapterAccessTest, FailingInitialisationIsLoggedWithItsText) {
     EXPECT_EQ(host.journal.Count("GetSetupFile"), 0u);
 }
 
+TEST_F(SetupAdapterAccessTest, TextOfAFailingInitialisationCannotForgeALine) {
+    host.setupAdapter.initialises = false;
+    host.setupAdapter.errorText = "one\ntwo";
+    ExpectRefusal("E Tarnel_Receiver: Unable to initialize SetupAdapter4 : one\\ntwo");
+}
+
 TEST_F(SetupAdapterAccessTest, ThrowingCreationIsSwallowed) {
     host.createSetupAdapter = []() -> Korr::Plim::Trace::SetupAdapter* { throw 1; };
     ExpectRefusal(kExceptionLine);

@@ -29,4 +29,30 @@ TEST_F(SetupPipeTest, WithBytesIsNoFileEither) {
     EXPECT_EQ(Probe(), kUnsupportedProbe);
 }
 
+/// Whether this process has the file open.
+bool IsOpen(const std::string& path) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) == path) return true;
+    }
+    return false;
+}
+
+TEST(SetupFileHandle, IsClosedBeforeTheAdapterIsGivenBack) {
+    receiver_tests::ScriptedHost host;
+    SetupAdapterAccess access;
+    int destructions = 0;
+    host.destroySetupAdapter = [&] {
+        ++destructions;
+        EXPECT_FALSE(IsOpen(host.setupAdapter.path));
+    };
+    {
+        const std::ifstream held(host.setupAdapter.path);
+        EXPECT_TRUE(IsOpen(host.setupAdapter.path));
+    }
+    access.CheckProbe("cpu");
+    access.CheckSwdSetup("cpu");
+    EXPECT_EQ(destructions, 3);
+}
+
 }  // namespace
