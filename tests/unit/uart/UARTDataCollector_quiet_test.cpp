@@ -4,9 +4,9 @@ namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-// The process's log is opened once, so these tests have a program of their own, and their order matters.
+// The process's log is opened once, so this test has a program of its own.
 
-TEST(UARTDataCollectorWithoutAHome, WorksWithoutALog) {
+TEST(UARTDataCollectorWithoutAHome, WorksWithoutALogAndSetsTheTraceEnvironmentUpWithTheNextCollector) {
     KORR_PLIM::SetEnvironment("USERPROFILE", "");
     KORR_PLIM::SetEnvironment("HOME", "");
     KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", "untouched");
@@ -14,32 +14,11 @@ TEST(UARTDataCollectorWithoutAHome, WorksWithoutALog) {
     uint32_t prescaler = 24;
     const UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", false);
     EXPECT_STREQ(KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR"), "untouched");
-}
 
-TEST(UARTDataCollectorWithoutAHome, SetsTheTraceEnvironmentUpWithTheNextCollector) {
     const LogHome home("0");
     fakes::ScriptedPorts::Plug(5);
-    uint32_t prescaler = 24;
-    const UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", false);
+    const UARTDataCollector next(5, 48e6, false, prescaler, "capture.bin", false);
     EXPECT_EQ(KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR"), (home.Path() / ".KORR-trace").string());
-}
-
-TEST(UARTDataCollectorAtLevelZero, LogsNothing) {
-    const LogHome home("0");
-    fakes::ScriptedPort& port = fakes::ScriptedPorts::Plug(5);
-    port.rateTaken = [](uint32_t asked) { return std::min(asked, 3000000U); };
-    fakes::ScriptedCalls& calls = fakes::ScriptedCalls::Instance();
-    uint32_t prescaler = 0;
-    {
-        UARTDataCollector collector(5, 48e6, true, prescaler, "capture.bin", true);
-        for (const char* call : {"port.Read", "port.SetBreak", "port.Purge", "port.SetState", "port.Close"})
-            calls.Fail(call, 31);
-        collector.Run();
-        EXPECT_TRUE(collector.IsFinished());
-    }
-    EXPECT_THROW(UARTDataCollector(9, 48e6, true, prescaler, "capture.bin", true), cPelkitError);
-    EXPECT_EQ(prescaler, 15U);
-    EXPECT_EQ(home.Lines(), std::vector<std::string>());
 }
 
 }  // namespace

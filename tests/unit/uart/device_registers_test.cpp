@@ -99,11 +99,11 @@ class ClockReaderLevels : public DeviceRegisters {
             identifier.AddClockRegister(name, 4);
         }
         Register("DID0", 8, 10U << 16);
-        return support::LogLines::AtLevel(level, [this] {
-            Tarnel_FerrinDevice("board/cpu", &identifier, &memory).GetFrequency();
-            Tarnel_MothwingDevice("board/cpu", &identifier, &memory).GetFrequency();
-            Tarnel_GlintarDevice("board/cpu", &identifier, &memory).GetFrequency();
-        });
+        const support::LogAtLevel written(level);
+        Tarnel_FerrinDevice("board/cpu", &identifier, &memory).GetFrequency();
+        Tarnel_MothwingDevice("board/cpu", &identifier, &memory).GetFrequency();
+        Tarnel_GlintarDevice("board/cpu", &identifier, &memory).GetFrequency();
+        return written.Get();
     }
 };
 
