@@ -12,7 +12,7 @@ TEST(UARTDataCollectorWithoutAHome, WorksWithoutALogAndSetsTheTraceEnvironmentUp
     KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING_DIR", "untouched");
     fakes::ScriptedPorts::Plug(5);
     uint32_t prescaler = 24;
-    const UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", false);
+    { const UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", false); }
     EXPECT_STREQ(KORR_PLIM::GetEnvironment("KORR_TRACE_LOGGING_DIR"), "untouched");
 
     const LogHome home("0");
