@@ -102,14 +102,10 @@ void CaptureDecoder<Sink>::Begin() {
     begun = true;
     std::span<const uint8_t> head = finder.Head();
     if (const Framing& found = finder.Found(); found.framed) {
-        const PhaseScore& best = found.alignment.best;
-        frames = std::make_unique<Frames>(found.stream, found.firstFrame);
+        frames = std::make_unique<Frames>(found.stream, found.first.phase);
         mapped.map = &frames->map;
-        std::bitset<kStreams> expected;
-        for (size_t i = 0; i < kStreams; ++i) expected[i] = best.bytesOf[i] != 0;
-        expected.set(kNullStream);
-        frames->follower.Expect(expected);
-        head = head.subspan(std::min<size_t>(found.firstFrame, head.size()));
+        frames->follower.Expect(found.first.CommonStreams());
+        head = head.subspan(std::min<size_t>(found.first.phase, head.size()));
     }
     Take(head);
     finder.Release();

@@ -26,7 +26,7 @@ const std::vector<ExceptionTimeline::Event>& ExceptionTimeline::OnPacket(const P
 
 void ExceptionTimeline::Enter(uint16_t number) {
     if (number == 0) return Return(0);  // thread mode is no exception
-    if (Runs(number)) {  // it cannot be entered twice: its exit was not seen
+    if (Runs(number)) {                 // it cannot be entered twice: its exit was not seen
         PopAbove(number);
         Pop(Change::Inferred);
     }

@@ -5,7 +5,9 @@
 namespace Korr::Plim::Trace::Swo {
 namespace {
 
-constexpr double kGood = 0.9;           // score of frames that are followed
+constexpr double kGood = 0.9;  // score of frames that are followed
+constexpr double kVeryGood = 0.98;
+constexpr uint64_t kFew = 16;           // bytes of a stream that do not show whether it decodes
 constexpr double kMuchBetter = 0.02;    // than those followed so far
 constexpr unsigned kMostPatience = 10;  // doublings of the frames that are trusted after a fruitless doubt
 constexpr uint64_t kTrusted = FrameFollower::kAhead / kFrame;
@@ -82,19 +84,29 @@ void FrameFollower::Doubt() {
     doubtful = true;
 }
 
+/// The phase of what comes next. The one that is followed when no other one is good, and better; what comes
+/// first counts first, for bytes may be missing once more behind it.
+PhaseScore FrameFollower::BestAhead() {
+    const auto bytes = std::span<const uint8_t>(ahead).first(held);
+    const auto now = static_cast<unsigned>(deframer.ToNextFrame());
+    const PhaseScore next = ScorePhase(bytes.first(std::min(held, kAhead / 4)), now, wanted, scratch);
+    PhaseScore best = ScorePhase(bytes, now, wanted, scratch);
+    const bool few = next.itm.all != 0 && next.itm.all < kFew;
+    if (next.frames >= kVeryGood && (few || next.itm.Share() >= kVeryGood)) return best;
+    const double wantedScore = std::max(kGood, best.Score() + kMuchBetter);
+    for (unsigned phase = 0; phase < kFrame; ++phase) {
+        const PhaseScore score = ScorePhase(bytes, phase, wanted, scratch);
+        if (score.Score() >= std::max(wantedScore, best.Score())) best = score;
+    }
+    return best;
+}
+
 /// Whether the frames were found elsewhere.
 bool FrameFollower::Judge(StreamBytes& out) {
     doubtful = false;
-    const auto bytes = std::span<const uint8_t>(ahead).first(held);
-    const auto now = static_cast<unsigned>(deframer.ToNextFrame());
-    const double followed = ScorePhase(bytes, now, wanted, scratch).Score();
-    PhaseScore best;
-    for (unsigned phase = 0; phase < kFrame; ++phase) {
-        const PhaseScore score = ScorePhase(bytes, phase, wanted, scratch);
-        if (score.Score() > best.Score()) best = score;
-    }
+    const PhaseScore best = BestAhead();
     deframer.Trust(kTrusted << fruitless);
-    if (best.Score() < kGood || best.Score() < followed + kMuchBetter) {
+    if (best.phase == deframer.ToNextFrame()) {
         fruitless = std::min(fruitless + 1, kMostPatience);
         deframer.Accept(out);
         return false;

@@ -53,6 +53,7 @@ class FrameFollower {
     Stop AfterFeed(TpiuDeframer::Stop stop, size_t taken);
     void Doubt();
     bool Judge(StreamBytes& out);
+    PhaseScore BestAhead();
 
     const uint8_t wanted;
     TpiuDeframer deframer;

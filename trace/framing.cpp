@@ -11,7 +11,7 @@ constexpr size_t kFirstLook = 64;
 constexpr size_t kFirstLookAtFrames = 4096;
 constexpr size_t kLooksGrow = 4;
 /// So many bytes show where the first frame begins.
-constexpr size_t kFirst = 2048;
+constexpr size_t kFirst = 1024;
 
 /// Frames taken for an ITM stream are valid up to 0.8, the wrong way to read frames up to some 0.97 of the
 /// right one.
@@ -65,11 +65,11 @@ void FramingFinder::Look(bool last) {
     if (!decided) return;
     found.framed = better;
     found.stream = options.stream.value_or(found.alignment.best.stream);
-    found.firstFrame = FirstFrame();
+    found.first = ScoreFirst();
 }
 
 /// The bytes as a whole may be in another phase than the first of them: some may be missing in between.
-unsigned FramingFinder::FirstFrame() {
+PhaseScore FramingFinder::ScoreFirst() {
     const PhaseScore& whole = found.alignment.best;
     PhaseScore best = ScorePhase(Head().first(std::min(held, kFirst)), whole.phase, found.stream, Scratch());
     for (unsigned phase = 0; phase < kFrame; ++phase) {
@@ -77,7 +77,7 @@ unsigned FramingFinder::FirstFrame() {
             ScorePhase(Head().first(std::min(held, kFirst)), phase, found.stream, Scratch());
         if (score.Score() > best.Score() + kClearDistance) best = score;
     }
-    return best.phase;
+    return best;
 }
 
 bool FramingFinder::LooksLikeItm(bool last) const {

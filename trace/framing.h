@@ -24,8 +24,8 @@ struct FramingOptions {
 struct Framing {
     bool framed = false;
     uint8_t stream = kNoStream;  ///< of frames
-    unsigned firstFrame = 0;     ///< its offset in the capture
-    Validity raw;                ///< of the first bytes taken for an ITM stream
+    PhaseScore first;     ///< of the very first bytes taken for frames; `phase` is where the first one begins
+    Validity raw;         ///< of the first bytes taken for an ITM stream
     Alignment alignment;  ///< of the first bytes taken for frames; not looked at as long as there was no need
 };
 
@@ -48,7 +48,7 @@ class FramingFinder {
   private:
     void Look(bool last);
     bool LooksLikeItm(bool last) const;
-    unsigned FirstFrame();
+    PhaseScore ScoreFirst();
     std::span<uint8_t> Scratch() { return {scratch.get(), kMostAligned}; }
 
     FramingOptions options;

@@ -47,14 +47,18 @@ Validity MeasureStream(std::span<const uint8_t> bytes, unsigned phase, uint8_t s
     return MeasureItm(scratch.first(count));
 }
 
-bool MayBeItm(const PhaseScore& score, uint8_t stream) {
-    if (stream == kNullStream || stream == kFlushStream || stream == kTriggerStream ||
-        IsReservedStream(stream)) {
-        return false;
-    }
+bool HasFairShare(const PhaseScore& score, uint8_t stream) {
     const uint64_t all = std::accumulate(score.bytesOf.begin(), score.bytesOf.end(), uint64_t{0});
-    return score.bytesOf[stream] != 0 &&
-           static_cast<double>(score.bytesOf[stream]) >= kLeastShare * static_cast<double>(all);
+    const uint64_t bytes = score.bytesOf[stream];
+    return bytes != 0 && static_cast<double>(bytes) >= kLeastShare * static_cast<double>(all);
+}
+
+bool IsSpecialStream(uint8_t stream) {
+    return stream == kNullStream || stream == kFlushStream || stream == kTriggerStream;
+}
+
+bool MayBeItm(const PhaseScore& score, uint8_t stream) {
+    return !IsSpecialStream(stream) && !IsReservedStream(stream) && HasFairShare(score, stream);
 }
 
 /// Of two phases that carry the same, the one with fewer streams.
@@ -64,6 +68,16 @@ bool Better(const PhaseScore& a, const PhaseScore& b) {
 }
 
 }  // namespace
+
+std::bitset<kStreams> PhaseScore::CommonStreams() const {
+    std::bitset<kStreams> common;
+    for (unsigned i = 0; i < kStreams; ++i) {
+        const auto candidate = static_cast<uint8_t>(i);
+        common[i] =
+            IsSpecialStream(candidate) || (!IsReservedStream(candidate) && HasFairShare(*this, candidate));
+    }
+    return common;
+}
 
 PhaseScore ScorePhase(std::span<const uint8_t> bytes, unsigned phase, std::optional<uint8_t> stream,
                       std::span<uint8_t> scratch) {

@@ -23,6 +23,8 @@ struct PhaseScore {
     std::array<uint64_t, kStreams> bytesOf{};
 
     double Score() const { return frames * itm.Share(); }
+    /// Streams that carry a fair share of the bytes, and those that are never more than a few.
+    std::bitset<kStreams> CommonStreams() const;
 };
 
 struct Alignment {
