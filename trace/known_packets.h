@@ -37,6 +37,8 @@ class KnownPackets {
     KnownPackets();
 
     bool Empty() const { return knownCount == 0; }
+    /// How many different first bytes the known packets have, exceptions apart.
+    size_t Headers() const { return onAnyPage.count(); }
     /// The hot path: counts a packet and tells whether it is known and known to follow the last one.
     bool Follows(uint16_t signature) {
         ++packets;

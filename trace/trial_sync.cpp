@@ -21,14 +21,34 @@ Verdict AtEnd(const Ahead& ahead, bool enough) {
 
 using Places = std::bitset<kLookahead>;
 
-/// Where the packets begin that are read from the first byte on.
-Places Beginnings(const Ahead& ahead, const HeaderTable& table) {
-    Places places;
+/// The packets that are read from the first byte on.
+struct Course {
+    Places beginnings;
+    unsigned packets = 0;  ///< of the first kKnownInARow
+    unsigned unknown = 0;  ///< of those
+    bool broken = false;   ///< before there were so many
+};
+
+Course Follow(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known) {
+    Course course;
     PacketWalk walk(Seen(ahead), table);
-    do {
-        if (walk.Place() < places.size()) places.set(walk.Place());
-    } while (walk.Next() <= PacketWalk::Found::Sync);
-    return places;
+    for (;;) {
+        if (walk.Place() < course.beginnings.size()) course.beginnings.set(walk.Place());
+        const PacketWalk::Found found = walk.Next();
+        const bool counts = course.packets < kKnownInARow;
+        if (found == PacketWalk::Found::Broken) course.broken = counts;
+        if (found >= PacketWalk::Found::Broken) return course;
+        if (!counts) continue;
+        ++course.packets;
+        if (found == PacketWalk::Found::Packet && !known.KnowsOnAnyPage(walk.Last().signature))
+            ++course.unknown;
+    }
+}
+
+/// Whether what is read from the first byte on is doubtful enough to look for something better.
+Verdict IsDoubtful(const Ahead& ahead, const Course& course) {
+    if (course.broken || course.unknown >= kDoubtful) return Verdict::Yes;
+    return course.packets >= kKnownInARow ? Verdict::No : AtEnd(ahead, false);
 }
 
 Verdict IsRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known,
@@ -75,11 +95,14 @@ Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPa
 }
 
 Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, size_t& rival) {
-    if (known.Empty()) return Verdict::No;
-    const Places beginnings = Beginnings(ahead, table);
+    if (known.Empty() || known.Headers() > kTellingHeaders) return Verdict::No;
+    const Course course = Follow(ahead, table, known);
+    const Verdict doubtful = IsDoubtful(ahead, course);
+    if (doubtful == Verdict::No) return Verdict::No;
     for (rival = 1; rival <= kRivals; ++rival) {
-        const Verdict verdict = IsRival(ahead, table, known, beginnings, rival);
-        if (verdict != Verdict::No) return verdict;
+        const Verdict verdict = IsRival(ahead, table, known, course.beginnings, rival);
+        if (verdict == Verdict::Yes) return doubtful;
+        if (verdict == Verdict::Undecided) return verdict;
     }
     return Verdict::No;
 }

@@ -17,6 +17,10 @@ inline constexpr unsigned kAssignedInARow = 64;
 inline constexpr unsigned kKnownBeforeAnchor = 8;
 /// Nothing behind this many bytes is looked at.
 inline constexpr size_t kLookahead = 512;
+/// So many unknown packets of the next kKnownInARow make a reading doubtful.
+inline constexpr unsigned kDoubtful = 4;
+/// When more headers than these, of 256, are known, known ones in a row show nothing.
+inline constexpr size_t kTellingHeaders = 96;
 /// A rival of a packet begins at most this far behind it.
 inline constexpr size_t kRivals = 8;
 
@@ -32,8 +36,9 @@ enum class Verdict : uint8_t { No, Yes, Undecided };  ///< Undecided: more bytes
 Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known);
 
 /// Whether a later beginning than the first of these bytes, where an unknown packet stands, is the better
-/// one: from `rival` on there are only known packets, which never meet those that are read from here on. Both
-/// may be in step only when they meet.
+/// one: what is read from here on is no packet soon, or has many unknown ones, and from `rival` on there are
+/// only known packets, none of which begins where one does that is read from here on. In recordings of very
+/// many kinds of packets there is no telling.
 Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, size_t& rival);
 
 }  // namespace Korr::Plim::Trace::Swo
