@@ -31,7 +31,8 @@ struct DecoderState {
     uint8_t brokenValue = 0;
     PacketKind broken = PacketKind::Malformed;
     uint8_t page = 0;
-    uint8_t flags = 0;  ///< of all packets: kSalvaged or 0
+    uint8_t knownPage = 0;  ///< the last one whose packet was known
+    uint8_t flags = 0;      ///< of all packets: kSalvaged or 0
     bool inStep = true;
     bool waitForSync = false;  ///< nothing but a synchronisation packet gives step
     KnownPackets::Mark known{};
@@ -119,6 +120,7 @@ class ItmDecoder {
     }
 
     static constexpr uint64_t kMostPadding = 7;
+    static constexpr unsigned kPage0 = 0x08;                    ///< header
     static constexpr uint32_t kLongestRun = uint32_t{1} << 30;  ///< longer ones are several packets
 
     Sink& sink;
@@ -268,7 +270,10 @@ typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeOther(const Window& window
         if (step != Step::Taken) return step;
     }
     if (overflow) known.Interrupt();
-    if (entry.action == HeaderAction::Page) state.page = entry.value;
+    if (entry.action == HeaderAction::Page) {
+        if (known.Knows(reading.signature)) state.knownPage = entry.value;
+        state.page = entry.value;
+    }
     return Step::Taken;
 }
 
@@ -279,7 +284,11 @@ typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeUnusual(const Window& wind
                                                               Reading& reading) {
     known.Settle();
     if (!known.Knows(reading.signature)) {
-        const Verdict verdict = HasRival(AheadOf(window, place), table, known, rivalAt);
+        Verdict verdict = HasRival(AheadOf(window, place), table, known, rivalAt);
+        if (verdict == Verdict::No && reading.packet.kind == PacketKind::StimulusPage) {
+            verdict = IsFalsePage(AheadOf(window, place), table, known, state.page);
+            rivalAt = 1;
+        }
         if (verdict != Verdict::No) known.TakeBack();
         if (verdict == Verdict::Undecided) return Step::Wait;
         if (verdict == Verdict::Yes) {
@@ -331,7 +340,7 @@ void ItmDecoder<Sink>::EndZeros(uint8_t byte, uint64_t offset) {
     state.inStep = true;
     state.waitForSync = false;
     state.flags = 0;
-    state.page = 0;
+    state.page = state.knownPage = 0;
     Packet packet{0,      0, 0, PacketKind::Sync, static_cast<uint8_t>(std::min<uint32_t>(length, 255)),
                   length, 0};
     Give(packet, offset + 1 - length);
@@ -360,6 +369,8 @@ size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place)
 template <class Sink>
 void ItmDecoder<Sink>::Lose(const Packet& broken, uint64_t offset) {
     known.Damage();
+    if (!known.Empty() && !known.Knows(table[kPage0 | state.page << 4].signature))
+        state.page = state.knownPage;
     state.inStep = false;
     state.runStart = offset;
     state.broken = broken.kind;

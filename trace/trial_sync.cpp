@@ -107,4 +107,27 @@ Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPacket
     return Verdict::No;
 }
 
+Verdict IsFalsePage(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, uint8_t page) {
+    PacketWalk walk(Seen(ahead), table);
+    unsigned knownWrites = 0;
+    unsigned otherWrites = 0;
+    walk.Next();
+    for (unsigned packets = 0; walk.Next() == PacketWalk::Found::Packet && otherWrites < kKnownBeforeAnchor;
+         ++packets) {
+        const Reading& reading = walk.Last();
+        if (reading.packet.kind == PacketKind::StimulusPage) {
+            const bool mayBeWrong = packets < kRivals && !known.Knows(reading.signature);
+            if (!mayBeWrong || reading.packet.value == page) return Verdict::No;
+        }
+        if (reading.packet.kind != PacketKind::Stimulus) continue;
+        ++(known.Knows(static_cast<uint16_t>(reading.signature | page << 8)) ? knownWrites : otherWrites);
+    }
+    // Step may have been lost just before: then a few packets are still wrong.
+    const bool isFalse = knownWrites >= kKnownBeforeAnchor && otherWrites * 4 <= knownWrites;
+    const bool ended = walk.Next() == PacketWalk::Found::End;
+    return ended && ahead.bytes.size() < kLookahead && !ahead.last ? Verdict::Undecided
+           : isFalse                                               ? Verdict::Yes
+                                                                   : Verdict::No;
+}
+
 }  // namespace Korr::Plim::Trace::Swo

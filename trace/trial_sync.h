@@ -41,4 +41,9 @@ Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPa
 /// many kinds of packets there is no telling.
 Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, size_t& rival);
 
+/// Whether the first of these bytes, a page packet that is unknown, is none: the ports written behind it are
+/// all known on the page before it, `page`, and there is no other page packet. A page that is taken wrongly
+/// would stay wrong.
+Verdict IsFalsePage(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, uint8_t page);
+
 }  // namespace Korr::Plim::Trace::Swo

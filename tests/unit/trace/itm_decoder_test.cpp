@@ -10,22 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// The packets of a stream in blocks of so many bytes; of random sizes when `block` is 0.
-std::vector<Packet> DecodeCut(const Bytes& bytes, size_t block, unsigned seed,
-                              const ItmOptions& options = {}) {
-    PacketLog log;
-    ItmDecoder<PacketLog> decoder(log, options);
-    std::mt19937 random(seed);
-    for (size_t at = 0; at < bytes.size();) {
-        const size_t chosen = block != 0 ? block : random() % (random() % 8 == 0 ? 3000 : 12);
-        const size_t count = std::min(chosen, bytes.size() - at);
-        decoder.Feed({&bytes[at], count});
-        at += count;
-    }
-    decoder.Finish();
-    return log.packets;
-}
-
 /// Random packets, and after each some hundred of them random damage of all kinds.
 Bytes DamagedStream(unsigned seed) {
     std::mt19937 random(seed);

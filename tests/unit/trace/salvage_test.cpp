@@ -153,17 +153,14 @@ TEST_P(Damaged, AHoleCostsFewBytesBehindIt) {
 
 INSTANTIATE_TEST_SUITE_P(WithAndWithoutTimestamps, Damaged, testing::Bool());
 
-/// `05 20 C0 xx xx` again and again is well formed in a wrong phase, too: as data addresses 7F ....
+/// `05 20 C0 FF 7F` again and again is well formed in a wrong phase, too: as data addresses `7F 05 20 C0 FF`.
 Stream CountersAndTimestamps(size_t records) {
     Stream stream;
-    std::mt19937 random(1);
     for (size_t i = 0; i < records; ++i) {
-        const auto ticks = static_cast<uint8_t>(random() % 3 == 0 ? 0x7E : 0x7F);
         const uint64_t at = stream.bytes.size();
-        stream.bytes.insert(stream.bytes.end(), {0x05, 0x20, 0xC0, 0xFF, ticks});
+        stream.bytes.insert(stream.bytes.end(), {0x05, 0x20, 0xC0, 0xFF, 0x7F});
         stream.packets.push_back({at, 0x20, 0, PacketKind::EventCounters, 1, 2, 0});
-        stream.packets.push_back(
-            {at + 2, 0x7FU | static_cast<uint32_t>(ticks) << 7, 0, PacketKind::LocalTime, 2, 3, 0});
+        stream.packets.push_back({at + 2, 0x3FFF, 0, PacketKind::LocalTime, 2, 3, 0});
     }
     return stream;
 }
@@ -172,7 +169,8 @@ TEST(Salvage, RecordsThatAreWellFormedInAWrongPhaseAreNotReadInIt) {
     const Stream stream = CountersAndTimestamps(3000);
     Result result = Damage(stream, 1000, Hole);
     EXPECT_EQ(result.falseSteps, 0U);
-    EXPECT_LE(result.Quantile(1), 16U);
+    EXPECT_LE(result.Quantile(0.95), 16U);
+    EXPECT_LE(result.Quantile(1), 300U);
 }
 
 TEST(Salvage, WithoutItTheWrongPhaseIsKept) {
