@@ -100,14 +100,15 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     void CheckExportStatus();
 
     bool AnswerFrequency(const char* name, TraceAttribute& answer);
-    bool AnswerWord(const char* name, TraceAttribute& answer);
+    bool AnswerTimestampPrescale(const char* name, TraceAttribute& answer);
+    bool AnswerComparator(const char* name, TraceAttribute& answer);
     bool AnswerChannelType(const char* name, TraceAttribute& answer);
     void LoadItmChannelTypes();
     void ResetItmChannelTypes();
 
-    CReceiver* receiver = nullptr;
+    CReceiver* receiver = nullptr;  ///< kept, not used
     TargetAdapter* targetAdapter = nullptr;
-    uint32_t channelIndex = 0;
+    uint32_t channelIndex = 0;  ///< kept, not used
     std::string cpuName;
     uint32_t cpuId = 0;
     std::unique_ptr<KORR_PLIM::uMutex> mutex;
@@ -125,7 +126,7 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     bool clockAuto = false;
     std::string cpuShortName;
     std::string captureFileName;
-    std::string logDir;
+    std::string logDir;  ///< of the construction; kept, not used afterwards
     std::vector<std::pair<std::string, uint8_t>> haltStates;
     std::string attrText;
     DeviceIdentifier* deviceIdentifier = nullptr;

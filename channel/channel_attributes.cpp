@@ -53,7 +53,7 @@ void ChannelDriver::GetAttribute(const char* name, TraceAttribute& answer) {
     answer.name = name;
     if (AnswerFrequency(name, answer)) return;
     if (Is(name, "Buffer Wrapped") || Is(name, "TWP Source")) return Answer(answer, kTypeBoolean, "0");
-    if (AnswerWord(name, answer)) return;
+    if (AnswerTimestampPrescale(name, answer) || AnswerComparator(name, answer)) return;
     if (Is(name, "ITM Exception Map Name")) return Answer(answer, kTypeText, exceptionMapName);
     if (AnswerChannelType(name, answer)) return;
     AnswerUnhandled(name, answer);
@@ -72,12 +72,14 @@ bool ChannelDriver::AnswerFrequency(const char* name, TraceAttribute& answer) {
     return true;
 }
 
-bool ChannelDriver::AnswerWord(const char* name, TraceAttribute& answer) {
-    if (Is(name, "ITM Timestamp Prescale")) {
-        attrText = std::to_string(timestampPrescale);
-        Answer(answer, kTypeInteger, attrText.c_str());
-        return true;
-    }
+bool ChannelDriver::AnswerTimestampPrescale(const char* name, TraceAttribute& answer) {
+    if (!Is(name, "ITM Timestamp Prescale")) return false;
+    attrText = std::to_string(timestampPrescale);
+    Answer(answer, kTypeInteger, attrText.c_str());
+    return true;
+}
+
+bool ChannelDriver::AnswerComparator(const char* name, TraceAttribute& answer) {
     for (const Comparator& comparator : kComparators) {
         if (!Is(name, comparator.attribute)) continue;
         attrText = std::to_string(TargetWord(memoryAccess, comparator.address).OrZero());

@@ -24,20 +24,39 @@ struct StatusRecord {
 };
 
 /// One traced CPU. States: created, configured, recording, stopped. Owned by the receiver.
+///
+/// GetStatus, SetConfiguration, StartRecording and StopRecording wait for each other; nothing else waits.
+/// What a host has to know beyond the single operations:
+/// - A StopRecording that is refused because the target runs leaves the driver locked by the calling thread.
+/// That
+///   thread can go on as if it were not, and must be the one that releases the driver or destroys the
+///   receiver; every other thread waits in those four operations until then, for ever.
+/// - A SetConfiguration that is refused keeps the state, but what was read before the refusal holds already:
+/// the
+///   options take effect in the order firmware, prescaler, clock, port, timestamp prescale, and the first
+///   that is wrong ends it. The next start uses what then holds.
+/// - A SetConfiguration while recording does not stop the capture: it goes on, into the same file, although
+/// the
+///   state is "Ready to record" and a StopRecording is refused. The next StartRecording ends it, also one
+///   that fails, and so does the driver's release.
+/// - A capture that ends by itself (port gone, disk full) does not change the state: it is "Recording" until
+/// the
+///   stop.
 class CChannelDriver : public TraceChannelAttributes {
   public:
     /// Always false: the capture file never wraps. [any host thread]
     virtual bool IsBufferWrapped() = 0;
-    /// Reads and applies an options file; the state becomes configured. [any host thread]
-    /// \param optionsFileName null is refused
-    /// \throws cPelkitError; the state is then unchanged
+    /// Reads and applies an options file; the state becomes configured, also while recording. [any host
+    /// thread] \param optionsFileName null is refused \throws cPelkitError; the state is then unchanged,
+    /// options before the refused one hold
     virtual void SetConfiguration(const char* optionsFileName) = 0;
     /// Programs the TPIU and starts the capture. A refusal because of the state is logged and returns
     /// normally. [any host thread, configured or stopped] \param flag not used \throws cPelkitError; nothing
     /// is then running
     virtual void StartRecording(uint8_t flag) = 0;
     /// Stops the capture. A refusal because of the state is logged and returns normally. [any host thread,
-    /// recording] \throws cPelkitError while the target is running
+    /// recording] \throws cPelkitError while the target is running; the recording goes on, and the driver is
+    /// locked by this thread from then on
     virtual void StopRecording() = 0;
     /// Not supported. [any host thread] \throws cPelkitError always
     virtual void ResumeRecording() = 0;
