@@ -51,7 +51,15 @@ uDll::~uDll() {
     }
 }
 
-bool uDll::FindAndLoad(const char* libraryName, uint32_t loadMode) {
+bool uDll::FindAndLoad(const char* libraryName, uint32_t loadMode) noexcept {
+    try {
+        return Search(libraryName, loadMode);
+    } catch (...) {  // no memory
+        return false;
+    }
+}
+
+bool uDll::Search(const char* libraryName, uint32_t loadMode) {
     TraceFindAndLoad();
     if (libraryName == nullptr) {
         return false;
@@ -70,7 +78,7 @@ bool uDll::FindAndLoad(const char* libraryName, uint32_t loadMode) {
     if (loadMode != kDefaultMode) {
         mode = loadMode;
     }
-    return !name.empty() && Load(name.c_str(), loadMode);
+    return !name.empty() && Open(name.c_str(), loadMode);
 }
 
 std::string uDll::GetPlatformName(const std::string& libraryName) {
@@ -79,12 +87,21 @@ std::string uDll::GetPlatformName(const std::string& libraryName) {
     return hasExtension ? libraryName : libraryName + extension;
 }
 
-bool uDll::Load(const char* fileName, uint32_t loadMode) {
+bool uDll::Load(const char* fileName, uint32_t loadMode) noexcept {
+    try {
+        return Open(fileName, loadMode);
+    } catch (...) {  // no memory
+        return false;
+    }
+}
+
+bool uDll::Open(const char* fileName, uint32_t loadMode) {
     if (loadMode == kDefaultMode) {
         mode = 0;
     }
     if (module != platform::kNoLibrary) {
         platform::FreeDynamicLibrary(module);
+        module = platform::kNoLibrary;
     }
     error.clear();
     module = platform::LoadDynamicLibrary(fileName);
@@ -98,7 +115,15 @@ bool uDll::Load(const char* fileName, uint32_t loadMode) {
     return false;
 }
 
-void* uDll::GetSymbol(const char* entryName) {
+void* uDll::GetSymbol(const char* entryName) noexcept {
+    try {
+        return Find(entryName);
+    } catch (...) {  // no memory
+        return nullptr;
+    }
+}
+
+void* uDll::Find(const char* entryName) {
     if (module == platform::kNoLibrary) {
         return nullptr;
     }

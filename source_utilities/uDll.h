@@ -23,14 +23,14 @@ class uDll {
     /// Loads the library unless this object has one already; logs how it was looked for. A working folder
     /// that cannot be read is logged as an empty one and does not keep the library from loading.
     /// \param name null gives false
-    bool FindAndLoad(const char* name, uint32_t mode);
+    bool FindAndLoad(const char* name, uint32_t mode) noexcept;
     /// The platform's file name for a library name: name + "." + extension unless it holds the extension
     /// already.
     static std::string GetPlatformName(const std::string& name);
     /// Loads by the name that the platform's loader gets; a library loaded before is unloaded first.
-    bool Load(const char* fileName, uint32_t mode);
+    bool Load(const char* fileName, uint32_t mode) noexcept;
     /// Address of an exported entry point, or null. Null counts as the empty name.
-    void* GetSymbol(const char* entryName);
+    void* GetSymbol(const char* entryName) noexcept;
     /// Text of the last failure, empty after a success. The object keeps its own copy.
     const std::string& Error() const { return error; }
     /// The name as given to the platform's loader, without extension.
@@ -38,6 +38,10 @@ class uDll {
     uint32_t Mode() const { return mode; }
 
   private:
+    bool Search(const char* libraryName, uint32_t loadMode);
+    bool Open(const char* fileName, uint32_t loadMode);
+    void* Find(const char* entryName);
+
     std::string name;
     uint32_t mode;  ///< recorded and logged; does not change how the library is loaded
     platform::LibraryHandle module = platform::kNoLibrary;

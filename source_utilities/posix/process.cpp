@@ -1,21 +1,48 @@
 #include "source_utilities/process.h"
 
-#include <signal.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <limits>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "source_utilities/file_stream.h"
 
 namespace KORR_PLIM::platform {
+namespace {
+
+/// What is in the status file of a task: the process that it belongs to, and whether it has ended and only
+/// waits to be asked for its result.
+struct TaskStatus {
+    unsigned long process = 0;
+    bool ended = true;
+};
+
+TaskStatus ReadStatus(std::FILE* stream) {
+    TaskStatus status;
+    std::array<char, 256> line{};
+    while (std::fgets(line.data(), static_cast<int>(line.size()), stream) != nullptr) {
+        if (std::strncmp(line.data(), "State:\t", 7) == 0)
+            status.ended = std::strchr("ZX", line[7]) != nullptr;
+        if (std::strncmp(line.data(), "Tgid:\t", 6) == 0) {
+            status.process = std::strtoul(line.data() + 6, nullptr, 10);
+        }
+    }
+    return status;
+}
+
+}  // namespace
 
 uint32_t CurrentProcessId() { return static_cast<uint32_t>(getpid()); }
 
+// A signal could be sent to threads and to ended processes as well.
 bool ProcessExists(uint32_t processId) {
-    // 0 and negative ids stand for groups of processes.
-    if (processId == 0 || processId > static_cast<uint32_t>(std::numeric_limits<pid_t>::max())) {
-        return false;
-    }
-    return kill(static_cast<pid_t>(processId), 0) == 0 || errno == EPERM;
+    const FileStream stream = OpenStream(("/proc/" + std::to_string(processId) + "/status").c_str(), "r");
+    if (stream == nullptr) return false;
+    const TaskStatus status = ReadStatus(stream.get());
+    return processId != 0 && status.process == processId && !status.ended;
 }
 
 }  // namespace KORR_PLIM::platform

@@ -1,5 +1,7 @@
 #include "source_utilities/dynamic_library.h"
 
+#include <new>
+
 #include "tests/fakes/scripted_dynamic_library.h"
 
 namespace fakes::dynamic_library {
@@ -22,6 +24,7 @@ struct State {
     CallScript script;
     uint32_t failureCode = 0;
     std::string extension = "dll";
+    bool throws = false;
     std::mutex mutex;
 };
 State& TheState() {
@@ -47,6 +50,7 @@ void Reset() {
     state.unloadLog.clear();
     state.failureCode = 0;
     state.extension = "dll";
+    state.throws = false;
 }
 
 void RegisterLibrary(const std::string& name, EntryPoints entries) {
@@ -56,6 +60,7 @@ void RegisterLibrary(const std::string& name, EntryPoints entries) {
 
 CallScript& Script() { return TheState().script; }
 void SetFailureCode(uint32_t code) { TheState().failureCode = code; }
+void ThrowFromCalls(bool throws) { TheState().throws = throws; }
 void SetExtension(const std::string& extension) { TheState().extension = extension; }
 
 std::vector<std::string> LoadLog() {
@@ -81,6 +86,7 @@ namespace {
 
 KORR_PLIM::platform::LibraryHandle Load(const char* name) {
     State& state = TheState();
+    if (state.throws) throw std::bad_alloc();
     const bool fails = state.script.MustFail("LoadDynamicLibrary");
     const std::lock_guard guard(state.mutex);
     state.loadLog.emplace_back(name != nullptr ? name : "");
@@ -96,6 +102,7 @@ KORR_PLIM::platform::LibraryHandle Load(const char* name) {
 
 void* Find(KORR_PLIM::platform::LibraryHandle library, const char* name) {
     State& state = TheState();
+    if (state.throws) throw std::bad_alloc();
     const bool fails = state.script.MustFail("FindSymbol");
     const std::lock_guard guard(state.mutex);
     const auto loaded = state.loaded.find(library);

@@ -29,6 +29,8 @@ void RegisterLibrary(const std::string& name, EntryPoints entries);
 CallScript& Script();
 /// Number that a failing call leaves as the last error, instead of 126 and 127.
 void SetFailureCode(uint32_t code);
+/// Lets every load and every look-up throw std::bad_alloc.
+void ThrowFromCalls(bool throws);
 /// The platform's library extension; "dll" unless told otherwise.
 void SetExtension(const std::string& extension);
 

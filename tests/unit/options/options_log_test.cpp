@@ -143,6 +143,12 @@ TEST_F(OptionsLog, NoValueOfAFileBeginsALineOfItsOwn) {
                 ElementsAre("E Tarnel_XmlOptions: Invalid RCVRNAME tag value in xml file: 'a\\n\\tforged'.",
                             undefined));
     SetUp();
+    // U+010A may stand in a name, and narrows to a line feed.
+    ReadText("<x\xC4\x8A></y>");
+    const std::vector<std::string> lines = Lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0].find("x\\n"), std::string::npos) << lines[0];
+    SetUp();
     ReadFile("no\nsuch\nfile.xml");
     EXPECT_THAT(
         Lines(),

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -18,12 +17,17 @@ int PosixFaults::failureNumber = EIO;
 std::atomic<int> PosixFaults::lockCalls{0};
 std::atomic<int> PosixFaults::joinCalls{0};
 std::vector<std::string> PosixFaults::opened;
+std::atomic<int> PosixFaults::stdoutFlushes{0};
+std::optional<struct statvfs> PosixFaults::pretendedVolume;
+std::optional<timespec> PosixFaults::pretendedTime;
 
 void PosixFaults::Forget() {
     failing.clear();
     interrupted.clear();
     failureNumber = EIO;
     opened.clear();
+    pretendedVolume.reset();
+    pretendedTime.reset();
 }
 
 bool PosixFaults::Fails(const char* call) {
@@ -51,7 +55,8 @@ int __real_mkdir(const char*, mode_t);
 int __wrap_mkdir(const char* path, mode_t mode) { return Fails("mkdir") ? -1 : __real_mkdir(path, mode); }
 int __real_statvfs(const char*, struct statvfs*);
 int __wrap_statvfs(const char* path, struct statvfs* volume) {
-    return Fails("statvfs") ? -1 : __real_statvfs(path, volume);
+    if (PosixFaults::pretendedVolume) *volume = *PosixFaults::pretendedVolume;
+    return Fails("statvfs") ? -1 : PosixFaults::pretendedVolume ? 0 : __real_statvfs(path, volume);
 }
 char* __real_getcwd(char*, size_t);
 char* __wrap_getcwd(char* buffer, size_t size) {
@@ -75,7 +80,10 @@ int __wrap_fclose(FILE* stream) {
     return Fails("fclose") ? EOF : result;
 }
 int __real_fflush(FILE*);
-int __wrap_fflush(FILE* stream) { return Fails("fflush") ? EOF : __real_fflush(stream); }
+int __wrap_fflush(FILE* stream) {
+    if (stream == stdout) ++PosixFaults::stdoutFlushes;
+    return Fails("fflush") ? EOF : __real_fflush(stream);
+}
 int __real_fstat(int, struct stat*);
 int __wrap_fstat(int file, struct stat* status) { return Fails("fstat") ? -1 : __real_fstat(file, status); }
 int __real_fseeko(FILE*, off_t, int);
@@ -86,7 +94,8 @@ off_t __real_ftello(FILE*);
 off_t __wrap_ftello(FILE* stream) { return Fails("ftello") ? -1 : __real_ftello(stream); }
 int __real_clock_gettime(clockid_t, timespec*);
 int __wrap_clock_gettime(clockid_t clock, timespec* time) {
-    return Fails("clock_gettime") ? -1 : __real_clock_gettime(clock, time);
+    if (PosixFaults::pretendedTime) *time = *PosixFaults::pretendedTime;
+    return Fails("clock_gettime") ? -1 : PosixFaults::pretendedTime ? 0 : __real_clock_gettime(clock, time);
 }
 std::tm* __real_localtime_r(const time_t*, std::tm*);
 std::tm* __wrap_localtime_r(const time_t* time, std::tm* local) {
@@ -96,8 +105,6 @@ int __real_setenv(const char*, const char*, int);
 int __wrap_setenv(const char* name, const char* value, int overwrite) {
     return Fails("setenv") ? -1 : __real_setenv(name, value, overwrite);
 }
-int __real_kill(pid_t, int);
-int __wrap_kill(pid_t id, int signal) { return Fails("kill") ? -1 : __real_kill(id, signal); }
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
                           void* argument) {

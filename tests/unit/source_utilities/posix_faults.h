@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/statvfs.h>
+
 #include <atomic>
+#include <ctime>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,6 +23,10 @@ class PosixFaults : public testing::Test {
     static std::atomic<int> lockCalls;
     static std::atomic<int> joinCalls;
     static std::vector<std::string> opened;  ///< what dlopen was asked for
+    static std::atomic<int> stdoutFlushes;
+    /// What statvfs and clock_gettime answer instead of the truth.
+    static std::optional<struct statvfs> pretendedVolume;
+    static std::optional<timespec> pretendedTime;
     /// Whether the call of that name is to fail now; errno is set then.
     static bool Fails(const char* call);
 

@@ -160,12 +160,44 @@ TEST_F(PosixFaults, VariableLongerThanTheLimitReadsAsEmpty) {
     EXPECT_EQ(platform::GetVariable("KORR_LONG"), "");
     platform::SetVariable("KORR_LONG", "");
 }
-TEST_F(PosixFaults, ProcessOfAnotherUserExists) {
-    failing = {"kill"};
-    failureNumber = EPERM;
-    EXPECT_TRUE(platform::ProcessExists(1));
-    failureNumber = ESRCH;
-    EXPECT_FALSE(platform::ProcessExists(1));
+TEST_F(PosixFaults, FreeSpaceIsWhatTheCallerMayTake) {
+    struct statvfs small {};
+    small.f_bsize = 4096;
+    small.f_frsize = 512;
+    small.f_blocks = 5'000'000'001;
+    small.f_bfree = 5'000'000'002;
+    small.f_bavail = 5'000'000'003;
+    pretendedVolume = small;
+    uint64_t bytes = 0;
+    EXPECT_TRUE(platform::FreeSpace(folder.Path().c_str(), bytes));
+    EXPECT_EQ(bytes, 5'000'000'003U * 512);
+}
+TEST_F(PosixFaults, TimeIsThatOfTheTimeZoneFieldByField) {
+    ASSERT_TRUE(platform::SetVariable("TZ", "TST-3:30"));
+    tzset();
+    pretendedTime = timespec{1805154598, 998'765'432};  // 2027-03-15 23:49:58 UTC
+    const platform::LocalTime local = platform::ReadLocalTime();
+    EXPECT_EQ(local.year, 2027);
+    EXPECT_EQ(local.month, 3);
+    EXPECT_EQ(local.day, 16);
+    EXPECT_EQ(local.dayOfWeek, 2);
+    EXPECT_EQ(local.hour, 3);
+    EXPECT_EQ(local.minute, 19);
+    EXPECT_EQ(local.second, 58);
+    EXPECT_EQ(local.millisecond, 998);
+    unsetenv("TZ");
+    tzset();
+}
+TEST_F(PosixFaults, ConsoleIsFlushedWithEachLine) {
+    uLogger logger(folder.File("log.txt"), true);
+    const int before = stdoutFlushes;
+    logger.Log(1, 0, "to the file alone");
+    EXPECT_EQ(stdoutFlushes, before);
+    logger.SetConsole(true);
+    logger.Log(1, 0, "to the console");
+    EXPECT_EQ(stdoutFlushes, before + 1);
+    logger.Log(1, 0, "and once more");
+    EXPECT_EQ(stdoutFlushes, before + 2);
 }
 TEST_F(PosixFaults, LinesBelowTheirLevelTakeNoLock) {
     SetEnvironment("USERPROFILE", folder.Path().c_str());

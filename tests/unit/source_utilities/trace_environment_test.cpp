@@ -164,6 +164,8 @@ TEST_F(TraceEnvironmentTest, UnknownHomeLeavesTheRecordNotReadyAndTheNextCallRun
     variables::Put("USERPROFILE", std::nullopt);
     EXPECT_THROW(SetUpTraceEnvironment(environment), source_utilities_error);
     EXPECT_FALSE(environment.ready);
+    EXPECT_EQ(variables::SetLog(), std::vector<std::string>{std::string(kPid) + "=4321"})
+        << "the id is published before the folders are looked for";
     variables::Put("USERPROFILE", home.Path());
     SetUpTraceEnvironment(environment);
     EXPECT_TRUE(environment.ready);
@@ -178,6 +180,36 @@ TEST_F(TraceEnvironmentTest, FailedFolderLeavesTheRecordNotReady) {
         EXPECT_EQ(failure.what(), "failed to create folder \"" + environment.loggingFolder + "\"");
     }
     EXPECT_FALSE(environment.ready);
+}
+TEST_F(TraceEnvironmentTest, NoFolderIsPublishedBeforeAllAreMade) {
+    // The second round makes the three folders with all that lead to them: five calls, the last of ten.
+    for (int first = 1; first <= 10; ++first) {
+        files::Reset();
+        variables::Reset();
+        variables::Put("USERPROFILE", home.Path());
+        files::Script().Fail("MakeTreeFolder", first);
+        TraceEnvironment fresh;
+        EXPECT_THROW(SetUpTraceEnvironment(fresh), source_utilities_error) << first;
+        EXPECT_EQ(variables::SetLog(), std::vector<std::string>{std::string(kPid) + "=4321"}) << first;
+        EXPECT_FALSE(fresh.ready);
+        EXPECT_EQ(fresh.logFileName, "");
+    }
+}
+TEST_F(TraceEnvironmentTest, FoldersArePublishedOneAfterTheOther) {
+    const std::vector<std::string> names = {kPid, "KORR_TRACE_LOGGING_DIR", "KORR_TRACE_DATA_DIR",
+                                            "KORR_TRACE_SETTINGS_DIR"};
+    for (int nth = 1; nth <= 4; ++nth) {
+        variables::Reset();
+        variables::Put("USERPROFILE", home.Path());
+        variables::Script().Fail("SetVariable", nth, nth);
+        TraceEnvironment fresh;
+        EXPECT_THROW(SetUpTraceEnvironment(fresh), source_utilities_error) << nth;
+        for (int name = 1; name <= 4; ++name) {
+            EXPECT_EQ(variables::Peek(names[static_cast<std::size_t>(name - 1)]).has_value(), name < nth)
+                << names[static_cast<std::size_t>(name - 1)] << " when call " << nth << " failed";
+        }
+        EXPECT_EQ(fresh.logFileName, "") << "the name comes after the variables";
+    }
 }
 TEST_F(TraceEnvironmentTest, RefusedVariableLeavesTheRecordNotReady) {
     for (int nth = 1; nth <= 4; ++nth) {

@@ -116,6 +116,37 @@ TEST_F(uDllTest, FunctionTraceIsLoggedAtLevelThree) {
     dll.FindAndLoad(nullptr, 0);
     EXPECT_EQ(Logged(), "  F    uDll #191  KORR_PLIM::uDll::FindAndLoad(...)\n");
 }
+TEST_F(uDllTest, BelowItsLevelNoLineIsWritten) {
+    OpenLog("5");
+    dll.FindAndLoad(nullptr, 0);
+    EXPECT_EQ(Logged(), "") << "the function trace";
+    OpenLog("0");
+    dll.FindAndLoad("SetupAdapter4", 0);
+    uDll().FindAndLoad("missing", 0);
+    EXPECT_EQ(Logged(), "");
+}
+TEST_F(uDllTest, OnlyLoadsAreLoggedAndAFailedOneOnce) {
+    OpenLog("1");
+    dll.Load("missing", 0);
+    EXPECT_EQ(Logged(), "M     12:34:56:007 | uDll: failed to load missing with error code 126\n");
+    OpenLog("1");
+    dll.Load("SetupAdapter4", 0);
+    dll.GetSymbol("Answer");
+    dll.GetSymbol("Nothing");
+    EXPECT_EQ(dll.Error(), "GetLastError() returned 127");
+    EXPECT_EQ(Logged(), "");
+}
+TEST_F(uDllTest, NoOperationThrows) {
+    libraries::ThrowFromCalls(true);
+    EXPECT_NO_THROW(EXPECT_FALSE(dll.FindAndLoad("SetupAdapter4", 0)));
+    EXPECT_NO_THROW(EXPECT_FALSE(dll.Load("SetupAdapter4", 0)));
+    libraries::ThrowFromCalls(false);
+    ASSERT_TRUE(dll.Load("SetupAdapter4", 0));
+    libraries::ThrowFromCalls(true);
+    EXPECT_NO_THROW(EXPECT_EQ(dll.GetSymbol("Answer"), nullptr));
+    libraries::ThrowFromCalls(false);
+    EXPECT_NE(dll.GetSymbol("Answer"), nullptr) << "what is loaded stays loaded";
+}
 TEST_F(uDllTest, SecondLoadIsTrueAndNotLogged) {
     OpenLog("1");
     dll.FindAndLoad("SetupAdapter4", 0);

@@ -56,6 +56,16 @@ TEST_F(uFileTest, NullModeOpensNothing) {
     EXPECT_FALSE(file.Open(path.c_str(), nullptr));
     EXPECT_FALSE(std::filesystem::exists(path));
 }
+TEST_F(uFileTest, DestructionDoesNotClose) {
+    {
+        uFile leftOpen(path.c_str(), "wb");
+        ASSERT_TRUE(leftOpen.Open(path.c_str(), "wb"));
+        EXPECT_EQ(leftOpen.Write("abc", 3), 3);
+    }
+    EXPECT_EQ(ReadFile(path), "") << "closed, and so flushed";
+    std::fflush(nullptr);
+    EXPECT_EQ(ReadFile(path), "abc") << "the stream is there still";
+}
 TEST_F(uFileTest, FailedOpenIsNotOpen) {
     files::Script().Fail("OpenShared");
     EXPECT_FALSE(file.Open(path.c_str(), "wb"));

@@ -85,8 +85,12 @@ BOOL WINAPI __wrap_CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES attribute
 }
 BOOL WINAPI __wrap_GetDiskFreeSpaceExA(LPCSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
                                        PULARGE_INTEGER free) {
-    return Note("GetDiskFreeSpaceExA", folder) ? FALSE
-                                               : __real_GetDiskFreeSpaceExA(folder, available, total, free);
+    if (Note("GetDiskFreeSpaceExA", folder)) return FALSE;
+    if (!WindowsCalls::pretendsVolume) return __real_GetDiskFreeSpaceExA(folder, available, total, free);
+    if (available != nullptr) available->QuadPart = 5'000'000'003;
+    if (total != nullptr) total->QuadPart = 5'000'000'001;
+    if (free != nullptr) free->QuadPart = 5'000'000'002;
+    return TRUE;
 }
 void WINAPI __wrap_OutputDebugStringA(LPCSTR text) { Note("OutputDebugStringA", text); }
 void WINAPI __wrap_GetLocalTime(LPSYSTEMTIME time) {
@@ -155,6 +159,8 @@ int __wrap__fseeki64(FILE* stream, __int64 offset, int origin) {
 }
 __int64 __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
 }
+
+bool WindowsCalls::pretendsVolume = false;
 
 void WindowsCalls::Begin(const std::set<std::string>& names) {
     failing = names;

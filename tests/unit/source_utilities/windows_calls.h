@@ -11,6 +11,10 @@
 /// The platform's calls below the Windows bodies, noted and failing on demand: a program that is linked with
 /// windows_calls.cpp has import pointers of its own.
 class WindowsCalls : public testing::Test {
+  public:
+    /// GetDiskFreeSpaceExA tells of a volume of 5,000,000,001 bytes, of which 5,000,000,003 are the caller's.
+    static bool pretendsVolume;
+
   protected:
     using Calls = std::vector<std::string>;
 

@@ -85,6 +85,16 @@ TEST_F(WindowsCalls, FreeSpaceThatCannotBeAsked) {
     EXPECT_EQ(bytes, 17U);
     EXPECT_FALSE(platform::FreeSpace(folder.File("missing").c_str(), bytes));
 }
+TEST_F(WindowsCalls, FreeSpaceIsWhatTheCallerMayTake) {
+    uint64_t bytes = 0;
+    pretendsVolume = true;
+    EXPECT_TRUE(platform::FreeSpace("C:\\", bytes));
+    pretendsVolume = false;
+    EXPECT_EQ(bytes, 5'000'000'003U);
+}
+TEST_F(WindowsCalls, OwnProcessIdIsTheSystemsWord) {
+    EXPECT_EQ(platform::CurrentProcessId(), ::GetCurrentProcessId());
+}
 TEST_F(WindowsCalls, WorkingFolderIsReadInto260Bytes) {
     std::string name;
     EXPECT_TRUE(platform::WorkingFolder(name));
