@@ -4,6 +4,7 @@
 #include "source_utilities/trace_environment.h"
 #include "source_utilities/uMutex.h"
 #include "source_utilities/uThread.h"
+#include "source_utilities/visible_text.h"
 #include "uart/collector_log.h"
 #include "uart/prescaler_calibration.h"
 
@@ -30,33 +31,22 @@ void OpenLog() {
     }
 }
 
-// Logs from where nothing may be thrown.
-template <typename Log>
-void Quietly(Log log) noexcept {
-    try {
-        log();
-    } catch (...) {
-        return;
-    }
+void LogReadFailure() {
+    LogError("%s: Reading COM port failed with error code %d", kCollectorTag,
+             Printed(SerialPort::LastError()));
 }
 
-void LogReadFailure(uint32_t code) noexcept {
-    Quietly(
-        [code] { LogError("%s: Reading COM port failed with error code %d", kCollectorTag, Printed(code)); });
-}
-
-void LogWriteFailure(uint32_t code) noexcept {
-    Quietly([code] {
-        LogError("%s: Writing to binary file failed with error code %d", kCollectorTag, Printed(code));
-    });
+void LogWriteFailure() {
+    LogError("%s: Writing to binary file failed with error code %d", kCollectorTag,
+             Printed(CaptureFile::LastError()));
 }
 
 }  // namespace
 
-UARTDataCollector::UARTDataCollector(uint32_t port, double traceClock, bool autoPrescaler,
+UARTDataCollector::UARTDataCollector(uint32_t comPort, double traceClock, bool autoPrescaler,
                                      uint32_t& prescaler, const std::string& captureFileName,
                                      bool breakOnStop)
-    : portNumber(port), sendBreakOnStop(breakOnStop), buffer(SerialPort::kCaptureReadSize) {
+    : portNumber(comPort), sendBreakOnStop(breakOnStop), buffer(SerialPort::kCaptureReadSize) {
     OpenLog();
     try {
         OpenPort();
@@ -142,8 +132,8 @@ void UARTDataCollector::ReportConfiguration(double traceClock, uint32_t prescale
 void UARTDataCollector::MakeCaptureFile(const std::string& captureFileName) {
     if (fileHandle.Create(captureFileName)) return;
     portHandle.Close();
-    LogError("%s: Failed to open binary file %s with error code %d", kCollectorTag, captureFileName.c_str(),
-             Printed(CaptureFile::LastError()));
+    LogError("%s: Failed to open binary file %s with error code %d", kCollectorTag,
+             KORR_PLIM::Visible(captureFileName).Text(), Printed(CaptureFile::LastError()));
     ThrowError("Failed to open binary file for trace data storage");
 }
 
@@ -153,11 +143,11 @@ void UARTDataCollector::CaptureUntilStopped() {
     while (running) {
         uint32_t bytesRead = 0;
         if (!portHandle.Read(buffer.data(), SerialPort::kCaptureReadSize, bytesRead)) {
-            LogReadFailure(SerialPort::LastError());
+            LogReadFailure();
             return;
         }
         if (!fileHandle.Write(buffer.data(), bytesRead)) {
-            LogWriteFailure(CaptureFile::LastError());
+            LogWriteFailure();
             return;
         }
         portHandle.AwaitMore(bytesRead);
@@ -167,20 +157,17 @@ void UARTDataCollector::CaptureUntilStopped() {
 // The break lasts until the destructor restores the line and closes the port.
 void UARTDataCollector::BreakAndDrain() {
     if (!portHandle.SetBreak()) {
-        const uint32_t code = SerialPort::LastError();
-        Quietly([code] {
-            LogError("%s: Failed to send Comm break state with error code = %d", kCollectorTag,
-                     Printed(code));
-        });
+        LogError("%s: Failed to send Comm break state with error code = %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
     }
     for (uint32_t round = 0; round < kDrainRounds; ++round) {
         uint32_t bytesRead = 0;
         if (!portHandle.Read(buffer.data(), SerialPort::kCaptureReadSize, bytesRead)) {
-            LogReadFailure(SerialPort::LastError());
+            LogReadFailure();
             return;
         }
         if (bytesRead > 0 && !fileHandle.Write(buffer.data(), bytesRead)) {
-            LogWriteFailure(CaptureFile::LastError());
+            LogWriteFailure();
             return;
         }
         KORR_PLIM::uThread::Sleep(kDrainPause);
@@ -189,23 +176,16 @@ void UARTDataCollector::BreakAndDrain() {
 
 void UARTDataCollector::ReleasePort() {
     if (!portHandle.Purge()) {
-        const uint32_t code = SerialPort::LastError();
-        Quietly([code] {
-            LogError("%s: Purge Comm failed with error code = %d.", kCollectorTag, Printed(code));
-        });
+        LogError("%s: Purge Comm failed with error code = %d.", kCollectorTag,
+                 Printed(SerialPort::LastError()));
     }
     if (!portHandle.SetState(savedPortState)) {
-        const uint32_t code = SerialPort::LastError();
-        Quietly([code] {
-            LogError("%s: Restoring communication state failed with error code %d", kCollectorTag,
-                     Printed(code));
-        });
+        LogError("%s: Restoring communication state failed with error code %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
     }
     if (!portHandle.Close()) {
-        const uint32_t code = SerialPort::LastError();
-        Quietly([code] {
-            LogError("%s: Releasing port handle failed with error code %d", kCollectorTag, Printed(code));
-        });
+        LogError("%s: Releasing port handle failed with error code %d", kCollectorTag,
+                 Printed(SerialPort::LastError()));
     }
 }
 

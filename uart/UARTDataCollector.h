@@ -26,7 +26,7 @@ class UARTDataCollector : public KORR_PLIM::uRunnable {
     /// \param sendBreakOnStop send a break and drain the port after Stop
     /// \throws cPelkitError; nothing of the collector survives then, except that a search for the prescaler
     /// that found none leaves the port open until the process ends, so that the next attempt on it may fail
-    UARTDataCollector(uint32_t portNumber, double traceClock, bool autoPrescaler, uint32_t& prescaler,
+    UARTDataCollector(uint32_t comPort, double traceClock, bool autoPrescaler, uint32_t& prescaler,
                       const std::string& captureFileName, bool sendBreakOnStop);
     /// Restores the line settings and closes port and file. The owner must have seen IsFinished if Run was
     /// started.

@@ -10,6 +10,10 @@ namespace Korr::Plim::Trace::Tarnel {
 /// calls Close.
 class CaptureFile {
   public:
+    CaptureFile() = default;
+    CaptureFile(const CaptureFile&) = delete;
+    CaptureFile& operator=(const CaptureFile&) = delete;
+
     /// Makes the file anew (an existing one is emptied). A file that is open as a capture file already, here
     /// or in another process, is refused and left as it is. \param name where the platform takes wide names,
     /// every byte becomes the character of its number, 0 to 255

@@ -26,18 +26,18 @@ LineState CaptureLine(const LineState& savedState, uint32_t baudRate) {
     LineState state = savedState;
     state.baudRate = baudRate;
     state.dataBits = 8;
-    state.parity = 0;
-    state.stopBits = 0;
+    state.parity = kNoParity;
+    state.stopBits = kOneStopBit;
     state.binary = true;
     state.checkParity = false;
     state.ctsFlow = false;
     state.dsrFlow = false;
-    state.dtrControl = 0;
+    state.dtrControl = kLineDisabled;
     state.dsrSensitivity = false;
     state.xoffOutput = false;
     state.xoffInput = false;
     state.discardNull = false;
-    state.rtsControl = 0;
+    state.rtsControl = kLineDisabled;
     state.abortOnError = true;
     return state;
 }
@@ -59,9 +59,9 @@ void ReadBack(SerialPort& port, LineState& state) {
     ThrowError(kNotCalibrated);
 }
 
-// A request that is no positive finite rate is matched by nothing.
+// A request that is no positive finite rate is matched by nothing: the deviation is then 100 % or more,
+// infinite, or no number.
 bool IsTaken(double requested, uint32_t reported) {
-    if (!(requested > 0.0) || std::isinf(requested)) return false;
     const double deviation = (requested - static_cast<double>(reported)) * 100.0 / requested;
     return std::fabs(deviation) <= kLargestDeviation;
 }

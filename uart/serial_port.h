@@ -6,6 +6,11 @@
 
 namespace Korr::Plim::Trace::Tarnel {
 
+/// Values of LineState.
+inline constexpr uint8_t kNoParity = 0;
+inline constexpr uint8_t kOneStopBit = 0;
+inline constexpr uint8_t kLineDisabled = 0;
+
 /// Line settings of a serial port. Named members are the ones that this program sets or looks at; everything
 /// else that the platform keeps (XON/XOFF limits and characters, error and end-of-file characters) travels
 /// untouched in `native`, so that settings read and written back leave the port as it was found.
@@ -13,18 +18,18 @@ struct LineState {
     uint32_t length = 0;  ///< 0: the state is invalid
     uint32_t baudRate = 0;
     uint8_t dataBits = 0;
-    uint8_t parity = 0;    ///< 0 none
-    uint8_t stopBits = 0;  ///< 0 one stop bit
+    uint8_t parity = kNoParity;      ///< others as the platform of Windows counts them
+    uint8_t stopBits = kOneStopBit;  ///< 2: two stop bits
     bool binary = false;
     bool checkParity = false;
     bool ctsFlow = false;
     bool dsrFlow = false;
-    uint8_t dtrControl = 0;  ///< 0 disabled
+    uint8_t dtrControl = kLineDisabled;
     bool dsrSensitivity = false;
     bool xoffOutput = false;
     bool xoffInput = false;
     bool discardNull = false;
-    uint8_t rtsControl = 0;  ///< 0 disabled
+    uint8_t rtsControl = kLineDisabled;
     bool abortOnError = false;
     alignas(8) std::array<std::byte, 64> native{};  ///< the platform's own record
 };
@@ -46,6 +51,10 @@ class SerialPort {
     /// all that a terminal's line discipline ever holds, so that one read empties it and a larger one would
     /// bring no more.
     static const uint32_t kCaptureReadSize;
+
+    SerialPort() = default;
+    SerialPort(const SerialPort&) = delete;
+    SerialPort& operator=(const SerialPort&) = delete;
 
     /// Opens COM port `portNumber` for reading.
     bool Open(uint32_t portNumber);

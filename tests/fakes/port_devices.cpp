@@ -11,12 +11,14 @@ ScriptedPortDevices& PortDevicesScript() {
 
 PlatformCheck CheckPlatformVersion() {
     ++PortDevicesScript().versionChecks;
+    if (PortDevicesScript().whileChecking) PortDevicesScript().whileChecking();
     return PortDevicesScript().version;
 }
 
 std::vector<std::string> ListPresentPortDevices() {
     ScriptedPortDevices& script = PortDevicesScript();
     ++script.listings;
+    if (script.whileListing) script.whileListing();
     std::vector<std::string> names;
     for (const ScriptedPortDevice& device : script.devices) {
         const bool fits = device.friendlyName.size() < 200;

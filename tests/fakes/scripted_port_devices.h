@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ struct ScriptedPortDevices {
     PlatformCheck version = PlatformCheck::kSupported;
     bool listOpens = true;
     std::vector<ScriptedPortDevice> devices;
+    std::function<void()> whileChecking;  ///< called in CheckPlatformVersion; may throw
+    std::function<void()> whileListing;   ///< called in ListPresentPortDevices; may throw
 
     uint32_t versionChecks = 0;  ///< calls of CheckPlatformVersion
     uint32_t listings = 0;       ///< calls of ListPresentPortDevices

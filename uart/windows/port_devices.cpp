@@ -16,6 +16,23 @@ constexpr ULONG kNameLength = 200;
 static_assert(sizeof(OSVERSIONINFOW) == 276);
 static_assert(sizeof(SP_DEVINFO_DATA) == 32);
 
+/// The devices of the ports class, present or not; freed on every way out.
+class DeviceList {
+  public:
+    DeviceList() : handle(SetupDiGetClassDevsW(&kPortsClass, nullptr, nullptr, 0)) {}
+    ~DeviceList() {
+        if (handle != INVALID_HANDLE_VALUE) SetupDiDestroyDeviceInfoList(handle);
+    }
+    DeviceList(const DeviceList&) = delete;
+    DeviceList& operator=(const DeviceList&) = delete;
+
+    /// INVALID_HANDLE_VALUE when there is no list.
+    HDEVINFO Handle() const { return handle; }
+
+  private:
+    HDEVINFO handle;
+};
+
 bool IsPresent(DEVINST device) {
     ULONG status = 0;
     ULONG problem = 0;
@@ -54,7 +71,8 @@ PlatformCheck CheckPlatformVersion() {
 }
 
 std::vector<std::string> ListPresentPortDevices() {
-    const HDEVINFO devices = SetupDiGetClassDevsW(&kPortsClass, nullptr, nullptr, 0);
+    const DeviceList list;
+    const HDEVINFO devices = list.Handle();
     if (devices == INVALID_HANDLE_VALUE) return {};
     std::vector<std::string> names;
     SP_DEVINFO_DATA device{};
@@ -66,7 +84,6 @@ std::vector<std::string> ListPresentPortDevices() {
             names.push_back(name);
         }
     }
-    SetupDiDestroyDeviceInfoList(devices);
     return names;
 }
 

@@ -9,6 +9,7 @@
 #include <setupapi.h>
 
 #include <cstring>
+#include <new>
 
 #include "uart/port_devices.h"
 
@@ -28,7 +29,8 @@ struct Platform {
     DWORD minor = 0;
     bool listOpens = true;
     bool listCloses = true;
-    bool converts = true;  ///< texts to UTF-8
+    bool converts = true;      ///< texts to UTF-8
+    bool outOfMemory = false;  ///< texts to UTF-8: throws std::bad_alloc
     std::vector<Device> devices;
     std::vector<std::string> calls;
 };
@@ -101,6 +103,7 @@ BOOL WINAPI __wrap_SetupDiDestroyDeviceInfoList(HDEVINFO list) {
 
 int WINAPI __wrap_WideCharToMultiByte(UINT page, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size,
                                       LPCCH unknown, LPBOOL usedUnknown) {
+    if (platform.outOfMemory) throw std::bad_alloc();
     return platform.converts
                ? __real_WideCharToMultiByte(page, flags, text, length, bytes, size, unknown, usedUnknown)
                : 0;
@@ -222,6 +225,13 @@ TEST_F(PortDevicesCalls, NamesBecomeUtf8) {
     platform.devices = {{L"\u00E9\u20AC"}, {L"\xD83D\xDE00"}, {L"\xD83D"}, {L""}};
     EXPECT_THAT(ListPresentPortDevices(),
                 ElementsAre("\xC3\xA9\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xEF\xBF\xBD", ""));
+}
+
+TEST_F(PortDevicesCalls, ListIsFreedWhenSomethingIsThrown) {
+    platform.devices = {{L"first"}};
+    platform.outOfMemory = true;
+    EXPECT_THROW(ListPresentPortDevices(), std::bad_alloc);
+    EXPECT_EQ(platform.calls.back(), "SetupDiDestroyDeviceInfoList");
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ struct Failure {
     std::size_t nth;
     const char* text;
     const char* line;  ///< up to the error number
+    std::vector<std::string> calls;
 };
 
 class UARTDataCollectorFailure : public CollectorTest, public ::testing::WithParamInterface<Failure> {};
@@ -96,6 +97,7 @@ TEST_P(UARTDataCollectorFailure, ClosesThePortAndThrows) {
     EXPECT_FALSE(port.IsOpen());
     EXPECT_EQ(fakes::ScriptedFiles::OpenCount(), 0U);
     EXPECT_EQ(LastLine(), Error(std::string(GetParam().line) + "31"));
+    EXPECT_EQ(Journal(), GetParam().calls) << "every call, and none after the failure but the close";
 }
 
 TEST_P(UARTDataCollectorFailure, LogsTheErrorNumberThatTheCloseLeft) {
@@ -110,18 +112,46 @@ TEST_P(UARTDataCollectorFailure, LogsTheErrorNumberThatTheCloseLeft) {
 INSTANTIATE_TEST_SUITE_P(
     Steps, UARTDataCollectorFailure,
     ::testing::Values(
-        Failure{"OpenPort", "port.Open", 1, "Failed to open COM port",
-                "Failed to open COM5 with error code = "},
-        Failure{"SetTimeouts", "port.SetPollingTimeouts", 1, "Failed to setup COM port communication",
-                "Failed to set COM port Comm Timeouts with error code = "},
-        Failure{"ReadSavedState", "port.GetState", 1, "Failed to get COM port state",
-                "Failed to get current Comm state with error code = "},
-        Failure{"Configure", "port.SetState", 1, "Failed to set requested COM port state",
-                "Failed to set Comm state with error code = "},
-        Failure{"ReadProgrammedState", "port.GetState", 2, "Failed to get programmed COM port state",
-                "Failed to get programmed Comm state with error code = "},
-        Failure{"CreateFile", "file.Create", 1, "Failed to open binary file for trace data storage",
-                "Failed to open binary file capture.bin with error code "}),
+        Failure{"OpenPort",
+                "port.Open",
+                1,
+                "Failed to open COM port",
+                "Failed to open COM5 with error code = ",
+                {"port.Open(5)"}},
+        Failure{"SetTimeouts",
+                "port.SetPollingTimeouts",
+                1,
+                "Failed to setup COM port communication",
+                "Failed to set COM port Comm Timeouts with error code = ",
+                {"port.Open(5)", "port.SetPollingTimeouts()", "port.Close()"}},
+        Failure{"ReadSavedState",
+                "port.GetState",
+                1,
+                "Failed to get COM port state",
+                "Failed to get current Comm state with error code = ",
+                {"port.Open(5)", "port.SetPollingTimeouts()", "port.GetState()", "port.Close()"}},
+        Failure{"Configure",
+                "port.SetState",
+                1,
+                "Failed to set requested COM port state",
+                "Failed to set Comm state with error code = ",
+                {"port.Open(5)", "port.SetPollingTimeouts()", "port.GetState()", "port.SetState(1920000)",
+                 "port.Close()"}},
+        Failure{"ReadProgrammedState",
+                "port.GetState",
+                2,
+                "Failed to get programmed COM port state",
+                "Failed to get programmed Comm state with error code = ",
+                {"port.Open(5)", "port.SetPollingTimeouts()", "port.GetState()", "port.SetState(1920000)",
+                 "port.Purge()", "port.QueryQueue()", "port.GetState()", "port.Close()"}},
+        Failure{"CreateFile",
+                "file.Create",
+                1,
+                "Failed to open binary file for trace data storage",
+                "Failed to open binary file capture.bin with error code ",
+                {"port.Open(5)", "port.SetPollingTimeouts()", "port.GetState()", "port.SetState(1920000)",
+                 "port.Purge()", "port.QueryQueue()", "port.GetState()", "file.Create(capture.bin)",
+                 "port.Close()"}}),
     [](const auto& parameter) { return std::string(parameter.param.name); });
 
 TEST_F(UARTDataCollectorConstruction, InvalidSavedStateIsAnError) {
@@ -170,6 +200,37 @@ TEST_F(UARTDataCollectorConstruction, FailedQueryDrainsNothing) {
     Fail("port.QueryQueue", 31);
     EXPECT_NE(Make(), nullptr);
     EXPECT_EQ(Count("port.Read"), 0U);
+}
+
+// What is thrown where the collector throws nothing itself, at each of its calls.
+TEST_F(UARTDataCollectorConstruction, OtherExceptionsPassAndLeaveNothingOpen) {
+    struct Foreign {};
+    const std::pair<const char*, std::size_t> calls[] = {
+        {"port.Open", 1},  {"port.SetPollingTimeouts", 1}, {"port.GetState", 1}, {"port.SetState", 1},
+        {"port.Purge", 1}, {"port.QueryQueue", 1},         {"port.Read", 1},     {"port.GetState", 2},
+        {"file.Create", 1}};
+    for (const auto& [call, nth] : calls) {
+        SCOPED_TRACE(call);
+        fakes::ScriptedPort& fresh = FreshPort();
+        fresh.arrivingAfterPurge = "a";
+        fakes::ScriptedCalls::Instance().At(call, nth, [] { throw Foreign(); });
+        EXPECT_THROW(Make(), Foreign);
+        EXPECT_FALSE(fresh.IsOpen());
+        EXPECT_EQ(Count("port.Close"), std::string(call) == "port.Open" ? 0U : 1U);
+        EXPECT_EQ(fakes::ScriptedFiles::OpenCount(), 0U);
+        EXPECT_NO_THROW(Make()) << "the port can be used again";
+    }
+}
+
+TEST_F(UARTDataCollectorConstruction, NameOfTheCaptureFileBeginsNoLine) {
+    fakes::ScriptedFiles::MakeUnreachable("a\nforged");
+    try {
+        const UARTDataCollector collector(5, 48e6, false, prescaler, "a\nforged", false);
+        FAIL() << "the collector was made";
+    } catch (const cPelkitError& error) {
+        EXPECT_STREQ(error.GetText(), "Failed to open binary file for trace data storage");
+    }
+    EXPECT_EQ(LastLine(), Error("Failed to open binary file a\\nforged with error code 3"));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <new>
+#include <stdexcept>
 
 #include "tests/fakes/scripted_port_devices.h"
 
@@ -192,6 +194,21 @@ TEST_F(ComPortDiscovery, StandardOutputTakesNarrowTextAfterwards) {
     EXPECT_GT(std::printf("after\n"), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Enumerated:  Brantor Serial Port (COM3)\nafter\n");
     EXPECT_LE(std::fwide(stdout, 0), 0);
+}
+
+TEST_F(ComPortDiscovery, ThrowsNothingWhateverThePlatformThrows) {
+    Plug("Brantor Serial Port (COM3)");
+    const std::function<void()> faults[] = {[] { throw std::bad_alloc(); },
+                                            [] { throw std::runtime_error("x"); }, [] { throw 7; }};
+    for (const auto& fault : faults) {
+        PortDevicesScript().whileListing = fault;
+        EXPECT_NO_THROW(EXPECT_THAT(EnumerateProbeComPorts(0), IsEmpty()));
+        PortDevicesScript().whileListing = nullptr;
+        PortDevicesScript().whileChecking = fault;
+        EXPECT_NO_THROW(EXPECT_THAT(EnumerateProbeComPorts(0), IsEmpty()));
+        PortDevicesScript().whileChecking = nullptr;
+    }
+    EXPECT_THAT(EnumerateProbeComPorts(0), ElementsAre("3"));
 }
 
 }  // namespace
