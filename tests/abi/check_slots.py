@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Compares the host interfaces' virtual tables, as a compiler for Windows lays them out, with tests/abi/slots.txt.
+"""Compares virtual tables, the host interfaces' and the plug-in's own, as a compiler for Windows lays them out, with
+tests/abi/slots.txt.
 
 usage: check_slots.py CLANG SOURCE_FOLDER [--swapped]
 
 With --swapped the check checks itself: in a copy of the headers it exchanges every two neighbouring operations in turn,
-and every exchange must be found. Exit status: 0 as expected, 1 not, 77 when the compiler is missing.
+in the plug-in's own classes the destructor too, and every exchange must be found. Exit status: 0 as expected, 1 not, 77 when the compiler is missing.
 """
 import pathlib
 import re
@@ -12,6 +13,9 @@ import shutil
 import subprocess
 import sys
 import tempfile
+
+ROOMS = ("host_api", "options", "source_utilities", "uart")  # of the headers that are laid out
+OWN = ("uRunnable", "ChannelOptionsHandler")  # classes of the plug-in whose destructor is exchanged as well
 
 
 def read_slots(path):
@@ -72,10 +76,15 @@ def mismatches(expected, tables):
     return found
 
 
-def exchange(headers, first, second):
-    for path in headers.glob("host_api/*.h"):
+def exchange(headers, name, first, second):
+    """Exchanges the names of two operations; of a class of the plug-in the declarations of its destructor and another."""
+    for path in headers.glob("*/*.h"):
         text = path.read_text()
-        swapped = re.sub(rf"\b({first}|{second})\(", lambda m: (second if m[1] == first else first) + "(", text)
+        if first != "destructor":
+            swapped = re.sub(rf"\b({first}|{second})\(", lambda m: (second if m[1] == first else first) + "(", text)
+        else:
+            swapped = re.sub(rf"(virtual ~{name}\([^;]*;)(.*?)(virtual [^;]*\b{second}\([^;]*;)", r"\3\2\1", text,
+                             flags=re.DOTALL)
         path.write_text(swapped)
 
 
@@ -83,12 +92,13 @@ def check_itself(clang, source, expected):
     """Every exchange of two neighbouring operations must be found."""
     missed = 0
     for name, (_, slots) in expected.items():
-        operations = [operation for operation in slots.values() if operation != "destructor"]
+        operations = [operation for operation in slots.values() if operation != "destructor" or name in OWN]
         for first, second in zip(operations, operations[1:]):
             with tempfile.TemporaryDirectory() as folder:
                 headers = pathlib.Path(folder)
-                shutil.copytree(source / "host_api", headers / "host_api")
-                exchange(headers, first, second)
+                for room in ROOMS:
+                    shutil.copytree(source / room, headers / room, ignore=shutil.ignore_patterns("*.cpp"))
+                exchange(headers, name, first, second)
                 found = mismatches(expected, lay_out(clang, source, headers))
             print(f"{name}: {first} and {second} exchanged: {len(found)} mismatches")
             missed += not found
