@@ -21,6 +21,7 @@
 #include "bench/plain_file_calls.h"
 #include "channel/ChannelDriver.h"
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
 #include "tests/fakes/host_objects.h"
@@ -117,7 +118,7 @@ int main(int count, char** arguments) {
         Access access(arguments[1]);
         for (std::string line; std::getline(std::cin, line);) Answer(access, line);
     } catch (const cPelkitError& error) {
-        std::fprintf(stderr, "data_access: %s\n", error.GetText());
+        std::fprintf(stderr, "data_access: %s\n", pelkit::TextOf(error));
         return 1;
     }
     return 0;

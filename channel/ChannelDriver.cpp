@@ -91,7 +91,7 @@ void ChannelDriver::GetStatus(StatusRecord& record) {
     DescribeState(state, record);
 }
 
-std::string& ChannelDriver::GetExtendedInfo(std::string& result) {
+HostString& ChannelDriver::GetExtendedInfo(HostString& result) {
     result = "Not implemented";
     return result;
 }

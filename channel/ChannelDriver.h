@@ -69,7 +69,7 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     uint32_t GetNumSamples() override;
     const char* GetCpuName() override;
     void GetStatus(StatusRecord& record) override;
-    std::string& GetExtendedInfo(std::string& result) override;
+    HostString& GetExtendedInfo(HostString& result) override;
     void JobStateChanged(uint32_t jobState) override;
     void SetTargetState(uint32_t state) override;
     void SetHaltState(const char* name, uint8_t haltState) override;

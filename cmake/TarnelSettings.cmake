@@ -13,18 +13,24 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
-# The body of platform code that this build takes: source_utilities/<this>/, uart/<this>/.
+# The body of platform code that this build takes: source_utilities/<this>/, uart/<this>/; and the declarations of the
+# host's own types, below host_api/.
 if(WIN32)
     set(TARNEL_PLATFORM windows)
+    set(TARNEL_HOST_TYPES windows)
+    if(MINGW OR CMAKE_CXX_COMPILER_ID STREQUAL MSVC)
+        set(TARNEL_HOST_TYPES windows-msvc)  # the compiler's own std::string
+    endif()
     # The host loads libraries by their bare base names.
     set(CMAKE_SHARED_LIBRARY_PREFIX "")
     set(CMAKE_SHARED_MODULE_PREFIX "")
 else()
     set(TARNEL_PLATFORM posix)
+    set(TARNEL_HOST_TYPES posix)
 endif()
 
 add_library(tarnel_settings INTERFACE)
-target_include_directories(tarnel_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(tarnel_settings INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/host_api/${TARNEL_HOST_TYPES})
 if(MSVC)
     target_compile_options(tarnel_settings INTERFACE /W4 /utf-8 $<$<BOOL:${TARNEL_WARNINGS_AS_ERRORS}>:/WX>)
     target_compile_definitions(tarnel_settings INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX WIN32_LEAN_AND_MEAN)

@@ -117,7 +117,8 @@ void ReceiverSession::CheckStatus() {
     const auto expected = ReceiverModel::Status(Model());
     if (!expected)
         return Require(record.code == 99 && record.text == "untouched" && record.flags[4] == 7, "untouched");
-    Require(record.code == expected->code && record.text == expected->text, "status " + record.text);
+    Require(record.code == expected->code && record.text == expected->text,
+            "status " + std::string(record.text));
     for (std::size_t i = 0; i < 5; ++i) Require(record.flags[i] == (expected->flags[i] ? 1 : 0), "flag");
 }
 
@@ -148,7 +149,7 @@ void ReceiverSession::SetStates() {
 void ReceiverSession::AskDriver() {
     if (!ChooseDriver()) return;
     Require(!Driver().IsBufferWrapped() && Driver().GetCpuName() == Model().name, "GetCpuName");
-    std::string text;
+    trace::HostString text;
     Require(&Driver().GetExtendedInfo(text) == &text && text == "Not implemented", "GetExtendedInfo");
     uint32_t current = 0;
     uint32_t total = 0;

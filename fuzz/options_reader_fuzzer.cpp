@@ -9,6 +9,7 @@
 #include "host_api/cPelkitError.h"
 #include "options/XMLOptionsHandler.h"
 #include "options/options_reader.h"
+#include "simulator/pelkit/error_reading.h"
 
 namespace {
 
@@ -32,11 +33,11 @@ void CheckOptions(const OptionList& options) {
 }
 
 void CheckRefusal(const cPelkitError& error) {
-    const std::string text = error.GetText();
+    const std::string text = pelkit::TextOf(error);
     const bool isUndefined = text == "Undefined exception occurred while parsing emulation setup file";
     const bool isNameMissing = text.rfind("RCVRNAME xml tag not found in this xml file.\n", 0) == 0;
     Require(isUndefined || isNameMissing, text.c_str());
-    Require(error.GetSeverity() == cPelkitErrorIF::eSEVERITY_ERROR, "severity");
+    Require(pelkit::SeverityOf(error) == cPelkitErrorIF::eSEVERITY_ERROR, "severity");
 }
 
 }  // namespace

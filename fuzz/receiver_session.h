@@ -11,6 +11,7 @@
 #include "fuzz/targets.h"
 #include "fuzz/trace_home.h"
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/file_system.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/unit/receiver/scripted_host.h"
@@ -115,8 +116,8 @@ void ReceiverSession::Expect(const char* what, const Outcome& expected, Action a
     try {
         action();
     } catch (const cPelkitError& error) {
-        Require(error.GetSeverity() == cPelkitErrorIF::eSEVERITY_ERROR, "severity");
-        seen = error.GetText();
+        Require(pelkit::SeverityOf(error) == cPelkitErrorIF::eSEVERITY_ERROR, "severity");
+        seen = pelkit::TextOf(error);
     } catch (const fakes::HostFault& fault) {
         seen = fault.what();
     }

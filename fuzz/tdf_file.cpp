@@ -6,6 +6,7 @@
 #include "channel/tdf_writer.h"
 #include "fuzz/targets.h"
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 
 namespace fuzz {
 namespace {
@@ -35,9 +36,10 @@ std::string Refusal(Action action) {
     try {
         action();
     } catch (const cPelkitError& error) {
-        Require(error.GetSeverity() == cPelkitErrorIF::eSEVERITY_ERROR && *error.GetText() != '\0',
-                "severity");
-        return error.GetText();
+        Require(
+            pelkit::SeverityOf(error) == cPelkitErrorIF::eSEVERITY_ERROR && *pelkit::TextOf(error) != '\0',
+            "severity");
+        return pelkit::TextOf(error);
     }
     return {};
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <HostString.h>
 #include <cstdint>
-#include <string>
 
 #include "host_api/TraceChannelAttributes.h"
 
@@ -19,7 +19,7 @@ enum StatusCode : uint32_t {
 /// What GetStatus fills. Owned by the caller. The meanings of the flags are the host's.
 struct StatusRecord {
     uint32_t code = 0;  ///< a StatusCode, or 0
-    std::string text;
+    HostString text;
     uint8_t flags[5] = {0, 0, 0, 0, 0};  ///< flag 0 to flag 4, each 0 or 1
 };
 
@@ -86,7 +86,7 @@ class CChannelDriver : public TraceChannelAttributes {
     /// Fills the record; leaves it untouched while there is no target connection. [any host thread]
     virtual void GetStatus(StatusRecord& record) = 0;
     /// Sets `result` to a fixed text and returns it. [any host thread]
-    virtual std::string& GetExtendedInfo(std::string& result) = 0;
+    virtual HostString& GetExtendedInfo(HostString& result) = 0;
     /// Job state of the host; 0 is noted in the log. [any host thread]
     virtual void JobStateChanged(uint32_t state) = 0;
     /// Keeps the host's target state; 3 and 4: no connection, 6: running. [any host thread]

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <HostString.h>
 #include <cstdint>
-#include <string>
 
 namespace Korr::Plim::Trace {
 
@@ -10,7 +10,7 @@ class DeviceModule {
   public:
     /// Address of a register as hexadecimal text ("400FE060", with or without "0x"); empty for an unknown
     /// name. [plug-in]
-    virtual std::string GetRegisterAddress(const char* registerName) = 0;
+    virtual HostString GetRegisterAddress(const char* registerName) = 0;
 
   protected:
     ~DeviceModule() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <HostString.h>
 
 namespace Korr::Plim::Trace {
 
@@ -9,7 +9,7 @@ namespace Korr::Plim::Trace {
 class SetupAdapter {
   public:
     /// Must succeed before anything else is asked. \param errorText out: why it failed
-    virtual bool Initialise(std::string& errorText) = 0;
+    virtual bool Initialise(HostString& errorText) = 0;
     virtual void Reserved1() = 0;
     virtual void Reserved2() = 0;
     virtual void Reserved3() = 0;
@@ -19,7 +19,7 @@ class SetupAdapter {
     virtual void Reserved7() = 0;
     virtual void Reserved8() = 0;
     /// Path of the target set-up data file of a CPU, written to `path` and returned. May throw.
-    virtual std::string& GetSetupFile(const std::string& cpuName, std::string& path) = 0;
+    virtual HostString& GetSetupFile(const HostString& cpuName, HostString& path) = 0;
 
   protected:
     ~SetupAdapter() = default;

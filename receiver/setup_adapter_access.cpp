@@ -77,13 +77,13 @@ void SetupAdapterAccess::AskForSetupFile(const std::string& cpuName, const Reade
         KORR_PLIM::LogError("%s: CreateSetupAdapter returned null in %s", kReceiverTag, kLibraryName);
         return;
     }
-    std::string errorText;
+    HostString errorText;
     if (!adapter->Initialise(errorText)) {
         KORR_PLIM::LogError("%s: Unable to initialize %s : %s", kReceiverTag, kLibraryName,
                             KORR_PLIM::Visible(errorText).Text());
         return;
     }
-    std::string path;
+    HostString path;
     const KORR_PLIM::FileStream file =
         KORR_PLIM::OpenStream(adapter->GetSetupFile(cpuName, path).c_str(), "rb");
     StreamInput bytes(file.get());

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
 #include "tracehost/program.h"
@@ -36,7 +37,7 @@ int main(int argc, char** argv) {
     try {
         return RunProgram(argc, argv);
     } catch (const cPelkitErrorIF& error) {
-        return ReportPlugin(PluginError(error.GetText()));
+        return ReportPlugin(PluginError(pelkit::TextOf(error)));
     } catch (const PluginError& error) {
         return ReportPlugin(error);
     } catch (const UsageError& error) {

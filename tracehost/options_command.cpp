@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/explanation.h"
@@ -67,7 +68,7 @@ void Save(const Tarnel::OptionList& options, const std::string& file) {
     } catch (const cPelkitErrorIF& error) {
         Surroundings used;
         used.outputFile = file;
-        throw PluginError(error.GetText(), Explain(error.GetText(), used));
+        throw PluginError(pelkit::TextOf(error), Explain(pelkit::TextOf(error), used));
     }
 }
 

@@ -1,4 +1,5 @@
 #include "tracehost/recording.h"
+#include "simulator/pelkit/error_reading.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -36,7 +37,7 @@ std::string CurrentErrorText() {
     try {
         throw;
     } catch (const cPelkitErrorIF& error) {
-        return error.GetText();
+        return pelkit::TextOf(error);
     } catch (const std::exception& error) {
         return error.what();
     } catch (...) {
@@ -81,7 +82,8 @@ void Recording::Start(CChannelDriver& driver) {
     StatusRecord status;
     driver.GetStatus(status);
     if (status.code == kStatusRecording) return;
-    throw HostError("the plug-in did not start to record; its status is \"" + status.text + "\"");
+    throw HostError("the plug-in did not start to record; its status is \"" + std::string(status.text) +
+                    "\"");
 }
 
 bool Recording::EndReached(double elapsed, uint64_t captured) const {

@@ -34,7 +34,7 @@ void Status(Session& session, const Arguments& arguments, Answer& answer) {
     StatusRecord record{99, "untouched", {1, 1, 1, 1, 1}};
     Driver(session, arguments).GetStatus(record);
     answer["code"] = record.code;
-    answer["text"] = record.text;
+    answer["text"] = std::string(record.text);
     answer["flags"] = Answer::array();
     for (const uint8_t flag : record.flags) answer["flags"].push_back(flag != 0);
 }
@@ -52,8 +52,8 @@ void Wrapped(Session& session, const Arguments& arguments, Answer& answer) {
 }
 
 void Info(Session& session, const Arguments& arguments, Answer& answer) {
-    std::string text = "untouched";
-    answer["text"] = Driver(session, arguments).GetExtendedInfo(text);
+    HostString text = "untouched";
+    answer["text"] = std::string(Driver(session, arguments).GetExtendedInfo(text));
 }
 
 void Progress(Session& session, const Arguments& arguments, Answer& answer) {

@@ -1,6 +1,7 @@
 #include <string>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "tracehost/script_session.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -34,8 +35,8 @@ void RunCommand(const ScriptCommand& command, ScriptSession& session, const Scri
     try {
         command.run(session, arguments, answer);
     } catch (const cPelkitErrorIF& error) {
-        Refused(answer, error.GetText());
-        answer["severity"] = static_cast<int>(error.GetSeverity());
+        Refused(answer, pelkit::TextOf(error));
+        answer["severity"] = static_cast<int>(pelkit::SeverityOf(error));
     } catch (const ScriptError&) {
         throw;
     } catch (const HostError& error) {

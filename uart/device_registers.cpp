@@ -30,7 +30,7 @@ ClockRegisters::ClockRegisters(const char* deviceName, DeviceIdentifier* informa
 }
 
 uint32_t ClockRegisters::Address(const char* registerName) const {
-    const std::string text = module->GetRegisterAddress(registerName);
+    const HostString text = module->GetRegisterAddress(registerName);
     if (text.empty()) ThrowUndetermined();
     // 64 bits on every platform, so that an address which is too large ends alike everywhere.
     const unsigned long long address = std::strtoull(text.c_str(), nullptr, 16);

@@ -10,6 +10,7 @@
 #include "bench/collector_capture/read_counter.h"
 #include "bench/collector_capture/settings.h"
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "simulator/swosource/signal/counter_verifier.h"
 #include "source_utilities/uThread.h"
 #include "uart/UARTDataCollector.h"
@@ -147,7 +148,7 @@ int main(int argc, char** argv) {
     try {
         return Run(*settings);
     } catch (const cPelkitErrorIF& error) {
-        std::cerr << "collector_capture: " << error.GetText() << std::endl;
+        std::cerr << "collector_capture: " << pelkit::TextOf(error) << std::endl;
     } catch (const std::exception& error) {
         std::cerr << "collector_capture: " << error.what() << std::endl;
     }

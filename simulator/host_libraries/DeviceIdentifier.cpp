@@ -22,7 +22,7 @@ class SimulatedModule final : public DeviceModule {
         : name(std::move(moduleName)), destroyed(identifierDestroyed) {}
     virtual ~SimulatedModule() = default;
 
-    std::string GetRegisterAddress(const char* registerName) override {
+    HostString GetRegisterAddress(const char* registerName) override {
         JournalCall call(kLibrary, "GetRegisterAddress",
                          {{"module", name}, {"register", TextArgument(registerName)}});
         if (destroyed) call.Violation(kAfterDestruction);

@@ -19,7 +19,7 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     virtual ~SimulatedSetupAdapter() = default;
     const void* Identity() const { return static_cast<const SetupAdapter*>(this); }
 
-    bool Initialise(std::string& errorText) override {
+    bool Initialise(HostString& errorText) override {
         JournalCall call(kLibrary, "Initialise", nlohmann::ordered_json::object());
         if (destroyed) {
             call.Violation("call after DestroySetupAdapter");
@@ -42,7 +42,8 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     void Reserved7() override { JournalReservedCall(kLibrary, "Reserved7"); }
     void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
 
-    std::string& GetSetupFile(const std::string& cpuName, std::string& path) override {
+    HostString& GetSetupFile(const HostString& cpu, HostString& path) override {
+        const std::string cpuName = cpu;
         JournalCall call(kLibrary, "GetSetupFile", {{"cpu", cpuName}});
         path.clear();
         if (destroyed) {
@@ -57,7 +58,7 @@ class SimulatedSetupAdapter final : public SetupAdapter {
         } else {
             path = call.board().setUpFile.For(cpuName);
         }
-        call.Return(path);
+        call.Return(std::string(path));
         return path;
     }
 

@@ -1,18 +1,46 @@
 #include "host_api/cPelkitError.h"
 
-cPelkitErrorIF::cPelkitErrorIF() = default;
-cPelkitErrorIF::cPelkitErrorIF(const cPelkitErrorIF&) = default;
-cPelkitErrorIF& cPelkitErrorIF::operator=(const cPelkitErrorIF&) = default;
-cPelkitErrorIF::~cPelkitErrorIF() = default;
+#include <new>
+#include <utility>
 
-cPelkitError::cPelkitError(const char* message, Severity_Type level)
-    : text(message != nullptr ? message : ""), severity(level) {}
-cPelkitError::cPelkitError(const std::string& message, Severity_Type level)
-    : text(message), severity(level) {}
-cPelkitError::cPelkitError(const cPelkitError& other) = default;
-cPelkitError& cPelkitError::operator=(const cPelkitError& other) = default;
-cPelkitError::~cPelkitError() = default;
+#include "simulator/pelkit/error_reading.h"
 
-const char* cPelkitError::GetText() const { return text.c_str(); }
-cPelkitErrorIF::Severity_Type cPelkitError::GetSeverity() const { return severity; }
+using Korr::Plim::Trace::HostString;
+
+/// What an error holds, in the room that its declaration leaves.
+struct cPelkitErrorContent {
+    HostString text;
+    cPelkitErrorIF::Severity_Type severity;
+
+    static void Make(cPelkitError& error, HostString text, cPelkitErrorIF::Severity_Type severity) {
+        static_assert(sizeof(cPelkitErrorContent) <= sizeof error.room);
+        new (error.room) cPelkitErrorContent{std::move(text), severity};
+    }
+    static const cPelkitErrorContent& Of(const cPelkitErrorIF& error) {
+        return *std::launder(
+            reinterpret_cast<const cPelkitErrorContent*>(static_cast<const cPelkitError&>(error).room));
+    }
+};
+
+cPelkitError::cPelkitError(const char* message, Severity_Type level) {
+    cPelkitErrorContent::Make(*this, message != nullptr ? message : "", level);
+}
+cPelkitError::cPelkitError(const HostString& message, Severity_Type level) {
+    cPelkitErrorContent::Make(*this, message, level);
+}
+cPelkitError::cPelkitError(const cPelkitError& other) : cPelkitErrorIF(other) {
+    const cPelkitErrorContent& content = cPelkitErrorContent::Of(other);
+    cPelkitErrorContent::Make(*this, content.text, content.severity);
+}
+cPelkitError::~cPelkitError() { cPelkitErrorContent::Of(*this).~cPelkitErrorContent(); }
+
+const char* cPelkitError::GetText() const { return pelkit::TextOf(*this); }
+cPelkitErrorIF::Severity_Type cPelkitError::GetSeverity() const { return pelkit::SeverityOf(*this); }
 void cPelkitError::Delete() {}
+
+const char* pelkit::TextOf(const cPelkitErrorIF& error) {
+    return cPelkitErrorContent::Of(error).text.c_str();
+}
+cPelkitErrorIF::Severity_Type pelkit::SeverityOf(const cPelkitErrorIF& error) {
+    return cPelkitErrorContent::Of(error).severity;
+}

@@ -42,7 +42,8 @@ def operation_of(entry):
 def lay_out(clang, source, headers):
     """Class name -> {slot: operation}, for the platform's own compiler's ABI."""
     command = [clang, "--target=x86_64-pc-windows-msvc", "-std=c++20", "-nostdinc", "-isystem",
-               str(source / "tests/abi/std"), "-I", str(headers), "-Xclang", "-fdump-vtable-layouts", "-S",
+               str(source / "tests/abi/std"), "-I", str(headers), "-I", str(headers / "host_api/windows-msvc"),
+               "-Xclang", "-fdump-vtable-layouts", "-S",
                "-emit-llvm", "-o", "-", str(source / "tests/abi/host_interfaces.cpp")]
     result = subprocess.run(command, capture_output=True, text=True, check=False)
     if result.returncode != 0:

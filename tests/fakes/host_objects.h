@@ -150,7 +150,7 @@ class FakeDeviceModule : public Korr::Plim::Trace::DeviceModule {
     std::map<std::string, std::string> registers;
     std::vector<std::string> asked;  ///< names that were looked up, in order
 
-    std::string GetRegisterAddress(const char* registerName) override {
+    Korr::Plim::Trace::HostString GetRegisterAddress(const char* registerName) override {
         asked.emplace_back(registerName);
         const auto found = registers.find(registerName);
         return found == registers.end() ? std::string() : found->second;

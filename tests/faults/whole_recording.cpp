@@ -1,4 +1,5 @@
 #include "tests/faults/whole_recording.h"
+#include "simulator/pelkit/error_reading.h"
 
 #include <algorithm>
 #include <chrono>
@@ -163,8 +164,8 @@ bool WholeRecording::Step(const std::string& name, const std::function<void()>& 
         action();
         return true;
     } catch (const cPelkitError& error) {
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-        seen.push_back(name + ": " + error.GetText());
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+        seen.push_back(name + ": " + pelkit::TextOf(error));
         return false;
     }
 }

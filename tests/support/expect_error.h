@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 
 namespace support {
 
@@ -15,8 +16,8 @@ std::string ErrorOf(Action&& action) {
     try {
         action();
     } catch (const cPelkitError& error) {
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-        return error.GetText();
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+        return pelkit::TextOf(error);
     }
     ADD_FAILURE() << "no error was thrown";
     return {};

@@ -55,7 +55,7 @@ TEST_F(ChannelDriverObject, ResumeAndLoadAreNotSupported) {
 
 TEST_F(ChannelDriverObject, ExtendedInfoIsAFixedTextInTheCallersString) {
     Make();
-    std::string text = "before";
+    Korr::Plim::Trace::HostString text = "before";
     EXPECT_EQ(&driver->GetExtendedInfo(text), &text);
     EXPECT_EQ(text, "Not implemented");
 }

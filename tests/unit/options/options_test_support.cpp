@@ -1,4 +1,5 @@
 #include "tests/unit/options/options_test_support.h"
+#include "simulator/pelkit/error_reading.h"
 
 #include <gtest/gtest.h>
 
@@ -28,8 +29,8 @@ Answer AnswerOf(const std::function<void(OptionList&)>& operation) {
     try {
         operation(answer.options);
     } catch (const cPelkitError& error) {
-        answer.error = error.GetText();
-        answer.severity = error.GetSeverity();
+        answer.error = pelkit::TextOf(error);
+        answer.severity = pelkit::SeverityOf(error);
     }
     return answer;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host_api/entry_points.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/dynamic_library.h"
 #include "source_utilities/environment.h"
 #include "tests/fakes/host_objects.h"
@@ -96,7 +97,7 @@ TEST_F(Plugin, ExportedDeleteDoesNothing) {
     ASSERT_NE(remove, nullptr);
     cPelkitError error("text", cPelkitErrorIF::eSEVERITY_ERROR);
     remove(&error);
-    EXPECT_STREQ(error.GetText(), "text");
+    EXPECT_STREQ(pelkit::TextOf(error), "text");
 }
 
 TEST_F(Plugin, CanBeLoadedUsedAndUnloadedAHundredTimes) {

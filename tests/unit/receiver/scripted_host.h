@@ -27,14 +27,14 @@ class FakeSetupAdapter : public trace::SetupAdapter {
     std::function<void()> onInitialise = [] {};
     std::function<void()> onGetSetupFile = [] {};
 
-    bool Initialise(std::string& text) override {
+    bool Initialise(trace::HostString& text) override {
         journal.Add("Initialise()");
         onInitialise();
         if (!errorText.empty()) text = errorText;
         return initialises;
     }
-    std::string& GetSetupFile(const std::string& cpuName, std::string& result) override {
-        journal.Add("GetSetupFile(" + cpuName + ")");
+    trace::HostString& GetSetupFile(const trace::HostString& cpuName, trace::HostString& result) override {
+        journal.Add("GetSetupFile(" + std::string(cpuName) + ")");
         onGetSetupFile();
         result = path;
         return result;

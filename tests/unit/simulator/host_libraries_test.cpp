@@ -11,7 +11,7 @@ class SimulatedSetupAdapter : public LoadedBoard {
         Entry<CreateSetupAdapterFunction>("SetupAdapter4", "CreateSetupAdapter");
     DestroySetupAdapterFunction destroy =
         Entry<DestroySetupAdapterFunction>("SetupAdapter4", "DestroySetupAdapter");
-    std::string text;
+    HostString text;
 };
 
 TEST_F(SimulatedSetupAdapter, GivesThePathOfTheCpusSetUpFile) {

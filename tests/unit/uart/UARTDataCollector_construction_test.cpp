@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "simulator/pelkit/error_reading.h"
 #include "tests/unit/uart/collector_fixture.h"
 
 namespace Korr::Plim::Trace::Tarnel {
@@ -82,8 +83,8 @@ TEST_F(UARTDataCollectorConstruction, MissingPortIsNamedInTheLog) {
         const UARTDataCollector collector(77, 48e6, true, given, kFile, true);
         FAIL() << "the collector was made";
     } catch (const cPelkitError& error) {
-        EXPECT_STREQ(error.GetText(), "Failed to open COM port");
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
+        EXPECT_STREQ(pelkit::TextOf(error), "Failed to open COM port");
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
     }
     EXPECT_EQ(given, 3U);
     EXPECT_EQ(NewLines(), std::vector<std::string>{Error("Failed to open COM77 with error code = 2")});

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "tests/fakes/scripted_capture_file.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/unit/uart/log_home.h"
@@ -50,8 +51,8 @@ class CollectorTest : public ::testing::Test {
         try {
             Make();
         } catch (const cPelkitError& error) {
-            EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-            return error.GetText();
+            EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+            return pelkit::TextOf(error);
         }
         ADD_FAILURE() << "the collector was made";
         return std::string();

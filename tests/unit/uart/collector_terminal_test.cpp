@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/uThread.h"
 #include "tests/unit/uart/log_home.h"
 #include "tests/unit/uart/pseudo_terminal.h"
@@ -96,7 +97,7 @@ class CollectorOnATerminal : public ::testing::Test {
         try {
             Make();
         } catch (const cPelkitError& error) {
-            return error.GetText();
+            return pelkit::TextOf(error);
         }
         return "none";
     }

@@ -1,4 +1,5 @@
 #include "uart/prescaler_calibration.h"
+#include "simulator/pelkit/error_reading.h"
 
 #include <cmath>
 #include <limits>
@@ -25,8 +26,8 @@ class PrescalerCalibration : public CollectorTest {
         try {
             Configure();
         } catch (const cPelkitError& error) {
-            EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-            return error.GetText();
+            EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+            return pelkit::TextOf(error);
         }
         ADD_FAILURE() << "the port was configured";
         return std::string();
