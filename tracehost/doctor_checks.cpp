@@ -1,4 +1,5 @@
 #include "tracehost/doctor_checks.h"
+#include "simulator/pelkit/error_reading.h"
 
 #include <filesystem>
 
@@ -73,7 +74,7 @@ Check CheckAnswers(HostSession& session) {
         Surroundings used;
         used.board = std::getenv(Simulator::kBoardVariable);
         used.pluginFolder = fs::path(session.PluginFile()).parent_path().string();
-        return NotOk(name, error.GetText(), Explain(error.GetText(), used));
+        return NotOk(name, pelkit::TextOf(error), Explain(pelkit::TextOf(error), used));
     } catch (const std::exception& error) {
         return NotOk(name, error.what(), "install the plug-in anew");
     }

@@ -8,6 +8,7 @@
 #include "host_api/DeviceIdentifier.h"
 #include "host_api/MemoryAccessor.h"
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "tests/second_reading/clock_model.h"
 #include "tests/second_reading/log_follower.h"
 #include "tests/second_reading/random.h"
@@ -44,7 +45,7 @@ class HostOf final : public DeviceModule, public DeviceInformation, public Memor
         asked.push_back(moduleName == std::string("MOD_SYSCLK") ? "module" : "another module");
         return target.hasModule ? this : nullptr;
     }
-    std::string GetRegisterAddress(const char* registerName) override {
+    Korr::Plim::Trace::HostString GetRegisterAddress(const char* registerName) override {
         asked.emplace_back(registerName);
         const auto found = target.addresses.find(registerName);
         return found == target.addresses.end() ? std::string() : found->second;
@@ -94,8 +95,8 @@ ClockReading ReadingOf(const ClockTarget& target) {
         reading.constructed = true;
         reading.frequency = device.GetFrequency();
     } catch (const cPelkitError& error) {
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-        reading.error = error.GetText();
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+        reading.error = pelkit::TextOf(error);
     }
     reading.asked = host.asked;
     reading.lines = LogFollower::Instance().NewLines();

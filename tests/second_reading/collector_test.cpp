@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
 #include "tests/fakes/scripted_capture_file.h"
 #include "tests/fakes/scripted_serial_port.h"
 #include "tests/second_reading/collector_model.h"
@@ -53,8 +54,8 @@ Seen Calibrate(const World& world, double traceClock, bool automatic, uint32_t p
     try {
         ConfigurePort(port, world.found, traceClock, automatic, seen.prescaler, seen.baudRate);
     } catch (const cPelkitError& error) {
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-        seen.error = error.GetText();
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+        seen.error = pelkit::TextOf(error);
     }
     LookAt(device, seen);
     if (port.IsOpen()) port.Close();
@@ -98,8 +99,8 @@ Seen Live(const CollectorSettings& settings, const World& world) {
         seen.finished = collector->IsFinished();
         collector.reset();
     } catch (const cPelkitError& error) {
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_ERROR);
-        seen.error = error.GetText();
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_ERROR);
+        seen.error = pelkit::TextOf(error);
     }
     LookAt(device, seen);
     seen.content = fakes::ScriptedFiles::Content(settings.fileName);
