@@ -18,7 +18,7 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 if(WIN32)
     set(TARNEL_PLATFORM windows)
     set(TARNEL_HOST_TYPES windows)
-    if(MINGW OR CMAKE_CXX_COMPILER_ID STREQUAL MSVC)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL MSVC)
         set(TARNEL_HOST_TYPES windows-msvc)  # the compiler's own std::string
     endif()
     # The host loads libraries by their bare base names.
