@@ -7,6 +7,7 @@
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/help_topics.h"
 #include "tracehost/plugin.h"
 #include "tracehost/plugin_version.h"
 #include "tracehost/standard_output.h"
@@ -50,6 +51,15 @@ std::vector<std::string> TranslateHelp(std::vector<std::string> words) {
     return words;
 }
 
+/// Whether the words ask for a topic that is no command.
+bool ShowTopic(const std::vector<std::string>& words) {
+    const char* const text = words.size() == 2 && words[0] == "help" ? HelpTopic(words[1]) : nullptr;
+    if (text == nullptr) return false;
+    std::fputs(text, stdout);
+    FinishStandardOutput(stdout);
+    return true;
+}
+
 /// \throws UsageError for words that cannot be parsed
 void Parse(CLI::App& program, std::vector<std::string> words) {
     try {
@@ -89,13 +99,16 @@ int RunProgram(int argc, char** argv) {
     AddInfoCommand(program, status);
     AddDecodeCommand(program, status);
     AddReportCommand(program, status);
+    AddDiagnoseCommand(program, status);
+    AddRatesCommand(program, status);
     AddScriptCommand(program, status);
     AddDoctorCommand(program, status);
     AddAboutCommands(program, status);
     if (argc < 2) throw UsageError("a command is missing: see \"tracehost --help\"");
+    if (ShowTopic({argv + 1, argv + argc})) return kDone;
     const std::vector<std::string> words = TranslateHelp({argv + 1, argv + argc});
     RefuseUnknownCommand(program, words.front());
-    program.footer(StatusList());
+    program.footer("\"tracehost help loss\" tells how loss is found.\n\n" + StatusList());
     Parse(program, words);
     return status;
 }
