@@ -113,14 +113,14 @@ class CaptureAnalysis::Work {
             for (size_t i = 0; i < block.size() && fed + i < kHead; ++i) ++head.values[block[i]];
             fed += block.size();
             decoder.Feed(block);
-            ShowEntries();
+            ShowEntries(false);
             bytes = bytes.subspan(block.size());
         }
     }
     void Finish() {
         decoder.Finish();
         timer.Flush();
-        ShowEntries();
+        ShowEntries(true);
         ledger.Finish();
     }
     SignalFeatures Features() const {
@@ -143,7 +143,7 @@ class CaptureAnalysis::Work {
 
     void Decide() {
         decoder.Decide();
-        ShowEntries();
+        ShowEntries(false);
     }
     const CaptureDecoder<Work>& Decoder() const { return decoder; }
 
@@ -179,9 +179,14 @@ class CaptureAnalysis::Work {
                 break;
         }
     }
-    void ShowEntries() {
+    /// \param last no more bytes come
+    void ShowEntries(bool last) {
         auto& entries = ledger.Entries();
-        for (; shown < entries.size(); ++shown) recent.Show(entries[shown]);
+        for (; shown < entries.size(); ++shown) {
+            LedgerEntry& entry = entries[shown];
+            if (!last && entry.offset + entry.bytes.size() > fed) return;
+            recent.Show(entry);
+        }
     }
 
     RecentBytes recent;

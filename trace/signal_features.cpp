@@ -13,6 +13,7 @@ constexpr double kStep = 0.005;      // of the search
 constexpr double kHighestOften = 4.5;
 constexpr double kSeldom = 0.2;
 constexpr double kOften = 0.66;
+constexpr double kOneOften = 0.76;
 constexpr double kDoubledGap = 0.03;
 constexpr double kOneDoubledGap = 0.05;
 constexpr double kOneDoubledRuns = 0.47;
@@ -93,7 +94,7 @@ double StandsOut(const LineFeatures& line, const Doubled& doubled) {
         }
     }
     const bool one = doubled.count == 1;
-    if (least < kOften || (one && line.shortRuns < kOneDoubledRuns)) return 0;
+    if (least < (one ? kOneOften : kOften) || (one && line.shortRuns < kOneDoubledRuns)) return 0;
     return least - most >= (one ? kOneDoubledGap : kDoubledGap) ? least - most : 0;
 }
 

@@ -1,0 +1,175 @@
+#include "trace/capture_analysis.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "simulator/swosource/signal/itm_pattern.h"
+#include "trace/hole_forecast.h"
+
+namespace Korr::Plim::Trace::Swo {
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes Firmware(size_t count) {
+    Simulator::ItmPattern pattern;
+    Bytes bytes(count);
+    pattern.Read(bytes.data(), count);
+    return bytes;
+}
+
+class Text : public TextReceiver {
+  public:
+    void Write(uint8_t port, const uint8_t* bytes, size_t count) override {
+        text.append(reinterpret_cast<const char*>(bytes), count);
+        last = port;
+    }
+    std::string text;
+    int last = -1;
+};
+
+TEST(CaptureAnalysis, CountsWhatStandsInTheStream) {
+    Simulator::ItmPattern pattern;
+    Bytes bytes(200000);
+    pattern.Read(bytes.data(), bytes.size());
+    const auto truth = pattern.Content();
+    Text text;
+    AnalysisOptions options;
+    options.text = &text;
+    options.textPorts.set(0);
+    CaptureAnalysis analysis(options);
+    analysis.Feed(bytes);
+    analysis.Finish();
+    const CaptureCounts& counts = analysis.Counts();
+    EXPECT_EQ(analysis.Bytes(), 200000u);
+    EXPECT_EQ(counts.portBytes[0], truth["text"]["bytes"]);
+    EXPECT_EQ(counts.portPackets[1], truth["packets"]["port 1"]);
+    EXPECT_EQ(counts.portPackets[31], truth["packets"]["port 31"]);
+    EXPECT_EQ(counts.Of(PacketKind::Exception), truth["packets"]["exception trace"]);
+    EXPECT_EQ(counts.Of(PacketKind::LocalTime), truth["packets"]["local timestamp"]);
+    EXPECT_EQ(counts.Of(PacketKind::PcSample), truth["packets"]["PC sample"]);
+    EXPECT_EQ(counts.Of(PacketKind::Sync), truth["packets"]["synchronisation"]);
+    EXPECT_EQ(counts.Of(PacketKind::Overflow), truth["packets"]["overflow"]);
+    EXPECT_EQ(counts.firstSync, 0u);
+    EXPECT_EQ(analysis.Losses().Totals().lostOnTheWay, 0u);
+    EXPECT_EQ(analysis.Losses().Totals().lostInTarget, truth["packets"]["overflow"]);
+    EXPECT_EQ(static_cast<uint64_t>(std::count(text.text.begin(), text.text.end(), '\n')),
+              truth["text"]["lines"]);
+    EXPECT_EQ(text.last, 0);
+}
+
+TEST(CaptureAnalysis, EveryCutOfTheBytesGivesTheSameLedger) {
+    Bytes bytes = Firmware(60000);
+    bytes.erase(bytes.begin() + 30000, bytes.begin() + 31111);
+    bytes.erase(bytes.begin() + 20000, bytes.begin() + 20007);
+    bytes[45000] = 0x04;
+    const auto ledgerOf = [&](size_t piece) {
+        CaptureAnalysis analysis({});
+        for (size_t i = 0; i < bytes.size(); i += piece) {
+            analysis.Feed(std::span(bytes).subspan(i, std::min(piece, bytes.size() - i)));
+        }
+        analysis.Finish();
+        std::string text;
+        for (const LedgerEntry& entry : analysis.Losses().Entries()) {
+            text += std::to_string(entry.offset) + "+" + std::to_string(entry.length) + " " +
+                    std::string(LossKindName(entry.kind)) + " " + std::to_string(entry.suspects) + " " +
+                    std::to_string(entry.byteCount) + " " + std::to_string(entry.bytes[0]) + "\n";
+        }
+        return text;
+    };
+    const std::string whole = ledgerOf(bytes.size());
+    EXPECT_NE(whole, "");
+    for (const size_t piece : {1u, 7u, 999u, 65536u}) EXPECT_EQ(ledgerOf(piece), whole) << piece;
+}
+
+TEST(CaptureAnalysis, EntriesShowTheBytesThatStandThere) {
+    Bytes bytes = Firmware(300000);
+    bytes[150000] = 0x04;
+    CaptureAnalysis analysis({});
+    analysis.Feed(bytes);
+    analysis.Finish();
+    int shown = 0;
+    for (const LedgerEntry& entry : analysis.Losses().Entries()) {
+        if (entry.lossClass == LossClass::Edge) continue;
+        ASSERT_GT(entry.byteCount, 0) << entry.offset;
+        EXPECT_EQ(entry.bytes[0], bytes[static_cast<size_t>(entry.offset)]) << entry.offset;
+        ++shown;
+    }
+    EXPECT_GT(shown, 0);
+}
+
+TEST(CaptureAnalysis, AnyBytesGetAnAnswer) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 60; ++round) {
+        Bytes bytes(random() % 5000);
+        const unsigned mask = round % 3 == 0 ? 0xFF : round % 3 == 1 ? 0x81 : 0x13;
+        for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() & mask);
+        AnalysisOptions options;
+        options.counterPort = static_cast<uint8_t>(random() % 4);
+        options.waitForSync = round % 2 == 0;
+        CaptureAnalysis analysis(options);
+        analysis.Feed(bytes);
+        analysis.Finish();
+        uint64_t counted = 0;
+        for (const uint64_t count : analysis.Counts().bytes) counted += count;
+        EXPECT_LE(counted, bytes.size());
+        const SignalFeatures features = analysis.Features();
+        EXPECT_GE(features.validity, 0);
+        EXPECT_LE(features.validity, 1);
+    }
+}
+
+// What the forecast promises is what is seen: holes of other places and lengths than its own.
+double SeenShare(const Bytes& whole, const AnalysisOptions& options, int holes) {
+    std::mt19937 random(99);
+    int seen = 0;
+    for (int i = 0; i < holes; ++i) {
+        const size_t length = 1 + random() % 4096;
+        const size_t place = 20000 + random() % (whole.size() - length - 40000);
+        Bytes bytes(whole.begin() + static_cast<std::ptrdiff_t>(place) - 20000,
+                    whole.begin() + static_cast<std::ptrdiff_t>(place));
+        const auto rest = whole.begin() + static_cast<std::ptrdiff_t>(place + length);
+        bytes.insert(bytes.end(), rest, rest + 16384);
+        CaptureAnalysis analysis(options);
+        analysis.Feed(bytes);
+        analysis.Finish();
+        const auto& entries = analysis.Losses().Entries();
+        seen += std::any_of(entries.begin(), entries.end(), [&](const LedgerEntry& entry) {
+            const bool near = entry.offset + 8 >= 20000 && entry.offset <= 20300;
+            return entry.lossClass != LossClass::Edge && entry.lossClass != LossClass::Target &&
+                   (near || entry.kind == LossKind::CounterGap);
+        });
+    }
+    return static_cast<double>(seen) / holes;
+}
+
+TEST(HoleForecast, PromisesWhatIsSeen) {
+    const Bytes whole = Firmware(400000);
+    const HoleForecast forecast = ForecastHoles(whole, {});
+    EXPECT_EQ(forecast.holes, 200);
+    EXPECT_GT(forecast.Share(), 0.3);
+    EXPECT_LT(forecast.Share(), 0.98);
+    EXPECT_NEAR(forecast.Share(), SeenShare(whole, {}, 400), 0.1);
+}
+
+TEST(HoleForecast, ACounterPortShowsEveryHoleThatTookOneOfItsValues) {
+    const Bytes whole = Firmware(400000);
+    AnalysisOptions options;
+    options.counterPort = 1;
+    const HoleForecast forecast = ForecastHoles(whole, options);
+    EXPECT_GE(forecast.Share(), 0.97);  // the shortest holes take no value
+    EXPECT_NEAR(forecast.Share(), SeenShare(whole, options, 200), 0.1);
+}
+
+TEST(HoleForecast, TooFewBytesAreForecastNothing) {
+    EXPECT_EQ(ForecastHoles(Firmware(2000), {}).holes, 0);
+    EXPECT_EQ(ForecastHoles({}, {}).holes, 0);
+    EXPECT_EQ(ForecastHoles(Firmware(2100), {}).holes, 200);
+}
+
+}  // namespace
+
+}  // namespace Korr::Plim::Trace::Swo
