@@ -15,10 +15,11 @@ constexpr uint64_t kFewestBytes = 256;
 constexpr uint64_t kFewestForNoise = 1024;
 constexpr uint64_t kNoSyncBytes = 65536;
 constexpr uint64_t kStretch = 64;  // damage by lost bytes ends within 16
-constexpr double kManchesterRuns = 0.80;
+constexpr double kManchesterRuns = 0.70;
+constexpr double kManchesterLongRuns = 0.05;  // the code has none; a byte that begins at a wrong place may
 constexpr double kManchesterEntropy = 4.5;
 constexpr double kNoiseEntropy = 7.8;
-constexpr double kTooFastRuns = 0.35;
+constexpr double kTooFastRuns = 0.385;
 constexpr double kNearRatio = 1.18;
 constexpr double kPhase = 0.95;
 
@@ -30,14 +31,17 @@ double Below(double measure, double threshold, double least = 0) {
     return (threshold - measure) / (threshold - least);
 }
 
-bool Garbage(const SignalFeatures& f) { return f.line.bytes >= kFewestBytes && f.validity < kDamaged; }
+bool Garbage(const SignalFeatures& f) {
+    const bool framesFit = !f.framed || f.phaseScore == 0 || f.phaseScore >= kPhase;
+    return f.line.bytes >= kFewestBytes && (f.validity < kDamaged || !framesFit);
+}
 
 double NoBytes(const SignalFeatures& f) {
     return f.line.bytes == 0 && !(f.lineErrors.value_or(0) > 0) ? 1 : -1;
 }
 
 double Manchester(const SignalFeatures& f) {
-    if (f.line.bytes < kFewestBytes || f.syncs > 0 || f.validity >= kGood) return -1;
+    if (f.line.bytes < kFewestBytes || f.syncs > 0 || f.line.longRuns > kManchesterLongRuns) return -1;
     return std::min(Above(f.line.shortRuns, kManchesterRuns, 0.9), Below(f.line.entropy, kManchesterEntropy));
 }
 
@@ -49,7 +53,10 @@ double ResetInBetween(const SignalFeatures& f) {
     return Above(rest, kRestGood, 1);
 }
 
-double FramedGood(const SignalFeatures& f) { return f.framed ? Above(f.validity, kDamaged, 0.95) : -1; }
+double FramedGood(const SignalFeatures& f) {
+    const bool fits = f.phaseScore == 0 || f.phaseScore >= kPhase;  // 0: the user said so
+    return f.framed && fits ? Above(f.validity, kDamaged, 0.95) : -1;
+}
 
 double GoodNoSync(const SignalFeatures& f) {
     if (f.framed || f.syncs > 0 || f.line.bytes < kNoSyncBytes) return -1;
@@ -67,7 +74,7 @@ double LineErrors(const SignalFeatures& f) {
 }
 
 double Damaged(const SignalFeatures& f) {
-    return f.packets > 0 ? Above(f.validity, kDamaged, kGood) : -1;
+    return f.packets > 0 && !Garbage(f) ? Above(f.validity, kDamaged, kGood) : -1;
 }
 
 double NearFaster(const SignalFeatures& f) {

@@ -14,7 +14,7 @@ constexpr double kHighestOften = 4.5;
 constexpr double kSeldom = 0.2;
 constexpr double kOften = 0.66;
 constexpr double kOneOften = 0.76;
-constexpr double kDoubledGap = 0.03;
+constexpr double kDoubledGap = 0.08;
 constexpr double kOneDoubledGap = 0.05;
 constexpr double kOneDoubledRuns = 0.47;
 constexpr double kFewShortRatio = 1.3;
@@ -34,16 +34,23 @@ double Entropy(const ByteCounts& counts, uint64_t total) {
     return std::min(8.0, bits + hidden);
 }
 
+struct Runs {
+    uint64_t all = 0;
+    uint64_t oneBit = 0;
+    uint64_t longer = 0;  ///< than two bits
+};
+
 /// Runs of equal bits in start bit, data and stop bit that neither begin with the start bit nor end with the
 /// stop bit, whose neighbours are not known.
-void CountRuns(unsigned byte, uint64_t times, uint64_t& oneBit, uint64_t& all) {
+void CountRuns(unsigned byte, uint64_t times, Runs& runs) {
     const unsigned frame = byte << 1 | 1U << 9;
     int begin = 0;
     for (int bit = 1; bit <= 9; ++bit) {
         if ((frame >> bit & 1U) == (frame >> begin & 1U)) continue;
         if (begin > 0) {
-            all += times;
-            if (bit - begin == 1) oneBit += times;
+            runs.all += times;
+            if (bit - begin == 1) runs.oneBit += times;
+            if (bit - begin >= 3) runs.longer += times;
         }
         begin = bit;
     }
@@ -94,6 +101,7 @@ double StandsOut(const LineFeatures& line, const Doubled& doubled) {
         }
     }
     const bool one = doubled.count == 1;
+    if (one && doubled.pairs[6]) return 0;  // so do the last data bits of many streams
     if (least < (one ? kOneOften : kOften) || (one && line.shortRuns < kOneDoubledRuns)) return 0;
     return least - most >= (one ? kOneDoubledGap : kDoubledGap) ? least - most : 0;
 }
@@ -139,17 +147,20 @@ LineFeatures MeasureLine(const ByteCounts& counts) {
     line.entropy = Entropy(counts, line.bytes);
     line.zeros = static_cast<double>(counts[0]) / total;
     line.ones = static_cast<double>(counts[0xFF]) / total;
-    uint64_t oneBit = 0;
+    Runs runs;
     for (unsigned value = 0; value < 256; ++value) {
-        CountRuns(value, counts[value], oneBit, line.innerRuns);
+        CountRuns(value, counts[value], runs);
         const double share = static_cast<double>(counts[value]) / total;
         for (unsigned bit = 0; bit < 8; ++bit) line.bitSet[bit] += (value >> bit & 1U) != 0 ? share : 0;
         for (unsigned bit = 0; bit < 7; ++bit) {
             line.pairEqual[bit] += ((value >> bit ^ value >> (bit + 1)) & 1U) == 0 ? share : 0;
         }
     }
-    if (line.innerRuns > 0)
-        line.shortRuns = static_cast<double>(oneBit) / static_cast<double>(line.innerRuns);
+    line.innerRuns = runs.all;
+    if (runs.all > 0) {
+        line.shortRuns = static_cast<double>(runs.oneBit) / static_cast<double>(runs.all);
+        line.longRuns = static_cast<double>(runs.longer) / static_cast<double>(runs.all);
+    }
     return line;
 }
 

@@ -18,6 +18,7 @@ struct LineFeatures {
     double zeros = 0;      ///< share of 0x00
     double ones = 0;       ///< share of 0xFF
     double shortRuns = 0;  ///< of the runs of equal bits that begin and end inside a byte: those of one bit
+    double longRuns = 0;   ///< of the same runs: those of three bits and more
     uint64_t innerRuns = 0;
     std::array<double, 8> bitSet{};     ///< how often each bit is 1
     std::array<double, 7> pairEqual{};  ///< how often bit j is the same as bit j + 1

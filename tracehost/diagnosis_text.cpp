@@ -170,7 +170,8 @@ std::vector<std::string> DescribeFeatures(const Swo::SignalFeatures& f) {
             (f.stretchLength > 0 ? " at " + FormatCount(f.stretchOffset) : ""),
         "entropy                  " + Decimal(f.line.entropy, 2) + " bits a byte",
         "bytes 0x00, 0xFF         " + PerCent(f.line.zeros) + ", " + PerCent(f.line.ones),
-        "runs of one bit          " + PerCent(f.line.shortRuns) + " of " + FormatCount(f.line.innerRuns)};
+        "runs of one bit          " + PerCent(f.line.shortRuns) + " of " + FormatCount(f.line.innerRuns) +
+            ", of three and more " + PerCent(f.line.longRuns)};
     std::string bits = "bits 0 to 7 set         ";
     for (const double share : f.line.bitSet) bits += " " + Decimal(100 * share, 0) + " %";
     lines.push_back(bits);

@@ -158,7 +158,7 @@ TEST(SignalVerdict, APortThatIsTooFastIsToldToWhenItDoesNotWaitForTheStopBit) {
 TEST(SignalVerdict, APortThatIsTooSlowIsTold) {
     for (const double ratio : {0.25, 0.33, 0.5, 0.6, 0.75, 0.8}) {
         ForEachLine(ratio,
-                    [](const Bytes& bytes) { const auto f = Measure(bytes); const auto d = Diagnose(f); EXPECT_EQ(d.verdict, SignalVerdict::RateTooLow) << (d.ratio ? d.ratio->lowest : 0) << ' ' << f.line.shortRuns << ' ' << ::testing::PrintToString(f.line.bitSet) << ::testing::PrintToString(f.line.pairEqual); });
+                    [](const Bytes& bytes) { EXPECT_EQ(VerdictOf(bytes), SignalVerdict::RateTooLow); });
     }
     for (const double ratio : {0.25, 0.5, 0.75}) {
         for (const Stream& stream : Streams()) {
@@ -192,7 +192,6 @@ TEST(SignalVerdict, ManchesterCodeIsTold) {
             }
         }
         const Bytes received = Sampled(halves, 1);
-        const SignalFeatures f = Measure(received); printf("manch short %.2f H %.2f v %.3f sync %d\n", f.line.shortRuns, f.line.entropy, f.validity, (int)f.syncs);
         EXPECT_EQ(VerdictOf(received), SignalVerdict::Manchester) << stream.name;
     }
 }
