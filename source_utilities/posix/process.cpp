@@ -39,7 +39,7 @@ uint32_t CurrentProcessId() { return static_cast<uint32_t>(getpid()); }
 
 // A signal could be sent to threads and to ended processes as well.
 bool ProcessExists(uint32_t processId) {
-    const FileStream stream = OpenStream(("/proc/" + std::to_string(processId) + "/status").c_str(), "r");
+    const FileStream stream(std::fopen(("/proc/" + std::to_string(processId) + "/status").c_str(), "re"));
     if (stream == nullptr) return false;
     const TaskStatus status = ReadStatus(stream.get());
     return processId != 0 && status.process == processId && !status.ended;
