@@ -4,6 +4,7 @@ foreach(seam file_system environment_variables process local_time native_thread 
     tarnel_add_test(${seam}_scripted_contract_test SOURCES ${seam}_contract.cpp SCRIPTED ${seam})
 endforeach()
 tarnel_add_test(critical_section_contract_test SOURCES critical_section_contract.cpp)
+tarnel_add_test(critical_section_scripted_contract_test SOURCES critical_section_contract.cpp SCRIPTED critical_section)
 tarnel_add_test(dynamic_library_contract_test
     SOURCES dynamic_library_contract.cpp dynamic_library_real_modules.cpp)
 add_dependencies(dynamic_library_contract_test tarnel_test_modules)

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "source_utilities/environment.h"
+#include "tests/support/log_lines.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -37,21 +37,13 @@ class LogHome {
         std::error_code ignored;
         for (const auto& entry : std::filesystem::directory_iterator(home / ".KORR-trace", ignored)) {
             if (entry.path().filename().string().rfind("korr_trace_log", 0) != 0) continue;
-            std::ifstream file(entry.path());
-            for (std::string line; std::getline(file, line);) lines.push_back(Strip(line));
+            const std::vector<std::string> more = support::TraceFolder::LinesOf(entry.path().string(), 0);
+            lines.insert(lines.end(), more.begin(), more.end());
         }
         return lines;
     }
 
   private:
-    static std::string Strip(std::string line) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        const std::size_t letter = line.find_first_not_of(' ');
-        const std::size_t bar = line.find('|');
-        if (letter == std::string::npos || bar == std::string::npos || bar + 2 > line.size()) return line;
-        return line.substr(letter, 1) + line.substr(bar + 1);
-    }
-
     std::filesystem::path home;
 };
 
