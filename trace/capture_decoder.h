@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "trace/frame_follower.h"
 #include "trace/framing.h"
@@ -70,14 +71,24 @@ class CaptureDecoder {
             sink.OnPacket(placed);
         }
     };
+    /// What had come at some place.
+    struct Progress {
+        uint64_t bytes;    ///< of the stream
+        uint64_t damage;   ///< of which so many are none
+        uint64_t padding;  ///< bytes of the null stream
+
+        Progress operator-(const Progress& earlier) const {
+            return {bytes - earlier.bytes, damage - std::min(damage, earlier.damage),
+                    padding - earlier.padding};
+        }
+    };
     struct Frames {
         Frames(uint8_t stream, unsigned phase) : follower(stream, phase) {}
         FrameFollower follower;
         StreamBytes chunk;
         OffsetMap map;
-        uint64_t assessed = 0;         ///< bytes of the stream at the last checkpoint
-        uint64_t assessedDamage = 0;   ///< of which so many were damaged
-        uint64_t assessedPadding = 0;  ///< bytes of the null stream then
+        Progress lastCheckpoint{};
+        Progress lastLongRun{};
     };
 
     void Begin();
@@ -130,7 +141,7 @@ void CaptureDecoder<Sink>::TakeChunk() {
     frames->map.Present(chunk);
     decoder.Feed({chunk.bytes.data(), chunk.count});
     frames->map.Pin(decoder.FirstOpen(), decoder.ZerosFrom());
-    frames->map.Retire();
+    frames->map.Retire(decoder.FirstHeld());
     chunk.count = 0;
 }
 
@@ -142,19 +153,21 @@ void CaptureDecoder<Sink>::OnStop(FrameFollower::Stop stop) {
     sink.OnFrameStep(frames->follower.LastStep());
 }
 
-/// Whether the stream has decoded well since the last time.
+/// Whether the stream decodes well: most of it since the last checkpoint, and nearly all of it over kLongRun
+/// bytes of the capture.
 template <class Sink>
 bool CaptureDecoder<Sink>::IsFine() {
-    constexpr uint64_t kFewest = 64;  // bytes that show anything
-    const uint64_t damage = mapped.damaged + decoder.OpenDamage();
-    const uint64_t padding = frames->follower.Deframer().BytesOf()[kNullStream];
-    const uint64_t bytes = frames->map.End() - frames->assessed;
-    const uint64_t bad = damage - std::min(damage, frames->assessedDamage);
-    const bool idle = padding - frames->assessedPadding > FrameFollower::kCheckpoint / 2;
-    frames->assessed += bytes;
-    frames->assessedDamage = damage;
-    frames->assessedPadding = padding;
-    return bytes >= kFewest ? bad * 10 <= bytes : idle;
+    constexpr uint64_t kLongRun = 4096;
+    constexpr uint64_t kFewest = 24;  // bytes that show anything
+    const Progress now{frames->map.End(), mapped.damaged + decoder.OpenDamage(),
+                       frames->follower.Deframer().BytesOf()[kNullStream]};
+    const Progress last = now - std::exchange(frames->lastCheckpoint, now);
+    const bool fine = last.bytes < kFewest || last.damage * 2 <= last.bytes;
+    if (frames->follower.Deframer().Offset() % kLongRun != 0) return fine;
+    const Progress run = now - std::exchange(frames->lastLongRun, now);
+    const bool idle = run.padding > kLongRun / 2;
+    if (run.bytes < kFewest) return fine && idle;
+    return fine && run.damage * 10 <= run.bytes;
 }
 
 template <class Sink>

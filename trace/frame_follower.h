@@ -28,7 +28,7 @@ class FrameFollower {
         size_t taken;
         Stop stop;
     };
-    static constexpr uint64_t kCheckpoint = 4096;
+    static constexpr uint64_t kCheckpoint = 256;
     /// So many bytes behind a doubt are looked at.
     static constexpr size_t kAhead = 1024;
 

@@ -81,6 +81,8 @@ class ItmDecoder {
     bool InStep() const { return state.inStep; }
     /// The first byte that is in no packet given so far.
     uint64_t FirstOpen() const { return state.inStep ? ZerosFrom() : state.runStart; }
+    /// The first byte that was given and waits for others.
+    uint64_t FirstHeld() const { return base; }
     /// Where the zeros begin that may become a synchronisation packet; behind what was taken when there are
     /// none.
     uint64_t ZerosFrom() const { return base - state.zeros; }
@@ -95,14 +97,14 @@ class ItmDecoder {
         size_t size;
         bool last;
     };
-    enum class Step : uint8_t { Taken, Wait, Lost };
-
     size_t Run(const Window& window, size_t stop);
     size_t TakeZeros(const Window& window, size_t place);
     void EndZeros(uint8_t byte, uint64_t offset);
     size_t Search(const Window& window, size_t stop, size_t place);
-    Step TakeOther(const Window& window, size_t place, const HeaderEntry& entry, Reading& reading);
-    Step TakeUnusual(const Window& window, size_t place, Reading& reading);
+    size_t Walk(const Window& window, size_t stop, size_t place);
+    size_t WalkOther(const Window& window, size_t place, const HeaderEntry& entry);
+    bool TakeUnusual(const Window& window, size_t place, uint16_t signature, PacketKind kind);
+    void TakeRival(const Window& window, size_t place, size_t rival);
     void Lose(const Packet& broken, uint64_t offset);
     void Regain(uint64_t offset);
     void GiveBroken(uint64_t end);
@@ -129,7 +131,8 @@ class ItmDecoder {
     DecoderState state;
     uint64_t base = 0;     ///< offset of the next byte that is looked at
     bool stalled = false;  ///< more bytes are needed to go on
-    size_t rivalAt = 0;    ///< of the last rival taken: how far behind the packet it begins
+    size_t rivalAt = 0;    ///< of what TakeUnusual has refused
+    uint8_t hint = 0;      ///< for what it has taken
     KnownPackets known;
     size_t held = 0;  ///< bytes from `base` on that have come and wait for more
     std::array<uint8_t, 2 * kLookahead + kReadable> waiting{};
@@ -218,94 +221,119 @@ size_t ItmDecoder<Sink>::Run(const Window& window, size_t stop) {
     size_t place = 0;
     stalled = false;
     while (place < stop && !stalled) {
-        if (!state.inStep || state.zeros != 0) {
-            place = state.zeros != 0 ? TakeZeros(window, place) : Search(window, stop, place);
-            continue;
-        }
-        const uint8_t* bytes = window.data + place;
-        const HeaderEntry entry = table[*bytes];
-        Reading reading;
-        if (entry.action == HeaderAction::Fixed) [[likely]] {
-            reading = ReadFixed(bytes, entry, state.page);
-            if (reading.packet.length > window.size - place) break;
-            if (salvage && !known.Follows(reading.signature)) {
-                const Step step = TakeUnusual(window, place, reading);
-                if (step == Step::Wait) break;
-                if (step == Step::Lost) {
-                    place += rivalAt;
-                    continue;
-                }
-            }
-        } else if (entry.action == HeaderAction::Zero) {
-            place = TakeZeros(window, place);
-            continue;
-        } else {
-            const Step step = TakeOther(window, place, entry, reading);
-            if (step == Step::Wait) break;
-            if (step == Step::Lost) {
-                place += state.inStep ? rivalAt : 1;
-                continue;
-            }
-        }
-        Give(reading.packet, base + place);
-        place += reading.packet.length;
+        place = state.zeros != 0 ? TakeZeros(window, place)
+                : state.inStep   ? Walk(window, stop, place)
+                                 : Search(window, stop, place);
     }
     return place;
 }
 
+/// In step: packet after packet, until there is something else to do.
 template <class Sink>
-typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeOther(const Window& window, size_t place,
-                                                            const HeaderEntry& entry, Reading& reading) {
-    reading = ReadOther(window.data + place, entry);
-    if (reading.packet.length > window.size - place) return Step::Wait;
+size_t ItmDecoder<Sink>::Walk(const Window& window, size_t stop, size_t place) {
+    const uint8_t flags = state.flags;
+    uint8_t page = state.page;
+    while (place < stop) {
+        const uint8_t* bytes = window.data + place;
+        const HeaderEntry entry = table[*bytes];
+        Reading reading;
+        if (entry.action == HeaderAction::Fixed) {
+            reading = ReadFixed(bytes, entry, page);
+        } else if (entry.action == HeaderAction::LocalTime) {
+            reading = ReadLocalTime(bytes, entry);
+        } else {
+            place = WalkOther(window, place, entry);
+            if (stalled || !state.inStep || state.zeros != 0 || state.flags != flags) return place;
+            page = state.page;
+            continue;
+        }
+        const size_t length = reading.packet.length;
+        if (length > window.size - place) {
+            stalled = true;
+            return place;
+        }
+        if (IsDamage(reading.packet.kind)) {
+            Lose(reading.packet, base + place);
+            return place + 1;
+        }
+        if (salvage && !known.Follows(reading.signature)) {
+            if (!TakeUnusual(window, place, reading.signature, reading.packet.kind)) return place + rivalAt;
+            reading.packet.flags |= hint;
+        }
+        reading.packet.flags |= flags;
+        reading.packet.offset = base + place;
+        sink.OnPacket(reading.packet);
+        place += length;
+    }
+    return place;
+}
+
+/// Takes one packet that is rarer, or the beginning of a synchronisation. Returns the place behind it.
+template <class Sink>
+size_t ItmDecoder<Sink>::WalkOther(const Window& window, size_t place, const HeaderEntry& entry) {
+    if (entry.action == HeaderAction::Zero) return TakeZeros(window, place);
+    Reading reading = ReadOther(window.data + place, entry);
+    if (reading.packet.length > window.size - place) {
+        stalled = true;
+        return place;
+    }
     if (IsDamage(reading.packet.kind)) {
         Lose(reading.packet, base + place);
-        return Step::Lost;
+        return place + 1;
     }
     // What was dropped was between the packets around an overflow: they need not follow each other as usual.
     const bool overflow = entry.action == HeaderAction::Overflow;
     if (overflow) known.Interrupt();
     if (salvage && !known.Follows(reading.signature)) {
-        const Step step = TakeUnusual(window, place, reading);
-        if (step != Step::Taken) return step;
+        if (!TakeUnusual(window, place, reading.signature, reading.packet.kind)) return place + rivalAt;
+        reading.packet.flags |= hint;
     }
     if (overflow) known.Interrupt();
     if (entry.action == HeaderAction::Page) {
         if (known.Knows(reading.signature)) state.knownPage = entry.value;
         state.page = entry.value;
     }
-    return Step::Taken;
+    Give(reading.packet, base + place);
+    return place + reading.packet.length;
 }
 
-/// A packet that was never seen, or never behind the one before it. When it is refused, a rival has been
-/// taken.
+/// A packet that was never seen, or never behind the one before it. False when it is not taken: either more
+/// bytes are needed (then rivalAt is 0), or step has been regained at rivalAt bytes behind its beginning.
 template <class Sink>
-typename ItmDecoder<Sink>::Step ItmDecoder<Sink>::TakeUnusual(const Window& window, size_t place,
-                                                              Reading& reading) {
+bool ItmDecoder<Sink>::TakeUnusual(const Window& window, size_t place, uint16_t signature, PacketKind kind) {
     known.Settle();
-    if (!known.Knows(reading.signature)) {
-        Verdict verdict = HasRival(AheadOf(window, place), table, known, rivalAt);
-        if (verdict == Verdict::No && reading.packet.kind == PacketKind::StimulusPage) {
-            verdict = IsFalsePage(AheadOf(window, place), table, known, state.page);
-            rivalAt = 1;
+    rivalAt = 0;
+    if (!known.Knows(signature)) {
+        const Ahead ahead = AheadOf(window, place);
+        size_t rival = 0;
+        Verdict verdict = HasRival(ahead, table, known, rival);
+        if (verdict == Verdict::No && kind == PacketKind::StimulusPage) {
+            verdict = IsFalsePage(ahead, table, known, state.page);
+            rival = 1;
         }
-        if (verdict != Verdict::No) known.TakeBack();
-        if (verdict == Verdict::Undecided) return Step::Wait;
-        if (verdict == Verdict::Yes) {
-            const Packet broken{0,
-                                window.data[place],
-                                static_cast<uint16_t>(MalformedReason::OutOfStep),
-                                PacketKind::Malformed,
-                                0,
-                                static_cast<uint32_t>(rivalAt),
-                                0};
-            Lose(broken, base + place);
-            Regain(base + place + rivalAt);
-            return Step::Lost;
+        if (verdict != Verdict::No) {
+            known.TakeBack();
+            stalled = verdict == Verdict::Undecided;
+            if (!stalled) TakeRival(window, place, rival);
+            return false;
         }
     }
-    reading.packet.flags |= known.TakeIn(reading.signature);
-    return Step::Taken;
+    hint = known.TakeIn(signature);
+    return true;
+}
+
+template <class Sink>
+void ItmDecoder<Sink>::TakeRival(const Window& window, size_t place, size_t rival) {
+    const Packet broken{0,
+                        window.data[place],
+                        static_cast<uint16_t>(MalformedReason::OutOfStep),
+                        PacketKind::Malformed,
+                        0,
+                        static_cast<uint32_t>(rival),
+                        0};
+    Lose(broken, base + place);
+    rivalAt = rival;
+    Regain(base + place + rival);
 }
 
 /// Counts zeros from `place` on, where there need not be any, and judges by the byte behind them, when it has

@@ -11,17 +11,21 @@ namespace Korr::Plim::Trace::Swo {
 /// them, and two that were pinned, however long ago.
 class OffsetMap {
   public:
-    /// At least what a decoder holds back.
+    /// At least what a decoder holds back of bytes that it has been given.
     static constexpr size_t kRecent = 1024;
 
     /// The bytes that come next in the stream; they stay where they are until Retire.
     void Present(const StreamBytes& bytes) { now = &bytes; }
-    /// Those bytes have been decoded.
-    void Retire() {
-        const size_t count = std::min(now->count, kRecent);
-        std::copy(recent.begin() + static_cast<std::ptrdiff_t>(count), recent.end(), recent.begin());
+    /// Those bytes have been decoded, but for what is needed from `open` on.
+    void Retire(uint64_t open) {
+        const size_t count =
+            std::min({now->count, kRecent, static_cast<size_t>(End() - std::min(open, End()))});
+        const size_t older = std::min<uint64_t>(kRecent - count, start - std::min(open, start));
+        std::copy_n(recent.end() - static_cast<std::ptrdiff_t>(older), older,
+                    recent.end() - static_cast<std::ptrdiff_t>(older + count));
         std::copy_n(now->places.begin() + static_cast<std::ptrdiff_t>(now->count - count), count,
                     recent.end() - static_cast<std::ptrdiff_t>(count));
+        lastPlace = now->places[now->count - 1];
         start += now->count;
         now = nullptr;
     }
@@ -39,7 +43,7 @@ class OffsetMap {
         if (streamOffset >= start) {
             const uint64_t place = streamOffset - start;
             if (place < count) return now->places[place];
-            return count != 0 ? now->places[count - 1] + 1 : recent.back() + 1;
+            return count != 0 ? now->places[count - 1] + 1 : lastPlace + 1;
         }
         for (const Pinned& pin : pins) {
             if (pin.stream == streamOffset) return pin.capture;
@@ -56,7 +60,8 @@ class OffsetMap {
     };
 
     const StreamBytes* now = nullptr;
-    uint64_t start = 0;  ///< offset in the stream of the first byte of `now`
+    uint64_t lastPlace = 0;  ///< of all retired bytes
+    uint64_t start = 0;      ///< offset in the stream of the first byte of `now`
     std::array<uint64_t, kRecent> recent{};
     std::array<Pinned, 2> pins{};
 };

@@ -138,11 +138,24 @@ inline Reading ReadFixed(const uint8_t* bytes, const HeaderEntry& entry, uint8_t
             static_cast<uint16_t>(entry.signature | ports << 8)};
 }
 
+/// A local timestamp of more than one byte.
+inline Reading ReadLocalTime(const uint8_t* bytes, const HeaderEntry& entry) {
+    const ContinuedNumber number = ReadContinued(bytes + 1);
+    if (number.bytes == 0) {
+        return packet_reader_detail::Malformed(bytes, entry.payload + size_t{1},
+                                               MalformedReason::Continuation);
+    }
+    return {{0, static_cast<uint32_t>(number.value), 0, PacketKind::LocalTime, number.bytes,
+             number.bytes + 1U, entry.flags},
+            entry.signature};
+}
+
 /// Everything but Fixed and Zero.
 inline Reading ReadOther(const uint8_t* bytes, const HeaderEntry& entry) {
     using namespace packet_reader_detail;
     switch (entry.action) {
         case HeaderAction::LocalTime:
+            return ReadLocalTime(bytes, entry);
         case HeaderAction::GlobalTimeLow:
         case HeaderAction::GlobalTimeHigh:
         case HeaderAction::Extension:

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace Korr::Plim::Trace::Swo {
 namespace {
@@ -35,6 +36,26 @@ TpiuDeframer::TpiuDeframer(uint8_t stream, uint64_t from) : wanted(stream), offs
     for (unsigned i = 0; i < kStreams; ++i) expected[i] = !IsReservedStream(static_cast<uint8_t>(i));
 }
 
+template <class PlaceOf>
+void TpiuDeframer::Unpack(const uint8_t* bytes, PlaceOf&& placeOf, StreamBytes& out) {
+    ++frames;
+    uint8_t counted = current;
+    unsigned run = 0;  // bytes of that stream, not yet in bytesOf
+    size_t count = out.count;
+    UnpackFrame(bytes, current, [&](uint8_t stream, size_t place, uint8_t byte) {
+        if (stream != counted) {
+            bytesOf[std::exchange(counted, stream)] += run;
+            run = 0;
+        }
+        ++run;
+        if (stream != wanted) return;
+        out.bytes[count] = byte;
+        out.places[count++] = placeOf(place);
+    });
+    bytesOf[counted] += run;
+    out.count = count;
+}
+
 TpiuDeframer::Result TpiuDeframer::Feed(std::span<const uint8_t> bytes, StreamBytes& out) {
     size_t place = 0;
     while (place < bytes.size()) {
@@ -66,10 +87,8 @@ void TpiuDeframer::TakeWhole(const uint8_t* bytes, StreamBytes& out) {
     const uint64_t low = Load(bytes);
     const uint64_t high = Load(bytes + 8);
     if (((low | high) & kEvenLowBits) != 0) {
-        std::array<uint64_t, kFrame> places;
-        for (size_t i = 0; i < kFrame; ++i) places[i] = start + i;
-        Unpack(bytes, places.data(), out);
-        return;
+        return Unpack(
+            bytes, [start](size_t place) { return start + place; }, out);
     }
     ++frames;
     bytesOf[current] += kMostFrameData;
@@ -100,7 +119,7 @@ TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
             break;
     }
     if (Questionable(assembler.Frame())) return Stop::Question;
-    Unpack(assembler.Frame(), assembler.Places(), out);
+    UnpackAssembled(out);
     return Stop::Taken;
 }
 
@@ -124,14 +143,10 @@ bool TpiuDeframer::Questionable(const uint8_t* bytes) {
     return questioned;
 }
 
-void TpiuDeframer::Unpack(const uint8_t* bytes, const uint64_t* places, StreamBytes& out) {
-    ++frames;
-    UnpackFrame(bytes, current, [&](uint8_t stream, size_t place, uint8_t byte) {
-        ++bytesOf[stream];
-        if (stream != wanted) return;
-        out.bytes[out.count] = byte;
-        out.places[out.count++] = places[place];
-    });
+void TpiuDeframer::UnpackAssembled(StreamBytes& out) {
+    const uint64_t* places = assembler.Places();
+    Unpack(
+        assembler.Frame(), [places](size_t place) { return places[place]; }, out);
 }
 
 void TpiuDeframer::Accept(StreamBytes& out) {
@@ -142,7 +157,7 @@ void TpiuDeframer::Accept(StreamBytes& out) {
         const uint8_t stream = frame[i] >> 1;
         if ((frame[i] & 1) != 0 && !IsReservedStream(stream)) expected.set(stream);
     }
-    Unpack(frame, assembler.Places(), out);
+    UnpackAssembled(out);
 }
 
 uint64_t TpiuDeframer::Reject(size_t bytes) {

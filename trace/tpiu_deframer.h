@@ -61,7 +61,9 @@ class TpiuDeframer {
     Stop OnFullSync(size_t before);
     void TakeWhole(const uint8_t* bytes, StreamBytes& out);
     bool Questionable(const uint8_t* bytes);
-    void Unpack(const uint8_t* bytes, const uint64_t* places, StreamBytes& out);
+    template <class PlaceOf>
+    void Unpack(const uint8_t* bytes, PlaceOf&& placeOf, StreamBytes& out);
+    void UnpackAssembled(StreamBytes& out);
 
     const uint8_t wanted;
     uint8_t current = kNoStream;

@@ -1,0 +1,380 @@
+// Frames: what they carry, where they begin, and going on after lost bytes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/unit/trace/packet_log.h"
+#include "tests/unit/trace/tpiu_encoder.h"
+#include "trace/capture_decoder.h"
+
+namespace Korr::Plim::Trace::Swo {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Content {
+    Bytes bytes;
+    std::vector<uint64_t> places;
+};
+
+/// What one stream carries, of a capture in blocks of so many bytes.
+Content Deframe(const Bytes& capture, uint8_t stream, size_t block) {
+    TpiuDeframer deframer(stream);
+    auto chunk = std::make_unique<StreamBytes>();
+    Content content;
+    for (size_t at = 0; at < capture.size();) {
+        const size_t count = std::min(block, capture.size() - at);
+        const TpiuDeframer::Result result = deframer.Feed({&capture[at], count}, *chunk);
+        at += result.taken;
+        content.bytes.insert(content.bytes.end(), chunk->bytes.begin(),
+                             chunk->bytes.begin() + static_cast<std::ptrdiff_t>(chunk->count));
+        content.places.insert(content.places.end(), chunk->places.begin(),
+                              chunk->places.begin() + static_cast<std::ptrdiff_t>(chunk->count));
+        chunk->count = 0;
+        EXPECT_NE(result.stop, TpiuDeframer::Stop::Question);
+        EXPECT_NE(result.stop, TpiuDeframer::Stop::Realigned);
+    }
+    return content;
+}
+
+TEST(TpiuDeframer, TakesAFrameApartByItsLowBits) {
+    // Stream 1 at once; A5 of it; even byte 42 with low bit; 0x30 of stream 2 behind 0x77 of stream 1; data
+    // of stream 2.
+    const Bytes frame{0x03, 0xA5, 0x42, 0x10, 0x05, 0x77, 0x30, 0x31,
+                      0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38, 0x86};
+    EXPECT_THAT(Deframe(frame, 1, 16).bytes, ElementsAre(0xA5, 0x43, 0x10, 0x77));
+    EXPECT_THAT(Deframe(frame, 1, 16).places, ElementsAre(1, 2, 3, 5));
+    EXPECT_THAT(Deframe(frame, 2, 16).bytes,
+                ElementsAre(0x30, 0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x39));
+    EXPECT_THAT(Deframe(frame, 2, 1).places, ElementsAre(6, 7, 8, 9, 10, 11, 12, 13, 14));
+    EXPECT_THAT(Deframe(frame, 3, 16).bytes, IsEmpty());
+}
+
+TEST(TpiuDeframer, AFrameWithoutANumberGoesOnWithTheLastStream) {
+    Bytes frames{0x03, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0x00};
+    const Bytes second{0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
+                       0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0xAA};
+    frames.insert(frames.end(), second.begin(), second.end());
+    const Content content = Deframe(frames, 1, 32);
+    EXPECT_THAT(std::vector<int>(content.bytes.begin() + 14, content.bytes.end()),
+                ElementsAre(0x10, 0x11, 0x13, 0x13, 0x14, 0x15, 0x17, 0x17, 0x18, 0x19, 0x1B, 0x1B, 0x1C,
+                            0x1D, 0x1F));
+    EXPECT_EQ(content.places.back(), 30U);
+}
+
+TEST(TpiuDeframer, ReturnsWhatAFormatterWasGiven) {
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        const Syncs syncs{seed % 2 == 0 ? 5U : 0U, seed % 3 == 0 ? 9U : 0U};
+        const std::vector<Given> given = Mixed(RandomStream(seed, 2000).bytes, 5, seed);
+        const Framed framed = Frame(given, syncs, seed);
+        Content meant;
+        for (size_t i = 0; i < given.size(); ++i) {
+            if (given[i].stream != 5) continue;
+            meant.bytes.push_back(given[i].byte);
+            meant.places.push_back(framed.places[i]);
+        }
+        for (const size_t block : {1, 3, 16, 17, 100, 65536}) {
+            const Content found = Deframe(framed.bytes, 5, block);
+            EXPECT_EQ(found.bytes, meant.bytes) << "seed " << seed << " block " << block;
+            EXPECT_EQ(found.places, meant.places) << "seed " << seed << " block " << block;
+        }
+    }
+}
+
+TEST(TpiuDeframer, CountsStreamsFramesAndSynchronisation) {
+    Bytes bytes{0xFF, 0xFF, 0xFF, 0x7F, 0x03, 1, 0xFF, 0x7F};
+    const Bytes rest{0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    TpiuDeframer deframer(1);
+    auto chunk = std::make_unique<StreamBytes>();
+    EXPECT_EQ(deframer.Feed(bytes, *chunk).stop, TpiuDeframer::Stop::Taken);
+    EXPECT_EQ(deframer.FullSyncs(), 1U);
+    EXPECT_EQ(deframer.HalfSyncs(), 1U);
+    EXPECT_EQ(deframer.Frames(), 1U);
+    EXPECT_EQ(deframer.BytesOf()[1], 1U);
+    EXPECT_EQ(deframer.BytesOf()[0], 12U);
+    EXPECT_EQ(deframer.Offset(), bytes.size());
+    EXPECT_EQ(deframer.ToNextFrame(), 0U);
+}
+
+TEST(TpiuDeframer, AFullSynchronisationInsideAFrameBeginsANewOne) {
+    Bytes bytes{0x03, 1, 2, 3, 4, 0xFF, 0xFF, 0xFF, 0x7F, 0x03, 9};
+    bytes.resize(9 + 16);
+    TpiuDeframer deframer(1);
+    auto chunk = std::make_unique<StreamBytes>();
+    EXPECT_EQ(deframer.Feed(Bytes(16, 0), *chunk).stop, TpiuDeframer::Stop::Taken);
+    const TpiuDeframer::Result result = deframer.Feed(bytes, *chunk);
+    EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
+    EXPECT_EQ(result.taken, 9U);
+    EXPECT_EQ(deframer.RealignedFrom(), 16U);
+    EXPECT_EQ(deframer.Feed(std::span(bytes).subspan(9), *chunk).stop, TpiuDeframer::Stop::Taken);
+    EXPECT_EQ(chunk->bytes[0], 9);
+}
+
+TEST(TpiuDeframer, ASynchronisationAcrossTheEndOfAFrameIsOne) {
+    // Three of its bytes at the end of a frame that is out of step.
+    Bytes bytes{0x03, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xFF, 0xFE, 0xFF, 0x7F, 0x03, 9};
+    bytes[14] = 0xFF;
+    bytes.resize(17 + 16);
+    TpiuDeframer deframer(1);
+    deframer.Trust(100);
+    auto chunk = std::make_unique<StreamBytes>();
+    const TpiuDeframer::Result result = deframer.Feed(bytes, *chunk);
+    EXPECT_EQ(result.taken, 17U);
+    EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
+}
+
+TEST(TpiuDeframer, AsksAboutStreamsThatWereNotExpected) {
+    TpiuDeframer deframer(1);
+    deframer.Expect(std::bitset<kStreams>(0b11));
+    auto chunk = std::make_unique<StreamBytes>();
+    Bytes frame{0x03, 1, 2, 3, 4, 0x0B, 6, 7, 8, 9, 0x0B, 11, 12, 13, 14, 0x00};
+    EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question);
+    EXPECT_EQ(chunk->count, 0U);
+    deframer.Accept(*chunk);
+    EXPECT_EQ(chunk->count, 9U);  // 0B at an odd place is data
+    EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Taken) << "it is expected now";
+    frame[10] = 0x0D;
+    EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question);
+    EXPECT_EQ(deframer.Reject(3), 32U);
+    EXPECT_EQ(deframer.Feed(Bytes(3, 0xEE), *chunk).stop, TpiuDeframer::Stop::Taken);
+    EXPECT_EQ(deframer.ToNextFrame(), 0U);
+    deframer.Trust(1);
+    EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Taken);
+    EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question);
+}
+
+TEST(TpiuDeframer, ReservedNumbersAreQuestionableFromTheBeginning) {
+    TpiuDeframer deframer(1);
+    auto chunk = std::make_unique<StreamBytes>();
+    for (const unsigned stream : {0x70U, 0x7AU, 0x7CU, 0x7EU}) {
+        Bytes frame(16, 0);
+        frame[0] = static_cast<uint8_t>(stream * 2 + 1);
+        EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question) << stream;
+        deframer.Accept(*chunk);
+        EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question) << stream;
+        deframer.Accept(*chunk);
+    }
+    for (const unsigned stream : {0U, 1U, 0x6FU, 0x7BU, 0x7DU}) {
+        Bytes frame(16, 0);
+        frame[0] = static_cast<uint8_t>(stream * 2 + 1);
+        EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Taken) << stream;
+    }
+}
+
+class CaptureLog : public PacketLog {
+  public:
+    void OnPacket(const Packet& packet) { packets.push_back(packet); }
+    void OnFrameStep(const FrameStep& step) { steps.push_back(step); }
+
+    std::vector<FrameStep> steps;
+};
+
+struct Decoded {
+    std::vector<Packet> packets;
+    std::vector<FrameStep> steps;
+    Framing framing;
+};
+
+Decoded DecodeCapture(const Bytes& capture, size_t block = 1 << 20, const CaptureOptions& options = {}) {
+    CaptureLog log;
+    CaptureDecoder<CaptureLog> decoder(log, options);
+    for (size_t at = 0; at < capture.size(); at += block) {
+        decoder.Feed({&capture[at], std::min(block, capture.size() - at)});
+    }
+    decoder.Finish();
+    return {log.packets, log.steps, decoder.Found()};
+}
+
+/// A capture of frames, and what its stream means, with offsets in the capture.
+struct FramedCapture {
+    Bytes bytes;
+    std::vector<Packet> packets;
+};
+
+FramedCapture Capture(const Stream& stream, uint8_t id, const Syncs& syncs, unsigned seed) {
+    const std::vector<Given> given = Mixed(stream.bytes, id, seed);
+    const Framed framed = Frame(given, syncs, seed);
+    std::vector<uint64_t> places;
+    for (size_t i = 0; i < given.size(); ++i) {
+        if (given[i].stream == id) places.push_back(framed.places[i]);
+    }
+    FramedCapture capture{framed.bytes, stream.packets};
+    for (Packet& packet : capture.packets) packet.offset = places[static_cast<size_t>(packet.offset)];
+    return capture;
+}
+
+TEST(TpiuAlignment, FindsEachOfTheSixteenPhasesWithoutSynchronisation) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 3000, true), 3, {}, 1);
+    Bytes scratch(capture.bytes.size());
+    for (size_t phase = 0; phase < 16; ++phase) {
+        const std::span<const uint8_t> bytes = std::span(capture.bytes).subspan((16 - phase) % 16);
+        const Alignment alignment = AlignFrames(bytes, std::nullopt, scratch);
+        EXPECT_EQ(alignment.best.phase, phase);
+        EXPECT_EQ(alignment.best.stream, 3);
+        EXPECT_GT(alignment.best.Score(), 0.99);
+        EXPECT_LT(alignment.next, alignment.best.Score());
+    }
+}
+
+TEST(TpiuAlignment, BytesThatAreNoFramesScoreLow) {
+    std::mt19937 random(1);
+    Bytes bytes(20000);
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+    Bytes scratch(bytes.size());
+    EXPECT_LT(AlignFrames(bytes, std::nullopt, scratch).best.Score(), 0.5);
+    EXPECT_EQ(AlignFrames({}, std::nullopt, {}).best.Score(), 0.0);
+}
+
+TEST(CaptureDecoder, ReadsFramesWithoutBeingTold) {
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        const Syncs syncs{seed % 2 == 0 ? 20U : 0U, seed % 3 == 0 ? 30U : 0U};
+        const FramedCapture capture =
+            Capture(FirmwareStream(seed, 6000, true), static_cast<uint8_t>(seed), syncs, seed);
+        const Decoded whole = DecodeCapture(capture.bytes);
+        EXPECT_TRUE(whole.framing.framed);
+        EXPECT_EQ(whole.framing.stream, seed);
+        EXPECT_EQ(FirstDifference(WithoutHints(whole.packets), capture.packets), "") << "seed " << seed;
+        EXPECT_EQ(whole.steps.size(), 0U);
+        for (const size_t block : {1, 15, 16, 17, 333, 4096}) {
+            EXPECT_EQ(FirstDifference(DecodeCapture(capture.bytes, block).packets, whole.packets), "")
+                << block;
+        }
+    }
+}
+
+TEST(CaptureDecoder, ReadsFramesOfAGivenStream) {
+    const FramedCapture capture = Capture(RandomStream(1, 3000), 0x14, {}, 1);
+    const Decoded decoded = DecodeCapture(capture.bytes, 100, {{FramingKind::Tpiu, uint8_t{0x14}}, {}});
+    EXPECT_EQ(FirstDifference(WithoutHints(decoded.packets), capture.packets), "");
+    const Decoded other = DecodeCapture(capture.bytes, 100, {{FramingKind::Tpiu, uint8_t{0x22}}, {}});
+    EXPECT_THAT(other.packets, IsEmpty());
+}
+
+TEST(CaptureDecoder, ReadsAnItmStreamAsOne) {
+    const Stream stream = FirmwareStream(1, 3000, false);
+    for (const FramingKind kind : {FramingKind::Auto, FramingKind::Itm}) {
+        const Decoded decoded = DecodeCapture(stream.bytes, 77, {{kind, std::nullopt}, {}});
+        EXPECT_FALSE(decoded.framing.framed);
+        EXPECT_EQ(FirstDifference(WithoutHints(decoded.packets), stream.packets), "");
+    }
+}
+
+TEST(CaptureDecoder, KnowsAnItmStreamAtItsFirst64Bytes) {
+    const Stream stream = FirmwareStream(1, 100, false);
+    CaptureLog log;
+    CaptureDecoder<CaptureLog> decoder(log);
+    decoder.Feed(std::span(stream.bytes).first(63));
+    EXPECT_FALSE(decoder.Decided());
+    EXPECT_THAT(log.packets, IsEmpty());
+    decoder.Feed(std::span(stream.bytes).subspan(63, 1));
+    EXPECT_TRUE(decoder.Decided());
+    EXPECT_GT(log.packets.size(), 10U);
+}
+
+TEST(CaptureDecoder, DecidesWhenItIsToldTo) {
+    const Stream stream = FirmwareStream(1, 100, false);
+    CaptureLog log;
+    CaptureDecoder<CaptureLog> decoder(log);
+    decoder.Feed(std::span(stream.bytes).first(20));
+    decoder.Decide();
+    EXPECT_TRUE(decoder.Decided());
+    EXPECT_FALSE(decoder.Found().framed);
+    EXPECT_GT(log.packets.size(), 3U);
+    decoder.Feed(std::span(stream.bytes).subspan(20));
+    decoder.Finish();
+    EXPECT_EQ(FirstDifference(log.packets, stream.packets), "");
+}
+
+TEST(CaptureDecoder, NothingIsNothing) {
+    const Decoded decoded = DecodeCapture({});
+    EXPECT_THAT(decoded.packets, IsEmpty());
+    EXPECT_FALSE(decoded.framing.framed);
+}
+
+/// The packets of `found` from the first of `meant` on that comes back and after which all do; how many of
+/// `meant` are before it.
+size_t Missing(const std::vector<Packet>& meant, const std::vector<Packet>& found, uint64_t shift) {
+    size_t same = 0;
+    while (same < meant.size() && same < found.size()) {
+        const Packet& a = meant[meant.size() - 1 - same];
+        const Packet& b = found[found.size() - 1 - same];
+        if (a.offset - shift != b.offset || a.value != b.value || a.kind != b.kind || a.source != b.source)
+            break;
+        ++same;
+    }
+    return meant.size() - same;
+}
+
+TEST(CaptureDecoder, FindsTheFramesAgainWhenBytesAreMissing) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 9000, true), 2, {}, 1);
+    std::mt19937 random(3);
+    unsigned near = 0;
+    uint64_t worst = 0;
+    for (int i = 0; i < 60; ++i) {
+        const size_t at = 6000 + random() % (capture.bytes.size() - 12000);
+        const size_t count = 1 + random() % 200;
+        if (count % 16 == 0) continue;
+        Bytes bytes = capture.bytes;
+        bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                    bytes.begin() + static_cast<std::ptrdiff_t>(at + count));
+        const Decoded decoded = DecodeCapture(bytes, 4096);
+        size_t before = 0;
+        while (capture.packets[before + 1].offset + 16 < at) ++before;
+        for (size_t k = 0; k < before; ++k) {
+            ASSERT_EQ(decoded.packets[k].offset, capture.packets[k].offset);
+            ASSERT_EQ(decoded.packets[k].value, capture.packets[k].value);
+        }
+        const size_t missing = Missing(capture.packets, decoded.packets, count);
+        ASSERT_LT(missing, capture.packets.size());
+        const uint64_t behind = capture.packets[missing].offset - at - count;
+        worst = std::max(worst, behind);
+        EXPECT_LE(behind, 800) << "hole of " << count << " at " << at;
+        if (behind <= 300) ++near;
+        ASSERT_EQ(decoded.steps.size(), 1U) << count;
+        EXPECT_LE(decoded.steps[0].from, at + 600);
+        EXPECT_GE(decoded.steps[0].to + 16, at);
+        EXPECT_EQ((decoded.steps[0].to + count) % 16, 0U) << "frames begin there";
+        EXPECT_EQ(decoded.steps[0].phase, (decoded.steps[0].to - decoded.steps[0].from) % 16);
+        EXPECT_EQ(FirstDifference(DecodeCapture(bytes, 7).packets, decoded.packets), "");
+    }
+    std::cout << "[ figures  ] right again within 300 bytes behind " << near << " holes, at most " << worst
+              << "\n";
+}
+
+TEST(CaptureDecoder, AFullSynchronisationFindsThemToo) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 5000, true), 2, {4, 0}, 1);
+    Bytes bytes = capture.bytes;
+    bytes.erase(bytes.begin() + 10000, bytes.begin() + 10005);
+    const Decoded decoded = DecodeCapture(bytes);
+    const size_t missing = Missing(capture.packets, decoded.packets, 5);
+    EXPECT_LE(capture.packets[missing].offset, 10005U + 300U);
+    EXPECT_EQ(decoded.steps.size(), 1U);
+}
+
+TEST(CaptureDecoder, FramesThatAreMissingAsAWholeAreAHoleInTheStream) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 5000, true), 2, {}, 1);
+    Bytes bytes = capture.bytes;
+    bytes.erase(bytes.begin() + 16000, bytes.begin() + 16160);
+    const Decoded decoded = DecodeCapture(bytes);
+    EXPECT_LE(capture.packets[Missing(capture.packets, decoded.packets, 160)].offset, 16160U + 300U);
+    EXPECT_EQ(decoded.steps.size(), 0U);
+}
+
+TEST(CaptureDecoder, AStreamThatComesLaterIsNoReasonToLookForFrames) {
+    const Stream stream = FirmwareStream(1, 9000, true);
+    std::vector<Given> given;
+    std::mt19937 random(1);
+    for (size_t i = 0; i < stream.bytes.size(); ++i) {
+        given.push_back({2, stream.bytes[i]});
+        if (i > 15000 && random() % 20 == 0) given.push_back({9, static_cast<uint8_t>(random())});
+        if (random() % 50 == 0) given.push_back({0, 0});
+    }
+    const Framed framed = Frame(given);
+    const Decoded decoded = DecodeCapture(framed.bytes);
+    EXPECT_EQ(decoded.packets.size(), stream.packets.size());
+    EXPECT_EQ(decoded.steps.size(), 0U);
+}
+
+}  // namespace
+}  // namespace Korr::Plim::Trace::Swo
