@@ -38,46 +38,14 @@ TEST_F(OptionsReader, OneOptionGivesAOneOptionList) {
 
 TEST_F(OptionsReader, NoOptionGivesAnEmptyList) { EXPECT_EQ(ReadText(FileWith("")).Text(), ""); }
 
-TEST_F(OptionsReader, UnknownElementIsIgnoredTogetherWithItsText) {
-    EXPECT_EQ(ReadText(FileWith("<OTHER>text</OTHER><enctype>x</enctype><ENCTYPE>UART</ENCTYPE>")).Text(),
-              "ENCTYPE=UART");
-}
-
-TEST_F(OptionsReader, AnyRootWillDo) {
-    EXPECT_EQ(ReadText("<r><VERSION a='b'/><RCVRNAME/><ENCTYPE>UART</ENCTYPE></r>").Text(), "ENCTYPE=UART");
-}
-
-TEST_F(OptionsReader, OtherReceiverNameHidesBehindTheUndefinedException) {
-    ExpectRefusal(ReadText("<r><VERSION version='1.1.0.0'/><RCVRNAME>SWO trace</RCVRNAME></r>"),
-                  kUndefinedException);
-}
-
-TEST_F(OptionsReader, ReceiverNameWithoutTextIsAccepted) {
-    EXPECT_EQ(ReadText("<r><VERSION version='1.1.0.0'/><RCVRNAME></RCVRNAME></r>").Text(), "");
-}
-
 TEST_F(OptionsReader, MissingVersionOrReceiverNameGivesTheLongMessage) {
     ExpectRefusal(ReadText("<r><VERSION version='1.1.0.0'/></r>"), kReceiverNameNotFound);
     ExpectRefusal(ReadText("<r><RCVRNAME>SWO Trace</RCVRNAME></r>"), kReceiverNameNotFound);
     ExpectRefusal(ReadText("<r><ENCTYPE>UART</ENCTYPE></r>"), kReceiverNameNotFound);
 }
 
-TEST_F(OptionsReader, BadVersionHidesBehindTheUndefinedException) {
-    ExpectRefusal(ReadText("<r><VERSION version='1.1.0'/><RCVRNAME/></r>"), kUndefinedException);
-    ExpectRefusal(ReadText("<r><VERSION/><RCVRNAME/></r>"), kUndefinedException);
-}
-
 TEST_F(OptionsReader, BadVersionHidesTheMissingReceiverName) {
     ExpectRefusal(ReadText("<r><VERSION version='1.1.0'/></r>"), kUndefinedException);
-}
-
-TEST_F(OptionsReader, OtherVersionAndVersionWithoutVersionAttributeAreAccepted) {
-    EXPECT_EQ(ReadText("<r><VERSION version='9.9.9.9'/><RCVRNAME/></r>").Text(), "");
-    EXPECT_EQ(ReadText("<r><VERSION Copyright='c'/><RCVRNAME/></r>").Text(), "");
-}
-
-TEST_F(OptionsReader, MalformedFileIsAnUndefinedException) {
-    ExpectRefusal(ReadText("<r>"), kUndefinedException);
 }
 
 TEST_F(OptionsReader, TextThatTheParserSplitsKeepsItsLastPiece) {

@@ -59,11 +59,6 @@ TEST_F(FerrinDevice, UnknownSourcesThrowEvenWhenEveryRegisterWasRead) {
     }
 }
 
-TEST_F(FerrinDevice, OnlyTheSelectionBitsOfCsctl1Count) {
-    Set(0, 0xFFF8FFF8 | 4);
-    EXPECT_EQ(Frequency(), 25165824.0);
-}
-
 TEST_F(FerrinDevice, DividesByEachPowerOfTwo) {
     for (uint32_t divm = 0; divm <= 7; ++divm) {
         Set(0, 4 | Field(divm, 16));
