@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace Korr::Plim::Trace::Tarnel {
 
@@ -56,7 +57,10 @@ class SerialPort {
     SerialPort(const SerialPort&) = delete;
     SerialPort& operator=(const SerialPort&) = delete;
 
-    /// Opens COM port `portNumber` for reading.
+    /// Opens COM port `portNumber` for reading. One that somebody else holds is refused before anything of it
+    /// is touched: on Windows any that is open, on Linux one that is open here, or that is locked or held
+    /// exclusively elsewhere (LastError EBUSY). From then on it belongs to this object in the same way, until
+    /// Close.
     bool Open(uint32_t portNumber);
     bool IsOpen() const { return handle != kClosed; }
     /// Makes every read return at once with whatever the driver holds, possibly nothing.
@@ -77,7 +81,8 @@ class SerialPort {
     /// is gone, and for 1 ms at most, so that a stop takes effect at once. A wait that fails or that a signal
     /// ends is simply over: the next read tells what is the matter.
     void AwaitMore(uint32_t bytesRead);
-    /// Closes. The object counts as closed whatever the platform answered.
+    /// Closes. The object counts as closed whatever the platform answered. On Linux the line gets back the
+    /// settings that it was found with, where the owner has not restored them.
     bool Close();
     /// The platform's number of the calling thread's last failure (GetLastError on Windows, errno elsewhere).
     /// Not reset by a success.
@@ -86,6 +91,9 @@ class SerialPort {
   private:
     static constexpr std::intptr_t kClosed = -1;
     std::intptr_t handle = kClosed;
+    // Used on Linux alone.
+    std::optional<LineState> foundState;  ///< the first state that was read
+    bool changed = false;                 ///< whether the line's settings differ from it now
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -5,10 +5,13 @@
 #include <fcntl.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "uart/posix/device_path.h"
 
@@ -16,11 +19,33 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-/// A descriptor that closes itself; closing one of several leaves the line as it is.
+namespace fs = std::filesystem;
+
+/// A descriptor of this process on the same device: the plug-in's while it records. \return -1 when there is none
+int OwnDescriptor(const std::string& path) {
+    struct stat wanted {};
+    if (::stat(path.c_str(), &wanted) != 0 || !S_ISCHR(wanted.st_mode)) return -1;
+    std::error_code failure;
+    for (fs::directory_iterator entry("/proc/self/fd", failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        struct stat found {};
+        const int number = std::atoi(entry->path().filename().c_str());
+        const bool same = ::fstat(number, &found) == 0 && S_ISCHR(found.st_mode) &&
+                          found.st_rdev == wanted.st_rdev && found.st_dev == wanted.st_dev;
+        if (same) return number;
+    }
+    return -1;
+}
+
+/// A descriptor that closes itself; closing one of several leaves the line as it is. A port that this process has
+/// open belongs to it alone and cannot be opened again: then that one is looked through.
 class Descriptor {
   public:
-    explicit Descriptor(const std::string& path)
-        : number(::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {}
+    explicit Descriptor(const std::string& path) {
+        const int own = OwnDescriptor(path);
+        number = own >= 0 ? ::fcntl(own, F_DUPFD_CLOEXEC, 0)
+                          : ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    }
     ~Descriptor() {
         if (number >= 0) ::close(number);
     }
@@ -29,7 +54,7 @@ class Descriptor {
     int Number() const { return number; }
 
   private:
-    int number;
+    int number = -1;
 };
 
 uint64_t Count(int value) { return static_cast<unsigned>(value); }

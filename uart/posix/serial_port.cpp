@@ -4,6 +4,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -153,6 +154,33 @@ void SetModemLines(std::intptr_t port, int lines) {
     Control(port, TIOCMBIC, &cleared);
 }
 
+bool Apply(std::intptr_t port, TerminalLine& line) {
+    if (Control(port, TCSETS2, &line.settings) != 0) return false;
+    if (line.hasModemLines != 0) SetModemLines(port, line.modemLines);
+    return true;
+}
+
+bool AreSame(const TerminalLine& one, const TerminalLine& other) {
+    const int linesThatDiffer = (one.modemLines ^ other.modemLines) & (TIOCM_DTR | TIOCM_RTS);
+    return std::memcmp(&one.settings, &other.settings, sizeof one.settings) == 0 && linesThatDiffer == 0;
+}
+
+// Takes an open port for this object alone, by both conventions: the lock for programs that ask for it, the
+// exclusive mode for those that only open. A terminal or a file system without one of them gives less
+// protection.
+bool Claim(int port) {
+    const bool locked =
+        Uninterrupted([&] { return ::flock(port, LOCK_EX | LOCK_NB); }) != 0 && errno == EWOULDBLOCK;
+    int exclusive = 0;
+    const bool held = Control(port, TIOCGEXCL, &exclusive) == 0 && exclusive != 0;
+    if (locked || held) {
+        errno = EBUSY;
+        return false;
+    }
+    Control(port, TIOCEXCL, 0);
+    return true;
+}
+
 constexpr int kLongestWait = 1;  // ms
 
 }  // namespace
@@ -163,9 +191,18 @@ const uint32_t SerialPort::kCaptureReadSize = 4096;
 // and does not make the port the process's terminal.
 bool SerialPort::Open(uint32_t portNumber) {
     const std::string path = DevicePath(portNumber);
-    handle =
+    int port =
         Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
-    return handle >= 0;
+    if (port >= 0 && !Claim(port)) {
+        const int why = errno;
+        ::close(port);
+        errno = why;
+        port = -1;
+    }
+    handle = port;
+    foundState.reset();
+    changed = false;
+    return port >= 0;
 }
 
 bool SerialPort::SetPollingTimeouts() {
@@ -178,6 +215,7 @@ bool SerialPort::GetState(LineState& state) {
     if (Control(handle, TCGETS2, &line.settings) != 0) return false;
     line.hasModemLines = Control(handle, TIOCMGET, &line.modemLines) == 0 ? 1 : 0;
     FromTerminal(line, state);
+    if (!foundState) foundState = state;
     return true;
 }
 
@@ -187,8 +225,10 @@ bool SerialPort::SetState(const LineState& state) {
         errno = EINVAL;
         return false;
     }
-    if (Control(handle, TCSETS2, &line.settings) != 0) return false;
-    if (line.hasModemLines != 0) SetModemLines(handle, line.modemLines);
+    if (!Apply(handle, line)) return false;
+    TerminalLine found;
+    if (foundState) std::memcpy(&found, foundState->native.data(), sizeof found);
+    changed = foundState && !AreSame(line, found);
     return true;
 }
 
@@ -224,10 +264,16 @@ void SerialPort::AwaitMore(uint32_t bytesRead) {
     ::poll(&port, 1, kLongestWait);
 }
 
-// A device keeps a break until it is told otherwise, also when the port is closed.
+// A device keeps break, settings and exclusive mode until it is told otherwise, also when the port is closed.
 bool SerialPort::Close() {
     const int port = Native(handle);
     Control(handle, TIOCCBRK, 0);
+    if (changed) {
+        TerminalLine found;
+        std::memcpy(&found, foundState->native.data(), sizeof found);
+        Apply(handle, found);
+    }
+    Control(handle, TIOCNXCL, 0);
     handle = kClosed;
     return ::close(port) == 0;
 }

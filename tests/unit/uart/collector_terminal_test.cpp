@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
@@ -187,6 +188,53 @@ TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsABreakingCollectorToo) {
     EXPECT_EQ(Home().Lines().back(), "E Tarnel_UARTCollector: Reading COM port failed with error code 5");
     PseudoTerminal again{7};
     ExpectTheNextCaptureWorks(again, again.Path() == terminal.Path() ? 1 : 0);
+}
+
+TEST_F(CollectorOnATerminal, PortOfAnotherCaptureIsRefusedUntouched) {
+    Make();
+    Start();
+    const termios2 before = terminal.Settings();
+    ASSERT_TRUE(terminal.Send("first"));
+    AwaitSize(5);
+    uint32_t otherPrescaler = 0;
+    const auto makeAnother = [&] {
+        UARTDataCollector(7, 1e6, false, otherPrescaler, (Home().Path() / "other.bin").string(), true);
+    };
+    EXPECT_THROW(makeAnother(), cPelkitError);
+    EXPECT_EQ(Home().Lines().back(), "E Tarnel_UARTCollector: Failed to open COM7 with error code = 16");
+    const termios2 after = terminal.Settings();
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+    EXPECT_FALSE(std::filesystem::exists(Home().Path() / "other.bin"));
+    ASSERT_TRUE(terminal.Send("second"));
+    AwaitSize(11);
+    collector->Stop();
+    AwaitEnd();
+    EXPECT_EQ(ContentOf(file), "firstsecond");
+    thread.reset();
+    collector.reset();
+    EXPECT_NO_THROW(makeAnother());
+}
+
+TEST_F(CollectorOnATerminal, PortThatAnotherProgramLocksIsRefusedUntouched) {
+    const termios2 before = terminal.Settings();
+    const int other = ::open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    ASSERT_TRUE(terminal.Send("theirs\n"));
+    EXPECT_EQ(Refusal(), "Failed to open COM port");
+    const termios2 after = terminal.Settings();
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+    char bytes[8] = {};
+    EXPECT_EQ(::read(other, bytes, sizeof bytes), 7);
+    ::close(other);
+    EXPECT_EQ(Refusal(), "none");
+}
+
+TEST_F(CollectorOnATerminal, RefusedCaptureFileLeavesTheLineAsItWasFound) {
+    const termios2 before = terminal.Settings();
+    file = Home().Path() / "no such folder" / "capture.bin";
+    EXPECT_EQ(Refusal(), "Failed to open binary file for trace data storage");
+    const termios2 after = terminal.Settings();
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
 }
 
 TEST_F(CollectorOnATerminal, MissingFolderOfTheFileIsRefusedAndThePortIsClosed) {

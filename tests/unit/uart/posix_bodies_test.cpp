@@ -26,11 +26,19 @@ namespace {
 using posix_system::replaced;
 using Calls = std::vector<std::string>;
 
+const std::string kPortFlags = std::to_string(O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+const std::string kFileFlags = std::to_string(O_WRONLY | O_CREAT | O_CLOEXEC);
+const std::string kLock = "flock " + std::to_string(LOCK_EX | LOCK_NB);
+
 class PosixBodies : public ::testing::Test {
   protected:
     void SetUp() override { replaced = &system; }
     void TearDown() override { replaced = nullptr; }
     std::string Ioctl(unsigned long request) { return "ioctl " + std::to_string(request); }
+    // What an open of a device makes of the calls.
+    Calls Opening(const std::string& device) {
+        return {"open " + device + " " + kPortFlags, kLock, Ioctl(TIOCGEXCL), Ioctl(TIOCEXCL)};
+    }
 
     posix_system::System system;
     SerialPort port;
@@ -38,9 +46,6 @@ class PosixBodies : public ::testing::Test {
     uint32_t bytesRead = 99;
     char buffer[100] = {};
 };
-
-const std::string kPortFlags = std::to_string(O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-const std::string kFileFlags = std::to_string(O_WRONLY | O_CREAT | O_CLOEXEC);
 
 TEST_F(PosixBodies, PortNumberIsAnAcmDeviceUnlessTheEnvironmentNamesAnother) {
     ::unsetenv("KORR_TRACE_COM3");
@@ -51,19 +56,22 @@ TEST_F(PosixBodies, PortNumberIsAnAcmDeviceUnlessTheEnvironmentNamesAnother) {
     EXPECT_TRUE(port.Open(3));
     ::unsetenv("KORR_TRACE_COM3");
     EXPECT_TRUE(port.Open(4294967295U));
-    EXPECT_EQ(system.calls,
-              (Calls{"open /dev/ttyACM3 " + kPortFlags, "open /dev/ttyUSB9 " + kPortFlags,
-                     "open /dev/ttyACM3 " + kPortFlags, "open /dev/ttyACM4294967295 " + kPortFlags}));
+    Calls expected;
+    for (const char* device : {"/dev/ttyACM3", "/dev/ttyUSB9", "/dev/ttyACM3", "/dev/ttyACM4294967295"}) {
+        const Calls calls = Opening(device);
+        expected.insert(expected.end(), calls.begin(), calls.end());
+    }
+    EXPECT_EQ(system.calls, expected);
 }
 
 TEST_F(PosixBodies, InterruptedOpenIsRepeated) {
-    system.answers = {{-1, EINTR}, {-1, EINTR}, {5, 0}, {-1, EINTR}, {-1, EACCES}};
+    system.answers = {{-1, EINTR}, {-1, EINTR}, {5, 0}, {0, 0}, {0, 0}, {0, 0}, {-1, EINTR}, {-1, EACCES}};
     EXPECT_TRUE(port.Open(3));
     EXPECT_TRUE(port.IsOpen());
     EXPECT_FALSE(file.Create("name"));
     EXPECT_FALSE(file.IsOpen());
     EXPECT_EQ(CaptureFile::LastError(), static_cast<uint32_t>(EACCES));
-    EXPECT_EQ(system.calls.size(), 5U);
+    EXPECT_EQ(system.calls.size(), 8U);
     EXPECT_EQ(system.calls.back(), "open name " + kFileFlags);
 }
 
@@ -74,8 +82,30 @@ TEST_F(PosixBodies, FailedOpenLeavesThePortClosed) {
     EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(EBUSY));
 }
 
+TEST_F(PosixBodies, PortThatAnotherProgramLocksIsClosedUntouched) {
+    system.answers = {{5, 0}, {-1, EWOULDBLOCK}, {0, 0}, {-1, EIO}};
+    EXPECT_FALSE(port.Open(3));
+    EXPECT_FALSE(port.IsOpen());
+    EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(EBUSY));
+    EXPECT_EQ(system.calls, (Calls{"open /dev/ttyACM3 " + kPortFlags, kLock, Ioctl(TIOCGEXCL), "close 5"}));
+}
+
+TEST_F(PosixBodies, PortThatAnotherProgramHoldsExclusivelyIsClosedUntouched) {
+    system.exclusive = 1;
+    EXPECT_FALSE(port.Open(3));
+    EXPECT_FALSE(port.IsOpen());
+    EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(EBUSY));
+    EXPECT_EQ(system.calls, (Calls{"open /dev/ttyACM3 " + kPortFlags, kLock, Ioctl(TIOCGEXCL), "close 3"}));
+}
+
+TEST_F(PosixBodies, PortWithoutLocksOrExclusiveModeIsTakenAsItIs) {
+    system.answers = {{5, 0}, {-1, ENOLCK}, {-1, ENOTTY}, {-1, ENOTTY}};
+    EXPECT_TRUE(port.Open(3));
+    EXPECT_EQ(system.calls, Opening("/dev/ttyACM3"));
+}
+
 TEST_F(PosixBodies, DescriptorZeroIsAPortLikeAnyOther) {
-    system.answers = {{0, 0}, {0, 0}};
+    system.answers = {{0, 0}};
     EXPECT_TRUE(port.Open(3));
     EXPECT_TRUE(port.IsOpen());
     EXPECT_TRUE(port.Close());
@@ -119,11 +149,10 @@ TEST_F(PosixBodies, CaptureWaitsAMillisecondAtMostAndOnlyWhereLittleCame) {
     EXPECT_EQ(system.calls, Calls{});
     system.answers = {{5, 0}};
     ASSERT_TRUE(port.Open(3));
+    system.calls.clear();
     port.AwaitMore(2047);
     port.AwaitMore(0);
-    EXPECT_EQ(system.calls.size(), 3U);
-    EXPECT_EQ(system.calls[1], "poll 5 for " + std::to_string(POLLIN) + " within 1");
-    EXPECT_EQ(system.calls[2], system.calls[1]);
+    EXPECT_EQ(system.calls, Calls(2, "poll 5 for " + std::to_string(POLLIN) + " within 1"));
 }
 
 TEST_F(PosixBodies, WaitThatASignalEndsOrThatFailsIsOver) {
@@ -224,21 +253,58 @@ TEST_F(PosixBodies, WriteThatTakesNothingFails) {
 TEST_F(PosixBodies, FailedCloseCountsAsClosed) {
     ASSERT_TRUE(port.Open(3));
     ASSERT_TRUE(file.Create("name"));
-    system.answers = {{-1, ENOTTY}, {-1, EIO}, {-1, EINTR}};
+    system.calls.clear();
+    system.answers = {{-1, ENOTTY}, {-1, ENOTTY}, {-1, EIO}, {-1, EINTR}};
     EXPECT_FALSE(port.Close());
     EXPECT_FALSE(port.IsOpen());
     EXPECT_FALSE(file.Close());
     EXPECT_FALSE(file.IsOpen());
-    EXPECT_EQ(system.calls.size(), 7U);
+    EXPECT_EQ(system.calls, (Calls{Ioctl(TIOCCBRK), Ioctl(TIOCNXCL), "close 3", "close 3"}));
 }
 
-TEST_F(PosixBodies, ClosingEndsABreak) {
+TEST_F(PosixBodies, ClosingEndsABreakAndGivesThePortFree) {
     ASSERT_TRUE(port.Open(3));
+    system.calls.clear();
     ASSERT_TRUE(port.SetBreak());
     ASSERT_TRUE(port.Close());
-    ASSERT_EQ(system.calls.size(), 4U);
-    EXPECT_EQ(system.calls[1], Ioctl(TIOCSBRK));
-    EXPECT_EQ(system.calls[2], Ioctl(TIOCCBRK));
+    EXPECT_EQ(system.calls, (Calls{Ioctl(TIOCSBRK), Ioctl(TIOCCBRK), Ioctl(TIOCNXCL), "close 3"}));
+}
+
+TEST_F(PosixBodies, ClosingGivesTheLineTheSettingsThatItWasFoundWith) {
+    system.settings.c_ispeed = 9600;
+    system.settings.c_lflag = ICANON;
+    system.modemLines = TIOCM_DTR;
+    const termios2 before = system.settings;
+    ASSERT_TRUE(port.Open(3));
+    LineState state;
+    ASSERT_TRUE(port.GetState(state));
+    state.baudRate = 115200;
+    state.binary = true;
+    state.dtrControl = 0;
+    ASSERT_TRUE(port.SetState(state));
+    ASSERT_TRUE(port.GetState(state));
+    EXPECT_NE(std::memcmp(&before, &system.settings, sizeof before), 0);
+    EXPECT_EQ(system.modemLines, 0);
+    ASSERT_TRUE(port.Close());
+    EXPECT_EQ(std::memcmp(&before, &system.settings, sizeof before), 0);
+    EXPECT_EQ(system.modemLines, TIOCM_DTR);
+    EXPECT_EQ(system.settingsSet, 2);
+}
+
+TEST_F(PosixBodies, LineThatItsOwnerRestoredIsNotSetAgainByClosing) {
+    system.settings.c_ispeed = 9600;
+    LineState found;
+    ASSERT_TRUE(port.Open(3));
+    ASSERT_TRUE(port.GetState(found));
+    LineState state = found;
+    state.baudRate = 115200;
+    ASSERT_TRUE(port.SetState(state));
+    ASSERT_TRUE(port.SetState(found));
+    ASSERT_TRUE(port.Close());
+    EXPECT_EQ(system.settingsSet, 2);
+    ASSERT_TRUE(port.Open(3));
+    ASSERT_TRUE(port.Close());
+    EXPECT_EQ(system.settingsSet, 2);
 }
 
 TEST_F(PosixBodies, ControlCallsReportTheirFailure) {
@@ -296,10 +362,11 @@ TEST_F(PosixBodies, InterruptedControlCallsAreRepeated) {
     system.answers = {{-1, EINTR}, {-1, ENXIO}};
     EXPECT_FALSE(port.SetBreak());
     EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(ENXIO));
+    system.answers.clear();
     ASSERT_TRUE(port.Open(3));
-    interruptEach(1);
+    interruptEach(2);
     EXPECT_TRUE(port.Close());
-    Calls closing = threeTimes({TIOCCBRK});
+    Calls closing = threeTimes({TIOCCBRK, TIOCNXCL});
     closing.push_back("close 3");
     EXPECT_EQ(system.calls, closing);
 }

@@ -57,6 +57,7 @@ int __wrap_ioctl(int file, unsigned long request, ...) {
     if (request == TIOCMGET) *static_cast<int*>(argument) = replaced->modemLines;
     if (request == TIOCMBIS) replaced->modemLines |= *static_cast<int*>(argument);
     if (request == TIOCMBIC) replaced->modemLines &= ~*static_cast<int*>(argument);
+    if (request == TIOCGEXCL) *static_cast<int*>(argument) = replaced->exclusive;
     if (request == FIONREAD) *static_cast<int*>(argument) = 42;
     if (request == TCSETS2) {
         replaced->settings = *static_cast<termios2*>(argument);

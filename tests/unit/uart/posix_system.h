@@ -22,6 +22,7 @@ struct System {
     termios2 settings{};
     int modemLines = 0;
     int settingsSet = 0;
+    int exclusive = 0;  ///< whether another holds the port exclusively
 
     long Next(const std::string& call, long success) {
         calls.push_back(call);
