@@ -25,9 +25,9 @@ struct PortGlance {
 
 inline constexpr const char* kCountersNotTold = "not told by this port";
 
-/// Seam: looks at COM port `number` beside whoever has it open, changing nothing of it. On Linux it is looked at through
-/// the handle with which this process (the plug-in) has it open, else it is opened for the look, which another owner
-/// may refuse; on Windows a port has one owner, and nothing is told.
+/// Seam: looks at COM port `number` beside whoever has it open, changing nothing of it. On Linux it is looked
+/// at through the handle with which this process (the plug-in) has it open, else it is opened for the look,
+/// which another owner may refuse; on Windows a port has one owner, and nothing is told.
 PortGlance LookAtPort(uint32_t number);
 
 }  // namespace Korr::Plim::Trace::Tracehost

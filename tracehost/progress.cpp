@@ -1,7 +1,10 @@
 #include "tracehost/progress.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+
+#include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -11,6 +14,14 @@ constexpr double kRateWindow = 2.0;    // seconds
 constexpr double kRefreshPause = 0.2;  // seconds, on a terminal
 constexpr double kPlainPause = 1.0;    // seconds
 constexpr double kLongestDuration = 999.0 * 3600;
+constexpr std::size_t kEcho = 2;  // columns of the "^C" that a terminal writes behind the line
+
+std::string FormatTimeLeft(double seconds) {
+    if (seconds >= 0.95 || !(seconds > 0)) return FormatDuration(seconds) + " left";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f s left", seconds);
+    return text;
+}
 
 }  // namespace
 
@@ -41,11 +52,16 @@ std::string FormatDuration(double seconds) {
     return text;
 }
 
-std::string FormatProgress(const Progress& progress) {
+std::string FormatProgress(const Progress& progress, std::size_t width) {
+    const std::string captured = FormatBytes(static_cast<double>(progress.bytes));
+    const std::string rate = FormatBytes(progress.bytesPerSecond) + "/s";
     const std::string left =
-        progress.secondsLeft ? FormatDuration(*progress.secondsLeft) + " left" : "Ctrl-C stops and saves";
-    return FormatBytes(static_cast<double>(progress.bytes)) + "   " + FormatBytes(progress.bytesPerSecond) +
-           "/s   " + left;
+        progress.secondsLeft ? FormatTimeLeft(*progress.secondsLeft) : "Ctrl-C stops and saves";
+    for (const std::string& line :
+         {captured + "   " + rate + "   " + left, captured + "   " + left, captured}) {
+        if (line.size() <= width) return line;
+    }
+    return captured.substr(0, width);
 }
 
 std::optional<double> TimeLeft(std::optional<double> seconds, std::optional<uint64_t> byteLimit,
@@ -71,23 +87,45 @@ double RateMeter::BytesPerSecond() const {
     return bytes / (points.back().first - points.front().first);
 }
 
-void ProgressDisplay::Show(double seconds, const Progress& progress) {
-    if (seconds < nextAt) return;
+bool ProgressDisplay::IsDue(double seconds) {
+    if (!isShown || seconds < nextAt) return false;
     nextAt = seconds + (refreshes ? kRefreshPause : kPlainPause);
-    std::string line = FormatProgress(progress);
-    if (refreshes) {
-        const std::size_t length = line.size();
-        if (length < shown) line.append(shown - length, ' ');
-        shown = length;
-        std::fprintf(output, "\r%s", line.c_str());
-    } else {
+    return true;
+}
+
+/// The last column stays free: some terminals begin a new line with it.
+std::size_t ProgressDisplay::Room() const {
+    const std::size_t width = refreshes ? TerminalWidth(output) : 0;
+    return width > kEcho + 1 ? width - kEcho - 1 : SIZE_MAX;
+}
+
+void ProgressDisplay::Put(const std::string& line) {
+    if (!refreshes) {
         std::fprintf(output, "%s\n", line.c_str());
+    } else {
+        const std::size_t blanks = shown > line.size() ? shown - line.size() : 0;
+        std::fprintf(output, "\r%s%s", line.c_str(), std::string(blanks, ' ').c_str());
+        shown = line.size();
+        last = line;
     }
     std::fflush(output);
 }
 
+void ProgressDisplay::Show(double seconds, const Progress& progress) {
+    if (IsDue(seconds)) Put(FormatProgress(progress, Room()));
+}
+
+void ProgressDisplay::ShowText(double seconds, const std::string& text) {
+    if (IsDue(seconds)) Put(text.substr(0, Room()));
+}
+
 void ProgressDisplay::Finish() {
-    if (refreshes && shown > 0) std::fprintf(output, "\n");
+    nextAt = 0;
+    if (last.empty()) return;
+    shown += kEcho;
+    Put(last);
+    std::fprintf(output, "\n");
+    last.clear();
     shown = 0;
 }
 

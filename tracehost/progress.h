@@ -21,8 +21,9 @@ struct Progress {
     std::optional<double> secondsLeft;  ///< absent: until the user stops it
 };
 
-/// "12.3 MB   1.20 MB/s   0:07 left".
-std::string FormatProgress(const Progress& progress);
+/// "12.3 MB   1.20 MB/s   0:07 left", or less of it: what does not fit into `width` columns is left out, the
+/// rate first.
+std::string FormatProgress(const Progress& progress, std::size_t width = SIZE_MAX);
 
 /// Time left until the first of two limits. \param rate in bytes per second; 0 tells nothing of the bytes
 std::optional<double> TimeLeft(std::optional<double> seconds, std::optional<uint64_t> byteLimit,
@@ -39,20 +40,30 @@ class RateMeter {
     std::deque<std::pair<double, uint64_t>> points;
 };
 
-/// Shows progress: one line that is refreshed on a terminal, else a line per second.
+/// Shows progress: one line that is refreshed on a terminal and fits into it, else a line per second.
 class ProgressDisplay {
   public:
-    ProgressDisplay(std::FILE* stream, bool isTerminal) : output(stream), refreshes(isTerminal) {}
+    /// \param show false: nothing is shown
+    ProgressDisplay(std::FILE* stream, bool isTerminal, bool show = true)
+        : output(stream), isShown(show), refreshes(isTerminal) {}
     /// \param seconds since the start
     void Show(double seconds, const Progress& progress);
-    /// Ends the refreshed line, so that other text can follow.
+    /// Something else instead, such as what is waited for.
+    void ShowText(double seconds, const std::string& text);
+    /// Ends the refreshed line, so that other text can follow, and takes away what a Ctrl-C has left in it.
     void Finish();
 
   private:
+    bool IsDue(double seconds);
+    void Put(const std::string& line);
+    std::size_t Room() const;
+
     std::FILE* output;
+    bool isShown;
     bool refreshes;
     double nextAt = 0;
-    std::size_t shown = 0;  ///< characters of the refreshed line
+    std::string last;       ///< the refreshed line; empty: there is none
+    std::size_t shown = 0;  ///< columns that it has taken
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

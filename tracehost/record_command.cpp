@@ -14,6 +14,8 @@ namespace Korr::Plim::Trace::Tracehost {
 namespace {
 
 constexpr NumberOption kSeconds{"--seconds", Measure::Time, 0.001, 30.0 * 24 * 3600};
+constexpr NumberOption kWait{"--wait-for-port", Measure::Time, 0, 30.0 * 24 * 3600};
+constexpr uint32_t kDemoPrescaler = 11;  // 2 Mbaud of the 24 MHz target, which every machine keeps up with
 constexpr NumberOption kBytes{"--bytes", Measure::Size, 1, 8.0 * UINT32_MAX, true};
 
 constexpr const char* kFooter =
@@ -42,10 +44,33 @@ void CheckCombination(const RecordRequest& request, const std::vector<CLI::Optio
     }
 }
 
+/// What becomes of the trace: where it goes, and what is shown meanwhile.
+void AddOutput(CLI::App& command, RecordRequest& request) {
+    command
+        .add_option("--output", request.output,
+                    "File to save into (default: swo-<date>-<time>.tdf or .bin); -: standard output")
+        ->type_name("FILE");
+    AddChoice(
+        command, "--format",
+        "tdf: a section of a TDF file; raw: the bytes alone (default: raw for .bin, .raw, pipes and devices)",
+        {"tdf", "raw"}, [&request](const auto& text) { request.format = text; });
+    command.add_flag(
+        "--force", request.force,
+        "Replace an existing file; without it a TDF file gets one more section, any other is refused");
+    command.add_flag("--quiet", request.quiet, "Show neither progress nor summary");
+}
+
+/// A port that is not there.
+void AddWaiting(CLI::App& command, RecordRequest& request) {
+    AddNumber(command, kWait, "Wait so long for a port that is not there yet",
+              [&request](auto seconds) { request.waitForPort = seconds; });
+    command.add_flag("--reconnect", request.reconnect,
+                     "Go on when a port that went away is back: into a new section, or a new file when raw");
+}
+
 int Run(const RecordRequest& request) {
     WarnOfLogLevel();
-    Recording(request, TakeStandardOutput()).Run();
-    return kDone;
+    return Recording(request, TakeStandardOutput()).Run();
 }
 
 }  // namespace
@@ -64,16 +89,17 @@ void AddRecordCommand(CLI::App& program, int& status) {
     command->add_flag("--demo", request->demo, "Record a simulated board and signal");
     AddNumber(*command, kSeconds, "Stop after this time",
               [request](auto seconds) { request->seconds = seconds; });
-    AddNumber(*command, kBytes, "Stop after this many bytes",
+    AddNumber(*command, kBytes,
+              "Stop after this many bytes and save exactly those, rounded up to a sample of 8",
               [request](auto bytes) { request->bytes = bytes; });
-    command->add_option("--output", request->output,
-                        "File to save into (default: swo-<date>-<time>.tdf or .bin)");
-    AddChoice(*command, "--format", "tdf (the default): a section of a TDF file; raw: the bytes alone",
-              {"tdf", "raw"}, [request](const auto& text) { request->format = text; });
+    AddOutput(*command, *request);
+    AddWaiting(*command, *request);
     AddPluginOption(*command, request->plugin);
     command->footer(kFooter);
-    command->callback([request, settings, &status] {
+    command->callback([request, settings, command, &status] {
         CheckCombination(*request, settings);
+        const bool ratesGiven = request->clock || command->get_option("--prescaler")->count() > 0;
+        if (request->demo && !ratesGiven) request->prescaler = kDemoPrescaler;
         status = Run(*request);
     });
 }

@@ -20,12 +20,14 @@ struct RecordRequest {
     std::string firmware = "1.0.0.8";  ///< the probe's firmware version, for the plug-in's rules
     std::optional<double> seconds;
     std::optional<uint64_t> bytes;
-    std::string output;
-    std::string format = "tdf";
+    std::string output;                 ///< "-": standard output
+    std::string format;                 ///< "tdf" or "raw"; empty: the output's name decides
+    bool force = false;                 ///< replace an existing file
+    bool quiet = false;                 ///< neither progress nor summary
+    std::optional<double> waitForPort;  ///< seconds that the port may take to come
+    bool reconnect = false;             ///< go on when a port that went away is back
     bool demo = false;
     std::string plugin = kDefaultPlugin;
-
-    bool Raw() const { return format == "raw"; }
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

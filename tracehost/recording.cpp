@@ -1,20 +1,18 @@
 #include "tracehost/recording.h"
-#include "simulator/pelkit/error_reading.h"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
 
 #include "host_api/cPelkitError.h"
-#include "simulator/board/board_file.h"
+#include "simulator/pelkit/error_reading.h"
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/file_system.h"
+#include "tracehost/capture_watch.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
-#include "tracehost/own_board.h"
-#include "tracehost/progress.h"
-#include "tracehost/record_options.h"
+#include "tracehost/recording_summary.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -47,70 +45,35 @@ std::string CurrentErrorText() {
 
 }  // namespace
 
-Recording::Recording(const RecordRequest& wanted, std::FILE* outputStream)
-    : request(wanted), output(outputStream), file(wanted) {}
-
-void Recording::RefuseIfInterrupted() const {
-    if (InterruptRequested()) throw HostError("interrupted before the recording began: nothing was captured");
+Recording::Recording(const RecordRequest& wanted, std::FILE* standardOutput)
+    : request(wanted),
+      log(folder.MakeFolder("home")),
+      file(wanted, standardOutput),
+      output(file.IsStandardOutput() ? stderr : standardOutput),
+      display(output, IsTerminal(output), !wanted.quiet) {
+    if (CaptureObserver* const stream = file.Observer()) follower.Add(*stream);
 }
 
-void Recording::PrepareBoard() {
-    if (request.demo) {
-        request.board = WriteDemoBoard(folder);
-        signal.emplace(request.board, folder.Path("port"));
-        request.port = signal->PortNumber();
-    } else if (request.board.empty()) {
-        if (!EnvironmentNamesBoard()) RefuseUnknownTarget(request);
-        request.board = DefaultBoard(folder);
-    }
-    CheckBoard(request.board);
-    SetProcessVariable(Simulator::kBoardVariable, request.board.c_str());
+double Recording::Elapsed() const { return std::chrono::duration<double>(Clock::now() - begun).count(); }
+
+std::optional<uint64_t> Recording::BytesLeft() const {
+    if (!request.bytes) return std::nullopt;
+    return *request.bytes - std::min(*request.bytes, result.bytes);
 }
 
-void Recording::PrepareOptions() {
-    optionsInUse = request.options;
-    if (!optionsInUse.empty()) return;
-    optionsInUse = folder.Path("options.xml");
-    WriteOptionsFile(request, optionsInUse);
-}
-
-void Recording::Start(CChannelDriver& driver) {
-    PrepareOptions();
-    driver.SetConfiguration(optionsInUse.c_str());
-    RefuseIfInterrupted();
-    driver.StartRecording(0);
-    StatusRecord status;
-    driver.GetStatus(status);
-    if (status.code == kStatusRecording) return;
-    throw HostError("the plug-in did not start to record; its status is \"" + std::string(status.text) +
-                    "\"");
-}
-
-bool Recording::EndReached(double elapsed, uint64_t captured) const {
-    return InterruptRequested() || (request.seconds && elapsed >= *request.seconds) ||
-           (request.bytes && captured >= *request.bytes);
-}
-
-void Recording::WaitForEnd(CChannelDriver& driver) {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
-    ProgressDisplay display(output, IsTerminal(output));
-    RateMeter meter;
-    while (true) {
-        seconds = std::chrono::duration<double>(Clock::now() - start).count();
-        bytes = driver.GetNumSamples() * kSampleSize;
-        meter.Add(seconds, bytes);
-        const double rate = meter.BytesPerSecond();
-        display.Show(seconds, {bytes, rate, TimeLeft(request.seconds, request.bytes, seconds, bytes, rate)});
-        if (EndReached(seconds, bytes)) break;
-        std::this_thread::sleep_for(kPollPause);
-    }
-    display.Finish();
+/// Without --seconds and --bytes only the user ends it.
+std::optional<EndReason> Recording::EndReached(double elapsed, uint64_t captured) const {
+    if (request.bytes && captured >= *request.bytes) return EndReason::Size;
+    if (file.ReaderHasGone()) return EndReason::ReaderGone;
+    if (file.StreamHasFailed()) return EndReason::OutputFull;
+    if (InterruptRequested()) return EndReason::Asked;
+    if (request.seconds && elapsed >= *request.seconds) return EndReason::Time;
+    return std::nullopt;
 }
 
 void Recording::ReadSettings(CChannelDriver& driver) {
-    traceClock = NumberAttribute(driver, "Timing Clock Frequency");
-    bitRate = NumberAttribute(driver, "Trace Data Frequency");
+    result.traceClock = NumberAttribute(driver, "Timing Clock Frequency");
+    result.bitRate = NumberAttribute(driver, "Trace Data Frequency");
 }
 
 std::string Recording::CaptureFile() const {
@@ -129,6 +92,40 @@ uint64_t Recording::CapturedBytes(uint64_t padded) const {
     return failure ? padded : size;
 }
 
+/// One part, until it shall end or has ended by itself. A fault counts more than the end of the time: what
+/// should have come until then did not.
+void Recording::Capture(CChannelDriver& driver) {
+    RecordedPart& part = result.parts.emplace_back();
+    part.captureFile = CaptureFile();
+    part.begin = Elapsed();
+    follower.Begin();
+    file.LimitStream(BytesLeft());
+    CaptureWatch watch(log, port, part.captureFile);
+    RateMeter meter;
+    for (std::optional<EndReason> reason; !reason;) {
+        const double seconds = Elapsed();
+        const uint64_t captured = driver.GetNumSamples() * kSampleSize;
+        const uint64_t bytes = result.bytes + captured;
+        meter.Add(seconds, bytes);
+        const double rate = meter.BytesPerSecond();
+        display.Show(seconds, {bytes, rate, TimeLeft(request.seconds, request.bytes, seconds, bytes, rate)});
+        follower.Follow(driver, seconds);
+        reason = EndReached(seconds, bytes);
+        const auto fault = watch.Look(seconds, captured);
+        if (fault && reason != EndReason::Size) {
+            reason = EndReason::Fault;
+            part.fault = fault->what;
+            portFault = fault->ofThePort;
+        }
+        if (reason) {
+            result.reason = *reason;
+        } else {
+            std::this_thread::sleep_for(kPollPause);
+        }
+    }
+    display.Finish();
+}
+
 void Recording::StopAndSave(CChannelDriver& driver) {
     std::string stopError;
     try {
@@ -136,13 +133,12 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     } catch (...) {
         stopError = CurrentErrorText();
     }
-    signal.reset();
-    const uint64_t padded = driver.GetNumSamples() * kSampleSize;
-    bytes = CapturedBytes(padded);
+    result.parts.back().end = result.seconds = Elapsed();
+    if (signal) result.lostBytes = signal->End();
     try {
-        driver.SaveFile(file.Name().c_str(), file.Format());
-        file.CheckSaved(padded);
+        Save(driver);
     } catch (...) {
+        if (result.CutShort()) std::fprintf(stderr, "tracehost: %s\n", result.CutShortSentence().c_str());
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
         const std::string explanation = Explain(CurrentErrorText(), Used());
@@ -154,27 +150,22 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     }
 }
 
-void Recording::PrintSummary() const {
-    std::fprintf(output, "\nRecorded %llu bytes in %.1f s (%s/s)\n", static_cast<unsigned long long>(bytes),
-                 seconds, FormatBytes(seconds > 0 ? static_cast<double>(bytes) / seconds : 0).c_str());
-    std::fprintf(output, "  CPU           %s\n", request.cpu.c_str());
-    std::fprintf(output, "  trace clock   %.6g MHz\n", traceClock / 1e6);
-    std::fprintf(output, "  prescaler     %.0f\n", bitRate > 0 ? std::round(traceClock / bitRate) - 1 : 0.0);
-    std::fprintf(output, "  baud rate     %.0f\n", bitRate);
-    std::fprintf(output, "  capture file  %s\n", CaptureFile().c_str());
-    std::fprintf(output, "  saved         %s (%s)\n", file.Name().c_str(),
-                 file.Raw() ? "raw" : "TDF, section \"BinTraceData\"");
-    if (bytes == 0) {
-        std::fprintf(output,
-                     "Nothing was received: does the target run, is its SWO pin switched on and connected, "
-                     "and do trace clock and prescaler fit?\n");
-    }
-    FinishStandardOutput(output);
+void Recording::Save(CChannelDriver& driver) {
+    RecordedPart& part = result.parts.back();
+    part.file = file.Name();
+    const uint64_t padded = driver.GetNumSamples() * kSampleSize;
+    const uint64_t captured = CapturedBytes(padded);
+    const std::optional<uint64_t> most = BytesLeft();
+    follower.Finish(driver, captured);
+    file.Save(driver, padded, most);
+    file.FinishStream();
+    part.bytes = most ? std::min(*most, captured) : captured;
+    result.bytes += part.bytes;
 }
 
 Surroundings Recording::Used() const {
     Surroundings used;
-    used.port = PortOf(optionsInUse);
+    used.port = port;
     if (!KORR_PLIM::platform::GetVariable(kFolderVariable).empty()) used.captureFile = CaptureFile();
     used.optionsFile = request.options;
     used.outputFile = file.Name();
@@ -185,21 +176,46 @@ Surroundings Recording::Used() const {
 }
 
 void Recording::Record() {
-    session->Create();
+    CreateReceiver();
     RefuseIfInterrupted();
     CChannelDriver& driver = *session->Allocate(request.cpu.c_str(), kCpuId, session->NextChannel()).driver;
+    PrepareOptions();
+    driver.SetConfiguration(options.c_str());
     Start(driver);
     ReadSettings(driver);
-    WaitForEnd(driver);
-    StopAndSave(driver);
+    do {
+        Capture(driver);
+        StopAndSave(driver);
+    } while (ShallReconnect() && StartAgain(driver));
     session->Release(request.cpu);
     session->Destroy();
 }
 
-void Recording::Run() {
+/// \return the exit status
+int Recording::Conclude() {
+    if (!request.quiet) PrintSummary(output, request, file, result);
+    FinishStandardOutput(output);
+    if (result.CutShort()) {
+        std::fprintf(stderr, "tracehost: %s\n", result.CutShortSentence().c_str());
+        return kCutShort;
+    }
+    if (result.lostBytes > 0) {
+        std::fprintf(
+            stderr,
+            "tracehost: trace was lost: the simulated probe had to drop %llu bytes, because its port was not "
+            "read in time\n",
+            static_cast<unsigned long long>(result.lostBytes));
+        return kTraceLost;
+    }
+    if (result.parts.front().fault.empty()) return kDone;
+    std::fprintf(stderr, "tracehost: trace was lost while the port was away\n");
+    return kTraceLost;
+}
+
+int Recording::Run() {
     CatchInterrupts();
-    PrepareBoard();
     file.Prepare();
+    PrepareBoard();
     session.emplace(request.plugin);
     try {
         Record();
@@ -209,7 +225,7 @@ void Recording::Run() {
         const std::string text = CurrentErrorText();
         throw PluginError(text, Explain(text, Used()));
     }
-    PrintSummary();
+    return Conclude();
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -3,57 +3,82 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "tracehost/capture_follower.h"
 #include "tracehost/demo_signal.h"
 #include "tracehost/explanation.h"
 #include "tracehost/host_session.h"
 #include "tracehost/output_file.h"
+#include "tracehost/progress.h"
 #include "tracehost/record_request.h"
+#include "tracehost/recording_log.h"
+#include "tracehost/recording_result.h"
 #include "tracehost/temporary_folder.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 /// One recording from beginning to end, as a debugger would do it: load, create, allocate, configure, start,
-/// wait, stop, save, release, destroy.
+/// wait, stop, save, release, destroy. A port that goes away and comes back makes it several captures, each a
+/// part.
 class Recording {
   public:
-    /// \param outputStream for progress and summary
-    Recording(const RecordRequest& wanted, std::FILE* outputStream);
+    /// \param standardOutput for progress and summary, or for the trace when the request wants it there
+    Recording(const RecordRequest& wanted, std::FILE* standardOutput);
 
-    /// Does it all. \throws UsageError, HostError (with the plug-in's text as it stands). What was captured
-    /// until then is saved when that is possible, else the message says where it lies
-    void Run();
+    /// Lets an observer see all captured bytes while they come. To be called before Run; it outlives the
+    /// recording.
+    void Observe(CaptureObserver& observer) { follower.Add(observer); }
+
+    /// Does it all. \return the exit status. \throws UsageError, HostError (with the plug-in's text as it
+    /// stands). What was captured until then is saved when that is possible, else the message says where it
+    /// lies
+    int Run();
+    /// What came of it, complete after Run.
+    const RecordingResult& Result() const { return result; }
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     void Record();
+    void CreateReceiver();
     void PrepareBoard();
     void PrepareOptions();
+    void AwaitPort();
+    bool MayStillWait() const;
     void Start(CChannelDriver& driver);
-    void WaitForEnd(CChannelDriver& driver);
-    bool EndReached(double elapsed, uint64_t bytes) const;
-    void StopAndSave(CChannelDriver& driver);
+    bool StartAgain(CChannelDriver& driver);
     void ReadSettings(CChannelDriver& driver);
-    void PrintSummary() const;
+    void Capture(CChannelDriver& driver);
+    std::optional<EndReason> EndReached(double elapsed, uint64_t captured) const;
+    void StopAndSave(CChannelDriver& driver);
+    void Save(CChannelDriver& driver);
+    bool ShallReconnect() const;
+    int Conclude();
     std::string CaptureFile() const;
     uint64_t CapturedBytes(uint64_t padded) const;
+    std::optional<uint64_t> BytesLeft() const;
+    double Elapsed() const;
     void RefuseIfInterrupted() const;
     Surroundings Used() const;
 
     RecordRequest request;
-    std::FILE* output;
     TemporaryFolder folder;
+    RecordingLog log;
     std::optional<DemoSignal> signal;  ///< ends with the recording
     OutputFile file;
+    std::FILE* output;  ///< for progress and summary
+    ProgressDisplay display;
     std::optional<HostSession> session;
-    std::string optionsInUse;  ///< the user's options file or tracehost's own
+    CaptureFollower follower;
 
-    double seconds = 0;     ///< of recording
-    uint64_t bytes = 0;     ///< captured, rounded up to whole samples until the recording has ended
-    double traceClock = 0;  ///< Hz
-    double bitRate = 0;     ///< bits per second on the pin
+    std::string options;           ///< path of the user's options file or of tracehost's own
+    std::optional<uint32_t> port;  ///< COM port number, where it is known
+    Clock::time_point begun;       ///< the first start
+    bool portFault = false;        ///< the last part ended because of the port
+    RecordingResult result;
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -14,7 +14,11 @@ std::FILE* TakeStandardOutput();
 void FinishStandardOutput(std::FILE* stream);
 /// Seam: whether a stream is shown on a terminal.
 bool IsTerminal(std::FILE* stream);
+/// Seam: columns of the terminal that a stream is shown on; 0 when they are not known.
+std::size_t TerminalWidth(std::FILE* stream);
 /// Seam: sets an environment variable of the process where every library of it sees it.
 void SetProcessVariable(const char* name, const char* value);
+/// Seam: unsets one.
+void ClearProcessVariable(const char* name);
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -109,4 +109,14 @@ void PrepareTdfFile(const std::string& name) {
     if (!file) throw HostError("\"" + name + "\" cannot be written: is the folder there, and is there room?");
 }
 
+bool SetTdfSectionLength(const std::string& name, uint64_t offset, uint64_t length) {
+    if (length > UINT32_MAX) return false;
+    std::string bytes;
+    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<char>((length >> shift) & 0xFF));
+    std::fstream file(name, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file << bytes;
+    return static_cast<bool>(file.flush());
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

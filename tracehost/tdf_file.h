@@ -46,4 +46,7 @@ TdfContents ReadTdfSections(std::istream& file, uint64_t size);
 /// written
 void PrepareTdfFile(const std::string& name);
 
+/// Writes the length of the section that begins at `offset`. \return false when it cannot be written
+bool SetTdfSectionLength(const std::string& name, uint64_t offset, uint64_t length);
+
 }  // namespace Korr::Plim::Trace::Tracehost

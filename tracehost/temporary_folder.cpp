@@ -9,25 +9,50 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kPrefix = "tracehost-";
+
+/// What cannot be removed, because it belongs to another user, stays.
+void RemoveLeftovers(const fs::path& base) {
+    std::error_code failure;
+    for (fs::directory_iterator entry(base, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        std::error_code ignored;
+        const bool isOurs = entry->path().filename().string().starts_with(kPrefix) &&
+                            entry->symlink_status(ignored).type() == fs::file_type::directory;
+        if (isOurs && FolderHold::IsLeftBehind(entry->path().string()))
+            fs::remove_all(entry->path(), ignored);
+    }
+}
+
+}  // namespace
+
 TemporaryFolder::TemporaryFolder() {
     std::error_code failure;
-    const auto base = std::filesystem::temp_directory_path(failure);
-    const std::string name = "tracehost-" + std::to_string(KORR_PLIM::platform::CurrentProcessId()) + "-" +
+    const auto base = fs::temp_directory_path(failure);
+    if (!failure) RemoveLeftovers(base);
+    const std::string name = kPrefix + std::to_string(KORR_PLIM::platform::CurrentProcessId()) + "-" +
                              std::to_string(std::random_device()());
     const auto path = base / name;
-    if (failure || !std::filesystem::create_directory(path, failure)) {
+    if (failure || !fs::create_directory(path, failure)) {
         throw HostError("no temporary folder can be made in \"" + base.string() + "\"");
     }
     folder = path.string();
+    hold.Take(folder);  // without the mark it is not swept, should this process be killed
+    fs::permissions(path, fs::perms::owner_all, failure);
 }
 
 TemporaryFolder::~TemporaryFolder() {
+    hold.Release();
     std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    fs::remove_all(folder, ignored);
 }
 
 std::string TemporaryFolder::Path(const std::string& name) const {
-    return (std::filesystem::path(folder) / name).string();
+    return (fs::path(folder) / name).string();
 }
 
 std::string TemporaryFolder::Write(const std::string& name, const std::string& text) const {
@@ -37,6 +62,13 @@ std::string TemporaryFolder::Write(const std::string& name, const std::string& t
     file.flush();
     if (!file) throw HostError("\"" + path + "\" cannot be written: is the disk full?");
     return path;
+}
+
+std::string TemporaryFolder::MakeFolder(const std::string& name) const {
+    std::string path = Path(name);
+    std::error_code failure;
+    if (fs::create_directory(path, failure)) return path;
+    throw HostError("\"" + path + "\" cannot be made: is the disk full?");
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

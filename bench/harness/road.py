@@ -29,6 +29,10 @@ class Road:
         self.context, self.wine, self.links = context, context.wine if windows else None, links
         self.folder = context.path(name)
         shutil.copytree(BOARDS, self.folder)
+        with open(self.file(BOARD)) as board:
+            text = board.read().replace("$RUN/", "")  # beside the copy
+        with open(self.file(BOARD), "w") as board:
+            board.write(text)
         for port in links:
             with open(os.path.join(self.folder, f"{port}.xml"), "w") as file:
                 file.write(OPTIONS.format(port=port))

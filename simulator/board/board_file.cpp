@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "simulator/board/board_reader.h"
@@ -10,6 +11,13 @@
 namespace Korr::Plim::Trace::Simulator {
 
 namespace {
+
+const std::string kRun = "$RUN/";
+
+std::string Variable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
 
 /// The bytes of a file that may also be a pipe or a device without an end.
 std::string LoadBoardFile(const std::string& file) {
@@ -44,6 +52,24 @@ std::string ResolveBeside(const std::string& file, const std::string& path) {
     const size_t separator = file.find_last_of("/\\");
     if (rooted || hasDrive || separator == std::string::npos) return path;
     return file.substr(0, separator + 1) + path;
+}
+
+std::string RunFolder() {
+    namespace fs = std::filesystem;
+    const std::string given = Variable("TRACEHOST_RUN_FOLDER");
+    const std::string runtime = Variable("XDG_RUNTIME_DIR");
+    const std::string user = Variable("USER").empty() ? Variable("USERNAME") : Variable("USER");
+    std::error_code ignored;
+    const fs::path folder = !given.empty()     ? fs::path(given)
+                            : !runtime.empty() ? fs::path(runtime) / "tracehost"
+                                               : fs::temp_directory_path(ignored) / ("tracehost-run-" + user);
+    fs::create_directories(folder, ignored);
+    return folder.string();
+}
+
+std::string ResolveWritten(const std::string& file, const std::string& path) {
+    if (path.rfind(kRun, 0) != 0) return ResolveBeside(file, path);
+    return (std::filesystem::path(RunFolder()) / path.substr(kRun.size())).string();
 }
 
 std::optional<uint32_t> ParseHexadecimal(const std::string& text) {

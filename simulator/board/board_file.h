@@ -60,8 +60,9 @@ inline constexpr std::size_t kLargestBoardFile = std::size_t{1} << 20;
 
 /// Reads the file as JSON. \throws BoardError when it cannot be read, is too long or is no JSON object
 nlohmann::ordered_json ReadBoardText(const std::string& file);
-/// Checks and understands a board. Relative paths are completed with the folder of `file`.
-/// \throws BoardError that names an unknown key, or the key whose value is of the wrong form
+/// Checks and understands a board. Relative paths are completed with the folder of `file`; for the files that
+/// are written, journal and TPIU state, "$RUN/" at the beginning stands for RunFolder. \throws BoardError
+/// that names an unknown key, or the key whose value is of the wrong form
 Board ParseBoard(const nlohmann::ordered_json& text, const std::string& file);
 /// Both of them.
 Board ReadBoard(const std::string& file);
@@ -70,6 +71,13 @@ Board ReadCurrentBoard();
 
 /// `path` as it is when it is absolute or empty, else in the folder of `file`.
 std::string ResolveBeside(const std::string& file, const std::string& path);
+/// Folder of the files that a run of the simulated libraries writes, which exists afterwards if it can be
+/// made: what the environment variable TRACEHOST_RUN_FOLDER names, else "tracehost" in XDG_RUNTIME_DIR, else
+/// "tracehost-run-<user>" in the folder of temporary files. Everybody who reads the same board file for the
+/// same user gets the same.
+std::string RunFolder();
+/// As ResolveBeside, but "$RUN/name" stands in RunFolder: for files that are written.
+std::string ResolveWritten(const std::string& file, const std::string& path);
 /// Reads "0x1F" or "1F" as a 32-bit number. \return nothing for any other text
 std::optional<uint32_t> ParseHexadecimal(const std::string& text);
 /// Replaces a file by `text` so that a reader sees the old or the new content and never a part. The new

@@ -57,14 +57,14 @@ const BoardReader::Json& BoardReader::Object(const std::string& key, const Json&
     return value;
 }
 
-PathPerCpu BoardReader::Paths(const std::string& key, const Json& value) const {
+PathPerCpu BoardReader::Paths(const std::string& key, const Json& value, Resolver resolve) const {
     PathPerCpu paths;
     if (!value.is_object()) {
-        paths.common = ResolveBeside(file, Text(key, value));
+        paths.common = resolve(file, Text(key, value));
         return paths;
     }
     for (const auto& [cpu, path] : value.items()) {
-        paths.byCpu[cpu] = ResolveBeside(file, Text(Key(key, cpu), path));
+        paths.byCpu[cpu] = resolve(file, Text(Key(key, cpu), path));
     }
     return paths;
 }
@@ -118,13 +118,10 @@ BoardReader::Setter BoardReader::CreateFlag(bool& flag) const {
 
 Board BoardReader::Read(const Json& text) {
     board = Board();
-    const auto path = [this](std::string& target) {
-        return Setter(
-            [this, &target](auto& key, auto& value) { target = ResolveBeside(file, Text(key, value)); });
-    };
     ReadObject(
         text, "",
-        {{"set_up_file", [this](auto& key, auto& value) { board.setUpFile = Paths(key, value); }},
+        {{"set_up_file",
+          [this](auto& key, auto& value) { board.setUpFile = Paths(key, value, ResolveBeside); }},
          {"device_identification",
           [this](auto& key, auto& value) {
               board.deviceIdentification = Hexadecimal(key, Text(key, value));
@@ -136,8 +133,9 @@ Board BoardReader::Read(const Json& text) {
          {"setup_adapter", [this](auto& key, auto& value) { ReadSetupAdapter(key, value); }},
          {"device_identifier", CreateFlag(board.createDeviceIdentifier)},
          {"target_adapter", CreateFlag(board.createTargetAdapter)},
-         {"journal", path(board.journal)},
-         {"tpiu", [this](auto& key, auto& value) { board.tpiu = Paths(key, value); }},
+         {"journal",
+          [this](auto& key, auto& value) { board.journal = ResolveWritten(file, Text(key, value)); }},
+         {"tpiu", [this](auto& key, auto& value) { board.tpiu = Paths(key, value, ResolveWritten); }},
          {"trace_clock_hz", [this](auto& key, auto& value) { ReadTraceClock(key, value); }}});
     return board;
 }

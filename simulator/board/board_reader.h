@@ -27,7 +27,8 @@ class BoardReader {
     uint32_t Number(const std::string& key, const Json& value) const;
     uint32_t Hexadecimal(const std::string& key, const std::string& text) const;
     const Json& Object(const std::string& key, const Json& value) const;
-    PathPerCpu Paths(const std::string& key, const Json& value) const;
+    using Resolver = std::string (*)(const std::string& file, const std::string& path);
+    PathPerCpu Paths(const std::string& key, const Json& value, Resolver resolve) const;
     void ReadDeviceInformation(const std::string& key, const Json& value);
     void ReadMemory(const std::string& key, const Json& value);
     void ReadResults(const std::string& key, const Json& value);

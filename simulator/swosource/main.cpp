@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #include "simulator/swosource/file_stream.h"
 #include "simulator/swosource/player.h"
@@ -31,6 +35,15 @@ void StopOnSignals() {
     sigaction(SIGHUP, &action, nullptr);
 }
 
+/// Asks for the stop when standard input has ended, on a thread of its own that lives as long as the program.
+void StopWithInput() {
+    std::thread([] {
+        char ignored = 0;
+        for (ssize_t got = 1; got > 0 || (got < 0 && errno == EINTR);) got = read(STDIN_FILENO, &ignored, 1);
+        stopRequested = true;
+    }).detach();
+}
+
 std::unique_ptr<ByteSource> MakeSource(const Settings& settings) {
     if (!settings.stream.empty()) return std::make_unique<FileStream>(settings.stream);
     if (settings.pattern == "counter") return std::make_unique<CounterPattern>();
@@ -51,6 +64,7 @@ void WriteReport(const std::string& path, const nlohmann::ordered_json& report) 
 int Run(const Settings& settings) {
     const auto source = MakeSource(settings);
     const bool realTime = AskForRealTime();
+    if (settings.whileInput) StopWithInput();
     StopOnSignals();  // first: a session that has made its link also removes it
     Player player(settings, *source);
     player.Play(stopRequested);

@@ -43,6 +43,8 @@ void Declare(CLI::App& app, Settings& settings, std::string& rate, std::string& 
                    "off: the far end's baud rate does not matter. For programs under Wine, "
                    "which cannot set rates outside its list and leaves the port at 38400 then")
         ->check(CLI::IsMember({"on", "off"}));
+    app.add_flag("--while-input", settings.whileInput,
+                 "Ends when standard input does: with whoever holds the other end of its pipe");
     app.add_option("--report", settings.report,
                    "Writes a report (JSON) here at the end; - is standard output");
     app.add_option("--record", settings.record, "Writes the bytes sent on the wire here");

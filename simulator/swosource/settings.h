@@ -23,6 +23,7 @@ struct Settings {
     std::optional<uint32_t> prescaler;
     bool enabled = false;
     bool checkBaud = true;
+    bool whileInput = false;  ///< ends with standard input
     std::string report;
     std::string record;
     std::string recordTaken;

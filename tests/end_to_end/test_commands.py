@@ -351,13 +351,10 @@ class Record(HostTest):
         result = self.run_host(*self.arguments(number, "--bytes", "5k", "--output", "o.bin", "--format", "raw"))
         self.assertEqual(result.returncode, 0, result.stderr)
         saved = self.read(self.file("o.bin"))
-        captured = len(self.read(self.capture()))
-        self.assertGreaterEqual(captured, 5000)
-        self.assertEqual(len(saved), (captured + 7) // 8 * 8)
-        self.assertIn(f"Recorded {captured} bytes in", result.stdout)
+        self.assertGreaterEqual(os.path.getsize(self.capture()), 5000)
+        self.assertIn("Recorded 5000 bytes in", result.stdout)
         source.end()
-        taken = self.read(source.taken)
-        self.assertEqual(saved[:-8], taken[:len(saved) - 8])
+        self.assertEqual(saved, self.read(source.taken)[:5000])
         for text in ("Recorded", "trace clock   1.152 MHz", "prescaler     9", "baud rate     115200", "o.bin (raw)"):
             self.assertIn(text, result.stdout)
         self.no_violations()
@@ -415,7 +412,7 @@ class Record(HostTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("is the disk full?", result.stderr)
         self.assertIn(self.capture(), result.stderr)
-        self.assertGreaterEqual(os.path.getsize(self.capture()), 1000)
+        self.assertGreater(os.path.getsize(self.capture()), 0)
 
     def test_summary_that_cannot_be_written_is_told_and_the_trace_is_saved(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")

@@ -16,8 +16,9 @@ extern "C" void NoteInterrupt(int) { requested = 1; }
 void CatchInterrupts() {
     struct sigaction action = {};
     action.sa_handler = NoteInterrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;  // what is being written is written whole
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool InterruptRequested() { return requested != 0; }

@@ -21,7 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A descriptor of this process on the same device: the plug-in's while it records. \return -1 when there is none
+/// A descriptor of this process on the same device: the plug-in's while it records. \return -1 when there is
+/// none
 int OwnDescriptor(const std::string& path) {
     struct stat wanted {};
     if (::stat(path.c_str(), &wanted) != 0 || !S_ISCHR(wanted.st_mode)) return -1;
@@ -37,8 +38,8 @@ int OwnDescriptor(const std::string& path) {
     return -1;
 }
 
-/// A descriptor that closes itself; closing one of several leaves the line as it is. A port that this process has
-/// open belongs to it alone and cannot be opened again: then that one is looked through.
+/// A descriptor that closes itself; closing one of several leaves the line as it is. A port that this process
+/// has open belongs to it alone and cannot be opened again: then that one is looked through.
 class Descriptor {
   public:
     explicit Descriptor(const std::string& path) {
@@ -76,7 +77,7 @@ PortGlance LookAtPort(uint32_t number) {
         return glance;
     }
     glance.counters = PortCounters{Count(counted.overrun), Count(counted.buf_overrun), Count(counted.frame),
-                                 Count(counted.parity), Count(counted.brk)};
+                                   Count(counted.parity), Count(counted.brk)};
     return glance;
 }
 

@@ -1,6 +1,7 @@
 #include "tracehost/standard_output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -22,6 +23,13 @@ std::FILE* TakeStandardOutput() {
 }
 
 bool IsTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }
+
+std::size_t TerminalWidth(std::FILE* stream) {
+    winsize size{};
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+void ClearProcessVariable(const char* name) { unsetenv(name); }
 
 void SetProcessVariable(const char* name, const char* value) { setenv(name, value, 1); }
 

@@ -17,4 +17,6 @@ DemoSignal::~DemoSignal() = default;
 
 uint32_t DemoSignal::PortNumber() const { return 0; }
 
+uint64_t DemoSignal::End() { return 0; }
+
 }  // namespace Korr::Plim::Trace::Tracehost

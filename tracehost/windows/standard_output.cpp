@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <stdlib.h>
+#include <windows.h>
 
 #include "tracehost/errors.h"
 
@@ -20,6 +21,15 @@ std::FILE* TakeStandardOutput() {
 }
 
 bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
+
+std::size_t TerminalWidth(std::FILE* stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    if (!GetConsoleScreenBufferInfo(console, &info)) return 0;
+    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+void ClearProcessVariable(const char* name) { _putenv_s(name, ""); }
 
 void SetProcessVariable(const char* name, const char* value) { _putenv_s(name, value); }
 

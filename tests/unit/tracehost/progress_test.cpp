@@ -46,6 +46,32 @@ TEST(FormatProgress, SaysWhatIsLeftOrHowToStop) {
     EXPECT_EQ(FormatProgress({0, 0, std::nullopt}), "0 bytes   0 bytes/s   Ctrl-C stops and saves");
 }
 
+TEST(FormatProgress, TellsTenthsOfTheLastSecond) {
+    EXPECT_EQ(FormatProgress({0, 0, 0.2}), "0 bytes   0 bytes/s   0.2 s left");
+    EXPECT_EQ(FormatProgress({0, 0, 0.94}), "0 bytes   0 bytes/s   0.9 s left");
+    EXPECT_EQ(FormatProgress({0, 0, 0.95}), "0 bytes   0 bytes/s   0:01 left");
+    EXPECT_EQ(FormatProgress({0, 0, 0.0}), "0 bytes   0 bytes/s   0:00 left");
+}
+
+TEST(FormatProgress, LeavesOutWhatDoesNotFit) {
+    const Progress progress{12300000, 1200000, 7.0};
+    EXPECT_EQ(FormatProgress(progress, 33), "12.3 MB   1.20 MB/s   0:07 left");
+    EXPECT_EQ(FormatProgress(progress, 30), "12.3 MB   0:07 left");
+    EXPECT_EQ(FormatProgress(progress, 18), "12.3 MB");
+    EXPECT_EQ(FormatProgress(progress, 3), "12.");
+    EXPECT_EQ(FormatProgress(progress, 0), "");
+}
+
+TEST(ProgressDisplay, ShowsNothingWhenItShallNot) {
+    std::FILE* const file = std::tmpfile();
+    ProgressDisplay display(file, true, false);
+    display.Show(0, {1, 1, 0.0});
+    display.ShowText(1, "text");
+    display.Finish();
+    EXPECT_EQ(std::ftell(file), 0);
+    std::fclose(file);
+}
+
 TEST(TimeLeft, IsTheNearerLimit) {
     EXPECT_EQ(TimeLeft(10.0, std::nullopt, 4, 0, 0), 6.0);
     EXPECT_EQ(TimeLeft(10.0, std::nullopt, 14, 0, 0), 0.0);
@@ -83,7 +109,8 @@ TEST(ProgressDisplay, WritesALinePerSecondWhereThereIsNoTerminal) {
 
 TEST(ProgressDisplay, RefreshesOneLineOnATerminalAndCoversWhatStoodThere) {
     EXPECT_EQ(Shown(true, {0.999, 1.0, 1.5}),
-              "\r999 bytes   1.00 kB/s   0:00 left\r1.50 kB   1.00 kB/s   0:00 left  \n");
+              "\r999 bytes   1.00 kB/s   0:00 left\r1.50 kB   1.00 kB/s   0:00 left  "
+              "\r1.50 kB   1.00 kB/s   0:00 left  \n");
 }
 
 }  // namespace

@@ -1,0 +1,268 @@
+"""Recordings that something ends: a port that vanishes, a full disk, a limit, another recording on the same port."""
+import os
+import re
+import resource
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+from hosting import LIMIT, ON_WINE, main, wait_for
+from recorder import BYTES, Recorder
+
+FILE_LIMIT = 40000  # bytes
+TINY = 256 * 1024  # bytes of a disk
+LATE = 10  # seconds; told within one, but machines can be busy
+
+
+class CutShort(Recorder):
+    def arguments(self, number, *more):
+        return ("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", *more)
+
+    def begins(self, number, *more, **keywords):
+        """A recording that has begun to capture."""
+        running = subprocess.Popen(self.command(*self.arguments(number, *more)), env=self.environment(), text=True,
+                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **keywords)
+        self.addCleanup(self.is_over, running)
+        return running
+
+    def is_over(self, running):
+        if running.poll() is None:
+            running.kill()
+        running.communicate()
+
+    def has(self, count, path=None):
+        path = path or self.capture()
+        wait_for(lambda: os.path.exists(path) and os.path.getsize(path) >= count, f"{count} bytes in {path}")
+
+    def sends(self, near_end, *, path=None):
+        """What is sent before the capture began would be discarded: it is there when the port is open."""
+        wait_for(lambda: os.path.exists(path or self.capture()), "the capture file")
+        os.write(near_end, BYTES)
+        self.has(len(BYTES), path)
+
+    def is_cut_short(self, running, told, began):
+        """Ends by itself with status 5 and one sentence."""
+        output, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 5, error)
+        self.assertLess(time.monotonic() - began, LATE)
+        sentence = rf"^tracehost: the recording was cut short after \d+\.\d s and {told}$"
+        self.assertEqual(len(re.findall(sentence, error, re.MULTILINE)), 1, error)
+        return output
+
+    def disk(self, folder, size):
+        """A disk of its own in the folder's place."""
+        os.makedirs(folder, exist_ok=True)
+        done = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", folder], capture_output=True,
+                              text=True, check=False)
+        if done.returncode != 0:
+            self.skipTest("no right to mount a small disk: " + done.stderr.strip())
+        self.addCleanup(subprocess.run, ["umount", "-l", folder], check=False)
+
+    def small_temporary_folder(self):
+        """Too small for a log."""
+        folder = self.file("tmp")
+        self.disk(folder, "2m")
+        return folder
+
+
+@unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
+class Port(CutShort):
+    GONE = (r"{} bytes: COM\d+ \(\S+\) vanished \(error 5: Input/output error\): is the probe plugged in\?")
+
+    def vanishes(self, *more, environment=None):
+        number, *ends = self.plug_in()
+        if environment:
+            os.environ.update(environment)
+            for name in environment:
+                self.addCleanup(os.environ.pop, name)
+        running = self.begins(number, "--output", "o.bin", *more)
+        self.sends(ends[0])
+        began = time.monotonic()
+        self.unplug(*ends)
+        return running, began
+
+    def test_port_that_vanishes_ends_the_recording_and_what_came_is_saved(self):
+        output = self.is_cut_short(*self.with_told(self.vanishes(), self.GONE.format(len(BYTES))))
+        self.assertIn(f"Recorded {len(BYTES)} bytes in", output)
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+        self.assertEqual(self.logs(), [], "a log that nobody asked for was left in the home")
+
+    def with_told(self, started, told):
+        running, began = started
+        return running, told, began
+
+    def test_the_users_own_log_tells_the_error_as_well(self):
+        self.level = 1
+        self.is_cut_short(*self.with_told(self.vanishes("--quiet"), self.GONE.format(len(BYTES))))
+        self.assertIn("Tarnel_UARTCollector: Reading COM port failed with error code 5", self.errors_logged())
+
+    def test_port_that_vanishes_is_noticed_without_a_log(self):
+        temporary = self.small_temporary_folder()
+        running, began = self.vanishes(environment={"TMPDIR": temporary})
+        self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+
+    def test_second_recording_of_a_port_is_refused_and_the_first_goes_on(self):
+        number, *ends = self.plug_in()
+        first = self.begins(number, "--output", "first.bin", "--bytes", str(2 * len(BYTES)))
+        self.sends(ends[0])
+        for cpu in ("board/cpu", "board/other"):
+            second = self.run_host("record", "--port", str(number), "--cpu", cpu, "--clock", "2304000", "--prescaler", "0",
+                                   "--output", "second.bin", "--seconds", "0.2")
+            self.assertEqual(second.returncode, 1, second.stderr)
+            self.assertTrue(second.stderr.startswith("Failed to open COM port\n"), second.stderr)
+            self.assertIn("in use by another program", second.stderr)
+            self.assertFalse(os.path.exists(self.file("second.bin")))
+        os.write(ends[0], BYTES)
+        error = first.communicate(timeout=LIMIT)[1]
+        self.assertEqual(first.returncode, 0, error)
+        self.assertEqual(self.read(self.file("first.bin")), 2 * BYTES)
+
+    def test_port_that_comes_late_is_waited_for(self):
+        number, link = self.port()
+        running = self.begins(number, "--output", "o.bin", "--wait-for-port", "60", "--bytes", str(len(BYTES)))
+        time.sleep(0.5)
+        self.assertIsNone(running.poll())
+        _, *ends = self.plug_in()
+        self.sends(ends[0])
+        output, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 0, error)
+        self.assertIn(f"waiting for COM{number} ({link})", output)
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+
+    def test_port_that_does_not_come_is_told(self):
+        number, link = self.port()
+        result = self.run_host(*self.arguments(number, "--output", "o.bin", "--wait-for-port", "0.3"))
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn(f"tracehost: COM{number} ({link}) did not come within 0:01: is the probe plugged in?", result.stderr)
+        self.assertFalse(os.path.exists(self.file("o.bin")))
+
+    def comes_back(self, *more):
+        """A recording whose port goes and comes once, with BYTES before and after."""
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--reconnect", *more)
+        self.sends(ends[0])
+        self.unplug(*ends)
+        os.unlink(self.links[number])
+        time.sleep(0.5)
+        self.assertIsNone(running.poll())
+        before = os.stat(self.capture())
+        _, *ends = self.plug_in()
+        wait_for(lambda: os.path.getsize(self.capture()) == 0, "the second capture")
+        self.assertEqual(os.stat(self.capture()).st_ino, before.st_ino)
+        os.write(ends[0], BYTES[::-1])
+        self.has(len(BYTES))
+        return running, number
+
+    def is_told_as_lost(self, running):
+        output, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 3, error)
+        self.assertIn("tracehost: trace was lost while the port was away", error)
+        self.assertIn("The port went away 1 time(s); what the target sent meanwhile is lost:", output)
+        self.assertIn(f"Recorded {2 * len(BYTES)} bytes in", output)
+        return output
+
+    def test_replugged_port_is_recorded_into_another_file(self):
+        running, _ = self.comes_back("--output", "o.bin")
+        running.send_signal(signal.SIGINT)
+        output = self.is_told_as_lost(running)
+        self.assertRegex(output, rf"0.0 s to \d+\.\d s  {len(BYTES)} bytes in o\.bin, then COM\d+ .* vanished")
+        self.assertRegex(output, rf"s  {len(BYTES)} bytes in o-2\.bin\n")
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+        self.assertEqual(self.read(self.file("o-2.bin")), BYTES[::-1])
+
+    def test_replugged_port_is_recorded_into_another_section(self):
+        running, _ = self.comes_back("--output", "o.tdf", "--bytes", str(2 * len(BYTES)))
+        self.is_told_as_lost(running)
+        self.assertEqual(self.run_host("info", "o.tdf").stdout.count("BinTraceData"), 2)
+
+    def test_port_that_stays_away_ends_with_the_users_wish(self):
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--reconnect", "--output", "o.bin", "--seconds", "3")
+        self.sends(ends[0])
+        self.unplug(*ends)
+        output, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 3, error)
+        self.assertIn("tracehost: trace was lost while the port was away", error)
+        self.assertIn(f"waiting for COM{number}", output)
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+        self.assertFalse(os.path.exists(self.file("o-2.bin")))
+
+
+@unittest.skipIf(ON_WINE, "needs disks and limits of this system")
+class Disk(CutShort):
+    def floods(self, running, near_end):
+        """Sends until the recording has ended."""
+        os.set_blocking(near_end, False)
+        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
+        while running.poll() is None:
+            try:
+                os.write(near_end, BYTES)
+            except BlockingIOError:
+                time.sleep(0.005)
+
+    def test_full_disk_ends_the_recording_and_what_came_is_saved(self):
+        self.disk(self.home, TINY)
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin")
+        self.floods(running, ends[0])
+        self.is_cut_short(running, rf'{TINY} bytes: the capture file "{re.escape(self.capture())}" takes no more \(error 28: '
+                          r"No space left on device; 0 bytes free on its disk\): make room there, or lift the limit on file "
+                          "sizes", time.monotonic())
+        saved = self.read(self.file("o.bin"))
+        self.assertEqual(saved, (BYTES * (TINY // len(BYTES) + 1))[:TINY])
+        self.unplug(*ends)
+
+    def test_full_disk_is_noticed_without_a_log(self):
+        self.disk(self.home, TINY)
+        os.environ["TMPDIR"] = self.small_temporary_folder()
+        self.addCleanup(os.environ.pop, "TMPDIR")
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin")
+        self.floods(running, ends[0])
+        self.is_cut_short(running, rf'{TINY} bytes: the capture file "{re.escape(self.capture())}" takes no more \(the disk is '
+                          r"full; 0 bytes free on its disk\): .*", time.monotonic())
+        self.unplug(*ends)
+
+    def test_full_disk_that_also_takes_the_saved_file_keeps_the_capture(self):
+        self.disk(self.home, TINY)
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", os.path.join(self.home, "o.bin"))
+        self.floods(running, ends[0])
+        error = running.communicate(timeout=LIMIT)[1]
+        self.assertEqual(running.returncode, 1, error)
+        self.assertIn("the recording was cut short after", error)
+        self.assertIn("is the disk full?", error)
+        self.assertIn(f'the bytes captured are still in "{self.capture()}"', error)
+        self.assertEqual(os.path.getsize(self.capture()), TINY)
+        self.unplug(*ends)
+
+    def test_limit_on_the_size_of_files_ends_the_recording_and_not_the_program(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin", preexec_fn=limit)
+        self.floods(running, ends[0])
+        self.is_cut_short(running, rf"{FILE_LIMIT} bytes: the capture file .* \(error 27: File too large; .*", time.monotonic())
+        self.assertEqual(len(self.read(self.file("o.bin"))), FILE_LIMIT)
+        self.unplug(*ends)
+
+    def test_capture_file_that_another_program_removes_is_told(self):
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin")
+        self.sends(ends[0])
+        wait_for(lambda: self.knows_of_bytes(running), "a look at the capture")
+        os.unlink(self.capture())
+        output, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 5, error)
+        self.assertIn(f'the capture file "{self.capture()}" was removed or shortened', error)
+        self.unplug(*ends)
+
+    def knows_of_bytes(self, running):
+        return f"{len(BYTES)} bytes" in running.stdout.readline()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,118 @@
+#include "tracehost/capture_watch.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include "tracehost/platform_words.h"
+#include "tracehost/port_presence.h"
+#include "tracehost/progress.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kReadFailed = "Reading COM port failed with error code ";
+constexpr const char* kWriteFailed = "Writing to binary file failed with error code ";
+constexpr double kLogComes = 0.3;  // seconds after a port has gone in which the log may tell more
+constexpr double kStandstill =
+    0.5;  // seconds without growth that raise the question whether the disk is full
+constexpr std::size_t kProbe = 4096;  // bytes that a disk with room takes
+
+/// The number behind a text of the log; absent when the line is another one.
+std::optional<int> CodeBehind(const std::string& line, const char* text) {
+    const std::size_t at = line.find(text);
+    if (at == std::string::npos) return std::nullopt;
+    return std::atoi(line.c_str() + at + std::char_traits<char>::length(text));
+}
+
+std::string WithMeaning(int code) {
+    return "error " + std::to_string(code) + ": " + ErrorWords(static_cast<uint32_t>(code));
+}
+
+std::string FreeSpaceBeside(const std::string& file) {
+    std::error_code failure;
+    const fs::space_info space = fs::space(fs::path(file).parent_path(), failure);
+    return failure ? "free space unknown" : FormatBytes(static_cast<double>(space.available)) + " free";
+}
+
+CaptureFault NotWritten(const std::string& file, const std::string& why) {
+    return {false, "the capture file \"" + file + "\" takes no more (" + why + "; " + FreeSpaceBeside(file) +
+                       " on its disk): make room there, or lift the limit on file sizes"};
+}
+
+/// Whether the disk of a file still takes bytes, found by giving it some.
+bool TakesBytes(const std::string& file) {
+    const fs::path probe = fs::path(file).parent_path() / "tracehost-room.tmp";
+    std::ofstream stream(probe, std::ios::binary);
+    stream << std::string(kProbe, '\0');
+    const bool taken = static_cast<bool>(stream.flush());
+    stream.close();
+    std::error_code ignored;
+    fs::remove(probe, ignored);
+    return taken;
+}
+
+}  // namespace
+
+CaptureWatch::CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> portNumber,
+                           std::string captureFile)
+    : log(recordingLog),
+      port(portNumber),
+      file(std::move(captureFile)),
+      identity(portNumber ? PortIdentity(*portNumber) : std::string()) {}
+
+std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
+    if (auto fault = FromLog()) return fault;
+    if (auto fault = FromPort(seconds)) return fault;
+    if (bytes < grownTo)
+        return CaptureFault{false, "the capture file \"" + file + "\" was removed or shortened"};
+    return FromDisk(seconds, bytes);
+}
+
+bool CaptureWatch::PortIsThere() const {
+    return !port || identity.empty() || PortIdentity(*port) == identity;
+}
+
+std::string CaptureWatch::Port() const { return port ? PortName(*port) : "the COM port"; }
+
+std::optional<CaptureFault> CaptureWatch::FromLog() {
+    for (const std::string& line : log.NewErrors()) {
+        if (const auto code = CodeBehind(line, kReadFailed)) {
+            const std::string what = PortIsThere() ? " could not be read any more (" : " vanished (";
+            return CaptureFault{true, Port() + what + WithMeaning(*code) + "): is the probe plugged in?"};
+        }
+        if (const auto code = CodeBehind(line, kWriteFailed)) return NotWritten(file, WithMeaning(*code));
+    }
+    return std::nullopt;
+}
+
+std::optional<CaptureFault> CaptureWatch::FromPort(double seconds) {
+    if (PortIsThere()) {
+        goneSince.reset();
+        return std::nullopt;
+    }
+    if (!goneSince) goneSince = seconds;
+    if (seconds - *goneSince < kLogComes) return std::nullopt;
+    return CaptureFault{true, Port() + " vanished: is the probe plugged in?"};
+}
+
+/// Without room the log, too, may have been unable to tell.
+std::optional<CaptureFault> CaptureWatch::FromDisk(double seconds, uint64_t bytes) {
+    if (bytes != grownTo) {
+        grownTo = bytes;
+        diskLookAt = seconds;
+    }
+    if (seconds - diskLookAt < kStandstill) return std::nullopt;
+    diskLookAt = seconds;
+    std::error_code failure;
+    const fs::space_info space = fs::space(fs::path(file).parent_path(), failure);
+    if (failure || space.available >= kProbe * 16 || TakesBytes(file)) return std::nullopt;
+    return NotWritten(file, "the disk is full");
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost

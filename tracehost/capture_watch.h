@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tracehost/recording_log.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Why a capture came to its end though nobody stopped it.
+struct CaptureFault {
+    bool ofThePort = false;  ///< the port is to blame, and may come back
+    std::string what;        ///< the rest of a sentence: "COM5 (/dev/ttyACM5) vanished (error 5: …)"
+};
+
+/// Finds out from what a host can see whether a capture goes on: the plug-in itself goes on saying
+/// "Recording". It looks at the log's error lines, at the port's place, and at the disk when the capture has
+/// stopped growing.
+class CaptureWatch {
+  public:
+    /// \param recordingLog outlives the watch \param portNumber absent: not known, the port is not looked at
+    /// \param captureFile path of the capture file
+    CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> portNumber, std::string captureFile);
+
+    /// A look. \param seconds of the recording, never falling \param bytes captured so far
+    std::optional<CaptureFault> Look(double seconds, uint64_t bytes);
+
+  private:
+    std::optional<CaptureFault> FromLog();
+    std::optional<CaptureFault> FromPort(double seconds);
+    std::optional<CaptureFault> FromDisk(double seconds, uint64_t bytes);
+    bool PortIsThere() const;
+    std::string Port() const;
+
+    RecordingLog& log;
+    std::optional<uint32_t> port;
+    std::string file;
+    std::string identity;  ///< of the port when the capture began
+    std::optional<double> goneSince;
+    uint64_t grownTo = 0;
+    double diskLookAt = 0;
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost

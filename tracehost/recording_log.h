@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// The plug-in's log of a recording, followed line by line: it holds the platform's error numbers, which the
+/// plug-in's messages leave out. When the user wants no log (KORR_TRACE_LOGGING asks for none) the plug-in is
+/// given a home of its own and level 1 for the moment in which it opens its log, so that the log lands there
+/// and the user's folders stay as they are.
+class RecordingLog {
+  public:
+    /// \param privateHome existing folder for a log that the user did not ask for
+    explicit RecordingLog(std::string privateHome) : home(std::move(privateHome)) {}
+
+    /// To be called before the plug-in's first CreateRcvr.
+    void BeforeTheReceiver();
+    /// To be called right after it, also when it failed.
+    void AfterTheReceiver();
+
+    /// The texts of the error lines since the last call: "Tarnel_UARTCollector: Reading COM port failed with
+    /// error code 5". Lines of other programs that share the log (one debug client, several processes) come
+    /// as well. Empty, too, when there is no log.
+    std::vector<std::string> NewErrors();
+    /// Whether a log is there.
+    bool IsKept() const { return !file.empty(); }
+
+  private:
+    void FindFile(const std::string& folder);
+
+    std::string home;
+    bool isPrivate = false;
+    std::string userHome;  ///< the variables as they were, empty: unset
+    std::string userLevel;
+    std::vector<std::string> userFolders;
+    std::string file;       ///< path of the log, empty: none
+    uint64_t position = 0;  ///< of the first byte that was not looked at
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// One stretch of a recording between a start and a stop: there are several when the port went away and came
+/// back.
+struct RecordedPart {
+    std::string file;         ///< that it was saved into
+    std::string captureFile;  ///< the plug-in's
+    double begin = 0;         ///< seconds since the recording began
+    double end = 0;
+    uint64_t bytes = 0;  ///< saved, without padding
+    std::string fault;   ///< why it ended though nobody stopped it, empty: it was stopped
+};
+
+/// Why a recording ended.
+enum class EndReason {
+    Asked,       ///< Ctrl-C or its like
+    Time,        ///< --seconds
+    Size,        ///< --bytes
+    ReaderGone,  ///< the reader of a streamed output closed it
+    OutputFull,  ///< a streamed output takes no more
+    Fault,       ///< it was cut short
+};
+
+/// What came of a recording.
+struct RecordingResult {
+    std::vector<RecordedPart> parts;
+    EndReason reason = EndReason::Asked;
+    double seconds = 0;      ///< from the first start to the last stop
+    uint64_t bytes = 0;      ///< saved, of all parts
+    double traceClock = 0;   ///< Hz
+    double bitRate = 0;      ///< bits per second on the pin
+    uint64_t lostBytes = 0;  ///< known to be lost: those that a demonstration's simulated probe had to drop
+
+    bool CutShort() const { return reason == EndReason::Fault; }
+    /// The TPIU prescaler that clock and rate tell.
+    uint32_t Prescaler() const;
+    /// The sentence about a recording that was cut short: "the recording was cut short after 3.2 s and 12345
+    /// bytes: …".
+    std::string CutShortSentence() const;
+};
+
+}  // namespace Korr::Plim::Trace::Tracehost

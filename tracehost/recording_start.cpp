@@ -1,0 +1,138 @@
+// The part of Recording that comes before the first byte, and between the parts of a recording.
+#include <thread>
+
+#include "host_api/cPelkitError.h"
+#include "simulator/board/board_file.h"
+#include "simulator/pelkit/error_reading.h"
+#include "tracehost/errors.h"
+#include "tracehost/interrupt.h"
+#include "tracehost/own_board.h"
+#include "tracehost/port_presence.h"
+#include "tracehost/record_options.h"
+#include "tracehost/recording.h"
+#include "tracehost/standard_output.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+constexpr auto kTryPause = std::chrono::milliseconds(100);
+
+/// The plug-in's refusal of a port that it cannot open.
+bool IsPortRefusal(const std::string& text) { return text == "Failed to open COM port"; }
+
+}  // namespace
+
+void Recording::RefuseIfInterrupted() const {
+    if (InterruptRequested()) throw HostError("interrupted before the recording began: nothing was captured");
+}
+
+void Recording::PrepareBoard() {
+    if (request.demo) {
+        request.board = WriteDemoBoard(folder);
+        signal.emplace(request.board, folder.Path(""));
+        request.port = signal->PortNumber();
+    } else if (request.board.empty()) {
+        if (!EnvironmentNamesBoard()) RefuseUnknownTarget(request);
+        request.board = DefaultBoard(folder);
+    }
+    CheckBoard(request.board);
+    SetProcessVariable(Simulator::kBoardVariable, request.board.c_str());
+}
+
+/// The host's closed libraries are asked for a home's log only once.
+void Recording::CreateReceiver() {
+    log.BeforeTheReceiver();
+    try {
+        session->Create();
+    } catch (...) {
+        log.AfterTheReceiver();
+        throw;
+    }
+    log.AfterTheReceiver();
+}
+
+bool Recording::MayStillWait() const {
+    RefuseIfInterrupted();
+    return request.waitForPort && Elapsed() < *request.waitForPort;
+}
+
+/// Without a port in the request the first that a probe brings is taken.
+void Recording::PrepareOptions() {
+    begun = Clock::now();
+    options = request.options.empty() ? folder.Path("options.xml") : request.options;
+    for (bool written = !request.options.empty(); !written;) {
+        try {
+            WriteOptionsFile(request, options);
+            written = true;
+        } catch (const UsageError&) {
+            if (!MayStillWait()) throw;
+            display.ShowText(Elapsed(), "waiting for the COM port of a probe");
+            std::this_thread::sleep_for(kTryPause);
+        }
+    }
+    port = PortOf(options);
+    AwaitPort();
+}
+
+void Recording::AwaitPort() {
+    while (request.waitForPort && port && PortIdentity(*port).empty()) {
+        if (!MayStillWait()) {
+            display.Finish();
+            throw HostError(PortName(*port) + " did not come within " + FormatDuration(*request.waitForPort) +
+                            ": is the probe plugged in? \"tracehost ports\" lists what is there");
+        }
+        display.ShowText(Elapsed(), "waiting for " + PortName(*port));
+        std::this_thread::sleep_for(kTryPause);
+    }
+    display.Finish();
+}
+
+/// A port that has just come may not be ready to be opened, or not by this user yet.
+void Recording::Start(CChannelDriver& driver) {
+    for (bool started = false; !started;) {
+        RefuseIfInterrupted();
+        try {
+            driver.StartRecording(0);
+            started = true;
+        } catch (const cPelkitErrorIF& error) {
+            if (!IsPortRefusal(pelkit::TextOf(error)) || !MayStillWait()) throw;
+            std::this_thread::sleep_for(kTryPause);
+        }
+    }
+    begun = Clock::now();
+    StatusRecord status;
+    driver.GetStatus(status);
+    if (status.code == kStatusRecording) return;
+    throw HostError("the plug-in did not start to record; its status is \"" + std::string(status.text) +
+                    "\"");
+}
+
+bool Recording::ShallReconnect() const { return request.reconnect && result.CutShort() && portFault && port; }
+
+/// \return false when the recording ended before the port came back
+bool Recording::StartAgain(CChannelDriver& driver) {
+    file.NextPart();
+    while (true) {
+        if (const auto reason = EndReached(Elapsed(), result.bytes)) {
+            result.reason = *reason;
+            result.seconds = Elapsed();
+            display.Finish();
+            return false;
+        }
+        display.ShowText(Elapsed(), "waiting for " + PortName(*port) + " to come back");
+        try {
+            if (!PortIdentity(*port).empty()) {
+                log.NewErrors();  // of the old port's end
+                driver.StartRecording(0);
+                display.Finish();
+                return true;
+            }
+        } catch (const cPelkitErrorIF& error) {
+            if (!IsPortRefusal(pelkit::TextOf(error))) throw;
+        }
+        std::this_thread::sleep_for(kTryPause);
+    }
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost

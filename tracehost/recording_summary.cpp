@@ -1,0 +1,70 @@
+#include "tracehost/recording_summary.h"
+
+#include <cmath>
+
+#include "tracehost/progress.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+const char* Count(const RecordingResult& result) { return result.parts.size() == 1 ? "" : " in all"; }
+
+std::string Kind(const OutputFile& file) {
+    if (file.IsStream()) return "raw, as it came";
+    return file.Raw() ? "raw" : "TDF, section \"BinTraceData\"";
+}
+
+/// The stretches between which the port was away.
+void PrintParts(std::FILE* output, const RecordingResult& result) {
+    if (result.parts.size() < 2) return;
+    std::fprintf(output, "The port went away %zu time(s); what the target sent meanwhile is lost:\n",
+                 result.parts.size() - 1);
+    for (const RecordedPart& part : result.parts) {
+        std::fprintf(output, "  %.1f s to %.1f s  %llu bytes in %s%s%s\n", part.begin, part.end,
+                     static_cast<unsigned long long>(part.bytes), part.file.c_str(),
+                     part.fault.empty() ? "" : ", then ", part.fault.c_str());
+    }
+}
+
+}  // namespace
+
+uint32_t RecordingResult::Prescaler() const {
+    return bitRate > 0 ? static_cast<uint32_t>(std::max(std::round(traceClock / bitRate) - 1, 0.0)) : 0;
+}
+
+std::string RecordingResult::CutShortSentence() const {
+    char text[128];
+    std::snprintf(text, sizeof text, "the recording was cut short after %.1f s and %llu bytes: ", seconds,
+                  static_cast<unsigned long long>(bytes));
+    return text + (parts.empty() ? std::string() : parts.back().fault);
+}
+
+void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputFile& file,
+                  const RecordingResult& result) {
+    const double rate = result.seconds > 0 ? static_cast<double>(result.bytes) / result.seconds : 0;
+    std::fprintf(output, "\nRecorded %llu bytes in %.1f s (%s/s)%s\n",
+                 static_cast<unsigned long long>(result.bytes), result.seconds, FormatBytes(rate).c_str(),
+                 Count(result));
+    std::fprintf(output, "  CPU           %s\n", request.cpu.c_str());
+    std::fprintf(output, "  trace clock   %.6g MHz\n", result.traceClock / 1e6);
+    std::fprintf(output, "  prescaler     %u\n", result.Prescaler());
+    std::fprintf(output, "  baud rate     %.0f\n", result.bitRate);
+    if (!result.parts.empty()) {
+        std::fprintf(output, "  capture file  %s\n", result.parts.back().captureFile.c_str());
+        std::fprintf(output, "  saved         %s (%s)\n", result.parts.back().file.c_str(),
+                     Kind(file).c_str());
+    }
+    PrintParts(output, result);
+    if (result.reason == EndReason::ReaderGone) {
+        std::fprintf(output, "The reader of \"%s\" closed it: the recording ended there.\n",
+                     file.Name().c_str());
+    }
+    if (result.bytes == 0) {
+        std::fprintf(output,
+                     "Nothing was received: does the target run, is its SWO pin switched on and connected, "
+                     "and do trace clock and prescaler fit?\n");
+    }
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
