@@ -54,7 +54,7 @@ TEST_F(PosixFaults, ChildLivesUntilItEndsAlthoughNobodyAskedForItsResult) {
     EXPECT_FALSE(ProcessExists(Id(child)));
 }
 TEST_F(PosixFaults, StatusThatCannotBeOpenedIsNoProcess) {
-    failing = {"open"};
+    failing = {"fopen"};
     EXPECT_FALSE(ProcessExists(CurrentProcessId()));
 }
 
