@@ -24,6 +24,8 @@ void FuzzTdfSections(std::string_view input);  ///< a recorded file that `traceh
 void FuzzBoardFile(std::string_view input);    ///< board file of the simulated libraries
 void FuzzScript(std::string_view input);       ///< `tracehost script`, through the plug-in's own code
 void FuzzElfSymbols(std::string_view input);   ///< a firmware's ELF file
+void FuzzItmDecoder(std::string_view input);   ///< an ITM stream
+void FuzzTpiuFrames(std::string_view input);   ///< a capture of TPIU frames, or of an ITM stream
 void FuzzReceiver(std::string_view input);     ///< host calls in any order, beside a model of the receiver
 
 inline void Require(bool holds, const std::string& what) {

@@ -28,6 +28,12 @@ TEST(FuzzCorpora, TdfSectionsAreListedUpToTheDamage) { Replay("tdf_sections", fu
 TEST(FuzzCorpora, BoardFilesAreUnderstoodOrRefusedByName) { Replay("board_file", fuzz::FuzzBoardFile, 16); }
 TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 18); }
 TEST(FuzzCorpora, FirmwareIsNamedOrRefused) { Replay("elf_symbols", fuzz::FuzzElfSymbols, 6); }
+TEST(FuzzCorpora, ItmStreamsGiveTheSamePacketsHoweverTheyAreCut) {
+    Replay("itm_decoder", fuzz::FuzzItmDecoder, 20);
+}
+TEST(FuzzCorpora, FramesGiveTheSamePacketsHoweverTheyAreCut) {
+    Replay("tpiu_frames", fuzz::FuzzTpiuFrames, 12);
+}
 TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
 
 }  // namespace
