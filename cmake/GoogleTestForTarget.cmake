@@ -1,12 +1,9 @@
-# GoogleTest: Debian's libraries natively; for Windows built from Debian's sources.
-if(WIN32)
-    set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+# GoogleTest: installed libraries natively; for the Windows cross build from Debian's sources.
+if(CMAKE_CROSSCOMPILING)
     set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-    if(NOT MSVC)
-        target_compile_definitions(gtest PUBLIC GTEST_HAS_SEH=0)  # structured exceptions: a crash ends the program
-    endif()
+    target_compile_definitions(gtest PUBLIC GTEST_HAS_SEH=0)  # structured exceptions: a crash ends the program
     if(NOT TARGET GTest::gmock)
         add_library(GTest::gmock ALIAS gmock)
         add_library(GTest::gtest_main ALIAS gtest_main)
