@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host_api/cPelkitError.h"
@@ -14,8 +15,8 @@
 #include "uart/capture_file.h"
 #include "uart/serial_port.h"
 
-/// The platform calls below the bodies: this program brings its own import pointers. Calls on the port and
-/// the file of a test come here, all others go on to the platform.
+/// The platform calls below the bodies, replaced by the linker. Those on the port and the file of a test stay
+/// here, all others go on to the platform.
 namespace {
 
 const HANDLE kPort = reinterpret_cast<HANDLE>(std::intptr_t{0x7A0001});
@@ -42,10 +43,9 @@ System* replaced = nullptr;
 
 bool IsReplaced(HANDLE handle) { return replaced != nullptr && (handle == kPort || handle == kFile); }
 
-template <typename Function>
-Function* Real(const char* name) {
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32"), name)));
+bool IsPort(std::wstring_view name) { return name.starts_with(L"\\\\.\\"); }
+bool IsReplaced(std::wstring_view name) {
+    return replaced != nullptr && (IsPort(name) || name.ends_with(L".bin"));
 }
 
 std::string Narrow(const wchar_t* text) {
@@ -54,36 +54,43 @@ std::string Narrow(const wchar_t* text) {
     return narrow;
 }
 
-HANDLE WINAPI MyCreateFile(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
-                           DWORD disposition, DWORD flags, HANDLE pattern) {
-    if (replaced == nullptr)
-        return Real<decltype(MyCreateFile)>("CreateFileW")(name, access, share, security, disposition, flags,
-                                                           pattern);
+}  // namespace
+
+extern "C" {
+decltype(::CreateFileW) __real_CreateFileW;
+decltype(::CloseHandle) __real_CloseHandle;
+decltype(::ReadFile) __real_ReadFile;
+decltype(::WriteFile) __real_WriteFile;
+
+HANDLE WINAPI __wrap_CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
+                                 DWORD disposition, DWORD flags, HANDLE pattern) {
+    if (!IsReplaced(name))
+        return __real_CreateFileW(name, access, share, security, disposition, flags, pattern);
     replaced->name = name;
     std::string arguments = Narrow(name);
     for (const DWORD number : {access, share, disposition, flags}) arguments += " " + std::to_string(number);
     if (security != nullptr || pattern != nullptr) arguments += " unexpected";
-    const bool isPort = std::wcsncmp(name, L"\\\\.\\", 4) == 0;
+    const bool isPort = IsPort(name);
     if (!replaced->Enter(isPort ? "CreateFileW port" : "CreateFileW file", arguments))
         return INVALID_HANDLE_VALUE;
     return isPort ? kPort : kFile;
 }
 
-BOOL WINAPI MyCloseHandle(HANDLE handle) {
-    if (!IsReplaced(handle)) return Real<decltype(MyCloseHandle)>("CloseHandle")(handle);
+BOOL WINAPI __wrap_CloseHandle(HANDLE handle) {
+    if (!IsReplaced(handle)) return __real_CloseHandle(handle);
     return replaced->Enter(handle == kPort ? "CloseHandle port" : "CloseHandle file");
 }
 
-BOOL WINAPI MyReadFile(HANDLE handle, LPVOID buffer, DWORD size, LPDWORD count, LPOVERLAPPED overlapped) {
-    if (!IsReplaced(handle))
-        return Real<decltype(MyReadFile)>("ReadFile")(handle, buffer, size, count, overlapped);
+BOOL WINAPI __wrap_ReadFile(HANDLE handle, LPVOID buffer, DWORD size, LPDWORD count,
+                            LPOVERLAPPED overlapped) {
+    if (!IsReplaced(handle)) return __real_ReadFile(handle, buffer, size, count, overlapped);
     *count = 0;
     return replaced->Enter("ReadFile", std::to_string(size) + (overlapped != nullptr ? " overlapped" : ""));
 }
 
-BOOL WINAPI MyWriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD count, LPOVERLAPPED overlapped) {
-    if (!IsReplaced(handle))
-        return Real<decltype(MyWriteFile)>("WriteFile")(handle, data, size, count, overlapped);
+BOOL WINAPI __wrap_WriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD count,
+                             LPOVERLAPPED overlapped) {
+    if (!IsReplaced(handle)) return __real_WriteFile(handle, data, size, count, overlapped);
     *count = size;
     if (!replaced->writes.empty()) {
         *count = replaced->writes.front();
@@ -93,47 +100,35 @@ BOOL WINAPI MyWriteFile(HANDLE handle, LPCVOID data, DWORD size, LPDWORD count, 
     return replaced->Enter("WriteFile", bytes + (overlapped != nullptr ? " overlapped" : ""));
 }
 
-BOOL WINAPI MySetCommTimeouts(HANDLE, LPCOMMTIMEOUTS timeouts) {
+BOOL WINAPI __wrap_SetCommTimeouts(HANDLE, LPCOMMTIMEOUTS timeouts) {
     replaced->timeouts = *timeouts;
     return replaced->Enter("SetCommTimeouts");
 }
 
-BOOL WINAPI MyGetCommState(HANDLE, LPDCB dcb) {
+BOOL WINAPI __wrap_GetCommState(HANDLE, LPDCB dcb) {
     if (!replaced->Enter("GetCommState", std::to_string(dcb->DCBlength))) return FALSE;
     *dcb = replaced->dcb;
     return TRUE;
 }
 
-BOOL WINAPI MySetCommState(HANDLE, LPDCB dcb) {
+BOOL WINAPI __wrap_SetCommState(HANDLE, LPDCB dcb) {
     if (!replaced->Enter("SetCommState", std::to_string(dcb->BaudRate))) return FALSE;
     replaced->dcb = *dcb;
     return TRUE;
 }
 
-BOOL WINAPI MyPurgeComm(HANDLE, DWORD flags) { return replaced->Enter("PurgeComm", std::to_string(flags)); }
+BOOL WINAPI __wrap_PurgeComm(HANDLE, DWORD flags) {
+    return replaced->Enter("PurgeComm", std::to_string(flags));
+}
 
-BOOL WINAPI MyClearCommError(HANDLE, LPDWORD errors, LPCOMSTAT status) {
+BOOL WINAPI __wrap_ClearCommError(HANDLE, LPDWORD errors, LPCOMSTAT status) {
     *errors = 5;
     *status = COMSTAT{};
     status->cbInQue = replaced->waiting;
     return replaced->Enter("ClearCommError");
 }
 
-BOOL WINAPI MySetCommBreak(HANDLE) { return replaced->Enter("SetCommBreak"); }
-
-}  // namespace
-
-extern "C" {
-void* __imp_CreateFileW = reinterpret_cast<void*>(&MyCreateFile);
-void* __imp_CloseHandle = reinterpret_cast<void*>(&MyCloseHandle);
-void* __imp_ReadFile = reinterpret_cast<void*>(&MyReadFile);
-void* __imp_WriteFile = reinterpret_cast<void*>(&MyWriteFile);
-void* __imp_SetCommTimeouts = reinterpret_cast<void*>(&MySetCommTimeouts);
-void* __imp_GetCommState = reinterpret_cast<void*>(&MyGetCommState);
-void* __imp_SetCommState = reinterpret_cast<void*>(&MySetCommState);
-void* __imp_PurgeComm = reinterpret_cast<void*>(&MyPurgeComm);
-void* __imp_ClearCommError = reinterpret_cast<void*>(&MyClearCommError);
-void* __imp_SetCommBreak = reinterpret_cast<void*>(&MySetCommBreak);
+BOOL WINAPI __wrap_SetCommBreak(HANDLE) { return replaced->Enter("SetCommBreak"); }
 }
 
 namespace Korr::Plim::Trace::Tarnel {
