@@ -397,7 +397,7 @@ size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place)
 template <class Sink>
 void ItmDecoder<Sink>::Lose(const Packet& broken, uint64_t offset) {
     known.Damage();
-    if (!known.Empty() && !known.Knows(table[kPage0 | state.page << 4].signature))
+    if (!known.Empty() && !known.Knows(table[kPage0 | static_cast<unsigned>(state.page) << 4].signature))
         state.page = state.knownPage;
     state.inStep = false;
     state.runStart = offset;
