@@ -16,7 +16,11 @@ int tarnel_no_dll_main(void* /*module*/, unsigned long /*reason*/, void* /*reser
 int _DllMainCRTStartup(void* module, unsigned long reason, void* reserved) {
     if (reason == kProcessAttach && !StartModule()) return 0;
     const int result = DllMain(module, reason, reserved);
-    if (reason == kProcessDetach || (reason == kProcessAttach && result == 0)) EndModule();
+    if (reason == kProcessDetach || (reason == kProcessAttach && result == 0)) {
+        EndModule();
+        const bool processEnds = reason == kProcessDetach && reserved != nullptr;
+        if (!processEnds) FreeThreadLocals();
+    }
     return result;
 }
 }

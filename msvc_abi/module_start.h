@@ -5,4 +5,6 @@ extern "C" {
 bool StartModule();
 /// Ends them, the latest first.
 void EndModule();
+/// Gives back what all threads have in thread-local variables of the module, whose code ends with it.
+void FreeThreadLocals();
 }

@@ -6,6 +6,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "module_start.h"
+
 /// Layout of the compiler's record.
 struct Variable {
     size_t size;
@@ -24,7 +26,6 @@ __declspec(dllimport) unsigned long FlsAlloc(void (*endOfThread)(void* value));
 __declspec(dllimport) int FlsFree(unsigned long slot);
 __declspec(dllimport) void* FlsGetValue(unsigned long slot);
 __declspec(dllimport) int FlsSetValue(unsigned long slot, void* value);
-int atexit(void (*function)());
 
 /// The latest epoch of local_statics.cpp, which the compiler takes for thread-local. On this processor it
 /// need not be: stores are seen in their order, so who sees a guard's final value sees the variable made, and
@@ -36,31 +37,35 @@ Variable epoch __asm__("__emutls_v._Init_thread_epoch") = {0, 0, {.shared = &tar
 namespace {
 
 void* lock = nullptr;
-unsigned long slots[64];  // in use, given back when the module goes: its code frees what they hold
+unsigned long slots[64];  // in use
 unsigned slotCount = 0;
 
-void FreeSlots() {
-    while (slotCount > 0) FlsFree(slots[--slotCount]);
-}
-
-unsigned long SlotOf(Variable& variable) {
+/// \return the variable's slot, and 1
+size_t MakeSlot(Variable& variable) {
+    constexpr unsigned long kNoSlot = 0xFFFFFFFF;
     AcquireSRWLockExclusive(&lock);
     if (variable.slot == 0) {
         if (slotCount == sizeof slots / sizeof slots[0]) abort();
-        if (slotCount == 0) atexit(FreeSlots);
-        slots[slotCount] = FlsAlloc(_aligned_free);
-        if (slots[slotCount] == 0xFFFFFFFF) abort();
-        variable.slot = slots[slotCount++] + size_t{1};
+        const unsigned long slot = FlsAlloc(_aligned_free);
+        if (slot == kNoSlot) abort();
+        slots[slotCount++] = slot;
+        __atomic_store_n(&variable.slot, slot + size_t{1}, __ATOMIC_RELEASE);
     }
     ReleaseSRWLockExclusive(&lock);
-    return static_cast<unsigned long>(variable.slot - 1);
+    return variable.slot;
 }
 
 }  // namespace
 
+extern "C" void FreeThreadLocals() {
+    while (slotCount > 0) FlsFree(slots[--slotCount]);
+}
+
 extern "C" void* __emutls_get_address(Variable* variable) {
     if (variable->size == 0) return variable->shared;
-    const unsigned long slot = SlotOf(*variable);
+    size_t slotAndOne = __atomic_load_n(&variable->slot, __ATOMIC_ACQUIRE);
+    if (slotAndOne == 0) slotAndOne = MakeSlot(*variable);
+    const auto slot = static_cast<unsigned long>(slotAndOne - 1);
     if (void* const known = FlsGetValue(slot)) return known;
     void* const made = _aligned_malloc(variable->size, variable->alignment);
     if (made == nullptr || FlsSetValue(slot, made) == 0) abort();
