@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -69,6 +70,31 @@ TEST(LoadedModule, LibraryWithAThreadLocalSectionIsToldOfThreadsWhateverItAsksFo
     ASSERT_NE(turnOff, nullptr);
     EXPECT_EQ(turnOff(), 0);
     EXPECT_EQ(module.Flags() & kNoThreadNotifications, 0U);
+}
+
+std::vector<int> ends;
+
+TEST(LoadedModule, StaticObjectsEndInReverseOrderWhenTheLibraryIsUnloaded) {
+    ends.clear();
+    {
+        const LoadedModule module("tarnel_test_statics.dll");
+        const auto noteEnds = module.Find<int (*)(void (*)(int))>("NoteEnds");
+        ASSERT_NE(noteEnds, nullptr);
+        EXPECT_EQ(noteEnds([](int object) { ends.push_back(object); }), 6);
+        EXPECT_TRUE(ends.empty());
+    }
+    EXPECT_EQ(ends, (std::vector<int>{3, 2, 1}));
+}
+
+// The system has some thousand slots for all of a process.
+TEST(LoadedModule, ThreadLocalVariablesAreGivenBackWhenTheLibraryIsUnloaded) {
+    for (int time = 0; time < 5000; ++time) {
+        const LoadedModule module("tarnel_test_statics.dll");
+        const auto count = module.Find<int (*)()>("Count");
+        ASSERT_NE(count, nullptr);
+        ASSERT_EQ(count(), 101);
+        ASSERT_EQ(count(), 102);
+    }
 }
 
 TEST(LoadedModule, PluginsStackCookieIsDrawnByTheLoader) {
