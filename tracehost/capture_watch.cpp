@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kReadFailed = "Reading COM port failed with error code ";
 constexpr const char* kWriteFailed = "Writing to binary file failed with error code ";
-constexpr double kLogComes = 0.3;  // seconds after a port has gone in which the log may tell more
+constexpr double kOtherComes = 0.3;  // seconds between what the port's place and its reader tell
 constexpr double kStandstill =
     0.5;  // seconds without growth that raise the question whether the disk is full
 constexpr std::size_t kProbe = 4096;  // bytes that a disk with room takes
@@ -67,7 +67,7 @@ CaptureWatch::CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> p
       identity(portNumber ? PortIdentity(*portNumber) : std::string()) {}
 
 std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
-    if (auto fault = FromLog()) return fault;
+    if (auto fault = FromLog(seconds)) return fault;
     if (auto fault = FromPort(seconds)) return fault;
     if (bytes < grownTo)
         return CaptureFault{false, "the capture file \"" + file + "\" was removed or shortened"};
@@ -80,11 +80,12 @@ bool CaptureWatch::PortIsThere() const {
 
 std::string CaptureWatch::Port() const { return port ? PortName(*port) : "the COM port"; }
 
-std::optional<CaptureFault> CaptureWatch::FromLog() {
+/// What is wrong with the port is told by FromPort: its place and its reader notice it at different moments.
+std::optional<CaptureFault> CaptureWatch::FromLog(double seconds) {
     for (const std::string& line : log.NewErrors()) {
-        if (const auto code = CodeBehind(line, kReadFailed)) {
-            const std::string what = PortIsThere() ? " could not be read any more (" : " vanished (";
-            return CaptureFault{true, Port() + what + WithMeaning(*code) + "): is the probe plugged in?"};
+        if (const auto code = CodeBehind(line, kReadFailed); code && !readError) {
+            readError = code;
+            readFailedAt = seconds;
         }
         if (const auto code = CodeBehind(line, kWriteFailed)) return NotWritten(file, WithMeaning(*code));
     }
@@ -92,13 +93,17 @@ std::optional<CaptureFault> CaptureWatch::FromLog() {
 }
 
 std::optional<CaptureFault> CaptureWatch::FromPort(double seconds) {
-    if (PortIsThere()) {
-        goneSince.reset();
-        return std::nullopt;
+    const bool isThere = PortIsThere();
+    if (isThere) goneSince.reset();
+    if (!isThere && !goneSince) goneSince = seconds;
+    const std::string why = readError ? " (" + WithMeaning(*readError) + ")" : std::string();
+    const std::string advice = why + ": is the probe plugged in?";
+    const bool bothTold = goneSince && readError;
+    if (bothTold || (goneSince && seconds - *goneSince >= kOtherComes)) {
+        return CaptureFault{true, Port() + " vanished" + advice};
     }
-    if (!goneSince) goneSince = seconds;
-    if (seconds - *goneSince < kLogComes) return std::nullopt;
-    return CaptureFault{true, Port() + " vanished: is the probe plugged in?"};
+    if (!readError || seconds - readFailedAt < kOtherComes) return std::nullopt;
+    return CaptureFault{true, Port() + " could not be read any more" + advice};
 }
 
 /// Without room the log, too, may have been unable to tell.

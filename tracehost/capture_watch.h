@@ -27,7 +27,7 @@ class CaptureWatch {
     std::optional<CaptureFault> Look(double seconds, uint64_t bytes);
 
   private:
-    std::optional<CaptureFault> FromLog();
+    std::optional<CaptureFault> FromLog(double seconds);
     std::optional<CaptureFault> FromPort(double seconds);
     std::optional<CaptureFault> FromDisk(double seconds, uint64_t bytes);
     bool PortIsThere() const;
@@ -36,8 +36,10 @@ class CaptureWatch {
     RecordingLog& log;
     std::optional<uint32_t> port;
     std::string file;
-    std::string identity;  ///< of the port when the capture began
-    std::optional<double> goneSince;
+    std::string identity;             ///< of the port when the capture began
+    std::optional<double> goneSince;  ///< the port's place
+    std::optional<int> readError;     ///< that ended the capture
+    double readFailedAt = 0;
     uint64_t grownTo = 0;
     double diskLookAt = 0;
 };
