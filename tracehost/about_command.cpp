@@ -1,6 +1,4 @@
 // tracehost help, tracehost version
-#include <cstdio>
-
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/plugin.h"
@@ -8,17 +6,6 @@
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
-
-namespace {
-
-int PrintText(const std::string& text) {
-    std::FILE* const output = TakeStandardOutput();
-    std::fwrite(text.data(), 1, text.size(), output);
-    FinishStandardOutput(output);
-    return kDone;
-}
-
-}  // namespace
 
 void AddAboutCommands(CLI::App& program, int& status) {
     CLI::App* const help = program.add_subcommand("help", "Show the help of the program or of a command");
@@ -30,7 +17,10 @@ void AddAboutCommands(CLI::App& program, int& status) {
         program.add_subcommand("version", "Show the versions of tracehost and of the plug-in");
     AddPluginOption(*version, *plugin);
     version->footer("Example:\n  tracehost version\n");
-    version->callback([plugin, &status] { status = PrintText(VersionReport(*plugin) + "\n"); });
+    version->callback([plugin, &status] {
+        PrintText(VersionReport(*plugin) + "\n");
+        status = kDone;
+    });
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -4,14 +4,16 @@
 #include <filesystem>
 
 #include "tracehost/errors.h"
+#include "tracehost/file_access.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 FileSource::FileSource(const std::string& fileName) : name(fileName) {
+    const std::string why = WhyNotReadable(name);
+    if (!why.empty()) throw UsageError("\"" + name + "\" cannot be read: " + why);
+    file.open(name, std::ios::binary);
+    if (!file) throw HostError("\"" + name + "\" cannot be read any more");
     std::error_code failure;
-    const bool folder = std::filesystem::is_directory(name, failure);
-    if (!folder) file.open(name, std::ios::binary);
-    if (folder || !file) throw UsageError("\"" + name + "\" cannot be read: is it a file, and is it there?");
     if (!std::filesystem::is_regular_file(name, failure)) return;
     const uint64_t length = std::filesystem::file_size(name, failure);
     if (!failure) size = length;

@@ -7,6 +7,7 @@
 #include "tracehost/doctor_checks.h"
 #include "tracehost/errors.h"
 #include "tracehost/json_output.h"
+#include "tracehost/number_option.h"
 #include "tracehost/plugin.h"
 #include "tracehost/standard_output.h"
 
@@ -57,10 +58,8 @@ void AddDoctorCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<DoctorRequest>();
     CLI::App* const command = program.add_subcommand(
         "doctor", "Check what a recording needs, and say what to do; status 1 when there is something");
-    command
-        ->add_option("--port", request->port,
-                     "COM port to look at: 5, COM5 or, on Linux, a device (default: those of probes)")
-        ->type_name("PORT");
+    AddText(*command, "--port", "PORT",
+            "COM port to look at: 5, COM5 or, on Linux, a device (default: those of probes)", request->port);
     AddJsonFlag(*command, request->json);
     AddPluginOption(*command, request->plugin);
     command->footer("Example:\n  tracehost doctor --port 5\n");

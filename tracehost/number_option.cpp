@@ -187,6 +187,15 @@ CLI::Option* AddNumber(CLI::App& command, const NumberOption& option, const std:
         ->type_name(WordsOf(option.measure).typeName + word);
 }
 
+CLI::Option* AddText(CLI::App& command, const std::string& name, const std::string& typeName,
+                     const std::string& description, std::string& text) {
+    const auto take = [name, &text](const std::string& given) {
+        if (given.empty()) throw UsageError(name + " \"\": it must not be empty");
+        text = given;
+    };
+    return command.add_option_function<std::string>(name, take, description)->type_name(typeName);
+}
+
 CLI::Option* AddChoice(CLI::App& command, const std::string& name, const std::string& description,
                        std::vector<std::string> choices, std::function<void(const std::string&)> take) {
     std::string typeName;

@@ -53,6 +53,10 @@ std::string FormatExact(double number);
 CLI::Option* AddNumber(CLI::App& command, const NumberOption& option, const std::string& description,
                        std::function<void(std::optional<double>)> take);
 
+/// Adds an option that takes a text, which must not be empty. \param typeName as help shows it, "FILE"
+CLI::Option* AddText(CLI::App& command, const std::string& name, const std::string& typeName,
+                     const std::string& description, std::string& text);
+
 /// Adds an option that takes one of some words (or numbers, which then are words), refused in the same style.
 CLI::Option* AddChoice(CLI::App& command, const std::string& name, const std::string& description,
                        std::vector<std::string> choices, std::function<void(const std::string&)> take);

@@ -9,6 +9,7 @@
 #include "tracehost/errors.h"
 #include "tracehost/explanation.h"
 #include "tracehost/json_output.h"
+#include "tracehost/number_option.h"
 #include "tracehost/own_board.h"
 #include "tracehost/plugin.h"
 #include "tracehost/record_options.h"
@@ -105,7 +106,7 @@ void AddOptionsCommand(CLI::App& program, int& status) {
     CLI::App* const command = program.add_subcommand(
         "options",
         "Show the receiver options with their defaults or the given settings, or write them to a file");
-    command->add_option("--output", request->output, "Options file to write")->type_name("FILE");
+    AddText(*command, "--output", "FILE", "Options file to write", request->output);
     command->add_flag("--force", request->force, "Replace an existing file");
     const auto settings = AddSettings(*command, request->settings);
     AddJsonFlag(*command, request->json);

@@ -1,13 +1,13 @@
 #include "tracehost/program.h"
 
 #include <algorithm>
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/help_topics.h"
+#include "tracehost/number_option.h"
 #include "tracehost/plugin.h"
 #include "tracehost/plugin_version.h"
 #include "tracehost/standard_output.h"
@@ -15,8 +15,7 @@
 namespace Korr::Plim::Trace::Tracehost {
 
 void AddPluginOption(CLI::App& command, std::string& plugin) {
-    command.add_option("--plugin", plugin, "Plug-in to load (default: the one beside tracehost)")
-        ->type_name("PATH");
+    AddText(command, "--plugin", "PATH", "Plug-in to load (default: the one beside tracehost)", plugin);
 }
 
 namespace {
@@ -35,12 +34,15 @@ std::string ParsedCommand(const CLI::App& program) {
 }
 
 std::string WhatIsWrong(const CLI::App& program, const CLI::ParseError& error) {
-    if (program.get_subcommands().empty() && error.get_name() == "RequiredError")
-        return "a command is missing";
-    if (error.get_name() != "ExtrasError") return error.what();
-    std::string words;
-    for (const std::string& word : program.remaining(true)) words += " \"" + word + "\"";
-    return "not understood:" + words;
+    const bool noCommand = program.get_subcommands().empty();
+    const auto words = program.remaining(true);
+    const auto extras = static_cast<int>(CLI::ExitCodes::ExtrasError);
+    if (words.empty() || (!noCommand && error.get_exit_code() != extras)) {
+        return noCommand ? "a command is missing" : error.what();
+    }
+    std::string text = "not understood:";
+    for (const std::string& word : words) text += " \"" + word + "\"";
+    return text;
 }
 
 /// "help" is --help, "help COMMAND" is "COMMAND --help".
@@ -55,8 +57,7 @@ std::vector<std::string> TranslateHelp(std::vector<std::string> words) {
 bool ShowTopic(const std::vector<std::string>& words) {
     const char* const text = words.size() == 2 && words[0] == "help" ? HelpTopic(words[1]) : nullptr;
     if (text == nullptr) return false;
-    std::fputs(text, stdout);
-    FinishStandardOutput(stdout);
+    PrintText(text);
     return true;
 }
 
@@ -65,13 +66,12 @@ void Parse(CLI::App& program, std::vector<std::string> words) {
     try {
         std::reverse(words.begin(), words.end());
         program.parse(words);
+    } catch (const CLI::CallForHelp&) {
+        PrintText(program.help());
+    } catch (const CLI::CallForVersion& version) {
+        PrintText(version.what() + std::string("\n"));
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0) {
-            throw UsageError(WhatIsWrong(program, error) + ": see \"" + ParsedCommand(program) + " --help\"");
-        }
-        program.exit(error);  // help or version
-        std::cout.flush();
-        FinishStandardOutput(stdout);
+        throw UsageError(WhatIsWrong(program, error) + ": see \"" + ParsedCommand(program) + " --help\"");
     }
 }
 

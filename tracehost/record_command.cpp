@@ -46,10 +46,8 @@ void CheckCombination(const RecordRequest& request, const std::vector<CLI::Optio
 
 /// What becomes of the trace: where it goes, and what is shown meanwhile.
 void AddOutput(CLI::App& command, RecordRequest& request) {
-    command
-        .add_option("--output", request.output,
-                    "File to save into (default: swo-<date>-<time>.tdf or .bin); -: standard output")
-        ->type_name("FILE");
+    AddText(command, "--output", "FILE",
+            "File to save into (default: swo-<date>-<time>.tdf or .bin); -: standard output", request.output);
     AddChoice(
         command, "--format",
         "tdf: a section of a TDF file; raw: the bytes alone (default: raw for .bin, .raw, pipes and devices)",
@@ -78,13 +76,10 @@ int Run(const RecordRequest& request) {
 void AddRecordCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<RecordRequest>();
     CLI::App* const command = program.add_subcommand("record", "Record the SWO trace of one CPU into a file");
-    command->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD)")
-        ->type_name("FILE");
-    command->add_option("--cpu", request->cpu, "Name of the CPU")->type_name("NAME")->capture_default_str();
-    command
-        ->add_option("--options", request->options,
-                     "Options file (see \"tracehost options\") instead of the next five")
-        ->type_name("FILE");
+    AddText(*command, "--board", "FILE", "Board file (default: TRACEHOST_BOARD)", request->board);
+    AddText(*command, "--cpu", "NAME", "Name of the CPU (default: board/cpu)", request->cpu);
+    AddText(*command, "--options", "FILE",
+            "Options file (see \"tracehost options\") instead of the next five", request->options);
     const auto settings = AddSettings(*command, *request);
     command->add_flag("--demo", request->demo, "Record a simulated board and signal");
     AddNumber(*command, kSeconds, "Stop after this time",

@@ -7,6 +7,7 @@
 #include "tracehost/commands.h"
 #include "tracehost/file_access.h"
 #include "tracehost/log_level.h"
+#include "tracehost/number_option.h"
 #include "tracehost/own_board.h"
 #include "tracehost/script_session.h"
 #include "tracehost/standard_output.h"
@@ -97,9 +98,8 @@ void AddScriptCommand(CLI::App& program, int& status) {
     CLI::App* const command = program.add_subcommand(
         "script", "Carry out the plug-in's operations line by line, one JSON answer each");
     command->add_option("FILE", request->file, "Script file, - for standard input")->required();
-    command
-        ->add_option("--board", request->board, "Board file (default: TRACEHOST_BOARD, else a plain board)")
-        ->type_name("FILE");
+    AddText(*command, "--board", "FILE", "Board file (default: TRACEHOST_BOARD, else a plain board)",
+            request->board);
     command->add_flag("--strict", request->strict, "End with status 1 at the first answer that is not ok");
     AddPluginOption(*command, request->plugin);
     command->footer(CommandList());

@@ -10,4 +10,10 @@ void FinishStandardOutput(std::FILE* stream) {
     throw HostError("standard output cannot be written: is the disk full, or did its reader end?");
 }
 
+void PrintText(const std::string& text) {
+    std::FILE* const output = TakeStandardOutput();
+    std::fwrite(text.data(), 1, text.size(), output);
+    FinishStandardOutput(output);
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -10,6 +11,8 @@ namespace Korr::Plim::Trace::Tracehost {
 /// "\n" on every platform. A reader that goes away (a closed pipe) makes writing fail instead of ending the
 /// process
 std::FILE* TakeStandardOutput();
+/// Prints a text as all that a command prints. \throws HostError when it could not be written
+void PrintText(const std::string& text);
 /// Ends the output of a command. \throws HostError when something of it could not be written
 void FinishStandardOutput(std::FILE* stream);
 /// Seam: whether a stream is shown on a terminal.

@@ -157,7 +157,7 @@ class HostTest(unittest.TestCase):
             if running.process.poll() is None:
                 running.end()
         for link in self.links.values():
-            if os.path.lexists(link):
+            if os.path.islink(link):  # and never a device that it leads to
                 os.unlink(link)
         self.errors.close()
         shutil.rmtree(self.folder, ignore_errors=True)

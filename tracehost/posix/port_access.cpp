@@ -31,13 +31,17 @@ namespace {
 constexpr const char* kInUse = "in use by another program";
 constexpr const char* kVariable = "KORR_TRACE_COM";
 constexpr const char* kUsualDevice = "/dev/ttyACM";
-constexpr uint32_t kFirstOwnNumber = 1000;      // for device paths that no number means yet
+constexpr uint32_t kFirstOwnNumber = 1000;  // for device paths that no number means yet
+
+std::optional<uint32_t> ownNumber;              ///< the one that PortOfDevice gave a device path
 constexpr unsigned kFirstPseudoTerminal = 136;  // major numbers of the far ends of pseudo-terminals
 constexpr unsigned kLastPseudoTerminal = 143;
+constexpr unsigned kTerminalMakers = 5;  // tty, console, ptmx: opened by many, each for another terminal
 
 /// The program that plays a pseudo-terminal has its far end open, too, without harm.
 bool IsPseudoTerminal(const struct stat& info) {
-    return major(info.st_rdev) >= kFirstPseudoTerminal && major(info.st_rdev) <= kLastPseudoTerminal;
+    const unsigned kind = major(info.st_rdev);
+    return (kind >= kFirstPseudoTerminal && kind <= kLastPseudoTerminal) || kind == kTerminalMakers;
 }
 
 bool IsTerminalDevice(const struct stat& info) {
@@ -57,6 +61,7 @@ std::string GroupAdvice(const struct stat& info) {
 }
 
 std::string MissingAdvice(uint32_t number) {
+    if (number == ownNumber) return "connect the probe; \"tracehost ports\" lists the ports that are there";
     const std::string variable = kVariable + std::to_string(number);
     if (!KORR_PLIM::platform::GetVariable(variable.c_str()).empty()) {
         return "connect the probe, or correct the variable " + variable + ", which names this device";
@@ -156,6 +161,7 @@ std::optional<uint32_t> PortOfDevice(const std::string& path) {
     if (usual && Tarnel::DevicePath(*usual) == path) return usual;
     uint32_t number = kFirstOwnNumber;
     while (IsTaken(number)) ++number;
+    ownNumber = number;
     SetProcessVariable((kVariable + std::to_string(number)).c_str(), path.c_str());
     return number;
 }

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "tracehost/errors.h"
+#include "tracehost/file_access.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -212,8 +213,7 @@ TEST_F(CaptureFiles, WhatCannotBeReadIsRefusedByName) {
             FileSource source(name);
             ADD_FAILURE() << name;
         } catch (const UsageError& error) {
-            EXPECT_EQ(std::string(error.what()),
-                      "\"" + name + "\" cannot be read: is it a file, and is it there?");
+            EXPECT_EQ(std::string(error.what()), "\"" + name + "\" cannot be read: " + WhyNotReadable(name));
         }
     }
 }

@@ -1,0 +1,81 @@
+"""Situations in which a command is given something bad: how each is made."""
+import os
+import subprocess
+
+
+def make_files(test):
+    """Things that stand in a file's place."""
+    os.mkdir(test.file("folder"))
+    os.symlink("leads-nowhere", test.file("link"))
+    os.symlink("circle", test.file("circle"))
+    test.write("empty", "")
+    test.write("text", "no XML, no JSON, no script\n")
+    test.write("board.bad", '{"jurnal": "x"}')
+    test.write("refusing.txt", "create\nallocate\n")
+    with open(test.file("damaged.tdf"), "wb") as out:
+        out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\xff\xff\xff\xff\x01\0\0\0\x04\0\0\0name")
+    with open(test.file("some.bin"), "wb") as out:
+        out.write(b"\x80\x80\x80\x80\x01x" * 100)
+    test.write("secret", "x")
+    os.chmod(test.file("secret"), 0)
+
+
+def plain(test, words):
+    return words, {}
+
+
+def no_rights(test, words):
+    """As a user who may read nothing of root's."""
+    for path in (test.folder, test.home):
+        os.chmod(path, 0o777)
+    return ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *words], {}
+
+
+def shell(name, line):
+    """Through a line of the shell, in which "$@" is the command."""
+    def situation(test, words):
+        return ["sh", "-c", line, "sh", *words], {}
+    situation.__name__ = name
+    return situation
+
+
+def mounted(options):
+    """With a home of its own, mounted with these options."""
+    def mounted_home(test, words):
+        line = f"mount -t tmpfs -o {options} none '{test.home}' && exec \"$@\""
+        return ["unshare", "-m", "sh", "-c", line, "sh", *words], {}
+    return mounted_home
+
+
+def full_home(test, words):
+    line = (f"mount -t tmpfs -o size=64k none '{test.home}' && mkdir -p '{test.home}/.KORR-trace/data' && "
+            f"head -c 65536 /dev/zero >'{test.home}/fill' 2>/dev/null; exec \"$@\"")
+    return ["unshare", "-m", "sh", "-c", line, "sh", *words], {}
+
+
+def full_folder(test, words):
+    line = "mkdir full && mount -t tmpfs -o size=16k none full && head -c 16384 /dev/zero >full/fill 2>/dev/null; exec \"$@\""
+    return ["unshare", "-m", "sh", "-c", line, "sh", *words], {}
+
+
+def read_only_folder(test, words):
+    return ["unshare", "-m", "sh", "-c", "mkdir ro && mount -t tmpfs -o ro none ro && exec \"$@\"", "sh", *words], {}
+
+
+def variables(**changes):
+    """With these environment variables; None removes one."""
+    def changed_variables(test, words):
+        return words, changes
+    return changed_variables
+
+
+closed_output = shell("closed_output", 'exec "$@" >&-')
+closed_input = shell("closed_input", 'exec "$@" <&-')
+full_output = shell("full_output", 'exec "$@" >/dev/full')
+ended_reader = shell("ended_reader", '{ sleep 0.2; "$@"; echo $? >status; } | true; sleep 0.1; '
+                     'while ! [ -s status ]; do sleep 0.05; done; exit $(cat status)')
+
+
+def can_mount():
+    return os.geteuid() == 0 and subprocess.run(["unshare", "-m", "mount", "-t", "tmpfs", "none", "/mnt"],
+                                                capture_output=True, check=False).returncode == 0

@@ -1,0 +1,259 @@
+"""Every command with bad inputs: a table of what is given, the status, and what is said of it.
+
+A row that needs root's rights, or what only this system has, is skipped, and said to be, where it cannot be had."""
+import os
+import re
+import shutil
+import subprocess
+import unittest
+
+from bad_inputs import (can_mount, closed_input, closed_output, ended_reader, full_folder, full_home, full_output, make_files,
+                        mounted, no_rights, plain, read_only_folder, variables)
+from hosting import BIN, HostTest, ON_WINE, main
+
+MISSING = "none/at/all"
+LONG = "x" * 300
+RECORD = ("record", "--port", "59", "--clock", "48M", "--prescaler", "23", "--output", "o.tdf")
+TERMINAL = ("record", "--port", "/dev/ptmx", "--clock", "48M", "--prescaler", "23", "--seconds", "0.1", "--output", "o.tdf")
+
+NO_FILE = "No such file or directory"
+HELP = 'see "tracehost {}--help"'
+CANNOT_USE = "standard output cannot be used: is it open?"
+CANNOT_WRITE = "standard output cannot be written: is the disk full, or did its reader end?"
+NO_OPTIONS = 'it is no options file that the plug-in takes: "tracehost options --output FILE" writes one'
+UNPARSED = "Undefined exception occurred while parsing emulation setup file"
+NO_CAPTURE = "Failed to open binary file for trace data storage"
+WRITE_IT = "is its folder there, and may you write into it?"
+NO_PLUGIN = "it is missing, or a library that it needs is"
+NO_LIBRARY = "cannot open shared object file: No such file or directory"
+PORT = "give a number from 0 to 65535, COM5 or, on Linux, a device such as /dev/ttyACM5"
+CLOCK = "give auto or a frequency from 1 Hz to 4 GHz, such as 48000000, 48M or 32.768kHz"
+TIME = "give a time from 1 ms to 30 d, such as 10s, 500ms, 2min or 1h"
+SIZE = "give a size from 1 B to 34359738360 B, such as 10k, 1.5MB or 4MiB"
+
+
+def said(text):
+    """A line of tracehost's own."""
+    return f"tracehost: {text}\n"
+
+
+def below(message, text):
+    """A message of the plug-in, and what is said of it."""
+    return f"{message}\ntracehost: {text}\n"
+
+
+# What is given, in which situation, the status, and all of standard error; "..." stands for any text.
+ROWS = [
+    # --- the program
+    ((), plain, 2, said(f"a command is missing: {HELP.format('')}")),
+    (("",), plain, 2, said(f"a command is missing: {HELP.format('')}")),
+    (("recrod",), plain, 2, said(f'"recrod" is no command: {HELP.format("")}')),
+    (("a\nb\x1b[1m",), plain, 2, said(rf'"a\nb\x1B[1m" is no command: {HELP.format("")}')),
+    (("--frob",), plain, 2, said(f'not understood: "--frob": {HELP.format("")}')),
+    (("-x", "record"), plain, 2, said(f'not understood: "-x": {HELP.format("record ")}')),
+    (("--help",), full_output, 1, said(CANNOT_WRITE)),
+    (("--help",), closed_output, 1, said(CANNOT_USE)),
+    (("--help",), ended_reader, 1, said(CANNOT_WRITE)),
+    (("--version",), full_output, 1, said(CANNOT_WRITE)),
+    (("help", "recrod"), plain, 2, said(f'"recrod" is no command: {HELP.format("")}')),
+    (("help", "record", "x"), plain, 2, said(f'not understood: "x": {HELP.format("help ")}')),
+    (("version", "x"), plain, 2, said(f'not understood: "x": {HELP.format("version ")}')),
+    (("version", "--plugin", ""), plain, 2, said('--plugin "": it must not be empty')),
+    (("version",), closed_output, 1, said(CANNOT_USE)),
+    # --- info
+    (("info",), plain, 2, said(f"FILE is required: {HELP.format('info ')}")),
+    (("info", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("info", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),
+    (("info", "link"), plain, 2, said(f'"link" cannot be read: {NO_FILE}')),
+    (("info", "circle"), plain, 2, said('"circle" cannot be read: Too many levels of symbolic links')),
+    (("info", "secret"), no_rights, 2, said('"secret" cannot be read: Permission denied')),
+    (("info", ""), plain, 2, said(f'"" cannot be read: {NO_FILE}')),
+    (("info", LONG), plain, 2, said(f'"{LONG}" cannot be read: File name too long')),
+    (("info", "a\nb\x1b[1m"), plain, 2, said(rf'"a\nb\x1B[1m" cannot be read: {NO_FILE}')),
+    (("info", b"\xff\xfe"), plain, 2, said(f'"\ufffd\ufffd" cannot be read: {NO_FILE}')),
+    (("info", "--", "-x"), plain, 2, said(f'"-x" cannot be read: {NO_FILE}')),
+    (("info", "/dev/zero"), plain, 2, said('"/dev/zero" cannot be read: it is no file that has a size')),
+    (("info", "damaged.tdf"), plain, 1,
+     said('"damaged.tdf" is damaged at offset 16: the section is longer than the rest of the file')),
+    (("info", "some.bin", "extra"), plain, 2, said(f'not understood: "extra": {HELP.format("info ")}')),
+    (("info", "some.bin"), full_output, 1, said(CANNOT_WRITE)),
+    (("info", "some.bin"), closed_output, 1, said(CANNOT_USE)),
+    (("info", "some.bin"), ended_reader, 1, said(CANNOT_WRITE)),
+    (("info", "empty"), plain, 0, ""),
+    # --- ports
+    (("ports", "x"), plain, 2, said(f'not understood: "x": {HELP.format("ports ")}')),
+    (("ports",), full_output, 1, said(CANNOT_WRITE)),
+    (("ports", "--json"), closed_output, 1, said(CANNOT_USE)),
+    # --- options
+    (("options", "--output"), plain, 2, said(f"--output: 1 required FILE missing: {HELP.format('options ')}")),
+    (("options", "--output", ""), plain, 2, said('--output "": it must not be empty')),
+    (("options", "--output", MISSING), plain, 1,
+     below("Cannot open file for writing.", f"{NO_FILE}: {MISSING}; {WRITE_IT}")),
+    (("options", "--output", "folder"), plain, 1,
+     below("Cannot open file for writing.", f"Is a directory: folder; {WRITE_IT}")),
+    (("options", "--output", "circle"), plain, 1,
+     below("Cannot open file for writing.", f"Too many levels of symbolic links: circle; {WRITE_IT}")),
+    (("options", "--output", LONG), plain, 1,
+     below("Cannot open file for writing.", f"File name too long: {LONG}; {WRITE_IT}")),
+    (("options", "--output", "secret", "--force"), no_rights, 1,
+     below("Cannot open file for writing.", f"Permission denied: secret; {WRITE_IT}")),
+    (("options", "--output", "ro/o.xml"), read_only_folder, 1,
+     below("Cannot open file for writing.", f"Read-only file system: ro/o.xml; {WRITE_IT}")),
+    (("options", "--output", "full/o.xml"), full_folder, 1,
+     said('"full/o.xml" could not be written whole: is the disk full?')),
+    (("options", "--output", "/dev/full"), plain, 1, said('"/dev/full" could not be written whole: is the disk full?')),
+    (("options", "--output", "text"), plain, 2, said('"text" exists: give --force to replace it, or another --output')),
+    (("options", "--port", "x"), plain, 2, said(f'--port "x": {PORT}')),
+    (("options", "--clock", "nan"), plain, 2, said(f'--clock "nan": {CLOCK}')),
+    (("options", "--firmware", "1"), plain, 2,
+     said('--firmware "1": give four numbers from 0 to 255 with dots, such as 1.0.0.8')),
+    (("options", "--timestamp-prescale", "3"), plain, 2, said('--timestamp-prescale "3": give 1, 4, 16 or 64')),
+    (("options", "--prescaler", "1e9"), plain, 2, said('--prescaler "1e9": give auto or a number from 0 to 8191')),
+    (("options",), full_output, 1, said(CANNOT_WRITE)),
+    # --- record: its words
+    (("record", "extra"), plain, 2, said(f'not understood: "extra": {HELP.format("record ")}')),
+    (("record", "--po", "5"), plain, 2, said(f'not understood: "--po" "5": {HELP.format("record ")}')),
+    (("record", "--port"), plain, 2, said(f"--port: 1 required PORT missing: {HELP.format('record ')}")),
+    (("record", "--port", ""), plain, 2, said(f'--port "": {PORT}')),
+    (("record", "--seconds", "nan"), plain, 2, said(f'--seconds "nan": {TIME}')),
+    (("record", "--seconds", ""), plain, 2, said(f'--seconds "": {TIME}')),
+    (("record", "--bytes", "0"), plain, 2, said(f'--bytes "0": {SIZE}')),
+    (("record", "--clock", "1e300"), plain, 2, said(f'--clock "1e300": {CLOCK}')),
+    (("record", "--demo", "--port", "1"), plain, 2,
+     said("--demo brings its own board and port: leave --board and --port out")),
+    (("record", "--demo", "--options", "text"), plain, 2,
+     said("--demo brings its own port, which an options file cannot name: leave --options out")),
+    (("record", "--options", "text", "--port", "1"), plain, 2,
+     said("--port cannot be given with --options: the file says it")),
+    # --- record: options file, board, plug-in
+    (("record", "--options", MISSING, "--output", "o.tdf"), plain, 1, below(UNPARSED, f"{NO_FILE}: {MISSING}; {NO_OPTIONS}")),
+    (("record", "--options", "folder", "--output", "o.tdf"), plain, 1,
+     below(UNPARSED, f"Is a directory: folder; {NO_OPTIONS}")),
+    (("record", "--options", "link", "--output", "o.tdf"), plain, 1, below(UNPARSED, f"{NO_FILE}: link; {NO_OPTIONS}")),
+    (("record", "--options", "empty", "--output", "o.tdf"), plain, 1, below(UNPARSED, f"empty; {NO_OPTIONS}")),
+    (("record", "--options", "text", "--output", "o.tdf"), plain, 1, below(UNPARSED, f"text; {NO_OPTIONS}")),
+    (("record", "--options", "some.bin", "--output", "o.tdf"), plain, 1, below(UNPARSED, f"some.bin; {NO_OPTIONS}")),
+    (("record", "--options", "/dev/zero", "--output", "o.tdf"), plain, 1, below(UNPARSED, f"/dev/zero; {NO_OPTIONS}")),
+    (("record", "--options", "secret", "--output", "o.tdf"), no_rights, 1,
+     below(UNPARSED, f"Permission denied: secret; {NO_OPTIONS}")),
+    ((*RECORD, "--board", MISSING), plain, 2, said(f"board file {MISSING}: {NO_FILE}")),
+    ((*RECORD, "--board", "folder"), plain, 2, said("board file folder: Is a directory")),
+    ((*RECORD, "--board", "text"), plain, 2, said("board file text: is no JSON: ...")),
+    ((*RECORD, "--board", "empty"), plain, 2, said("board file empty: is no JSON: ...")),
+    ((*RECORD, "--board", "board.bad"), plain, 2, said('board file board.bad: "jurnal" is an unknown key')),
+    ((*RECORD, "--board", "/dev/zero"), plain, 2, said("board file /dev/zero: is longer than 1048576 bytes")),
+    ((*RECORD, "--board", "secret"), no_rights, 2, said("board file secret: Permission denied")),
+    ((*RECORD, "--board", ""), plain, 2, said('--board "": it must not be empty')),
+    (RECORD, variables(TRACEHOST_BOARD="none.json"), 2, said(f"board file none.json: {NO_FILE}")),
+    ((*RECORD, "--plugin", MISSING), plain, 1, said(f'cannot load "{MISSING}": none/at/liball.so: {NO_LIBRARY}; {NO_PLUGIN}')),
+    ((*RECORD, "--plugin", "folder"), plain, 1, said(f'cannot load "folder": ...libfolder.so: {NO_LIBRARY}; {NO_PLUGIN}')),
+    ((*RECORD, "--plugin", "pelkit"), plain, 1, said('"pelkit" does not export CreateRcvr')),
+    # --- record: port, home, output
+    (RECORD, plain, 1, below("Failed to open COM port", f"{NO_FILE}: /dev/ttyACM59; connect the probe; ...")),
+    (("record", "--port", "/dev/null", *RECORD[3:]), plain, 1,
+     below("Failed to get COM port state", "Inappropriate ioctl for device: /dev/null; this is no serial port: ...")),
+    (("record", "--port", "/nowhere", *RECORD[3:]), plain, 1,
+     below("Failed to open COM port", f'{NO_FILE}: /nowhere; connect the probe; "tracehost ports" lists the ports that are '
+           "there")),
+    ((*TERMINAL, "--cpu", "a/b/c"), plain, 1, below(NO_CAPTURE, f"{NO_FILE}: ...swotrace_a/b/c.bin; {WRITE_IT}")),
+    ((*TERMINAL, "--cpu", LONG), plain, 1, below(NO_CAPTURE, f"File name too long: ...swotrace_{LONG}.bin; {WRITE_IT}")),
+    (TERMINAL, variables(USERPROFILE=None, HOME=None), 1,
+     below(NO_CAPTURE, "captures go below the user's home, which is not known: set HOME")),
+    (TERMINAL, mounted("ro"), 1, below(NO_CAPTURE, "Read-only file system: ...; captures go below the user's home: it must "
+                                       "be a folder in which you may write")),
+    (TERMINAL, closed_output, 1, said(CANNOT_USE)),
+    (TERMINAL, full_output, 1, said(CANNOT_WRITE)),
+    (RECORD, variables(KORR_TRACE_LOGGING="7"), 1,
+     said('KORR_TRACE_LOGGING "7" is no level from 0 to 6: the plug-in logs nothing') +
+     below("Failed to open COM port", f"{NO_FILE}: /dev/ttyACM59; connect the probe; ...")),
+    # --- script
+    (("script",), plain, 2, said(f"FILE is required: {HELP.format('script ')}")),
+    (("script", MISSING), plain, 2, said(f'script "{MISSING}" cannot be opened: {NO_FILE}')),
+    (("script", "folder"), plain, 2, said('script "folder" cannot be opened: Is a directory')),
+    (("script", "link"), plain, 2, said(f'script "link" cannot be opened: {NO_FILE}')),
+    (("script", "secret"), no_rights, 2, said('script "secret" cannot be opened: Permission denied')),
+    (("script", "text"), plain, 2, said(f'text, line 1: "no" is no command: {HELP.format("script ")}')),
+    (("script", "refusing.txt"), plain, 2,
+     said("refusing.txt, line 2: wrong number of arguments: allocate CPU [CPUID [CHANNEL]]")),
+    (("script", "/dev/zero"), plain, 2, said("/dev/zero, line 1: the line is longer than 65536 bytes")),
+    (("script", "some.bin"), plain, 2, said(f'some.bin, line 1: "...\\x01x..." is no command: {HELP.format("script ")}')),
+    (("script", "-"), closed_input, 0, ""),
+    (("script", "refusing.txt"), full_output, 1, said(CANNOT_WRITE)),
+    (("script", "refusing.txt"), closed_output, 1, said(CANNOT_USE)),
+    (("script", "--board", MISSING, "refusing.txt"), plain, 2, said(f"board file {MISSING}: {NO_FILE}")),
+    (("script", "--plugin", "folder", "refusing.txt"), plain, 1,
+     said(f'cannot load "folder": ...libfolder.so: {NO_LIBRARY}; {NO_PLUGIN}')),
+    # --- decode, report
+    (("decode",), plain, 2, said(f"FILE is required: {HELP.format('decode ')}")),
+    (("decode", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("decode", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),
+    (("decode", "secret"), no_rights, 2, said('"secret" cannot be read: Permission denied')),
+    (("decode", "damaged.tdf"), plain, 1,
+     said('"damaged.tdf" is damaged at offset 16: the section is longer than the rest of the file')),
+    (("decode", "some.bin"), closed_output, 1, said(CANNOT_USE)),
+    (("decode", "some.bin", "--clock", "nan"), plain, 2, said('--clock "nan": give a frequency from 1 Hz to 4 GHz, ...')),
+    (("decode", "-"), closed_input, 1, said("standard input cannot be read: is it open?")),
+    (("report",), plain, 2, said(f"FILE is required: {HELP.format('report ')}")),
+    (("report", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("report", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),
+    (("report", "secret"), no_rights, 2, said('"secret" cannot be read: Permission denied')),
+    (("report", "damaged.tdf"), plain, 1,
+     said('"damaged.tdf" is damaged at offset 16: the section is longer than the rest of the file')),
+    (("report", "some.bin"), full_output, 1, said(CANNOT_WRITE)),
+    (("report", "some.bin"), closed_output, 1, said(CANNOT_USE)),
+    (("report", "empty"), plain, 4, ""),
+    # --- doctor
+    (("doctor", "x"), plain, 2, said(f'not understood: "x": {HELP.format("doctor ")}')),
+    (("doctor", "--port", "x"), plain, 2, said(f'--port "x": {PORT}')),
+    (("doctor", "--port", ""), plain, 2, said('--port "": it must not be empty')),
+    (("doctor",), full_output, 1, said(CANNOT_WRITE)),
+    (("doctor",), closed_output, 1, said(CANNOT_USE)),
+    (("doctor", "--port", "/dev/ptmx"), full_home, 1, ""),
+]
+
+
+@unittest.skipIf(ON_WINE, "situations and words of this system")
+class BadInputs(HostTest):
+    """One method a row, so that each can be run alone."""
+
+    def check(self, words, situation, status, errors):
+        needs_mount = situation in (full_folder, full_home, read_only_folder) or situation.__qualname__.startswith("mounted")
+        if situation is no_rights and not (os.geteuid() == 0 and shutil.which("setpriv")):
+            self.skipTest("needs root, to give up its rights")
+        if needs_mount and not can_mount():
+            self.skipTest("needs root, and a file system of its own")
+        make_files(self)
+        environment = self.environment()
+        command, changes = situation(self, [os.path.join(BIN, "tracehost"), *words])
+        for name, value in changes.items():
+            environment.pop(name, None)
+            if value is not None:
+                environment[name] = value
+        result = subprocess.run(command, env=environment, input=b"", capture_output=True, timeout=60, cwd=self.folder,
+                                check=False)
+        told = result.stderr.decode(errors="replace")
+        pattern = ".*".join(re.escape(piece) for piece in errors.split("..."))
+        self.assertRegex(told, re.compile(rf"\A{pattern}\Z", re.DOTALL))
+        self.assertEqual(result.returncode, status)
+        self.assertFalse(os.path.exists(self.file("o.tdf")) and status in (1, 2) and CANNOT_WRITE not in errors)
+
+    def test_there_are_rows_for_every_command(self):
+        self.assertGreaterEqual(len(ROWS), 80)
+        shown = self.run_host("--help").stdout.split("\nSubcommands:\n")[1].split("\n\n")[0]
+        commands = set(re.findall(r"^  ([a-z]+) ", shown, re.MULTILINE))
+        self.assertEqual(commands - {row[0][0] for row in ROWS if row[0]}, set())
+
+
+def name_of(number, words, situation):
+    parts = [word if isinstance(word, str) else word.decode(errors="replace") for word in words]
+    text = re.sub(r"\W+", "_", "_".join(parts) or "nothing")[:60]
+    return f"test_{number:03}_{text}_{situation.__name__}"
+
+
+for count, row in enumerate(ROWS):
+    def method(self, given=row):
+        self.check(*given)
+    setattr(BadInputs, name_of(count, row[0], row[1]), method)
+
+if __name__ == "__main__":
+    main()
