@@ -9,6 +9,7 @@
 #include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
 #include "tracehost/program.h"
+#include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -34,6 +35,7 @@ int ReportPlugin(const PluginError& error) {
 
 int main(int argc, char** argv) {
     using namespace Korr::Plim::Trace::Tracehost;
+    OccupyStandardStreams();
     try {
         return RunProgram(argc, argv);
     } catch (const cPelkitErrorIF& error) {

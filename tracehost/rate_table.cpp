@@ -5,26 +5,31 @@
 #include <cstdio>
 
 #include "tracehost/errors.h"
+#include "tracehost/explanation.h"
 #include "tracehost/human_numbers.h"
+#include "tracehost/port_access.h"
 #include "uart/serial_port.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
+/// Path, reason and what to do; `otherwise` when the port looks well now.
+[[noreturn]] void Refuse(uint32_t number, const std::string& otherwise) {
+    const PortAccess access = CheckPort(number, PortCheck::ByOpening);
+    if (access.problem.empty()) throw HostError(otherwise + ": try again");
+    throw HostError(FormatFinding(access.problem, access.device, access.advice));
+}
+
 /// Gives the port back as it was found.
 class OpenPort {
   public:
     explicit OpenPort(uint32_t number) {
         const std::string name = "COM" + std::to_string(number);
-        if (!port.Open(number)) {
-            throw HostError(name + " cannot be opened (error " +
-                            std::to_string(Tarnel::SerialPort::LastError()) +
-                            "): is it there, and is it free?");
-        }
+        if (!port.Open(number)) Refuse(number, name + " cannot be opened");
         if (port.GetState(found)) return;
         port.Close();
-        throw HostError(name + " does not tell its settings: is it a serial port?");
+        Refuse(number, name + " does not tell its settings");
     }
     ~OpenPort() {
         port.SetState(found);

@@ -71,6 +71,7 @@ int Run(const ScriptRequest& request) {
     std::FILE* const output = TakeStandardOutput();
     if (request.file == "-") {
         RunScript(request, std::cin, output);
+        if (std::ferror(stdin) != 0) throw HostError("standard input cannot be read: is it open?");
     } else {
         std::ifstream lines(request.file);
         RunScript(request, lines, output);

@@ -5,6 +5,9 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
+/// Seam: takes the places of standard streams that are closed, so that no file which is opened later comes to
+/// stand there; reading and writing them fails. To be called first of all.
+void OccupyStandardStreams();
 /// Seam: keeps standard output for tracehost alone. What the rest of the process (the plug-in, its log at
 /// some levels) prints on standard output goes to standard error afterwards. To be called once, before the
 /// plug-in is loaded. \return a stream on the real standard output, which is never closed; lines end with

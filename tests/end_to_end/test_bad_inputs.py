@@ -24,6 +24,7 @@ NO_OPTIONS = 'it is no options file that the plug-in takes: "tracehost options -
 UNPARSED = "Undefined exception occurred while parsing emulation setup file"
 NO_CAPTURE = "Failed to open binary file for trace data storage"
 WRITE_IT = "is its folder there, and may you write into it?"
+SAVE_IT = "is its folder there, and may you write in it?"
 NO_PLUGIN = "it is missing, or a library that it needs is"
 NO_LIBRARY = "cannot open shared object file: No such file or directory"
 PORT = "give a number from 0 to 65535, COM5 or, on Linux, a device such as /dev/ttyACM5"
@@ -46,7 +47,7 @@ def below(message, text):
 ROWS = [
     # --- the program
     ((), plain, 2, said(f"a command is missing: {HELP.format('')}")),
-    (("",), plain, 2, said(f"a command is missing: {HELP.format('')}")),
+    (("",), plain, 2, said(f'not understood: "": {HELP.format("")}')),
     (("recrod",), plain, 2, said(f'"recrod" is no command: {HELP.format("")}')),
     (("a\nb\x1b[1m",), plain, 2, said(rf'"a\nb\x1B[1m" is no command: {HELP.format("")}')),
     (("--frob",), plain, 2, said(f'not understood: "--frob": {HELP.format("")}')),
@@ -177,7 +178,7 @@ ROWS = [
      said("refusing.txt, line 2: wrong number of arguments: allocate CPU [CPUID [CHANNEL]]")),
     (("script", "/dev/zero"), plain, 2, said("/dev/zero, line 1: the line is longer than 65536 bytes")),
     (("script", "some.bin"), plain, 2, said(f'some.bin, line 1: "...\\x01x..." is no command: {HELP.format("script ")}')),
-    (("script", "-"), closed_input, 0, ""),
+    (("script", "-"), closed_input, 1, said("standard input cannot be read: is it open?")),
     (("script", "refusing.txt"), full_output, 1, said(CANNOT_WRITE)),
     (("script", "refusing.txt"), closed_output, 1, said(CANNOT_USE)),
     (("script", "--board", MISSING, "refusing.txt"), plain, 2, said(f"board file {MISSING}: {NO_FILE}")),
@@ -202,6 +203,33 @@ ROWS = [
     (("report", "some.bin"), full_output, 1, said(CANNOT_WRITE)),
     (("report", "some.bin"), closed_output, 1, said(CANNOT_USE)),
     (("report", "empty"), plain, 4, ""),
+    # --- diagnose, rates
+    (("diagnose",), plain, 2, said(f"FILE is required: {HELP.format('diagnose ')}")),
+    (("diagnose", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("diagnose", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),
+    (("diagnose", "secret"), no_rights, 2, said('"secret" cannot be read: Permission denied')),
+    (("diagnose", "empty"), full_output, 1, said(CANNOT_WRITE)),
+    (("diagnose", "empty"), closed_output, 1, said(CANNOT_USE)),
+    (("diagnose", "empty"), plain, 4, ""),
+    (("rates",), plain, 2, said(f"--port is required: {HELP.format('rates ')}")),
+    (("rates", "--port", "x", "--clock", "48M"), plain, 2, said(f'--port "x": {PORT}')),
+    (("rates", "--port", "59"), plain, 2, said(f"--clock is required: {HELP.format('rates ')}")),
+    (("rates", "--port", "59", "--clock", "48M"), plain, 1, said(f"{NO_FILE}: /dev/ttyACM59; connect the probe; ...")),
+    (("rates", "--port", "/dev/null", "--clock", "48M"), plain, 1,
+     said("Inappropriate ioctl for device: /dev/null; this is no serial port: ...")),
+    (("rates", "--port", "59", "--clock", "48M", "--from", "9", "--to", "3"), plain, 2,
+     said("--from is above --to: no prescaler lies between them")),
+    (("rates", "--port", "/dev/null", "--clock", "48M"), closed_output, 1, said(CANNOT_USE)),
+    # --- record: output
+    ((*RECORD[:-1], ""), plain, 2, said('--output "": it must not be empty')),
+    ((*RECORD[:-1], "folder"), plain, 2, said('"folder" is a folder: name a file in it')),
+    ((*RECORD[:-1], MISSING), plain, 2, said(f'"{MISSING}" cannot be written: {NO_FILE}: {SAVE_IT}')),
+    ((*RECORD[:-1], "circle"), plain, 2, said(f'"circle" cannot be written: Too many levels of symbolic links: {SAVE_IT}')),
+    ((*RECORD[:-1], LONG), plain, 2, said(f'"{LONG}" cannot be written: File name too long: {SAVE_IT}')),
+    ((*RECORD[:-1], "text"), plain, 2, said('"text" exists and is no TDF file of this host: give another --output')),
+    ((*RECORD[:-1], "secret"), no_rights, 2, said(f'"secret" cannot be written: Permission denied: {SAVE_IT}')),
+    ((*RECORD[:-1], "ro/o.tdf"), read_only_folder, 2, said(f'"ro/o.tdf" cannot be written: Read-only file system: {SAVE_IT}')),
+    ((*RECORD[:-1], "full/o.tdf"), full_folder, 1, said('"full/o.tdf" cannot be written: is the folder there, and is there room?')),
     # --- doctor
     (("doctor", "x"), plain, 2, said(f'not understood: "x": {HELP.format("doctor ")}')),
     (("doctor", "--port", "x"), plain, 2, said(f'--port "x": {PORT}')),

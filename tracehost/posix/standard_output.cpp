@@ -4,12 +4,21 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 
 #include "tracehost/errors.h"
 
 namespace Korr::Plim::Trace::Tracehost {
+
+void OccupyStandardStreams() {
+    for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool closed = fcntl(file, F_GETFD) < 0 && errno == EBADF;
+        // The lowest number that is free is taken, which is this one. Opened for the wrong direction.
+        if (closed) static_cast<void>(open("/dev/null", file == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+}
 
 std::FILE* TakeStandardOutput() {
     std::fflush(stdout);

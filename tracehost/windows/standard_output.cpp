@@ -9,6 +9,9 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
+// The runtime gives closed streams handles that no file gets.
+void OccupyStandardStreams() {}
+
 std::FILE* TakeStandardOutput() {
     std::fflush(stdout);
     const int own = _dup(_fileno(stdout));
