@@ -60,7 +60,9 @@ void FramingFinder::Look(bool last) {
     found.alignment = AlignFrames(Head(), options.stream, Scratch());
     const double frames = found.alignment.best.Score();
     const bool better = options.kind == FramingKind::Tpiu || frames > found.raw.Share() + kFramesBetter;
-    const bool clear = frames >= kClearFrames && frames >= found.alignment.next + kClearDistance;
+    const bool apart =
+        frames >= found.alignment.next + kClearDistance || held >= kFirstLookAtFrames * kLooksGrow;
+    const bool clear = frames >= kClearFrames && apart;
     decided = last || (better && clear);
     if (!decided) return;
     found.framed = better;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace Korr::Plim::Trace::Swo {
 namespace {
@@ -12,20 +13,33 @@ constexpr size_t kCommonest = 4;
 constexpr double kLeastShare = 0.02;
 constexpr double kLeastFrames = 0.5;
 
-/// Calls data(stream, byte) for all that whole frames carry.
-template <class Data>
-void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data) {
+/// Calls frame(bytes) for each whole frame, and data(stream, byte) for all that it carries.
+template <class Data, class Frame>
+void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data, Frame&& frame) {
     FrameAssembler assembler;
     uint8_t current = kNoStream;
     for (const uint8_t byte : bytes.subspan(std::min<size_t>(phase, bytes.size()))) {
         if (assembler.Put(byte, 0) != FrameAssembler::Got::Frame) continue;
+        frame(assembler.Frame());
         UnpackFrame(assembler.Frame(), current,
                     [&](uint8_t of, size_t, uint8_t content) { data(of, content); });
     }
 }
+template <class Data>
+void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data) {
+    Unframe(bytes, phase, data, [](const uint8_t*) {});
+}
 
 void CountStreams(std::span<const uint8_t> bytes, PhaseScore& score) {
-    Unframe(bytes, score.phase, [&](uint8_t of, uint8_t) { ++score.bytesOf[of]; });
+    uint64_t frames = 0;
+    uint64_t numbersFirst = 0;
+    Unframe(
+        bytes, score.phase, [&](uint8_t of, uint8_t) { ++score.bytesOf[of]; },
+        [&](const uint8_t* frame) {
+            ++frames;
+            numbersFirst += frame[0] & 1;
+        });
+    if (frames != 0) score.numbersFirst = static_cast<double>(numbersFirst) / static_cast<double>(frames);
     auto counts = score.bytesOf;
     const uint64_t all = std::accumulate(counts.begin(), counts.end(), uint64_t{0});
     if (all == 0) return;
@@ -61,10 +75,35 @@ bool MayBeItm(const PhaseScore& score, uint8_t stream) {
     return !IsSpecialStream(stream) && !IsReservedStream(stream) && HasFairShare(score, stream);
 }
 
-/// Of two phases that carry the same, the one with fewer streams.
+/// The phases that are not much worse than the best one, by the first of many bytes. All when none of them is
+/// good.
+std::bitset<kFrame> WorthwhilePhases(std::span<const uint8_t> bytes, std::optional<uint8_t> stream,
+                                     std::span<uint8_t> scratch) {
+    constexpr size_t kFirst = 4096;
+    constexpr double kGood = 0.9;
+    constexpr double kMuchWorse = 0.1;
+    std::bitset<kFrame> worthwhile;
+    if (bytes.size() <= kFirst) return worthwhile.set();
+    std::array<double, kFrame> scores{};
+    for (unsigned phase = 0; phase < kFrame; ++phase) {
+        scores[phase] = ScorePhase(bytes.first(kFirst), phase, stream, scratch).Score();
+    }
+    const double best = *std::max_element(scores.begin(), scores.end());
+    for (unsigned phase = 0; phase < kFrame; ++phase) {
+        worthwhile[phase] = best < kGood || scores[phase] >= best - kMuchWorse;
+    }
+    return worthwhile;
+}
+
+/// Of two phases that carry the same, the one with fewer streams, then the one whose frames begin with a
+/// number: idle targets send packets in frames of their own.
 bool Better(const PhaseScore& a, const PhaseScore& b) {
     constexpr double kPerStream = 0.001;
-    return a.Score() - kPerStream * a.streams > b.Score() - kPerStream * b.streams;
+    constexpr double kPerNumber = 0.0005;
+    const auto rank = [](const PhaseScore& score) {
+        return score.Score() - kPerStream * score.streams + kPerNumber * score.numbersFirst;
+    };
+    return rank(a) > rank(b);
 }
 
 }  // namespace
@@ -101,12 +140,17 @@ PhaseScore ScorePhase(std::span<const uint8_t> bytes, unsigned phase, std::optio
 Alignment AlignFrames(std::span<const uint8_t> bytes, std::optional<uint8_t> stream,
                       std::span<uint8_t> scratch) {
     const std::span<const uint8_t> looked = bytes.first(std::min(bytes.size(), kMostAligned));
+    const std::bitset<kFrame> worthwhile = WorthwhilePhases(looked, stream, scratch);
     Alignment alignment;
     alignment.bytes = looked.size();
+    bool any = false;
     for (unsigned phase = 0; phase < kFrame; ++phase) {
+        if (!worthwhile[phase]) continue;
         const PhaseScore score = ScorePhase(looked, phase, stream, scratch);
-        if (phase == 0 || Better(score, alignment.best)) {
-            if (phase != 0) alignment.next = alignment.best.Score();
+        if (!std::exchange(any, true)) {
+            alignment.best = score;
+        } else if (Better(score, alignment.best)) {
+            alignment.next = alignment.best.Score();
             alignment.best = score;
         } else {
             alignment.next = std::max(alignment.next, score.Score());

@@ -18,6 +18,7 @@ struct PhaseScore {
     double frames =
         0;  ///< share of the bytes that the (at most four) commonest streams carry; reserved ones do not
     unsigned streams = 0;        ///< how many there seem to be
+    double numbersFirst = 0;     ///< share of the frames whose first byte is a stream's number
     uint8_t stream = kNoStream;  ///< the one that is an ITM stream the most
     Validity itm;                ///< of that one
     std::array<uint64_t, kStreams> bytesOf{};

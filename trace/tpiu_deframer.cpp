@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cstring>
-#include <utility>
 
 namespace Korr::Plim::Trace::Swo {
 namespace {
@@ -30,30 +29,15 @@ uint64_t Spread(unsigned bits) {
            uint64_t{bits & 8} << 45;
 }
 
+/// Bit 0 of byte 2j at bit j of four.
+unsigned Gather(uint64_t word) {
+    return static_cast<unsigned>((word & kEvenLowBits) * 0x0001000200040008 >> 48 & 0xF);
+}
+
 }  // namespace
 
 TpiuDeframer::TpiuDeframer(uint8_t stream, uint64_t from) : wanted(stream), offset(from) {
     for (unsigned i = 0; i < kStreams; ++i) expected[i] = !IsReservedStream(static_cast<uint8_t>(i));
-}
-
-template <class PlaceOf>
-void TpiuDeframer::Unpack(const uint8_t* bytes, PlaceOf&& placeOf, StreamBytes& out) {
-    ++frames;
-    uint8_t counted = current;
-    unsigned run = 0;  // bytes of that stream, not yet in bytesOf
-    size_t count = out.count;
-    UnpackFrame(bytes, current, [&](uint8_t stream, size_t place, uint8_t byte) {
-        if (stream != counted) {
-            bytesOf[std::exchange(counted, stream)] += run;
-            run = 0;
-        }
-        ++run;
-        if (stream != wanted) return;
-        out.bytes[count] = byte;
-        out.places[count++] = placeOf(place);
-    });
-    bytesOf[counted] += run;
-    out.count = count;
 }
 
 TpiuDeframer::Result TpiuDeframer::Feed(std::span<const uint8_t> bytes, StreamBytes& out) {
@@ -79,25 +63,41 @@ TpiuDeframer::Result TpiuDeframer::Feed(std::span<const uint8_t> bytes, StreamBy
     return {place, Stop::Taken};
 }
 
-/// A frame that stands in one piece, with no synchronisation in it.
+/// A frame that stands in one piece, with no synchronisation in it: run by run instead of byte by byte.
 void TpiuDeframer::TakeWhole(const uint8_t* bytes, StreamBytes& out) {
     const uint64_t start = offset;
     offset += kFrame;
+    ++frames;
     assembler.Pass(bytes[kFrame - 1]);
+    const unsigned lowBits = bytes[kFrame - 1];
     const uint64_t low = Load(bytes);
     const uint64_t high = Load(bytes + 8);
-    if (((low | high) & kEvenLowBits) != 0) {
-        return Unpack(
-            bytes, [start](size_t place) { return start + place; }, out);
+    const uint64_t data[4] = {low | Spread(lowBits), high | Spread(lowBits >> 4), 0, 0};
+    const auto* content = reinterpret_cast<const uint8_t*>(data);
+    size_t from = 0;
+    for (unsigned changes = Gather(low) | Gather(high) << 4; changes != 0; changes &= changes - 1) {
+        const auto pair = static_cast<unsigned>(std::countr_zero(changes));
+        const size_t at = 2 * size_t{pair};
+        const bool late = (lowBits >> pair & 1) != 0;
+        TakeRun(content, from, at, start, out);
+        from = at + 1;
+        if (late && from < kMostFrameData) {
+            TakeRun(content, from, from + 1, start, out);
+            ++from;
+        }
+        current = bytes[at] >> 1;
     }
-    ++frames;
-    bytesOf[current] += kMostFrameData;
+    TakeRun(content, from, kMostFrameData, start, out);
+}
+
+/// Bytes [from, to) of a frame, all of one stream.
+void TpiuDeframer::TakeRun(const uint8_t* content, size_t from, size_t to, uint64_t start, StreamBytes& out) {
+    const size_t count = to - from;
+    bytesOf[current] += count;
     if (current != wanted) return;
-    const unsigned lowBits = bytes[kFrame - 1];
-    const uint64_t words[2] = {low | Spread(lowBits), high | Spread(lowBits >> 4)};
-    std::memcpy(&out.bytes[out.count], words, kFrame);
-    for (size_t i = 0; i < kFrame; ++i) out.places[out.count + i] = start + i;
-    out.count += kMostFrameData;
+    std::memcpy(&out.bytes[out.count], content + from, kFrame);
+    for (size_t i = 0; i < count; ++i) out.places[out.count + i] = start + from + i;
+    out.count += count;
 }
 
 TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
@@ -119,7 +119,7 @@ TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
             break;
     }
     if (Questionable(assembler.Frame())) return Stop::Question;
-    UnpackAssembled(out);
+    TakeAssembled(out);
     return Stop::Taken;
 }
 
@@ -143,10 +143,14 @@ bool TpiuDeframer::Questionable(const uint8_t* bytes) {
     return questioned;
 }
 
-void TpiuDeframer::UnpackAssembled(StreamBytes& out) {
-    const uint64_t* places = assembler.Places();
-    Unpack(
-        assembler.Frame(), [places](size_t place) { return places[place]; }, out);
+void TpiuDeframer::TakeAssembled(StreamBytes& out) {
+    ++frames;
+    UnpackFrame(assembler.Frame(), current, [&](uint8_t stream, size_t place, uint8_t byte) {
+        ++bytesOf[stream];
+        if (stream != wanted) return;
+        out.bytes[out.count] = byte;
+        out.places[out.count++] = assembler.Places()[place];
+    });
 }
 
 void TpiuDeframer::Accept(StreamBytes& out) {
@@ -157,7 +161,7 @@ void TpiuDeframer::Accept(StreamBytes& out) {
         const uint8_t stream = frame[i] >> 1;
         if ((frame[i] & 1) != 0 && !IsReservedStream(stream)) expected.set(stream);
     }
-    UnpackAssembled(out);
+    TakeAssembled(out);
 }
 
 uint64_t TpiuDeframer::Reject(size_t bytes) {

@@ -60,10 +60,9 @@ class TpiuDeframer {
     Stop TakeByte(uint8_t byte, StreamBytes& out);
     Stop OnFullSync(size_t before);
     void TakeWhole(const uint8_t* bytes, StreamBytes& out);
+    void TakeRun(const uint8_t* content, size_t from, size_t to, uint64_t start, StreamBytes& out);
     bool Questionable(const uint8_t* bytes);
-    template <class PlaceOf>
-    void Unpack(const uint8_t* bytes, PlaceOf&& placeOf, StreamBytes& out);
-    void UnpackAssembled(StreamBytes& out);
+    void TakeAssembled(StreamBytes& out);
 
     const uint8_t wanted;
     uint8_t current = kNoStream;

@@ -90,3 +90,32 @@ def options(context):
     figures = [figure("options file read", "", times(whole, 1e6), "ms"),
                figure("options file read", "parser alone", ratio)]
     return {"figures": figures, "rounds": len(whole)}
+
+
+def trace_decode(context):
+    runs = google(context, "trace_decode", "Trace")
+
+    def speed(name):
+        """MB/s of CPU time."""
+        return stats.summary([run["bytes"] * 1e3 / run["cpu_time"] for run in runs[name]])
+
+    allocations = max(run["allocations"] for repetitions in runs.values() for run in repetitions if "allocations" in run)
+    if allocations:
+        raise Failure(f"decoding a stream allocates memory {allocations:g} times")
+    sizes = [name for name in runs if name.startswith("TraceMixed/")]
+    points = [(runs[name][0]["bytes"], times(runs[name])["median"]) for name in sizes]
+    largest = sizes[-1]
+    loop = stats.summary([(a["cpu_time"] / a["bytes"]) / (b["cpu_time"] / b["bytes"])
+                          for a, b in zip(runs[largest], runs["TraceByteLoop"])])
+    packet = stats.summary([run["cpu_time"] / run["packets"] for run in runs[largest]])
+    figures = [
+        figure("decode a mixed stream", "", speed(largest), "MB/s", goal=("at least", 300)),
+        figure("decode a mixed stream", "per packet", packet, "ns"),
+        figure("decode a mixed stream", "each byte looked up", loop),
+        figure("decode a mixed stream", "with times and suspects", speed("TraceMixedWithTimes"), "MB/s"),
+        figure("decode a stream of event counters", "", speed("TraceEvents"), "MB/s"),
+        figure("decode TPIU frames", "", speed("TraceFrames"), "MB/s", goal=("at least", 500)),
+        figure("decode, cost against bytes", "exponent", stats.summary([stats.slope(points)]), goal=("at most", 1.05)),
+        figure("decode, allocations", "whole stream", stats.summary([allocations]), goal=("at most", 0)),
+    ]
+    return {"figures": figures, "cpu_ns_by_bytes": points, "rounds": len(runs[largest])}
