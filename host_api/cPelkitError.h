@@ -27,9 +27,6 @@ class PELKIT_TYPE cPelkitErrorIF {
     cPelkitErrorIF& operator=(const cPelkitErrorIF&) = delete;
     virtual ~cPelkitErrorIF() = default;
 
-    // Of the simulated library; nothing new may call them: see simulator/pelkit/error_reading.h.
-    virtual const char* GetText() const = 0;
-    virtual Severity_Type GetSeverity() const = 0;
     /// Host hook; does nothing in the plug-in. [host thread]
     virtual void Delete() = 0;
 };
@@ -46,8 +43,6 @@ class alignas(16) PELKIT_TYPE cPelkitError : public cPelkitErrorIF {
     cPelkitError& operator=(const cPelkitError&) = delete;
     PELKIT_API ~cPelkitError() override;
 
-    PELKIT_API const char* GetText() const override;
-    PELKIT_API Severity_Type GetSeverity() const override;
     /// Empty, and the only member that the plug-in exports. [host thread]
     void Delete() override;
 

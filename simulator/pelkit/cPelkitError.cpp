@@ -34,8 +34,6 @@ cPelkitError::cPelkitError(const cPelkitError& other) : cPelkitErrorIF(other) {
 }
 cPelkitError::~cPelkitError() { cPelkitErrorContent::Of(*this).~cPelkitErrorContent(); }
 
-const char* cPelkitError::GetText() const { return pelkit::TextOf(*this); }
-cPelkitErrorIF::Severity_Type cPelkitError::GetSeverity() const { return pelkit::SeverityOf(*this); }
 void cPelkitError::Delete() {}
 
 const char* pelkit::TextOf(const cPelkitErrorIF& error) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "simulator/pelkit/error_reading.h"
 #include "tests/support/expect_error.h"
 
 namespace {
@@ -20,8 +21,8 @@ TEST(ThrowErrorTest, TheHostGetsTheTextAndSeverityTwoUnlessToldOtherwise) {
     try {
         ThrowError("recoverable", cPelkitErrorIF::eSEVERITY_WARNING);
     } catch (const cPelkitError& error) {
-        EXPECT_STREQ(error.GetText(), "recoverable");
-        EXPECT_EQ(error.GetSeverity(), cPelkitErrorIF::eSEVERITY_WARNING);
+        EXPECT_STREQ(pelkit::TextOf(error), "recoverable");
+        EXPECT_EQ(pelkit::SeverityOf(error), cPelkitErrorIF::eSEVERITY_WARNING);
     }
 }
 

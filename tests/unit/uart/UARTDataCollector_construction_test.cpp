@@ -229,7 +229,7 @@ TEST_F(UARTDataCollectorConstruction, NameOfTheCaptureFileBeginsNoLine) {
         const UARTDataCollector collector(5, 48e6, false, prescaler, "a\nforged", false);
         FAIL() << "the collector was made";
     } catch (const cPelkitError& error) {
-        EXPECT_STREQ(error.GetText(), "Failed to open binary file for trace data storage");
+        EXPECT_STREQ(pelkit::TextOf(error), "Failed to open binary file for trace data storage");
     }
     EXPECT_EQ(LastLine(), Error("Failed to open binary file a\\nforged with error code 3"));
 }

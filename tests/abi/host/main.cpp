@@ -1,0 +1,120 @@
+// A host of another maker: compiled apart from the project, from the interface headers alone, with its own
+// string type, its own error library and host libraries, and none of the plug-in's C++ library and start-up
+// pieces.
+//
+// usage: abi_host FOLDER
+//
+// Runs the checks, each group in processes of its own: with the libraries' objects as classes of the
+// interfaces and with tables made by hand; prints every check and a table, and "independent host: passed"
+// when all of them held. TARNEL_PROBE_PORT and TARNEL_PROBE_ORDERS name a port and the folder of the orders
+// to its far end (see with_com_port.py).
+#include "tests/abi/host/pelkit.h"
+#include "tests/abi/host/scene.h"
+
+namespace host {
+namespace {
+
+constexpr uint32_t kPassed = 42;  // not 0, which a process that died can leave
+
+void CheckDelete(const Plugin& plugin) {
+    Group("the exported Delete");
+    const auto remove =
+        reinterpret_cast<void (*)(cPelkitError*)>(FindSymbol(plugin.module, "?Delete@cPelkitError@@UEAAXXZ"));
+    Check(remove != nullptr, "cPelkitError::Delete is exported");
+    cPelkitError error("a text", cPelkitErrorIF::eSEVERITY_ERROR);
+    remove(&error);
+    Check(Equal(error.Message(), "a text") && cPelkitError::Living() == 1,
+          "cPelkitError::Delete does nothing");
+}
+
+/// All checks but those that end the process.
+uint32_t RunChecks() {
+    OrderFarEnd("plug", "", 0);
+    {
+        const Plugin plugin;
+        CheckDelete(plugin);
+        for (int round = 0; round < 2; ++round) {
+            const bool raw = round == 0;
+            CheckReceiver(plugin, raw);
+            CheckNotifications(plugin, raw);
+            CheckDriver(plugin, raw);
+            CheckErrors(plugin, raw);
+            CheckRecording(plugin, raw);
+        }
+        CheckAdapter(plugin, true);
+        CheckCasts(plugin);
+        CheckErrorsOnThreads(plugin);
+        CheckHostErrors(plugin);
+        CheckSwallowed(plugin);
+        CheckStrings(plugin);
+    }
+    Group("after unloading");
+    Check(cPelkitError::Living() == 0, "no error is left");
+    Check(HeapIsSound(), "the heap is sound");
+    return PrintGroups() ? kPassed : 1;
+}
+
+uint32_t RunStrings() {
+    CheckStringExchange();
+    return PrintGroups() ? kPassed : 1;
+}
+
+/// Must not pass: a write behind a block.
+uint32_t RunOverrun() {
+    volatile char* const block = static_cast<char*>(::operator new(100));
+    block[100] = 'x';
+    return HeapIsSound() ? kPassed : 1;
+}
+
+/// Must not pass: a receiver of a library in another C++ ABI.
+uint32_t RunTwin(const char* name) {
+    void* const module = LoadModule(name);
+    if (module == nullptr) Fail("the twin cannot be loaded");
+    const auto create = reinterpret_cast<CreateRcvrFunction>(FindSymbol(module, "CreateRcvr"));
+    CReceiver* const receiver = create();
+    Group("twin in another ABI");
+    Check(Slot<uint32_t>(receiver, 8) == 1, "slot 8 ConstantQueryA");
+    Check(receiver->GetNextAvailableChannel() == 1, "slot 11 GetNextAvailableChannel");
+    return PrintGroups() ? kPassed : 1;
+}
+
+void Expect(bool passes, const char* what, const char* arguments, bool checkHeap) {
+    Print("\n%s: %s\n", passes ? "must pass" : "must not pass", what);
+    const uint32_t status = RunSelf(arguments, checkHeap);
+    Check((status == kPassed) == passes, "%s: %s, status 0x%x", what, passes ? "passes" : "does not pass",
+          status);
+}
+
+uint32_t RunAll(const char* folder) {
+    Group("processes");
+    Expect(true, "all checks, objects of the interfaces' classes", Line("%s headers", folder), false);
+    Expect(true, "all checks, tables made by hand, heap checked", Line("%s raw", folder), true);
+    Expect(true, "strings, heap checked", Line("%s strings", folder), true);
+    Expect(true, "destructor by slot, heap checked", Line("%s destructors-raw", folder), true);
+    Expect(true, "destructor by name, heap checked", Line("%s destructors-headers", folder), true);
+    Expect(false, "a write behind a block, heap checked", Line("%s overrun", folder), true);
+    Expect(false, "a receiver in mingw-w64's C++ ABI", Line("%s twin", folder), false);
+    if (!PrintGroups()) return 1;
+    Print("independent host: passed\n");
+    return 0;
+}
+
+uint32_t Run(const char* folder, const char* mode) {
+    if (mode == nullptr) return RunAll(folder);
+    PrepareFolder(folder, Equal(mode, "raw") || Equal(mode, "destructors-raw"));
+    if (Equal(mode, "raw") || Equal(mode, "headers")) return RunChecks();
+    if (Equal(mode, "strings")) return RunStrings();
+    if (Equal(mode, "overrun")) return RunOverrun();
+    if (Equal(mode, "twin")) return RunTwin(Line("%sabi_twin.dll", ProgramFolder()));
+    CheckDestructors(Plugin(), Equal(mode, "destructors-raw"));
+    return 1;
+}
+
+}  // namespace
+}  // namespace host
+
+uint32_t host::Main() {
+    const char* words[2] = {nullptr, nullptr};
+    if (Arguments(words, 2) < 1) Fail("usage: abi_host FOLDER");
+    return Run(words[0], words[1]);
+}
