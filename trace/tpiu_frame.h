@@ -32,7 +32,7 @@ constexpr bool IsReservedStream(uint8_t stream) {
 template <class Data>
 void UnpackFrame(const uint8_t* frame, uint8_t& stream, Data&& data) {
     const unsigned lowBits = frame[kFrame - 1];
-    for (unsigned pair = 0; pair < kFrame / 2; ++pair) {
+    for (size_t pair = 0; pair < kFrame / 2; ++pair) {
         const uint8_t even = frame[2 * pair];
         const bool low = (lowBits >> pair & 1) != 0;
         const bool change = (even & 1) != 0;

@@ -26,10 +26,10 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPY = ROOT / "build" / "mutants"
 RACES = "linux-tsan"
-ONE_THREAD = ("options", "tracehost")  # rooms whose tests the thread sanitizer does not run
+ONE_THREAD = ("options", "tracehost", "trace")  # rooms whose tests the thread sanitizer does not run
 SLOW = "long|soak|native-only"  # what takes a minute, and what needs a quiet machine
 LENGTHY = "end_to_end_recording"  # tried after all others
-ROOMS = ("host_api", "source_utilities", "uart", "options", "channel", "receiver", "tracehost")
+ROOMS = ("host_api", "source_utilities", "uart", "options", "channel", "receiver", "tracehost", "trace")
 GOAL = 0.97
 
 
