@@ -33,7 +33,7 @@ Json ToJson(const std::vector<Check>& checks, bool allOk) {
         list.push_back({{"name", check.name},
                         {"ok", check.ok},
                         {"found", check.found},
-                        {"advice", check.advice.empty() ? Json(nullptr) : Json(check.advice)}});
+                        {"advice", OrNull(check.advice)}});
     }
     return {{"ok", allOk}, {"checks", list}};
 }

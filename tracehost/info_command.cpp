@@ -78,7 +78,7 @@ Json ToJson(const std::string& name, const FileInfo& info) {
                                       {"length", section.length},
                                       {"name", section.name}});
     }
-    object["damage"] = info.contents.damage.empty() ? Json(nullptr) : Json(info.contents.damage);
+    object["damage"] = OrNull(info.contents.damage);
     return object;
 }
 

@@ -44,9 +44,7 @@ void PrintTable(std::FILE* output, const Tarnel::OptionList& options, bool anySe
 
 Json ToJson(const Tarnel::OptionList& options, const std::vector<MissingSetting>& missing,
             const std::string& file) {
-    Json object = {{"file", file.empty() ? Json(nullptr) : Json(file)},
-                   {"options", Json::array()},
-                   {"missing", Json::array()}};
+    Json object = {{"file", OrNull(file)}, {"options", Json::array()}, {"missing", Json::array()}};
     for (const auto& option : options) {
         object["options"].push_back(
             {{"id", option.id}, {"key", option.key}, {"value", option.value}, {"choices", option.choices}});

@@ -18,8 +18,6 @@ struct PortsRequest {
     std::string plugin = kDefaultPlugin;
 };
 
-Json OrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
-
 Json ToJson(const std::vector<ListedPort>& ports) {
     Json list = Json::array();
     for (const ListedPort& port : ports) {

@@ -3,6 +3,7 @@
 
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/json_output.h"
 #include "tracehost/log_level.h"
 #include "tracehost/number_option.h"
 #include "tracehost/record_settings.h"
@@ -56,6 +57,7 @@ void AddOutput(CLI::App& command, RecordRequest& request) {
         "--force", request.force,
         "Replace an existing file; without it a TDF file gets one more section, any other is refused");
     command.add_flag("--quiet", request.quiet, "Show neither progress nor summary");
+    AddJsonFlag(command, request.json);
 }
 
 /// A port that is not there.

@@ -24,6 +24,7 @@ struct RecordRequest {
     std::string format;                 ///< "tdf" or "raw"; empty: the output's name decides
     bool force = false;                 ///< replace an existing file
     bool quiet = false;                 ///< neither progress nor summary
+    bool json = false;                  ///< an object in place of the summary; progress on standard error
     std::optional<double> waitForPort;  ///< seconds that the port may take to come
     bool reconnect = false;             ///< go on when a port that went away is back
     bool demo = false;

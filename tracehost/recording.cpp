@@ -1,6 +1,7 @@
 #include "tracehost/recording.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "tracehost/capture_watch.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
+#include "tracehost/recording_json.h"
 #include "tracehost/recording_summary.h"
 #include "tracehost/standard_output.h"
 
@@ -22,6 +24,7 @@ namespace {
 constexpr uint64_t kSampleSize = 8;
 constexpr auto kPollPause = std::chrono::milliseconds(20);
 constexpr uint32_t kCpuId = 0;
+constexpr double kSixDigits = 1e-5;  // as far as a number of six digits can be off
 constexpr const char* kFolderVariable = "KORR_TRACE_LOGGING_DIR";  ///< set by the plug-in
 
 double NumberAttribute(CChannelDriver& driver, const char* name) {
@@ -49,8 +52,12 @@ Recording::Recording(const RecordRequest& wanted, std::FILE* standardOutput)
     : request(wanted),
       log(folder.MakeFolder("home")),
       file(wanted, standardOutput),
-      output(file.IsStandardOutput() ? stderr : standardOutput),
+      jsonOutput(standardOutput),
+      output(wanted.json || file.IsStandardOutput() ? stderr : standardOutput),
       display(output, IsTerminal(output), !wanted.quiet) {
+    if (wanted.json && file.IsStandardOutput()) {
+        throw UsageError("--json and this --output both want standard output: save into a file");
+    }
     if (CaptureObserver* const stream = file.Observer()) follower.Add(*stream);
 }
 
@@ -74,6 +81,13 @@ std::optional<EndReason> Recording::EndReached(double elapsed, uint64_t captured
 void Recording::ReadSettings(CChannelDriver& driver) {
     result.traceClock = NumberAttribute(driver, "Timing Clock Frequency");
     result.bitRate = NumberAttribute(driver, "Trace Data Frequency");
+    const auto exact = log.Settings();
+    // Another recording can share the log: its line is not taken for this one's.
+    const bool fits =
+        exact && std::abs(exact->traceClock - result.traceClock) <= result.traceClock * kSixDigits;
+    if (!fits || std::abs(exact->baudRate - result.bitRate) > result.bitRate * kSixDigits + 1) return;
+    result.traceClock = exact->traceClock;
+    result.bitRate = exact->baudRate;
 }
 
 std::string Recording::CaptureFile() const {
@@ -191,25 +205,29 @@ void Recording::Record() {
     session->Destroy();
 }
 
+Recording::Conclusion Recording::Judge() const {
+    if (result.CutShort()) return {kCutShort, result.CutShortSentence()};
+    if (result.lostBytes > 0) {
+        return {kTraceLost, "trace was lost: the simulated probe had to drop " +
+                                std::to_string(result.lostBytes) +
+                                " bytes, because its port was not read in time"};
+    }
+    if (result.parts.front().fault.empty()) return {kDone, {}};
+    return {kTraceLost, "trace was lost while the port was away"};
+}
+
 /// \return the exit status
 int Recording::Conclude() {
-    if (!request.quiet) PrintSummary(output, request, file, result);
+    const Conclusion conclusion = Judge();
+    if (request.json) {
+        PrintJson(jsonOutput, ToJson(request, file, result, conclusion.status, conclusion.problem));
+        FinishStandardOutput(jsonOutput);
+    } else if (!request.quiet) {
+        PrintSummary(output, request, file, result);
+    }
     FinishStandardOutput(output);
-    if (result.CutShort()) {
-        std::fprintf(stderr, "tracehost: %s\n", result.CutShortSentence().c_str());
-        return kCutShort;
-    }
-    if (result.lostBytes > 0) {
-        std::fprintf(
-            stderr,
-            "tracehost: trace was lost: the simulated probe had to drop %llu bytes, because its port was not "
-            "read in time\n",
-            static_cast<unsigned long long>(result.lostBytes));
-        return kTraceLost;
-    }
-    if (result.parts.front().fault.empty()) return kDone;
-    std::fprintf(stderr, "tracehost: trace was lost while the port was away\n");
-    return kTraceLost;
+    if (!conclusion.problem.empty()) std::fprintf(stderr, "tracehost: %s\n", conclusion.problem.c_str());
+    return conclusion.status;
 }
 
 int Recording::Run() {

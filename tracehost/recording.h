@@ -56,6 +56,12 @@ class Recording {
     void StopAndSave(CChannelDriver& driver);
     void Save(CChannelDriver& driver);
     bool ShallReconnect() const;
+    /// How a recording ends that is done.
+    struct Conclusion {
+        int status;           ///< exit status
+        std::string problem;  ///< what is told with it; empty for status 0
+    };
+    Conclusion Judge() const;
     int Conclude();
     std::string CaptureFile() const;
     uint64_t CapturedBytes(uint64_t padded) const;
@@ -69,7 +75,8 @@ class Recording {
     RecordingLog log;
     std::optional<DemoSignal> signal;  ///< ends with the recording
     OutputFile file;
-    std::FILE* output;  ///< for progress and summary
+    std::FILE* jsonOutput;  ///< for the object of --json
+    std::FILE* output;      ///< for progress and summary
     ProgressDisplay display;
     std::optional<HostSession> session;
     CaptureFollower follower;

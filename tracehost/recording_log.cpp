@@ -104,8 +104,17 @@ void RecordingLog::FindFile(const std::string& folder) {
             continue;
         newest = time;
         file = entry->path().string();
-        position = entry->file_size(ignored);
+        start = position = entry->file_size(ignored);
     }
+}
+
+std::optional<LineSettings> RecordingLog::Settings() const {
+    std::ifstream log(file, std::ios::binary);
+    log.seekg(static_cast<std::streamoff>(start));
+    std::string text(kMostAtOnce, '\0');
+    log.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(log.gcount()));
+    return LastLineSettings(text);
 }
 
 std::vector<std::string> RecordingLog::NewErrors() {

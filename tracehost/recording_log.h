@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "tracehost/line_settings.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -24,6 +27,8 @@ class RecordingLog {
     /// error code 5". Lines of other programs that share the log (one debug client, several processes) come
     /// as well. Empty, too, when there is no log.
     std::vector<std::string> NewErrors();
+    /// The settings of the last line that was set up since the receiver was made; absent without a log.
+    std::optional<LineSettings> Settings() const;
     /// Whether a log is there.
     bool IsKept() const { return !file.empty(); }
 
@@ -36,6 +41,7 @@ class RecordingLog {
     std::string userLevel;
     std::vector<std::string> userFolders;
     std::string file;       ///< path of the log, empty: none
+    uint64_t start = 0;     ///< length of the log when the receiver had been made
     uint64_t position = 0;  ///< of the first byte that was not looked at
 };
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "tracehost/number_option.h"
 #include "tracehost/progress.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -47,7 +48,7 @@ void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputF
                  static_cast<unsigned long long>(result.bytes), result.seconds, FormatBytes(rate).c_str(),
                  Count(result));
     std::fprintf(output, "  CPU           %s\n", request.cpu.c_str());
-    std::fprintf(output, "  trace clock   %.6g MHz\n", result.traceClock / 1e6);
+    std::fprintf(output, "  trace clock   %s MHz\n", FormatExact(result.traceClock / 1e6).c_str());
     std::fprintf(output, "  prescaler     %u\n", result.Prescaler());
     std::fprintf(output, "  baud rate     %.0f\n", result.bitRate);
     if (!result.parts.empty()) {

@@ -368,6 +368,40 @@ class Record(HostTest):
             listed = self.run_host("info", "o.tdf").stdout
             self.assertEqual(listed.count("BinTraceData"), count)
 
+    def test_summary_as_json(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        result = self.run_host(*self.arguments(number, "--bytes", "2000", "--output", "o.tdf", "--json"))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(len(result.stdout.splitlines()), 1)
+        shown = json.loads(result.stdout)
+        self.assertEqual(list(shown), ["status", "problem", "end", "cpu", "bytes", "seconds", "lost_bytes",
+                                       "trace_clock_hz", "prescaler", "baud_rate", "format", "parts"])
+        self.assertEqual([shown[name] for name in ("status", "problem", "end", "cpu", "bytes", "lost_bytes")],
+                         [0, None, "bytes", "board/cpu", 2000, 0])
+        self.assertEqual([shown[name] for name in ("trace_clock_hz", "prescaler", "baud_rate", "format")],
+                         [1152000, 9, 115200, "tdf"])
+        part, = shown["parts"]
+        self.assertEqual(list(part), ["file", "capture_file", "begin", "end", "bytes", "fault"])
+        self.assertEqual((part["file"], part["bytes"], part["fault"]), ("o.tdf", 2000, None))
+        self.assertIn(" bytes/s ", result.stderr)  # the progress
+        quiet = self.run_host(*self.arguments(number, "--bytes", "100", "--output", "p.tdf", "--json", "--quiet"))
+        self.assertEqual((quiet.stderr, json.loads(quiet.stdout)["status"]), ("", 0))
+
+    def test_json_and_trace_do_not_share_standard_output(self):
+        result = self.run_host(*self.arguments(59, "--output", "-", "--json"))
+        self.assertEqual((result.returncode, result.stderr), (
+            2, "tracehost: --json and this --output both want standard output: save into a file\n"))
+
+    @unittest.skipIf(ON_WINE, "needs a port that takes every rate")
+    def test_rates_are_exact(self):
+        """The plug-in's attributes have six digits: 80 MHz / 3 would be 2.66667e+07."""
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        for clock, prescaler, rate in ((80000000, 2, 26666666), (16777216, 1, 8388608), (1152000.5, 9, 115200)):
+            result = self.run_host("record", "--port", str(number), "--clock", str(clock), "--prescaler", str(prescaler),
+                                   "--seconds", "0.1", "--output", "o.tdf")
+            self.assertIn(f"  trace clock   {clock / 1e6:.10g} MHz\n", result.stdout)
+            self.assertIn(f"  prescaler     {prescaler}\n  baud rate     {rate}\n", result.stdout)
+
     def test_options_file_is_taken_as_it_is(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
         options = self.options(COMPORT=number, PRESCALARVAL="19")

@@ -1,4 +1,5 @@
 """The man page and the completion say what the help says, no more and no less."""
+import json
 import os
 import re
 import subprocess
@@ -30,6 +31,13 @@ def options_in(section):
     heads = re.findall(r"^\.T[PQ]\n\.(?:B|BI) (.*)$", section.replace("\\-", "-"), re.MULTILINE)
     pairs = (re.match(r'(--[a-z-]+)(?: " ([^"]*)")?$', head) for head in heads)
     return {pair.group(1): pair.group(2) or "" for pair in pairs if pair}
+
+
+def members_of(value):
+    """Names of all members of an object and of the objects in it."""
+    if isinstance(value, list):
+        return set().union(*map(members_of, value))
+    return set(value).union(*map(members_of, value.values())) if isinstance(value, dict) else set()
 
 
 class ManPage(HostTest):
@@ -65,6 +73,24 @@ class ManPage(HostTest):
                     self.assertEqual(bool(told[option]), bool(kind), option)
                     if kind != "TEXT":
                         self.assertEqual(told[option], kind, option)
+
+    def test_every_member_of_the_json_objects_is_documented(self):
+        with open(os.path.join(SOURCES, "docs", "json.md")) as file:
+            sections = dict(re.findall(r"^## `tracehost (\w+) --json`\n(.*?)(?=^## |\Z)", file.read(), re.MULTILINE | re.DOTALL))
+        takes_flag = [command for command in commands_of(self.help())
+                      if options_of(self.help(command)).get("--json", "FILE") == ""]
+        self.assertEqual(sorted(sections), sorted(takes_flag))
+        self.write("raw.bin", "x")
+        with open(self.file("o.tdf"), "wb") as out:
+            out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\x10\0\0\0\x01\0\0\0\x04\0\0\0name")
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        for words in (["ports"], ["options"], ["info", "raw.bin"], ["info", "o.tdf"], ["doctor"],
+                      ["record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", "--bytes", "100",
+                       "--output", "p.tdf"]):
+            with self.subTest(words):
+                shown = json.loads(self.run_host(*words, "--json").stdout)
+                told = set(re.findall(r"[`.\]](\w+)`", sections[words[0]]))
+                self.assertEqual(members_of(shown) - told, set())
 
     def test_the_page_has_no_faults_of_form(self):
         try:

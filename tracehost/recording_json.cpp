@@ -1,0 +1,51 @@
+#include "tracehost/recording_json.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+const char* Name(EndReason reason) {
+    switch (reason) {
+        case EndReason::Asked:
+            return "interrupt";
+        case EndReason::Time:
+            return "seconds";
+        case EndReason::Size:
+            return "bytes";
+        case EndReason::ReaderGone:
+            return "reader-gone";
+        case EndReason::OutputFull:
+            return "output-full";
+        case EndReason::Fault:
+            break;
+    }
+    return "fault";
+}
+
+Json PartToJson(const RecordedPart& part) {
+    return {{"file", part.file},   {"capture_file", part.captureFile},
+            {"begin", part.begin}, {"end", part.end},
+            {"bytes", part.bytes}, {"fault", OrNull(part.fault)}};
+}
+
+}  // namespace
+
+Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result, int status,
+            const std::string& problem) {
+    Json object = {{"status", status},
+                   {"problem", OrNull(problem)},
+                   {"end", Name(result.reason)},
+                   {"cpu", request.cpu},
+                   {"bytes", result.bytes},
+                   {"seconds", result.seconds},
+                   {"lost_bytes", result.lostBytes},
+                   {"trace_clock_hz", result.traceClock},
+                   {"prescaler", result.Prescaler()},
+                   {"baud_rate", static_cast<uint64_t>(result.bitRate)},
+                   {"format", file.Raw() ? "raw" : "tdf"},
+                   {"parts", Json::array()}};
+    for (const RecordedPart& part : result.parts) object["parts"].push_back(PartToJson(part));
+    return object;
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
