@@ -138,11 +138,17 @@ void CheckStrings(const Plugin& plugin) {
     ResetScript();
     const Session session(plugin, true);
     session.driver.SetConfiguration(WriteOptions("Auto", "624", Variable("TARNEL_PROBE_PORT")));
-    for (const size_t length : kLengths) {
-        CheckSetupTexts(session.receiver, length);
-        CheckRegisterAddress(session.driver, length);
-        CheckFilledStrings(session.driver, length);
+    uint32_t blocks[2];
+    for (uint32_t& counted : blocks) {
+        for (const size_t length : kLengths) {
+            CheckSetupTexts(session.receiver, length);
+            CheckRegisterAddress(session.driver, length);
+            CheckFilledStrings(session.driver, length);
+        }
+        counted = HeapBlocks();
     }
+    Check(blocks[0] == blocks[1], "the same texts once more leave nothing behind: %u blocks, %u blocks",
+          blocks[0], blocks[1]);
     Check(HeapIsSound(), "the heap is sound");
 }
 

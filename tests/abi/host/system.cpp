@@ -226,6 +226,14 @@ bool HeapIsChecked() {
     return (flags() & kHeapChecks) == kHeapChecks;
 }
 bool HeapIsSound() { return _heapchk() == _HEAPOK; }
+uint32_t HeapBlocks() {
+    const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
+    PROCESS_HEAP_ENTRY entry;
+    memset(&entry, 0, sizeof entry);
+    uint32_t blocks = 0;
+    while (HeapWalk(heap, &entry)) blocks += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1 : 0;
+    return blocks;
+}
 size_t BlockSize(const void* block) {
     const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
     return HeapValidate(heap, 0, block) ? HeapSize(heap, 0, block) : 0;

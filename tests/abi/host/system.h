@@ -81,6 +81,8 @@ uint32_t RunSelf(const char* arguments, bool checkHeap);
 bool HeapIsChecked();
 /// Whether the C runtime's heap is without a fault.
 bool HeapIsSound();
+/// Blocks in use in the C runtime's heap.
+uint32_t HeapBlocks();
 /// Bytes of a block of the C runtime's heap as they were asked for; 0 when it is no such block.
 size_t BlockSize(const void* block);
 
