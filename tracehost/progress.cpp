@@ -1,8 +1,8 @@
 #include "tracehost/progress.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <initializer_list>
 
 #include "tracehost/standard_output.h"
 
@@ -15,6 +15,15 @@ constexpr double kRefreshPause = 0.2;  // seconds, on a terminal
 constexpr double kPlainPause = 1.0;    // seconds
 constexpr double kLongestDuration = 999.0 * 3600;
 constexpr std::size_t kEcho = 2;  // columns of the "^C" that a terminal writes behind the line
+
+std::string Joined(std::initializer_list<std::string> parts) {
+    std::string line;
+    for (const std::string& part : parts) {
+        if (!line.empty()) line += "   ";
+        line += part;
+    }
+    return line;
+}
 
 std::string FormatTimeLeft(double seconds) {
     if (seconds >= 0.95 || !(seconds > 0)) return FormatDuration(seconds) + " left";
@@ -57,8 +66,7 @@ std::string FormatProgress(const Progress& progress, std::size_t width) {
     const std::string rate = FormatBytes(progress.bytesPerSecond) + "/s";
     const std::string left =
         progress.secondsLeft ? FormatTimeLeft(*progress.secondsLeft) : "Ctrl-C stops and saves";
-    for (const std::string& line :
-         {captured + "   " + rate + "   " + left, captured + "   " + left, captured}) {
+    for (const std::string& line : {Joined({captured, rate, left}), Joined({captured, left}), captured}) {
         if (line.size() <= width) return line;
     }
     return captured.substr(0, width);

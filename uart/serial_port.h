@@ -92,8 +92,8 @@ class SerialPort {
     static constexpr std::intptr_t kClosed = -1;
     std::intptr_t handle = kClosed;
     // Used on Linux alone.
-    std::optional<LineState> foundState;  ///< the first state that was read
-    bool changed = false;                 ///< whether the line's settings differ from it now
+    std::optional<LineState> foundState;    ///< the first state that was read
+    [[maybe_unused]] bool changed = false;  ///< whether the line's settings differ from it now
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel
