@@ -68,7 +68,7 @@ class Replaced(Played):
             self.write(name, "precious")
             result = self.record("--bytes", "100", "--output", name, "--format", "raw")
             self.is_done(result, 2)
-            self.assertEqual(result.stderr.decode(), f'tracehost: "{name}" exists: give another name, or --force to '
+            self.assertEqual(result.stderr.decode().replace("\r\n", "\n"), f'tracehost: "{name}" exists: give another name, or --force to '
                              "replace it\n")
             self.assertEqual(self.read(self.file(name)), b"precious")
             self.is_done(self.record("--bytes", "100", "--output", name, "--format", "raw", "--force"))
@@ -108,7 +108,7 @@ class Replaced(Played):
         os.mkdir(self.file("folder.tdf"))
         result = self.record("--bytes", "100", "--output", "folder.tdf")
         self.is_done(result, 2)
-        self.assertEqual(result.stderr.decode(), 'tracehost: "folder.tdf" is a folder: name a file in it\n')
+        self.assertEqual(result.stderr.decode().replace("\r\n", "\n"), 'tracehost: "folder.tdf" is a folder: name a file in it\n')
 
 
 @unittest.skipIf(ON_WINE, "pipes and devices of this system")
@@ -157,7 +157,7 @@ class Streams(Played):
         os.mkfifo(self.file("fifo"))
         result = self.record("--bytes", "1000", "--output", "fifo")
         self.is_done(result, 2)
-        self.assertEqual(result.stderr.decode(), 'tracehost: "fifo" cannot be written: nobody reads it\n')
+        self.assertEqual(result.stderr.decode().replace("\r\n", "\n"), 'tracehost: "fifo" cannot be written: nobody reads it\n')
 
     def test_sections_need_a_file_on_a_disk(self):
         result = self.record("--bytes", "1000", "--output", "-", "--format", "tdf")
