@@ -152,6 +152,8 @@ void Ledger::BecomeLoss(LedgerEntry& entry) {
 }
 
 void Ledger::OnHint(const Packet& packet, LedgerEntry entry) {
+    // An overflow tells of a loss itself, and both come when they come.
+    if (packet.kind == PacketKind::Overflow || packet.kind == PacketKind::Sync) return;
     entry.kind = (packet.flags & kKindHint) != 0 ? LossKind::KindHint : LossKind::OrderHint;
     entry.hint = true;
     entry.source = packet.source;

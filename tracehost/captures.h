@@ -10,12 +10,10 @@
 #include "exports/output.h"
 #include "trace/capture_analysis.h"
 #include "tracehost/capture_input.h"
+#include "tracehost/fail_on.h"
 #include "tracehost/recording_sheet.h"
 
 namespace Korr::Plim::Trace::Tracehost {
-
-/// Which losses give the exit status kTraceLost.
-enum class FailOn { Line, Any, Never };
 
 /// What the user said about a capture that is to be decoded. What is absent comes from the recording's sheet.
 struct CaptureRequest {
@@ -39,7 +37,7 @@ void AddCounterPort(CLI::App& command, std::optional<uint8_t>& port);
 /// One capture of a file, ready to be read, with what is known about it.
 struct Capture {
     std::string name;  ///< as a report shows it: "trace.tdf, section 2"
-    CaptureInput* input;
+    CaptureInput* input = nullptr;
     RecordingSheet sheet;  ///< empty when there is none
     bool hasSheet = false;
     std::optional<uint64_t> length;  ///< bytes, when known; without the padding that the sheet tells of

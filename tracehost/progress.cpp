@@ -16,9 +16,11 @@ constexpr double kPlainPause = 1.0;    // seconds
 constexpr double kLongestDuration = 999.0 * 3600;
 constexpr std::size_t kEcho = 2;  // columns of the "^C" that a terminal writes behind the line
 
+/// Those that are not empty.
 std::string Joined(std::initializer_list<std::string> parts) {
     std::string line;
     for (const std::string& part : parts) {
+        if (part.empty()) continue;
         if (!line.empty()) line += "   ";
         line += part;
     }
@@ -66,7 +68,9 @@ std::string FormatProgress(const Progress& progress, std::size_t width) {
     const std::string rate = FormatBytes(progress.bytesPerSecond) + "/s";
     const std::string left =
         progress.secondsLeft ? FormatTimeLeft(*progress.secondsLeft) : "Ctrl-C stops and saves";
-    for (const std::string& line : {Joined({captured, rate, left}), Joined({captured, left}), captured}) {
+    const std::string& note = progress.note;
+    for (const std::string& line : {Joined({captured, rate, left, note}), Joined({captured, left, note}),
+                                    Joined({captured, rate, left}), Joined({captured, left}), captured}) {
         if (line.size() <= width) return line;
     }
     return captured.substr(0, width);

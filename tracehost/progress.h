@@ -19,6 +19,7 @@ struct Progress {
     uint64_t bytes = 0;
     double bytesPerSecond = 0;
     std::optional<double> secondsLeft;  ///< absent: until the user stops it
+    std::string note = {};              ///< what else is to be shown; may be empty
 };
 
 /// "12.3 MB   1.20 MB/s   0:07 left", or less of it: what does not fit into `width` columns is left out, the

@@ -4,8 +4,10 @@
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/json_output.h"
+#include "tracehost/live_analysis.h"
 #include "tracehost/log_level.h"
 #include "tracehost/number_option.h"
+#include "tracehost/packet_filter.h"
 #include "tracehost/record_settings.h"
 #include "tracehost/recording.h"
 #include "tracehost/standard_output.h"
@@ -70,7 +72,39 @@ void AddWaiting(CLI::App& command, RecordRequest& request) {
 
 int Run(const RecordRequest& request) {
     WarnOfLogLevel();
-    return Recording(request, TakeStandardOutput()).Run();
+    if (request.print && request.output == "-") {
+        throw UsageError("--print and --output - both write on standard output: leave one of them out");
+    }
+    if (request.print && request.json) {
+        throw UsageError("--print and --json both write on standard output: leave one of them out");
+    }
+    std::FILE* const standardOutput = TakeStandardOutput();
+    Recording recording(request, standardOutput);
+    LiveAnalysis live(request, standardOutput);
+    recording.Observe(live);
+    recording.ShowBeside([&] {
+        live.UsePort(recording.Port());
+        return live.Line();
+    });
+    recording.AtEnd([&](std::FILE* output) {
+        const int status = live.Finish(recording.Result(), output);
+        if (!recording.File().IsStream()) {
+            WriteSheets(live.Sheet(recording.Result()), recording.Result(), recording.File().Raw());
+        }
+        return status;
+    });
+    return recording.Run();
+}
+
+/// What is decoded while it is recorded.
+void AddDecoding(CLI::App& command, RecordRequest& request) {
+    command
+        .add_option_function<std::string>(
+            "--print", [&request](const std::string& list) { request.print = ParsePorts("--print", list); },
+            "Print the text of these stimulus ports on standard output, such as 0,3,8-15")
+        ->type_name("PORTS");
+    AddCounterPort(command, request.counterPort);
+    AddFailOn(command, request.failOn);
 }
 
 }  // namespace
@@ -91,6 +125,7 @@ void AddRecordCommand(CLI::App& program, int& status) {
               [request](auto bytes) { request->bytes = bytes; });
     AddOutput(*command, *request);
     AddWaiting(*command, *request);
+    AddDecoding(*command, *request);
     AddPluginOption(*command, request->plugin);
     command->footer(kFooter);
     command->callback([request, settings, command, &status] {

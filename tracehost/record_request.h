@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "trace/text_lines.h"
+#include "tracehost/fail_on.h"
 #include "tracehost/plugin.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -28,6 +30,9 @@ struct RecordRequest {
     std::optional<double> waitForPort;  ///< seconds that the port may take to come
     bool reconnect = false;             ///< go on when a port that went away is back
     bool demo = false;
+    std::optional<Swo::Ports> print;     ///< stimulus ports whose text is printed while recording
+    std::optional<uint8_t> counterPort;  ///< that the firmware counts up
+    FailOn failOn = FailOn::Line;
     std::string plugin = kDefaultPlugin;
 };
 

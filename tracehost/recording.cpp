@@ -53,8 +53,8 @@ Recording::Recording(const RecordRequest& wanted, std::FILE* standardOutput)
       log(folder.MakeFolder("home")),
       file(wanted, standardOutput),
       jsonOutput(standardOutput),
-      output(wanted.json || file.IsStandardOutput() ? stderr : standardOutput),
-      display(output, IsTerminal(output), !wanted.quiet) {
+      output(wanted.json || wanted.print || file.IsStandardOutput() ? stderr : standardOutput),
+      display(output, IsTerminal(output), !wanted.quiet && !wanted.print) {
     if (wanted.json && file.IsStandardOutput()) {
         throw UsageError("--json and this --output both want standard output: save into a file");
     }
@@ -122,7 +122,8 @@ void Recording::Capture(CChannelDriver& driver) {
         const uint64_t bytes = result.bytes + captured;
         meter.Add(seconds, bytes);
         const double rate = meter.BytesPerSecond();
-        display.Show(seconds, {bytes, rate, TimeLeft(request.seconds, request.bytes, seconds, bytes, rate)});
+        display.Show(seconds, {bytes, rate, TimeLeft(request.seconds, request.bytes, seconds, bytes, rate),
+                               note ? note() : std::string()});
         follower.Follow(driver, seconds);
         reason = EndReached(seconds, bytes);
         const auto fault = watch.Look(seconds, captured);
@@ -218,12 +219,14 @@ Recording::Conclusion Recording::Judge() const {
 
 /// \return the exit status
 int Recording::Conclude() {
-    const Conclusion conclusion = Judge();
+    Conclusion conclusion = Judge();
+    const bool summary = !request.json && !request.quiet;
+    if (summary) PrintSummary(output, request, file, result);
+    const int told = atEnd ? atEnd(summary ? output : nullptr) : kDone;
+    if (!result.CutShort()) conclusion.status = std::max(conclusion.status, told);
     if (request.json) {
         PrintJson(jsonOutput, ToJson(request, file, result, conclusion.status, conclusion.problem));
         FinishStandardOutput(jsonOutput);
-    } else if (!request.quiet) {
-        PrintSummary(output, request, file, result);
     }
     FinishStandardOutput(output);
     if (!conclusion.problem.empty()) std::fprintf(stderr, "tracehost: %s\n", conclusion.problem.c_str());

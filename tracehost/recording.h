@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,12 +33,21 @@ class Recording {
     /// recording.
     void Observe(CaptureObserver& observer) { follower.Add(observer); }
 
+    /// Adds words of somebody else to the progress line, asked for each time it is shown.
+    void ShowBeside(std::function<std::string()> words) { note = std::move(words); }
+    /// Is called once all is saved and the summary shown. \param conclude is given the stream of the summary,
+    /// null when none is wanted; it returns an exit status, which is the recording's unless that is worse
+    void AtEnd(std::function<int(std::FILE*)> conclude) { atEnd = std::move(conclude); }
+
     /// Does it all. \return the exit status. \throws UsageError, HostError (with the plug-in's text as it
     /// stands). What was captured until then is saved when that is possible, else the message says where it
     /// lies
     int Run();
     /// What came of it, complete after Run.
     const RecordingResult& Result() const { return result; }
+    const OutputFile& File() const { return file; }
+    /// COM port number, once it is known.
+    std::optional<uint32_t> Port() const { return port; }
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -80,6 +90,8 @@ class Recording {
     ProgressDisplay display;
     std::optional<HostSession> session;
     CaptureFollower follower;
+    std::function<std::string()> note;
+    std::function<int(std::FILE*)> atEnd;
 
     std::string options;           ///< path of the user's options file or of tracehost's own
     std::optional<uint32_t> port;  ///< COM port number, where it is known

@@ -139,6 +139,13 @@ TEST(Ledger, HintsAndDelaysAreNoLoss) {
     EXPECT_EQ(ledger.Totals().lostOnTheWay + ledger.Totals().lostInTarget, 0u);
 }
 
+TEST(Ledger, AnOverflowIsNoHint) {
+    const LedgerOf ledger({PacketAt(100, PacketKind::Overflow, 1, kKindHint)});
+    ASSERT_EQ(ledger.Size(), 1u);
+    EXPECT_EQ(ledger[0].kind, LossKind::ItmOverflow);
+    EXPECT_EQ(ledger.Totals().hints, 0u);
+}
+
 std::vector<Packet> Counting(const std::vector<uint32_t>& values, uint16_t port = 5) {
     std::vector<Packet> packets;
     for (const uint32_t value : values) {
