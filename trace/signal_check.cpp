@@ -89,7 +89,10 @@ double TooFast(const SignalFeatures& f) {
     return Below(f.line.shortRuns, kTooFastRuns);
 }
 
-double NoItm(const SignalFeatures& f) { return f.framesWithoutItm ? Above(f.phaseScore, kPhase, 1) : -1; }
+double NoItm(const SignalFeatures& f) {
+    if (f.line.bytes < kFewestForNoise) return -1;  // few bytes fit into frames by chance
+    return f.framesWithoutItm ? Above(f.phaseScore, kPhase, 1) : -1;
+}
 
 double Noise(const SignalFeatures& f) {
     if (!Garbage(f) || f.line.bytes < kFewestForNoise) return -1;

@@ -16,7 +16,7 @@ struct DiagnoseRequest {
 };
 
 constexpr const char* kDiagnoseFooter =
-    "To look at a live port, record two seconds first:\n"
+    "Examples, the first of which looks at a live port:\n"
     "  tracehost record --port 5 --clock 48MHz --prescaler 23 --seconds 2 --output trace.bin\n"
     "  tracehost diagnose trace.bin\n";
 

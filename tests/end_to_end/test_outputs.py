@@ -221,7 +221,7 @@ class Shown(Played):
                 continue
             screen[at:at + 1] = character
             at += 1
-        self.assertRegex("".join(screen), r"^\d.*Ctrl-C stops and saves *$")
+        self.assertRegex("".join(screen), r"^\d.*Ctrl-C stops and saves +lost: 0 overflows, \d+ damaged *$")
 
     def test_time_left_is_no_second_when_it_is_less(self):
         shown, status = self.on_terminal("--seconds", "0.5", "--output", "o.bin")
@@ -340,7 +340,7 @@ class Boards(HostTest):
                     self.command("record", "--board", board, "--port", str(number), "--prescaler", "9", "--seconds", "0.2",
                                  "--output", name + ".bin"), env=environment, capture_output=True, text=True,
                     timeout=LIMIT, cwd=self.folder, check=False)
-                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertEqual(result.returncode, 4, result.stderr)  # this source is silent: nobody enables its TPIU
                 self.assertIn(f"trace clock   {clock:g} MHz", result.stdout)
                 self.assertGreater(os.path.getsize(os.path.join(run, name + ".journal")), 0)
                 with open(os.path.join(run, name + ".tpiu")) as state:

@@ -1,0 +1,235 @@
+"""What was lost is found: holes that swosource made and reports are compared with the ledger of the capture."""
+import json
+import os
+import random
+import subprocess
+import unittest
+
+from hosting import HostTest, ON_WINE, main
+
+NEAR = 300  # bytes behind a hole in which its entry stands
+BEFORE = 8  # the packet that a hole falls in began so much before at most
+
+
+class Ledger(HostTest):
+    def report(self, data, *arguments, status=None):
+        """The ledger's entries and its totals."""
+        capture = self.file("capture.bin")
+        with open(capture, "wb") as out:
+            out.write(data)
+        result = self.run_host("report", self.host_path(capture), "--json", "-", *arguments)
+        lines = [json.loads(line) for line in result.stdout.splitlines()]
+        totals = lines.pop()["totals"]
+        self.assertEqual(result.returncode, totals["status"], result.stderr)
+        if status is not None:
+            self.assertEqual(totals["status"], status, result.stdout[-2000:])
+        return lines, totals
+
+
+def firmware(size):
+    """The trace of a small made-up firmware, written here: text on port 0, a counter on port 1, exceptions, PC samples and
+    local timestamps. No overflows, so that every entry is a hole's."""
+    stream = bytearray()
+    tick = 0
+
+    def timestamp(ticks):
+        if 1 <= ticks <= 6:
+            stream.append(ticks << 4)
+            return
+        stream.append(0xC0)
+        while True:
+            more = 0x80 if ticks > 0x7F else 0
+            stream.append(ticks & 0x7F | more)
+            ticks >>= 7
+            if not ticks:
+                return
+
+    while len(stream) < size:
+        if tick % 16 == 0:
+            stream.extend(b"\0\0\0\0\0\x80")
+        stream.extend((0x0E, 15, 0x10))
+        timestamp(5)
+        stream.extend(b"\x0B" + tick.to_bytes(4, "little"))
+        stream.extend((0x0E, 15, 0x20, 0x0E, 0, 0x30))
+        timestamp(3 + tick % 500)
+        for character in b"tick %06u, level %3u mV\n" % (tick, 300 + tick * 7 % 400):
+            stream.extend((0x01, character))
+        timestamp(40000 + tick % 5000)
+        stream.extend(b"\x17" + (0x08000100 + tick * 52 % 0x4000).to_bytes(4, "little"))
+        stream.extend(b"\xFA" + (tick & 0xFFFF).to_bytes(2, "little"))
+        tick += 1
+    return bytes(stream[:size])
+
+
+def counters(data):
+    """Offsets behind which a whole value of the counter on port 1 has come."""
+    places, i = [], 0
+    while i < len(data):
+        header = data[i]
+        if header == 0:
+            i = data.index(0x80, i) + 1
+            continue
+        if header == 0xC0:
+            i += 1
+            while i < len(data) and data[i] & 0x80:
+                i += 1
+            i += 1
+            continue
+        length = 1 + (0, 1, 2, 4)[header & 3] if header & 3 else 1
+        if header == 0x0B:
+            places.append((i, i + length))
+        i += length
+    return places
+
+
+class Holes(Ledger):
+    """Holes in a stream, far enough apart that each has its place in the ledger."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.whole = firmware(1_500_000)
+
+    def cut(self, holes, seed, longest=5000):
+        """The stream with holes, and for each hole its place in what is left and its length."""
+        chance = random.Random(seed)
+        left, cuts, taken = bytearray(), [], 0
+        step = len(self.whole) // (holes + 1)
+        for hole in range(1, holes + 1):
+            place = step * hole + chance.randrange(step // 4)
+            length = chance.randrange(1, longest)
+            left += self.whole[taken:place]
+            cuts.append((len(left), length))
+            taken = place + length
+        left += self.whole[taken:]
+        return bytes(left), cuts
+
+    @staticmethod
+    def of_hole(entry, place):
+        return place - BEFORE <= entry["offset"] <= place + NEAR
+
+    def test_whole_stream_has_no_entry(self):
+        entries, totals = self.report(self.whole[:1_000_000], status=0)
+        self.assertEqual([entry for entry in entries if entry["severity"] != "edge"], [])
+        self.assertEqual(totals["verdict"], "good")
+
+    def test_holes_are_seen_as_often_as_forecast_and_nothing_else_is(self):
+        left, cuts = self.cut(100, 1)
+        entries, totals = self.report(left, status=3)
+        entries = [entry for entry in entries if entry["severity"] != "edge"]
+        for entry in entries:
+            self.assertTrue(any(self.of_hole(entry, place) for place, _ in cuts), entry)
+        seen = sum(any(self.of_hole(entry, place) for entry in entries) for place, _ in cuts) / len(cuts)
+        forecast = totals["forecast"]
+        promised = (forecast["seen_as_loss"] + forecast["seen_as_hint"]) / forecast["holes"]
+        print(f"seen {seen:.2f}, forecast {promised:.2f}")
+        self.assertLessEqual(abs(seen - promised), 0.10)
+
+    def test_counter_port_shows_every_hole_and_counts_what_is_missing(self):
+        left, cuts = self.cut(60, 2)
+        entries, totals = self.report(left, "--counter-port", "1", status=3)
+        gaps = [entry for entry in entries if entry["kind"] == "counter-gap"]
+        removed, missing = 0, 0
+        values = counters(self.whole)
+        for place, length in cuts:
+            begin = place + removed
+            removed += length
+            lost = sum(1 for first, end in values if first < begin + length and end > begin)
+            missing += lost
+            own = [gap for gap in gaps if 0 <= gap["offset"] - place <= 400]
+            if lost:
+                self.assertEqual(sum(gap["missing"] for gap in own), lost, (place, length, own))
+        self.assertEqual(totals["missing"], missing)
+
+    def test_damage_without_a_hole_is_found(self):
+        data = bytearray(self.whole[:200_000])
+        for place in range(10_000, 190_000, 20_000):
+            data[place:place + 12] = b"\x04" * 12
+        entries, totals = self.report(bytes(data), status=3)
+        self.assertEqual(totals["lost_in_target"], 0)
+        for place in range(10_000, 190_000, 20_000):
+            self.assertTrue(any(self.of_hole(entry, place) for entry in entries), place)
+
+    def test_what_fail_on_says_decides_the_status_but_not_what_is_told(self):
+        data = self.whole[:50_000] + b"\x04\x04" + self.whole[50_000:100_000]
+        boundary = counters(self.whole[:50_000])[-1][0]
+        overflown = self.whole[:boundary] + b"\x70" + self.whole[boundary:100_000]
+        for content, choice, status in ((data, "line", 3), (data, "any", 3), (data, "never", 0),
+                                        (overflown, "line", 0), (overflown, "any", 3), (overflown, "never", 0)):
+            with self.subTest(choice=choice, status=status):
+                _, totals = self.report(content, "--fail-on", choice, status=status)
+                self.assertGreaterEqual(totals["lost_between_pin_and_file"] + totals["lost_in_target"], 1)
+
+    def test_decode_gives_the_same_status_and_tells_the_loss_on_standard_error(self):
+        self.write("empty", "")
+        capture = self.file("capture.bin")
+        with open(capture, "wb") as out:
+            out.write(self.whole[:50_000] + b"\x04\x04" + self.whole[50_000:100_000])
+        result = self.run_host("decode", self.host_path(capture), "--format", "csv", "--output",
+                               self.host_path(self.file("rows.csv")))
+        self.assertEqual(result.returncode, 3)
+        self.assertIn("lost: 1 place (1 between pin and file): 2 bytes damaged", result.stderr)
+        result = self.run_host("decode", self.host_path(self.file("empty")))
+        self.assertEqual((result.returncode, result.stdout), (4, ""))
+        self.assertIn("nothing usable (no-bytes)", result.stderr)
+
+
+@unittest.skipIf(ON_WINE, "swosource hands its bytes to a port of the same platform")
+class Recorded(Ledger):
+    """Recordings through the plug-in."""
+
+    def record(self, number, *more):
+        return self.run_host("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", "--output",
+                             self.file("trace.bin"), *more)
+
+    def test_recording_tells_what_was_lost_and_keeps_a_sheet(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "60000")
+        result = self.record(number, "--bytes", "60000")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout, r"  lost          \d+ places \(\d+ in the target\)\n")
+        with open(self.file("trace.bin.sheet.json")) as file:
+            sheet = json.load(file)
+        self.assertEqual((sheet["format"], sheet["bytes"], sheet["trace_clock_hz"], sheet["prescaler"],
+                          sheet["timestamp_prescale"], sheet["stop_reason"], sheet["baud_taken"]),
+                         ("KTRS", 60000, 1152000, 9, 4, "size", 115200))
+        self.assertEqual(sheet["port_counters_note"], "not told by this port")
+        self.assertEqual(sheet["arrivals"][-1][1], 60000)
+        report = self.run_host("report", self.file("trace.bin"))
+        self.assertIn("of 4 cycles at 1,152,000 Hz", report.stdout)  # from the sheet
+
+    def test_print_gives_the_text_of_the_port_on_standard_output(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "40000")
+        result = self.record(number, "--bytes", "40000", "--print", "0")
+        lines = result.stdout.splitlines()
+        self.assertEqual(lines[0], "tick 000000, level 300 mV")
+        self.assertGreater(len(lines), 100)
+        self.assertTrue(all(line.startswith("tick ") for line in lines))
+        self.assertIn("Recorded 40000 bytes", result.stderr)
+
+    def test_stream_can_be_decoded_while_it_is_recorded(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "40000")
+        command = " ".join(self.command("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9",
+                                        "--bytes", "40000", "--quiet", "--output", "-"))
+        result = subprocess.run(f"{command} | {' '.join(self.command('decode', '-'))}", shell=True, text=True,
+                                env=self.environment(), capture_output=True, timeout=100, cwd=self.folder)
+        self.assertTrue(result.stdout.startswith("tick 000000, level 300 mV\n"), result.stderr)
+        self.assertGreater(result.stdout.count("\n"), 100)
+
+    def test_silent_target_gives_status_4(self):
+        number, link = self.port()
+        near_end, far_end = os.openpty()
+        os.symlink(os.ttyname(far_end), link)
+        result = self.record(number, "--seconds", "0.3")
+        os.close(far_end)
+        os.close(near_end)
+        self.assertEqual(result.returncode, 4, result.stdout)
+        self.assertIn("verdict       no-bytes", result.stdout)
+
+    def test_wrong_rate_gives_status_4_and_the_ratio(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--clock", "576000")
+        result = self.record(number, "--bytes", "20000")
+        self.assertEqual(result.returncode, 4, result.stdout)
+        self.assertIn("rate-too-high (sure): the port runs 1.88 to 2.12 times as fast as the line", result.stdout)
+
+
+if __name__ == "__main__":
+    main()
