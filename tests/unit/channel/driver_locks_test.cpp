@@ -92,7 +92,7 @@ TEST_F(HeldMutex, IsNotWaitedForByWhatTakesNoLock) {
     ExpectNoWait("GetCpuName", [this] { EXPECT_STREQ(driver->GetCpuName(), "board/cpu"); });
     ExpectNoWait("IsBufferWrapped", [this] { EXPECT_FALSE(driver->IsBufferWrapped()); });
     ExpectNoWait("GetExtendedInfo", [this] {
-        std::string text;
+        Korr::Plim::Trace::HostString text;
         driver->GetExtendedInfo(text);
     });
     ExpectNoWait("GetProgress", [this] {

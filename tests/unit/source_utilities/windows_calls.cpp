@@ -151,13 +151,13 @@ FILE* __wrap__fsopen(const char* name, const char* mode, int share) {
                                                                        : __real__fsopen(name, mode, share);
 }
 
-__int64 __wrap__filelengthi64(int file) { return Note("_filelengthi64") ? -1 : __real__filelengthi64(file); }
-int __wrap__fseeki64(FILE* stream, __int64 offset, int origin) {
+int64_t __wrap__filelengthi64(int file) { return Note("_filelengthi64") ? -1 : __real__filelengthi64(file); }
+int __wrap__fseeki64(FILE* stream, int64_t offset, int origin) {
     return Note("_fseeki64", Number(static_cast<uint64_t>(origin)))
                ? -1
                : __real__fseeki64(stream, offset, origin);
 }
-__int64 __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
+int64_t __wrap__ftelli64(FILE* stream) { return Note("_ftelli64") ? -1 : __real__ftelli64(stream); }
 }
 
 bool WindowsCalls::pretendsVolume = false;

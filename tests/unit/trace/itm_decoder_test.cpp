@@ -52,7 +52,7 @@ TEST(ItmDecoder, AnyCutGivesTheSamePackets) {
     for (unsigned seed = 1; seed <= 30; ++seed) {
         const Bytes bytes = DamagedStream(seed);
         const std::vector<Packet> whole = Decode(bytes);
-        for (const size_t block : {1, 2, 3, 7, 8, 9, 17, 511, 512, 513, 1024, 4096, 65536}) {
+        for (const size_t block : {1U, 2U, 3U, 7U, 8U, 9U, 17U, 511U, 512U, 513U, 1024U, 4096U, 65536U}) {
             EXPECT_EQ(FirstDifference(DecodeCut(bytes, block, 0), whole), "")
                 << "seed " << seed << " block " << block;
         }
@@ -65,7 +65,7 @@ TEST(ItmDecoder, AnyCutGivesTheSamePacketsWithoutSalvage) {
     const Bytes bytes = DamagedStream(5);
     const ItmOptions options{true, Architecture::Any, false};
     const std::vector<Packet> whole = Decode(bytes, options);
-    for (const size_t block : {1, 5, 64, 1000})
+    for (const size_t block : {1U, 5U, 64U, 1000U})
         EXPECT_EQ(FirstDifference(DecodeCut(bytes, block, 0, options), whole), "");
 }
 

@@ -73,7 +73,7 @@ TEST(TpiuDeframer, ReturnsWhatAFormatterWasGiven) {
             meant.bytes.push_back(given[i].byte);
             meant.places.push_back(framed.places[i]);
         }
-        for (const size_t block : {1, 3, 16, 17, 100, 65536}) {
+        for (const size_t block : {1U, 3U, 16U, 17U, 100U, 65536U}) {
             const Content found = Deframe(framed.bytes, 5, block);
             EXPECT_EQ(found.bytes, meant.bytes) << "seed " << seed << " block " << block;
             EXPECT_EQ(found.places, meant.places) << "seed " << seed << " block " << block;
@@ -236,7 +236,7 @@ TEST(CaptureDecoder, ReadsFramesWithoutBeingTold) {
         EXPECT_EQ(whole.framing.stream, seed);
         EXPECT_EQ(FirstDifference(WithoutHints(whole.packets), capture.packets), "") << "seed " << seed;
         EXPECT_EQ(whole.steps.size(), 0U);
-        for (const size_t block : {1, 15, 16, 17, 333, 4096}) {
+        for (const size_t block : {1U, 15U, 16U, 17U, 333U, 4096U}) {
             EXPECT_EQ(FirstDifference(DecodeCapture(capture.bytes, block).packets, whole.packets), "")
                 << block;
         }
