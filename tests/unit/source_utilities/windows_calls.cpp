@@ -40,7 +40,6 @@ decltype(::CreateToolhelp32Snapshot) __real_CreateToolhelp32Snapshot;
 decltype(::FreeLibrary) __real_FreeLibrary;
 decltype(::GetDiskFreeSpaceExA) __real_GetDiskFreeSpaceExA;
 decltype(::GetEnvironmentVariableA) __real_GetEnvironmentVariableA;
-decltype(::GetModuleHandleExA) __real_GetModuleHandleExA;
 decltype(::GetProcAddress) __real_GetProcAddress;
 decltype(::LoadLibraryA) __real_LoadLibraryA;
 decltype(::Process32First) __real_Process32First;
@@ -125,9 +124,13 @@ FARPROC WINAPI __wrap_GetProcAddress(HMODULE module, LPCSTR name) {
     }
     return __real_GetProcAddress(module, name);
 }
+// The linker drops the real function's thunk when nothing but its replacement reaches it: it is looked up.
 BOOL WINAPI __wrap_GetModuleHandleExA(DWORD flags, LPCSTR address, HMODULE* module) {
-    return Note("GetModuleHandleExA", Number(flags)) ? FALSE
-                                                     : __real_GetModuleHandleExA(flags, address, module);
+    if (Note("GetModuleHandleExA", Number(flags))) return FALSE;
+    const FARPROC found = __real_GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetModuleHandleExA");
+    const auto real =
+        reinterpret_cast<BOOL(WINAPI*)(DWORD, LPCSTR, HMODULE*)>(reinterpret_cast<void*>(found));
+    return real(flags, address, module);
 }
 
 std::uintptr_t __wrap__beginthreadex(void* security, unsigned stack, unsigned(__stdcall* entry)(void*),
