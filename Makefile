@@ -53,7 +53,7 @@ test: test-native ## the native suite: unit, contract and end-to-end tests on Li
 	@$(call name_skipped,build/linux/tests.xml)
 	@echo "The native tests passed."
 
-check: test packages-all lint test-soak test-asan test-tsan test-windows ## everything, as continuous integration runs it
+check: test packages-all lint test-soak test-asan test-tsan test-windows ## everything: native, lint, soak, sanitizers, Windows under Wine
 	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
 	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine."
 
