@@ -4,6 +4,8 @@
 
 #include "host_api/entry_points.h"
 #include "tracehost/library.h"
+#include "tracehost/platform_words.h"
+#include "tracehost/simulated_libraries.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -14,7 +16,8 @@ class Plugin {
   public:
     /// \throws HostError when it cannot be loaded or misses an export
     explicit Plugin(const std::string& path)
-        : library(path),
+        : simulated(ProgramFolder()),
+          library(path),
           createRcvr(library.Entry<CreateRcvrFunction>("CreateRcvr")),
           destroyRcvr(library.Entry<DestroyRcvrFunction>("DestroyRcvr")) {}
 
@@ -24,6 +27,7 @@ class Plugin {
     void DestroyReceiver(CReceiver* receiver) const { destroyRcvr(receiver); }
 
   private:
+    SimulatedLibraries simulated;
     Library library;
     CreateRcvrFunction createRcvr;
     DestroyRcvrFunction destroyRcvr;
