@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The newcomer's two commands are `make demo` and `make test`; both install what they need. `make check` is everything.
 # `make help` lists the rest.
 # CMake and its presets do the building: this file only puts the steps in order.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # GoogleTest: installed libraries natively; for the Windows cross build from Debian's sources.
 if(CMAKE_CROSSCOMPILING)
     set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Header-only libraries of Debian (nlohmann-json3-dev, libcli11-dev): tarnel_json and tarnel_cli.
 #
 # A cross build must not see the whole of /usr/include, so the headers are copied into the build tree.

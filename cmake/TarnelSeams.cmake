@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A seam is one header with a body per platform and, where faults must be injected, a scripted body:
 #   <room>/<name>.h, <room>/windows/<name>.cpp, <room>/posix/<name>.cpp, tests/fakes/<name>.cpp
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Language, warnings, sanitizers and output folders, for every target of the project.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

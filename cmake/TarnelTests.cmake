@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # tarnel_add_test(NAME SOURCES file... [SCRIPTED seam...] [LIBRARIES lib...] [TIMEOUT seconds] [LABELS label...]
 #                 [ARGUMENTS argument...] [LAUNCHER command...])
 #

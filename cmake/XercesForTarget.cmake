@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Target XercesC::XercesC. Natively the installed library (Debian's libxerces-c-dev; vcpkg.json on Windows); for the
 # cross build the static one that cmake/build-windows-libraries has put into the machine's cache.
 if(NOT CMAKE_CROSSCOMPILING)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Cross build for Windows x64 in the C++ ABI of the platform's own compiler, with which the hosts are built: clang, lld,
 # libc++, the C headers of Wine, and what msvc_abi/ adds. cmake/build-windows-libraries has built libc++ and the other
 # libraries into the machine's cache; programs run under Wine.

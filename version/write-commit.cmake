@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # usage: cmake -DHEADER=FILE -DSOURCE=FOLDER -DCOMMIT=TEXT -DGIT=PROGRAM -P write-commit.cmake
 if(COMMIT STREQUAL "" AND EXISTS "${SOURCE}/.git" AND GIT)
     execute_process(COMMAND ${GIT} -c safe.directory=* -C ${SOURCE} rev-parse --short=7 HEAD

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Each contract of the source utilities' seams, against the platform's body and against the scripted one.
 foreach(seam file_system environment_variables process local_time native_thread debugger_output)
     tarnel_add_test(${seam}_contract_test SOURCES ${seam}_contract.cpp)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Captures of what swosource plays, and the demonstration. The tests of the Windows build take swosource from
 # build/linux and are skipped without it. A test in real time runs alone; under Wine it has a prefix of its own, whose
 # server serves nothing else.
