@@ -11,7 +11,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
 .PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
-    bench bench-loss fuzz mutants packages-native packages-all clean
+    bench bench-loss fuzz mutants docs packages-native packages-all clean
 
 help: ## list the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
@@ -54,7 +54,7 @@ test: test-native ## the native suite: unit, contract and end-to-end tests on Li
 	@$(call name_skipped,build/linux/tests.xml)
 	@echo "The native tests passed."
 
-check: test packages-all lint test-soak test-asan test-tsan test-windows ## everything: native, lint, soak, sanitizers, Windows under Wine
+check: test packages-all lint docs test-soak test-asan test-tsan test-windows ## everything: native, lint, documents, soak, sanitizers, Windows under Wine
 	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
 	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine."
 
@@ -94,6 +94,10 @@ fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS 
 
 mutants: packages-all build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py
+
+docs: packages-all ## the reference of the host's interfaces, into build/docs/html; a warning is a failure
+	@mkdir -p build/docs
+	@cmake/run-quietly "Reading the headers" build/docs.log doxygen docs/Doxyfile
 
 clean: ## remove the build trees
 	rm -rf build

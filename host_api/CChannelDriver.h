@@ -18,8 +18,8 @@ enum StatusCode : uint32_t {
 
 /// What GetStatus fills. Owned by the caller. The meanings of the flags are the host's.
 struct StatusRecord {
-    uint32_t code = 0;  ///< a StatusCode, or 0
-    HostString text;
+    uint32_t code = 0;                   ///< a StatusCode, or 0
+    HostString text;                     ///< the state in words
     uint8_t flags[5] = {0, 0, 0, 0, 0};  ///< flag 0 to flag 4, each 0 or 1
 };
 
@@ -27,21 +27,17 @@ struct StatusRecord {
 ///
 /// GetStatus, SetConfiguration, StartRecording and StopRecording wait for each other; nothing else waits.
 /// What a host has to know beyond the single operations:
-/// - A StopRecording that is refused because the target runs leaves the driver locked by the calling thread.
-/// That
-///   thread can go on as if it were not, and must be the one that releases the driver or destroys the
+/// - A StopRecording that is refused because the target runs leaves the driver locked by the calling
+///   thread. It can go on as if it were not, and must be the one that releases the driver or destroys the
 ///   receiver; every other thread waits in those four operations until then, for ever.
-/// - A SetConfiguration that is refused keeps the state, but what was read before the refusal holds already:
-/// the
-///   options take effect in the order firmware, prescaler, clock, port, timestamp prescale, and the first
-///   that is wrong ends it. The next start uses what then holds.
-/// - A SetConfiguration while recording does not stop the capture: it goes on, into the same file, although
-/// the
-///   state is "Ready to record" and a StopRecording is refused. The next StartRecording ends it, also one
-///   that fails, and so does the driver's release.
-/// - A capture that ends by itself (port gone, disk full) does not change the state: it is "Recording" until
-/// the
-///   stop.
+/// - A SetConfiguration that is refused keeps the state, but what was read before the refusal holds
+///   already. The options take effect in the order firmware, prescaler, clock, port, timestamp prescale,
+///   and the first that is wrong ends it. The next start uses what then holds.
+/// - A SetConfiguration while recording does not stop the capture. It goes on, into the same file,
+///   although the state is "Ready to record" and a StopRecording is refused. The next StartRecording ends
+///   it, also one that fails, and so does the driver's release.
+/// - A capture that ends by itself (port gone, disk full) does not change the state. It stays "Recording"
+///   until the stop.
 class CChannelDriver : public TraceChannelAttributes {
   public:
     /// Always false: the capture file never wraps. [any host thread]

@@ -32,6 +32,8 @@ class DeviceInformation {
 /// the others keep their places.
 class DeviceIdentifier {
   public:
+    ///@{
+    /// Unknown, and never called.
     virtual void Reserved0() = 0;
     virtual void Reserved1() = 0;
     virtual void Reserved2() = 0;
@@ -42,6 +44,7 @@ class DeviceIdentifier {
     virtual void Reserved7() = 0;
     virtual void Reserved8() = 0;
     virtual void Reserved9() = 0;
+    ///@}
     /// Whether (identification AND mask) = (value AND mask) holds for the connected device.
     virtual bool Match(uint32_t value, uint32_t mask) = 0;
     /// What is known of the device by this name (the CPU name); null when nothing is.

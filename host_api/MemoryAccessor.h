@@ -8,6 +8,7 @@ namespace Korr::Plim::Trace {
 class MemoryAccessor {
   public:
     /// Reads the 4 bytes at a 32-bit address of the CPU as one word. [plug-in]
+    /// \param address of the first byte
     /// \param value out; left as it was on failure
     /// \return 0 for success
     virtual uint32_t ReadMemory(uint32_t address, uint32_t& value) = 0;

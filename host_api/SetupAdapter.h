@@ -10,6 +10,8 @@ class SetupAdapter {
   public:
     /// Must succeed before anything else is asked. \param errorText out: why it failed
     virtual bool Initialise(HostString& errorText) = 0;
+    ///@{
+    /// Unknown, and never called.
     virtual void Reserved1() = 0;
     virtual void Reserved2() = 0;
     virtual void Reserved3() = 0;
@@ -18,6 +20,7 @@ class SetupAdapter {
     virtual void Reserved6() = 0;
     virtual void Reserved7() = 0;
     virtual void Reserved8() = 0;
+    ///@}
     /// Path of the target set-up data file of a CPU, written to `path` and returned. May throw.
     virtual HostString& GetSetupFile(const HostString& cpuName, HostString& path) = 0;
 

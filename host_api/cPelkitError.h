@@ -23,6 +23,7 @@ class PELKIT_TYPE cPelkitErrorIF {
     enum Severity_Type { eSEVERITY_NONE = 0, eSEVERITY_WARNING = 1, eSEVERITY_ERROR = 2 };
 
     cPelkitErrorIF() = default;
+    /// A thrown error is copied.
     cPelkitErrorIF(const cPelkitErrorIF&) = default;
     cPelkitErrorIF& operator=(const cPelkitErrorIF&) = delete;
     virtual ~cPelkitErrorIF() = default;
@@ -36,9 +37,11 @@ class alignas(16) PELKIT_TYPE cPelkitError : public cPelkitErrorIF {
   public:
     /// Copies `text`; null counts as the empty text.
     PELKIT_API cPelkitError(const char* text, Severity_Type severity);
+    /// Copies a text of the host's string type.
     PELKIT_API cPelkitError(const Korr::Plim::Trace::HostString& text, Severity_Type severity) PELKIT_NAME(
         "??0cPelkitError@@QEAA@AEBV?$basic_string@DU?$char_traits@D@std@@V?$allocator@D@2@@std@@"
         "W4Severity_Type@cPelkitErrorIF@@@Z");
+    /// The same message and severity.
     PELKIT_API cPelkitError(const cPelkitError& other);
     cPelkitError& operator=(const cPelkitError&) = delete;
     PELKIT_API ~cPelkitError() override;

@@ -11,8 +11,11 @@ namespace Korr::Plim::Trace {
 /// The one of the two running states in which a recording cannot be stopped.
 inline constexpr uint32_t kTargetRunning = 6;
 
+/// The host has no connection to the target.
 constexpr bool IsTargetDisconnected(uint32_t state) { return state == 3 || state == 4; }
+/// The target runs.
 constexpr bool IsTargetStarted(uint32_t state) { return state == 5 || state == kTargetRunning; }
+/// The target is halted.
 constexpr bool IsTargetHalted(uint32_t state) { return state == 7 || state == 8; }
 
 }  // namespace Korr::Plim::Trace
