@@ -41,8 +41,9 @@ std::string FreeSpaceBeside(const std::string& file) {
 }
 
 CaptureFault NotWritten(const std::string& file, const std::string& why) {
-    return {false, "the capture file \"" + file + "\" takes no more (" + why + "; " + FreeSpaceBeside(file) +
-                       " on its disk): make room there, or lift the limit on file sizes"};
+    return {false, std::nullopt,
+            "the capture file \"" + file + "\" takes no more (" + why + "; " + FreeSpaceBeside(file) +
+                " on its disk): make room there, or lift the limit on file sizes"};
 }
 
 /// Whether the disk of a file still takes bytes, found by giving it some.
@@ -70,7 +71,8 @@ std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
     if (auto fault = FromLog(seconds)) return fault;
     if (auto fault = FromPort(seconds)) return fault;
     if (bytes < grownTo)
-        return CaptureFault{false, "the capture file \"" + file + "\" was removed or shortened"};
+        return CaptureFault{false, std::nullopt,
+                            "the capture file \"" + file + "\" was removed or shortened"};
     return FromDisk(seconds, bytes);
 }
 
@@ -98,12 +100,13 @@ std::optional<CaptureFault> CaptureWatch::FromPort(double seconds) {
     if (!isThere && !goneSince) goneSince = seconds;
     const std::string why = readError ? " (" + WithMeaning(*readError) + ")" : std::string();
     const std::string advice = why + ": is the probe plugged in?";
+    const auto number = readError ? std::optional(static_cast<uint32_t>(*readError)) : std::nullopt;
     const bool bothTold = goneSince && readError;
     if (bothTold || (goneSince && seconds - *goneSince >= kOtherComes)) {
-        return CaptureFault{true, Port() + " vanished" + advice};
+        return CaptureFault{true, number, Port() + " vanished" + advice};
     }
     if (!readError || seconds - readFailedAt < kOtherComes) return std::nullopt;
-    return CaptureFault{true, Port() + " could not be read any more" + advice};
+    return CaptureFault{true, number, Port() + " could not be read any more" + advice};
 }
 
 /// Without room the log, too, may have been unable to tell.

@@ -10,8 +10,9 @@ namespace Korr::Plim::Trace::Tracehost {
 
 /// Why a capture came to its end though nobody stopped it.
 struct CaptureFault {
-    bool ofThePort = false;  ///< the port is to blame, and may come back
-    std::string what;        ///< the rest of a sentence: "COM5 (/dev/ttyACM5) vanished (error 5: …)"
+    bool ofThePort = false;             ///< the port is to blame, and may come back
+    std::optional<uint32_t> readError;  ///< the platform's number, when reading the port failed
+    std::string what;  ///< the rest of a sentence: "COM5 (/dev/ttyACM5) vanished (error 5: …)"
 };
 
 /// Finds out from what a host can see whether a capture goes on: the plug-in itself goes on saying

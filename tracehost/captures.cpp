@@ -13,7 +13,8 @@ namespace Korr::Plim::Trace::Tracehost {
 namespace {
 
 constexpr const char* kStandardInput = "-";
-constexpr uint64_t kMostPadding = 7;  // bytes that a save adds
+constexpr uint32_t kOperationAborted = 995;  // Windows ends reads with it when the line has errors
+constexpr uint64_t kMostPadding = 7;         // bytes that a save adds
 
 constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
 constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
@@ -143,6 +144,11 @@ void ForEachCapture(const CaptureRequest& request, const std::function<void(Capt
 
 void AddHostKnowledge(const Capture& capture, Swo::CaptureAnalysis& analysis, Swo::SignalFeatures& features) {
     const RecordingSheet& sheet = capture.sheet;
+    for (const Swo::LossKind kind : {Swo::LossKind::PortLost, Swo::LossKind::ReaderStopped}) {
+        const auto told = sheet.ledger.find(std::string(Swo::LossKindName(kind)));
+        if (told != sheet.ledger.end()) analysis.Losses().OnHost(kind, told->second, analysis.Bytes());
+    }
+    features.readErrorLogged = sheet.readError == kOperationAborted;
     if (!sheet.countersBefore || !sheet.countersAfter) return;
     const PortCounters& before = *sheet.countersBefore;
     const PortCounters& after = *sheet.countersAfter;

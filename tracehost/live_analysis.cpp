@@ -1,18 +1,19 @@
 #include "tracehost/live_analysis.h"
 
 #include <ctime>
-#include <filesystem>
 
 #include "tracehost/diagnosis_text.h"
-#include "tracehost/errors.h"
+#include "tracehost/exit_status.h"
 #include "tracehost/loss_text.h"
-#include "tracehost/sheet_file.h"
+#include "tracehost/port_list.h"
+#include "version/version.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
 constexpr auto kFramingPatience = std::chrono::seconds(1);
+constexpr auto kCounterPause = std::chrono::milliseconds(100);
 constexpr double kTold = 0.95;  // validity below which the verdict is shown
 
 std::string UtcNow() {
@@ -22,7 +23,7 @@ std::string UtcNow() {
     return text;
 }
 
-const char* ReasonName(EndReason reason) {
+std::string ReasonName(EndReason reason) {
     switch (reason) {
         case EndReason::Asked:
             return "the user";
@@ -40,18 +41,46 @@ const char* ReasonName(EndReason reason) {
     return "";
 }
 
+std::string StopReason(const RecordingResult& result) {
+    const RecordedPart& part = result.parts.back();
+    return ReasonName(result.reason) + (part.fault.empty() ? part.fault : ": " + part.fault);
+}
+
+void AddTotals(Swo::LedgerTotals& sum, const Swo::LedgerTotals& part) {
+    for (std::size_t i = 0; i < sum.places.size(); ++i) sum.places[i] += part.places[i];
+    sum.lostInTarget += part.lostInTarget;
+    sum.lostOnTheWay += part.lostOnTheWay;
+    sum.hints += part.hints;
+    sum.damagedBytes += part.damagedBytes;
+    sum.suspectPackets += part.suspectPackets;
+    sum.salvagedBytes += part.salvagedBytes;
+    sum.missing += part.missing;
+}
+
 }  // namespace
 
 LiveAnalysis::LiveAnalysis(const RecordRequest& wanted, std::FILE* text)
-    : request(wanted), print(text), started(UtcNow()) {
+    : request(wanted), asked(AskedLineOf(wanted)), print(text) {
+    BeginPart();
+}
+
+void LiveAnalysis::BeginPart() {
     Swo::AnalysisOptions options;
-    options.prescale = request.timestampPrescale;
+    options.prescale = asked.timestampPrescale.value_or(1);
     options.counterPort = request.counterPort;
     if (request.print) {
         options.text = this;
         options.textPorts = *request.print;
     }
     analysis = std::make_unique<Swo::CaptureAnalysis>(options);
+    begun = lookAt = Clock::now();
+    started = UtcNow();
+    decided = false;
+    arrivals = ArrivalLog();
+    before.reset();
+    after.reset();
+    countersNote.clear();
+    baud.reset();
 }
 
 void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
@@ -64,15 +93,20 @@ void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
         analysis->Decide();
     }
     if (request.print) std::fflush(print);
-    LookAtCounters();
 }
 
 void LiveAnalysis::Write(uint8_t, const uint8_t* bytes, std::size_t count) {
     std::fwrite(bytes, 1, count, print);
 }
 
+void LiveAnalysis::WatchPort(std::optional<uint32_t> number) {
+    port = number;
+    if (!port || Clock::now() < lookAt) return;
+    lookAt = Clock::now() + kCounterPause;
+    LookAtCounters();
+}
+
 void LiveAnalysis::LookAtCounters() {
-    if (!port) return;
     const PortGlance glance = LookAtPort(*port);
     if (glance.baud) {
         baud = glance.baud;
@@ -83,72 +117,82 @@ void LiveAnalysis::LookAtCounters() {
     after = glance.counters;
 }
 
-std::string LiveAnalysis::Line() const { return LiveLosses(analysis->Losses().Totals()); }
+std::string LiveAnalysis::Line() const {
+    Swo::LedgerTotals sum = totals;
+    AddTotals(sum, analysis->Losses().Totals());
+    return LiveLosses(sum);
+}
 
-int LiveAnalysis::Finish(const RecordingResult& result, std::FILE* output) {
+RecordingSheet LiveAnalysis::EndPart(const RecordingResult& result) {
+    const RecordedPart& part = result.parts.back();
     analysis->Finish();
     if (request.print) std::fflush(print);
-    features = analysis->Features();
+    Swo::SignalFeatures measured = analysis->Features();
     Capture known{};
     known.sheet = Sheet(result);
-    AddHostKnowledge(known, *analysis, features);
-    diagnosis = Swo::Diagnose(features);
+    if (!part.fault.empty()) {
+        const auto kind = part.portFault ? Swo::LossKind::PortLost : Swo::LossKind::ReaderStopped;
+        known.sheet.ledger[std::string(Swo::LossKindName(kind))] = 1;
+    }
+    AddHostKnowledge(known, *analysis, measured);
+    RecordingSheet sheet = Sheet(result);
+    const uint64_t bytes = analysis->Bytes();
+    if (result.parts.size() == 1 || bytes > told) {
+        told = bytes;
+        features = measured;
+        diagnosis = Swo::Diagnose(features);
+    }
+    AddTotals(totals, analysis->Losses().Totals());
+    BeginPart();
+    return sheet;
+}
+
+int LiveAnalysis::Finish(const RecordingResult& result, std::FILE* output) const {
     const bool doubtful = result.bytes > 0 && diagnosis.confidence == Swo::Confidence::Low;
     const bool usable = IsUsable(features, diagnosis.verdict);
     if (output != nullptr) PrintVerdict(output);
     if (request.failOn == FailOn::Never || (!usable && doubtful)) return kDone;
-    return StatusOf(analysis->Losses().Totals(), usable, request.failOn);
+    return StatusOf(totals, usable, request.failOn);
 }
 
 void LiveAnalysis::PrintVerdict(std::FILE* output) const {
     const bool usable = IsUsable(features, diagnosis.verdict);
-    if (usable) {
-        std::fprintf(output, "  lost          %s\n", SummariseLosses(analysis->Losses().Totals()).c_str());
-    }
+    if (usable) std::fprintf(output, "  lost          %s\n", SummariseLosses(totals).c_str());
     if (usable && features.validity >= kTold) return;
     std::fprintf(output, "  verdict       %s\n", VerdictLine(features, diagnosis).c_str());
     std::fprintf(output, "                \"tracehost diagnose\" and \"tracehost report\" tell more.\n");
 }
 
 RecordingSheet LiveAnalysis::Sheet(const RecordingResult& result) const {
+    const RecordedPart& part = result.parts.back();
     RecordingSheet sheet;
-    sheet.host = "tracehost";
-    sheet.plugin = std::filesystem::path(request.plugin).filename().string();
+    sheet.host = std::string("tracehost ") + VersionText();
+    sheet.plugin = result.plugin;
     if (port) sheet.port = "COM" + std::to_string(*port);
+    sheet.probe = request.demo ? "simulated" : port ? PortDeviceName(*port) : std::string();
     sheet.cpu = request.cpu;
     sheet.started = started;
-    sheet.clockFrom = request.clock ? "given" : "device";
-    sheet.stopReason = ReasonName(result.reason);
+    sheet.clockFrom = asked.clock ? "given" : "device";
+    sheet.stopReason = StopReason(result);
+    sheet.rates = result.rates;
     if (result.bitRate > 0) sheet.baudAsked = result.bitRate;
     if (baud) sheet.baudTaken = *baud;
     if (result.traceClock > 0) sheet.traceClock = result.traceClock;
     if (result.bitRate > 0) sheet.prescaler = result.Prescaler();
-    if (request.options.empty()) sheet.timestampPrescale = request.timestampPrescale;
-    sheet.seconds = result.seconds;
-    sheet.bytes = result.bytes;
+    sheet.timestampPrescale = asked.timestampPrescale;
+    sheet.seconds = part.end - part.begin;
+    sheet.bytes = part.bytes;
+    sheet.readError = part.readError;
     sheet.arrivals = arrivals.Points();
     sheet.countersBefore = before;
     sheet.countersAfter = after;
     sheet.countersNote = countersNote;
-    const Swo::LedgerTotals& totals = analysis->Losses().Totals();
+    const Swo::LedgerTotals& found = analysis->Losses().Totals();
     for (int i = 0; i < Swo::kLossKinds; ++i) {
         const auto kind = static_cast<Swo::LossKind>(i);
-        if (totals.Of(kind) > 0) sheet.ledger[std::string(Swo::LossKindName(kind))] = totals.Of(kind);
+        if (found.Of(kind) > 0) sheet.ledger[std::string(Swo::LossKindName(kind))] = found.Of(kind);
     }
     return sheet;
-}
-
-void WriteSheets(const RecordingSheet& sheet, const RecordingResult& result, bool raw) {
-    // A TDF file's sheets belong to the sections before them: with several parts only the last one is there.
-    const bool whole = result.parts.size() == 1;
-    for (const RecordedPart& part : result.parts) {
-        if (!raw && &part != &result.parts.back()) continue;
-        RecordingSheet own = sheet;
-        own.bytes = part.bytes;
-        own.seconds = part.end - part.begin;
-        if (!whole) own.arrivals.clear();
-        WriteSheetOf(part.file, raw, own);
-    }
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -9,6 +9,7 @@
 #include "trace/capture_analysis.h"
 #include "tracehost/capture_follower.h"
 #include "tracehost/captures.h"
+#include "tracehost/record_options.h"
 #include "tracehost/record_request.h"
 #include "tracehost/recording_result.h"
 #include "tracehost/recording_sheet.h"
@@ -16,47 +17,55 @@
 namespace Korr::Plim::Trace::Tracehost {
 
 /// Decodes a recording while it is made: what was lost, the text of chosen stimulus ports, and what the
-/// recording's sheet tells of the time. [host thread]
+/// recording's sheets tell of the time. Every part of the recording is a capture of its own. [host thread]
 class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
   public:
     /// \param wanted kept by reference \param text where the text goes that the request wants printed
     LiveAnalysis(const RecordRequest& wanted, std::FILE* text);
 
-    /// \param number COM port that is recorded, whose counters are looked at while bytes come
-    void UsePort(std::optional<uint32_t> number) { port = number; }
+    /// To be called often while a capture runs. \param number COM port that is recorded, whose counters are
+    /// looked at ten times a second
+    void WatchPort(std::optional<uint32_t> number);
     void Take(std::span<const uint8_t> bytes) override;
+    /// A part, the result's last one, has been stopped and saved. \return its sheet
+    RecordingSheet EndPart(const RecordingResult& result);
     /// Nothing more comes. \param output of the summary; null: nothing is shown
     /// \return the exit status, as far as the trace decides it
-    int Finish(const RecordingResult& result, std::FILE* output);
+    int Finish(const RecordingResult& result, std::FILE* output) const;
     /// For the progress line: "lost: 3 overflows, 0 damaged".
     std::string Line() const;
-    /// Of a recording that has been finished. Without what only the recording knows.
-    RecordingSheet Sheet(const RecordingResult& result) const;
 
   private:
     using Clock = std::chrono::steady_clock;
 
     void Write(uint8_t port, const uint8_t* bytes, std::size_t count) override;
+    void BeginPart();
     void LookAtCounters();
     void PrintVerdict(std::FILE* output) const;
+    RecordingSheet Sheet(const RecordingResult& result) const;
 
     const RecordRequest& request;
+    const AskedLine asked;
     std::FILE* print;
+
+    // Of the present part.
     std::unique_ptr<Swo::CaptureAnalysis> analysis;
-    Swo::SignalFeatures features;
-    Swo::Diagnosis diagnosis;
-    Clock::time_point begun = Clock::now();
+    Clock::time_point begun;
     std::string started;
     bool decided = false;
     std::optional<uint32_t> port;
+    Clock::time_point lookAt;
     ArrivalLog arrivals;
     std::optional<PortCounters> before;
     std::optional<PortCounters> after;
     std::string countersNote;
     std::optional<uint32_t> baud;  ///< that the port reports
-};
 
-/// Writes a sheet beside each part of a recording, or into it. Streams get none. \throws HostError
-void WriteSheets(const RecordingSheet& sheet, const RecordingResult& result, bool raw);
+    // Of the parts that have ended.
+    Swo::LedgerTotals totals;
+    uint64_t told = 0;  ///< bytes of the part that the verdict is about, the longest one
+    Swo::SignalFeatures features;
+    Swo::Diagnosis diagnosis;
+};
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -41,7 +41,7 @@ std::string WriteDemoBoard(const TemporaryFolder& folder) {
                                {"memory", {{"0x40032008", "0x00000001"}}},
                                {"journal", "journal.jsonl"},
                                {"tpiu", "tpiu.json"},
-                               {"trace_clock_hz", 24000000}});
+                               {"trace_clock_hz", static_cast<uint32_t>(kDemoClock)}});
 }
 
 void CheckBoard(const std::string& file) {

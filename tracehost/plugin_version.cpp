@@ -1,8 +1,8 @@
 #include "tracehost/plugin_version.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "tracehost/errors.h"
 #include "tracehost/plugin.h"
@@ -13,12 +13,16 @@ namespace Korr::Plim::Trace::Tracehost {
 namespace {
 
 constexpr std::size_t kLongestVersion = 64;
+constexpr uint64_t kLongestModule = uint64_t{1} << 30;  // bytes
 
 }  // namespace
 
 std::string VersionIn(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::error_code failure;
+    const auto size = std::filesystem::file_size(file, failure);
+    if (failure || size > kLongestModule) return {};
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    std::ifstream(file, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     const std::size_t mark = bytes.find(kVersionMark);
     if (mark == std::string::npos) return {};
     const std::string text = bytes.substr(mark + sizeof kVersionMark - 1, kLongestVersion);

@@ -81,6 +81,13 @@ std::vector<ListedPort> ListPorts() {
     return ports;
 }
 
+std::string PortDeviceName(uint32_t number) {
+    for (const std::string& name : Tarnel::ListPresentPortDevices()) {
+        if (NumberIn(name) == number) return name;
+    }
+    return {};
+}
+
 std::string WhyTaken(const ListedPort& port) {
     if (!port.number) return "not taken: its name tells no COM number";
     const std::string asked = "--port " + std::to_string(*port.number) + " takes it";

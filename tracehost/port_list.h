@@ -22,6 +22,9 @@ struct ListedPort {
 /// All of them, by number; those without one at the end. Prints what discovery prints to standard output.
 std::vector<ListedPort> ListPorts();
 
+/// The system's friendly name of a COM port's device; empty when it has none, as a port of the environment.
+std::string PortDeviceName(uint32_t number);
+
 /// Why a recording takes the port or does not, in one sentence.
 std::string WhyTaken(const ListedPort& port);
 

@@ -40,7 +40,7 @@ int RunRates(RatesRequest request) {
     const uint32_t port = ParsePort(request.port);
     TextOutput output("-", false);
     const auto rows = AskRates(port, request.clock, request.from, request.to);
-    output.Print(FormatRates(rows, std::nullopt));
+    output.Print(FormatRates(rows));
     output.Finish();
     return kDone;
 }

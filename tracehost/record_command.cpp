@@ -1,4 +1,5 @@
 // tracehost record
+#include <algorithm>
 #include <memory>
 
 #include "tracehost/commands.h"
@@ -10,6 +11,7 @@
 #include "tracehost/packet_filter.h"
 #include "tracehost/record_settings.h"
 #include "tracehost/recording.h"
+#include "tracehost/sheet_file.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -83,15 +85,24 @@ int Run(const RecordRequest& request) {
     LiveAnalysis live(request, standardOutput);
     recording.Observe(live);
     recording.ShowBeside([&] {
-        live.UsePort(recording.Port());
+        live.WatchPort(recording.Port());
         return live.Line();
+    });
+    std::string sheetProblem;
+    recording.AfterPart([&](const RecordingResult& result) {
+        const RecordingSheet sheet = live.EndPart(result);
+        if (recording.File().IsStream()) return;
+        try {
+            WriteSheetOf(recording.File().Name(), recording.File().Raw(), sheet);
+        } catch (const HostError& error) {
+            sheetProblem = error.what();
+        }
     });
     recording.AtEnd([&](std::FILE* output) {
         const int status = live.Finish(recording.Result(), output);
-        if (!recording.File().IsStream()) {
-            WriteSheets(live.Sheet(recording.Result()), recording.Result(), recording.File().Raw());
-        }
-        return status;
+        if (sheetProblem.empty()) return status;
+        std::fprintf(stderr, "tracehost: %s\n", sheetProblem.c_str());
+        return std::max(status, kFailed);
     });
     return recording.Run();
 }
@@ -103,6 +114,8 @@ void AddDecoding(CLI::App& command, RecordRequest& request) {
             "--print", [&request](const std::string& list) { request.print = ParsePorts("--print", list); },
             "Print the text of these stimulus ports on standard output, such as 0,3,8-15")
         ->type_name("PORTS");
+    command.add_flag("--explain", request.explain,
+                     "Show the search for the prescaler: rates asked, rates taken, and the error");
     AddCounterPort(command, request.counterPort);
     AddFailOn(command, request.failOn);
 }

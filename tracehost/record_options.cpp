@@ -117,6 +117,28 @@ std::optional<uint32_t> PortOf(const std::string& optionsFile) {
     return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 10));  // as the plug-in does
 }
 
+AskedLine AskedLineOf(const std::string& optionsFile) {
+    const Tarnel::OptionList options = ReadOptions(optionsFile);
+    AskedLine line;
+    if (!options.empty() && ValueOf(options, Tarnel::kOptionClock) != kAutomatic) {
+        line.clock = std::strtod(ValueOf(options, Tarnel::kOptionClockValue).c_str(), nullptr);
+    }
+    if (!options.empty() && ValueOf(options, Tarnel::kOptionPrescaler) != kAutomatic) {
+        const std::string number = ValueOf(options, Tarnel::kOptionPrescalerValue);
+        line.prescaler = static_cast<uint32_t>(std::strtoul(number.c_str(), nullptr, 10));
+    }
+    for (const uint32_t prescale : {1, 4, 16, 64}) {
+        if (ValueOf(options, Tarnel::kOptionTimestampPrescaler) != std::to_string(prescale)) continue;
+        line.timestampPrescale = prescale;
+    }
+    return line;
+}
+
+AskedLine AskedLineOf(const RecordRequest& request) {
+    if (!request.options.empty()) return AskedLineOf(request.options);
+    return {request.clock, request.prescaler, request.timestampPrescale};
+}
+
 Tarnel::OptionList DocumentedDefaults() {
     Tarnel::OptionList options;
     return Tarnel::ChannelOptionsHandler().GetOptions(options, "", kAnyProbe);

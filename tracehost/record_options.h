@@ -39,6 +39,16 @@ void SaveWholeOptions(const Tarnel::OptionList& options, const std::string& file
 /// The COM port of an options file; absent when it names none or cannot be read.
 std::optional<uint32_t> PortOf(const std::string& optionsFile);
 
+/// What is asked of the line; absent: the plug-in is to find it out, or the options file cannot be read.
+struct AskedLine {
+    std::optional<double> clock;  ///< Hz
+    std::optional<uint32_t> prescaler;
+    std::optional<uint32_t> timestampPrescale;  ///< 1, 4, 16 or 64
+};
+/// By a request, or by the options file that it names.
+AskedLine AskedLineOf(const RecordRequest& request);
+AskedLine AskedLineOf(const std::string& optionsFile);
+
 /// Writes an options file for a request. \throws as both above
 void WriteOptionsFile(const RecordRequest& request, const std::string& file);
 

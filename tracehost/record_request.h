@@ -30,6 +30,7 @@ struct RecordRequest {
     std::optional<double> waitForPort;  ///< seconds that the port may take to come
     bool reconnect = false;             ///< go on when a port that went away is back
     bool demo = false;
+    bool explain = false;                ///< show the search for the prescaler
     std::optional<Swo::Ports> print;     ///< stimulus ports whose text is printed while recording
     std::optional<uint8_t> counterPort;  ///< that the firmware counts up
     FailOn failOn = FailOn::Line;

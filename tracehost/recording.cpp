@@ -13,6 +13,9 @@
 #include "tracehost/capture_watch.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
+#include "tracehost/own_board.h"
+#include "tracehost/plugin_version.h"
+#include "tracehost/record_options.h"
 #include "tracehost/recording_json.h"
 #include "tracehost/recording_summary.h"
 #include "tracehost/standard_output.h"
@@ -25,6 +28,7 @@ constexpr uint64_t kSampleSize = 8;
 constexpr auto kPollPause = std::chrono::milliseconds(20);
 constexpr uint32_t kCpuId = 0;
 constexpr double kSixDigits = 1e-5;  // as far as a number of six digits can be off
+constexpr const char* kClockAttribute = "Timing Clock Frequency";
 constexpr const char* kFolderVariable = "KORR_TRACE_LOGGING_DIR";  ///< set by the plug-in
 
 double NumberAttribute(CChannelDriver& driver, const char* name) {
@@ -79,7 +83,7 @@ std::optional<EndReason> Recording::EndReached(double elapsed, uint64_t captured
 }
 
 void Recording::ReadSettings(CChannelDriver& driver) {
-    result.traceClock = NumberAttribute(driver, "Timing Clock Frequency");
+    result.traceClock = NumberAttribute(driver, kClockAttribute);
     result.bitRate = NumberAttribute(driver, "Trace Data Frequency");
     const auto exact = log.Settings();
     // Another recording can share the log: its line is not taken for this one's.
@@ -130,7 +134,8 @@ void Recording::Capture(CChannelDriver& driver) {
         if (fault && reason != EndReason::Size) {
             reason = EndReason::Fault;
             part.fault = fault->what;
-            portFault = fault->ofThePort;
+            part.portFault = fault->ofThePort;
+            part.readError = fault->readError;
         }
         if (reason) {
             result.reason = *reason;
@@ -176,6 +181,7 @@ void Recording::Save(CChannelDriver& driver) {
     file.FinishStream();
     part.bytes = most ? std::min(*most, captured) : captured;
     result.bytes += part.bytes;
+    if (afterPart) afterPart(result);
 }
 
 Surroundings Recording::Used() const {
@@ -196,7 +202,14 @@ void Recording::Record() {
     CChannelDriver& driver = *session->Allocate(request.cpu.c_str(), kCpuId, session->NextChannel()).driver;
     PrepareOptions();
     driver.SetConfiguration(options.c_str());
-    Start(driver);
+    const auto knownClock = request.demo && !request.clock ? kDemoClock : AskedLineOf(options).clock;
+    if (knownClock) ExplainRates(*knownClock);
+    try {
+        Start(driver);
+    } catch (...) {
+        foundClock = NumberAttribute(driver, kClockAttribute);
+        throw;
+    }
     ReadSettings(driver);
     do {
         Capture(driver);
@@ -204,6 +217,7 @@ void Recording::Record() {
     } while (ShallReconnect() && StartAgain(driver));
     session->Release(request.cpu);
     session->Destroy();
+    if (!knownClock) ExplainRates(result.traceClock);
 }
 
 Recording::Conclusion Recording::Judge() const {
@@ -238,13 +252,17 @@ int Recording::Run() {
     file.Prepare();
     PrepareBoard();
     session.emplace(request.plugin);
+    const std::string plugin = session->PluginFile();
+    result.plugin = std::filesystem::path(plugin).filename().string() + " " + VersionIn(plugin);
     try {
         Record();
     } catch (const HostError&) {
         throw;
     } catch (...) {
         const std::string text = CurrentErrorText();
-        throw PluginError(text, Explain(text, Used()));
+        const std::string further = Explain(text, Used());
+        ExplainFailure();
+        throw PluginError(text, further);
     }
     return Conclude();
 }

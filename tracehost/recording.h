@@ -35,6 +35,8 @@ class Recording {
 
     /// Adds words of somebody else to the progress line, asked for each time it is shown.
     void ShowBeside(std::function<std::string()> words) { note = std::move(words); }
+    /// Is called when a part, the result's last one, has been stopped and saved.
+    void AfterPart(std::function<void(const RecordingResult&)> take) { afterPart = std::move(take); }
     /// Is called once all is saved and the summary shown. \param conclude is given the stream of the summary,
     /// null when none is wanted; it returns an exit status, which is the recording's unless that is worse
     void AtEnd(std::function<int(std::FILE*)> conclude) { atEnd = std::move(conclude); }
@@ -59,6 +61,8 @@ class Recording {
     void AwaitPort();
     bool MayStillWait() const;
     void Start(CChannelDriver& driver);
+    void ExplainRates(double clock);
+    void ExplainFailure();
     bool StartAgain(CChannelDriver& driver);
     void ReadSettings(CChannelDriver& driver);
     void Capture(CChannelDriver& driver);
@@ -91,12 +95,13 @@ class Recording {
     std::optional<HostSession> session;
     CaptureFollower follower;
     std::function<std::string()> note;
+    std::function<void(const RecordingResult&)> afterPart;
     std::function<int(std::FILE*)> atEnd;
 
     std::string options;           ///< path of the user's options file or of tracehost's own
     std::optional<uint32_t> port;  ///< COM port number, where it is known
     Clock::time_point begun;       ///< the first start
-    bool portFault = false;        ///< the last part ended because of the port
+    double foundClock = 0;         ///< Hz, of a start that was refused; 0: not known
     RecordingResult result;
 };
 

@@ -1,5 +1,7 @@
 #include "tracehost/recording_json.h"
 
+#include "tracehost/rate_table.h"
+
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
@@ -43,7 +45,14 @@ Json ToJson(const RecordRequest& request, const OutputFile& file, const Recordin
                    {"prescaler", result.Prescaler()},
                    {"baud_rate", static_cast<uint64_t>(result.bitRate)},
                    {"format", file.Raw() ? "raw" : "tdf"},
+                   {"rates", Json::array()},
                    {"parts", Json::array()}};
+    for (const RateRow& row : result.rates) {
+        object["rates"].push_back({{"prescaler", row.prescaler},
+                                   {"asked", row.asked},
+                                   {"taken", row.taken},
+                                   {"error", RateError(row)}});
+    }
     for (const RecordedPart& part : result.parts) object["parts"].push_back(PartToJson(part));
     return object;
 }

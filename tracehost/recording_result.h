@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "tracehost/recording_sheet.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -13,8 +16,10 @@ struct RecordedPart {
     std::string captureFile;  ///< the plug-in's
     double begin = 0;         ///< seconds since the recording began
     double end = 0;
-    uint64_t bytes = 0;  ///< saved, without padding
-    std::string fault;   ///< why it ended though nobody stopped it, empty: it was stopped
+    uint64_t bytes = 0;                 ///< saved, without padding
+    std::string fault;                  ///< why it ended though nobody stopped it, empty: it was stopped
+    bool portFault = false;             ///< because of the port
+    std::optional<uint32_t> readError;  ///< the platform's number, when reading the port ended it
 };
 
 /// Why a recording ended.
@@ -29,12 +34,14 @@ enum class EndReason {
 
 /// What came of a recording.
 struct RecordingResult {
+    std::string plugin;  ///< file name and version
     std::vector<RecordedPart> parts;
     EndReason reason = EndReason::Asked;
-    double seconds = 0;      ///< from the first start to the last stop
-    uint64_t bytes = 0;      ///< saved, of all parts
-    double traceClock = 0;   ///< Hz
-    double bitRate = 0;      ///< bits per second on the pin
+    double seconds = 0;          ///< from the first start to the last stop
+    uint64_t bytes = 0;          ///< saved, of all parts
+    double traceClock = 0;       ///< Hz
+    double bitRate = 0;          ///< bits per second on the pin
+    std::vector<RateRow> rates;  ///< that the port was asked for, when the request wants that explained
     uint64_t lostBytes = 0;  ///< known to be lost: those that a demonstration's simulated probe had to drop
 
     bool CutShort() const { return reason == EndReason::Fault; }

@@ -64,6 +64,7 @@ Json ToJson(const RecordingSheet& sheet) {
     if (sheet.prescaler) object["prescaler"] = *sheet.prescaler;
     if (sheet.timestampPrescale) object["timestamp_prescale"] = *sheet.timestampPrescale;
     if (sheet.bytes) object["bytes"] = *sheet.bytes;
+    if (sheet.readError) object["read_error"] = *sheet.readError;
     if (sheet.countersBefore) object["port_counters_before"] = CountersToJson(*sheet.countersBefore);
     if (sheet.countersAfter) object["port_counters_after"] = CountersToJson(*sheet.countersAfter);
     for (const auto& [kind, count] : sheet.ledger) object["ledger"][kind] = count;
@@ -187,6 +188,7 @@ bool ReadField(const std::string& name, const Json& value, RecordingSheet& sheet
         return true;
     }
     if (name == "prescaler") return ReadWhole(value, 8191, sheet.prescaler);
+    if (name == "read_error") return ReadWhole(value, UINT32_MAX, sheet.readError);
     if (name == "timestamp_prescale") return ReadPrescale(value, sheet.timestampPrescale);
     if (name == "bytes") {
         uint64_t bytes = 0;

@@ -35,7 +35,7 @@ inline constexpr std::size_t kLongestSheetText = 256;               ///< bytes o
 /// field may be missing: texts are empty then, lists too.
 struct RecordingSheet {
     std::string host;        ///< program and version
-    std::string plugin;      ///< path of the plug-in
+    std::string plugin;      ///< the plug-in's file and version
     std::string port;        ///< "COM5"
     std::string probe;       ///< the connected probe's name
     std::string cpu;         ///< name of the CPU
@@ -49,6 +49,7 @@ struct RecordingSheet {
     std::optional<uint32_t> timestampPrescale;  ///< 1, 4, 16 or 64
     std::optional<double> seconds;              ///< of recording
     std::optional<uint64_t> bytes;              ///< captured, without padding
+    std::optional<uint32_t> readError;          ///< the platform's, with which the port's reader ended
     std::vector<ArrivalPoint> arrivals;         ///< both numbers never fall
     std::optional<PortCounters> countersBefore;
     std::optional<PortCounters> countersAfter;

@@ -6,8 +6,10 @@
 #include "simulator/pelkit/error_reading.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
+#include "tracehost/number_option.h"
 #include "tracehost/own_board.h"
 #include "tracehost/port_presence.h"
+#include "tracehost/rate_table.h"
 #include "tracehost/record_options.h"
 #include "tracehost/recording.h"
 #include "tracehost/standard_output.h"
@@ -20,6 +22,12 @@ constexpr auto kTryPause = std::chrono::milliseconds(100);
 
 /// The plug-in's refusal of a port that it cannot open.
 bool IsPortRefusal(const std::string& text) { return text == "Failed to open COM port"; }
+
+/// The prescaler that a search takes; absent when it was in vain.
+std::optional<uint32_t> Taken(const std::vector<RateRow>& rows) {
+    if (rows.empty() || !EndsSearch(rows.back())) return std::nullopt;
+    return rows.back().prescaler;
+}
 
 }  // namespace
 
@@ -88,6 +96,38 @@ void Recording::AwaitPort() {
     display.Finish();
 }
 
+/// What the receiver's search asks is asked once more, because the receiver does not tell it: before the
+/// recording when the clock is known, else when the port is free again.
+void Recording::ExplainRates(double clock) {
+    if (!request.explain || !port) return;
+    const AskedLine line = AskedLineOf(options);
+    try {
+        if (!(clock > 0)) throw HostError("the trace clock is not known");
+        result.rates = line.prescaler ? AskRates(*port, clock, *line.prescaler, *line.prescaler)
+                                      : SearchRates(*port, clock);
+        if (request.json) return;
+        std::fprintf(output, "%s at a trace clock of %s MHz, prescaler %s:\n%s\n", PortName(*port).c_str(),
+                     FormatExact(clock / 1e6).c_str(), line.prescaler ? "as given" : "searched",
+                     line.prescaler ? FormatRates(result.rates).c_str()
+                                    : FormatSearch(result.rates, Taken(result.rates)).c_str());
+        std::fflush(output);
+    } catch (const HostError& error) {
+        std::fprintf(stderr, "tracehost: --explain: no rates can be shown: %s\n", error.what());
+    }
+}
+
+/// A search in vain leaves the port open: the receiver has to go before the port can be asked.
+void Recording::ExplainFailure() {
+    if (!request.explain || !result.rates.empty() || !session) return;
+    try {
+        session->Release(request.cpu);
+        session->Destroy();
+    } catch (...) {
+        return;  // why the recording failed is told already
+    }
+    ExplainRates(foundClock);
+}
+
 /// A port that has just come may not be ready to be opened, or not by this user yet.
 void Recording::Start(CChannelDriver& driver) {
     for (bool started = false; !started;) {
@@ -108,7 +148,9 @@ void Recording::Start(CChannelDriver& driver) {
                     "\"");
 }
 
-bool Recording::ShallReconnect() const { return request.reconnect && result.CutShort() && portFault && port; }
+bool Recording::ShallReconnect() const {
+    return request.reconnect && result.CutShort() && result.parts.back().portFault && port;
+}
 
 /// \return false when the recording ended before the port came back
 bool Recording::StartAgain(CChannelDriver& driver) {

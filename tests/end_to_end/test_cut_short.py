@@ -1,4 +1,5 @@
 """Recordings that something ends: a port that vanishes, a full disk, a limit, another recording on the same port."""
+import json
 import os
 import re
 import resource
@@ -92,6 +93,14 @@ class Port(CutShort):
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
         self.assertEqual(self.logs(), [], "a log that nobody asked for was left in the home")
 
+    def test_vanished_port_stands_in_the_sheet_and_in_the_report(self):
+        self.is_cut_short(*self.with_told(self.vanishes(), self.GONE.format(len(BYTES))))
+        with open(self.file("o.bin.sheet.json")) as file:
+            sheet = json.load(file)
+        self.assertRegex(sheet["stop_reason"], r"^a fault: COM\d+ \(\S+\) .* \(error 5: Input/output error\)")
+        self.assertEqual((sheet["read_error"], sheet["ledger"]["port-lost"]), (5, 1))
+        self.assertIn("the port was lost", self.run_host("report", "o.bin", "--framing", "itm").stdout)
+
     def with_told(self, started, told):
         running, began = started
         return running, told, began
@@ -175,11 +184,27 @@ class Port(CutShort):
         self.assertRegex(output, rf"s  {len(BYTES)} bytes in o-2\.bin\n")
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
         self.assertEqual(self.read(self.file("o-2.bin")), BYTES[::-1])
+        for name in ("o.bin", "o-2.bin"):
+            with open(self.file(name + ".sheet.json")) as file:
+                self.assertEqual(json.load(file)["bytes"], len(BYTES))
 
     def test_replugged_port_is_recorded_into_another_section(self):
         running, _ = self.comes_back("--output", "o.tdf", "--bytes", str(2 * len(BYTES)))
         self.is_told_as_lost(running)
-        self.assertEqual(self.run_host("info", "o.tdf").stdout.count("BinTraceData"), 2)
+        listed = re.findall(r"BinTraceData|RecordingSheet", self.run_host("info", "o.tdf").stdout)
+        self.assertEqual(listed, ["BinTraceData", "RecordingSheet"] * 2)
+        first, second = self.sheets("o.tdf")
+        for sheet in (first, second):
+            self.assertEqual((sheet["bytes"], sheet["arrivals"][-1][1]), (len(BYTES), len(BYTES)))
+        self.assertEqual((first["ledger"].get("port-lost"), second.get("ledger", {}).get("port-lost")), (1, None))
+        self.assertRegex(first["stop_reason"], "^a fault: COM")
+        self.assertEqual(second["stop_reason"], "size")
+
+    def sheets(self, name):
+        """Of the sections of a TDF file."""
+        with open(self.file(name), "rb") as file:
+            parts = file.read().split(b"RecordingSheet")[1:]
+        return [json.JSONDecoder().raw_decode(part.decode(errors="replace"))[0] for part in parts]
 
     def test_port_that_stays_away_ends_with_the_users_wish(self):
         number, *ends = self.plug_in()

@@ -198,6 +198,57 @@ class Recorded(Ledger):
         report = self.run_host("report", self.file("trace.bin"))
         self.assertIn("of 4 cycles at 1,152,000 Hz", report.stdout)  # from the sheet
 
+    def test_sheet_tells_versions_port_and_rate_also_when_nothing_comes(self):
+        number, link = self.port()
+        near_end, far_end = os.openpty()
+        os.symlink(os.ttyname(far_end), link)
+        self.record(number, "--seconds", "0.3", "--timestamp-prescale", "16")
+        os.close(far_end)
+        os.close(near_end)
+        with open(self.file("trace.bin.sheet.json")) as file:
+            sheet = json.load(file)
+        version = r"1\.\d+\.\d+ \([0-9a-f]{7}\)"
+        self.assertRegex(sheet["host"], f"^tracehost {version}$")
+        self.assertRegex(sheet["plugin"], f"^libTarnel.so {version}$")
+        self.assertEqual((sheet["port"], sheet["baud_taken"], sheet["bytes"], sheet["trace_clock_from"],
+                          sheet["timestamp_prescale"]), (f"COM{number}", 115200, 0, "given", 16))
+        self.assertNotIn("rates", sheet)
+
+    def test_sheet_tells_what_an_options_file_asked_for(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "4000")
+        self.run_host("record", "--options", self.options(COMPORT=number, TSPRESCALAR="64"), "--bytes", "4000", "--output",
+                      self.file("trace.bin"))
+        with open(self.file("trace.bin.sheet.json")) as file:
+            sheet = json.load(file)
+        self.assertEqual((sheet["trace_clock_from"], sheet["timestamp_prescale"]), ("given", 64))
+
+    EXPLAINED = (r"COM\d+ \(\S+\) at a trace clock of 1\.152 MHz, prescaler {}:\n"
+                 r"prescaler     rate asked     rate taken      error\n{}\n\n")
+
+    def test_explain_shows_the_search_for_the_prescaler(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "4000")
+        words = ("record", "--port", str(number), "--clock", "1152000", "--bytes", "4000", "--output",
+                 self.file("trace.bin"), "--force", "--explain")
+        result = self.run_host(*words)
+        self.assertRegex(result.stdout, "^" + self.EXPLAINED.format(
+            "searched", r"        0      1,152,000      1,152,000     0\.00 %  <- taken by auto"))
+        self.assertIn("\n  prescaler     0\n", result.stdout)
+        with open(self.file("trace.bin.sheet.json")) as file:
+            self.assertEqual(json.load(file)["rates"], [[0, 1152000.0, 1152000]])
+
+    def test_explain_of_a_given_prescaler_shows_its_rate(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm")
+        result = self.record(number, "--bytes", "4000", "--explain")
+        self.assertRegex(result.stdout, self.EXPLAINED.format(
+            "as given", r"        9        115,200        115,200     0\.00 %"))
+        shown = json.loads(self.record(number, "--seconds", "0.1", "--explain", "--json", "--force").stdout)
+        self.assertEqual(shown["rates"], [{"prescaler": 9, "asked": 115200.0, "taken": 115200, "error": 0.0}])
+
+    def test_explain_says_when_the_port_cannot_be_asked(self):
+        result = self.record(77, "--seconds", "0.1", "--explain")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("tracehost: --explain: no rates can be shown: No such file or directory: /dev/ttyACM77", result.stderr)
+
     def test_print_gives_the_text_of_the_port_on_standard_output(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "40000")
         result = self.record(number, "--bytes", "40000", "--print", "0")

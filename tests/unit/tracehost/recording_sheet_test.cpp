@@ -25,6 +25,7 @@ RecordingSheet FullSheet() {
     sheet.timestampPrescale = 4;
     sheet.seconds = 2.5;
     sheet.bytes = uint64_t{5} << 32;
+    sheet.readError = UINT32_MAX;
     sheet.arrivals = {{0, 0}, {20, 4096}, {40, 4096}};
     sheet.countersBefore = PortCounters{1, 2, 3, 4, 5};
     sheet.countersAfter = PortCounters{1, 2, 3, 4, UINT64_MAX};
@@ -77,6 +78,8 @@ TEST(RecordingSheetText, AFieldThatCannotBeUsedIsNamedAndLeftOut) {
         {"timestamp_prescale", "3"},
         {"timestamp_prescale", "\"4\""},
         {"bytes", "-1"},
+        {"read_error", "4294967296"},
+        {"read_error", "\"5\""},
         {"port_counters_before", "[]"},
         {"port_counters_after", R"({"framing": -1})"},
         {"ledger", "[]"},
