@@ -7,7 +7,7 @@
 
 #include "trace/known_packets.h"
 #include "trace/packet_reader.h"
-#include "trace/trial_sync.h"
+#include "trace/trial_search.h"
 
 namespace Korr::Plim::Trace::Swo {
 
@@ -76,6 +76,7 @@ class ItmDecoder {
         base = earlier.offset;
         held = 0;
         known.Rewind(earlier.known, later);
+        search.Begin();
     }
     const KnownPackets& Known() const { return known; }
     bool InStep() const { return state.inStep; }
@@ -134,6 +135,7 @@ class ItmDecoder {
     size_t rivalAt = 0;    ///< of what TakeUnusual has refused
     uint8_t hint = 0;      ///< for what it has taken
     KnownPackets known;
+    TrialSearch search;
     size_t held = 0;  ///< bytes from `base` on that have come and wait for more
     std::array<uint8_t, 2 * kLookahead + kReadable> waiting{};
 };
@@ -382,7 +384,7 @@ size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place)
             GiveBroken(base + place);
         if (window.data[place] == 0) return TakeZeros(window, place);
         if (!salvage || state.waitForSync) continue;
-        const Verdict verdict = BeginsPacket(AheadOf(window, place), table, known);
+        const Verdict verdict = search.Look(AheadOf(window, place), base + place, table, known);
         if (verdict == Verdict::No) continue;
         if (verdict == Verdict::Yes) {
             Regain(base + place);
@@ -397,6 +399,7 @@ size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place)
 template <class Sink>
 void ItmDecoder<Sink>::Lose(const Packet& broken, uint64_t offset) {
     known.Damage();
+    search.Begin();
     if (!known.Empty() && !known.Knows(table[kPage0 | static_cast<unsigned>(state.page) << 4].signature))
         state.page = state.knownPage;
     state.inStep = false;

@@ -10,7 +10,9 @@ namespace Korr::Plim::Trace::Swo {
 
 /// What a recording has shown so far: which packets it consists of (by signature: kind, source and size), and
 /// which of them follow each other. Only packets count that 64 more without damage came after; what was seen
-/// shortly before damage is forgotten. Fixed size, about 20 KiB; the class allocates nothing.
+/// shortly before damage is forgotten. When there was nothing new for a long time, what is new is not believed
+/// at first sight, for it may have been read across a hole: it has to come again soon, or often. Fixed size,
+/// about 28 KiB; the class allocates nothing.
 ///
 /// It grows only at its end. So the state at an earlier place of the stream is a prefix of what it is now,
 /// and Mark and Rewind go back to it.
@@ -20,19 +22,30 @@ class KnownPackets {
     static constexpr uint64_t kProbation = 64;
     /// News after so many packets without any are worth a hint.
     static constexpr uint64_t kSettled = 256;
+    /// What is not believed at first sight is when it comes again behind kApart to kSoon packets, or for the
+    /// kOften-th time.
+    static constexpr uint64_t kApart = 24;
+    static constexpr uint64_t kSoon = 1024;
+    static constexpr int kOften = 4;
     static constexpr size_t kMostFresh = 8;
     static constexpr size_t kMostPairs = 4096;
+    static constexpr size_t kMostSightings = 512;  ///< more are believed at once
 
     /// Where it stood at some place. 48 bytes.
     struct Mark {
+        uint64_t packets;
         uint16_t known;
         uint16_t pairs;
-        uint16_t sinceNews;  ///< packets, at most kSettled
+        uint16_t sightings;
+        uint16_t sinceNews;      ///< packets, at most kSettled + 1
+        uint16_t sinceLearning;  ///< the same
         uint8_t previous;
         uint8_t fresh;
         std::array<uint16_t, kMostFresh> freshSignature;
         std::array<uint8_t, kMostFresh> freshAge;  ///< packets, at most kProbation
     };
+
+    static_assert(sizeof(Mark) == 48);
 
     KnownPackets();
 
@@ -77,6 +90,14 @@ class KnownPackets {
         uint64_t since;
     };
 
+    /// Something new that was seen and not believed.
+    struct Sighting {
+        uint64_t packets;  ///< by then
+        uint32_t what;     ///< a signature, or a pair and kPair
+    };
+    static constexpr uint32_t kPair = 0x10000;
+
+    bool Believe(uint32_t what, bool& hint);
     void Learn(uint16_t signature);
     void LearnPair(uint8_t from, uint8_t to);
 
@@ -86,7 +107,8 @@ class KnownPackets {
     std::bitset<256> hasPredecessor;
     std::bitset<256> hasSuccessor;
     uint64_t packets = 0;
-    uint64_t lastNews = 0;
+    uint64_t lastNews = 0;      ///< believed or not
+    uint64_t lastLearning = 0;  ///< when something new was believed
     uint8_t previous = kNone;
     size_t freshCount = 0;
     std::array<Fresh, kMostFresh> fresh{};
@@ -94,6 +116,8 @@ class KnownPackets {
     std::array<uint16_t, kSignatures> known{};
     size_t pairCount = 0;
     std::array<uint16_t, kMostPairs> pairs{};
+    size_t sightingCount = 0;
+    std::array<Sighting, kMostSightings> sightings{};
 };
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -8,17 +8,6 @@
 namespace Korr::Plim::Trace::Swo {
 namespace {
 
-std::span<const uint8_t> Seen(const Ahead& ahead) {
-    return ahead.bytes.first(std::min(ahead.bytes.size(), kLookahead));
-}
-
-/// What it means that the bytes have ended.
-Verdict AtEnd(const Ahead& ahead, bool enough) {
-    if (ahead.bytes.size() >= kLookahead) return Verdict::No;
-    if (!ahead.last) return Verdict::Undecided;
-    return enough ? Verdict::Yes : Verdict::No;
-}
-
 using Places = std::bitset<kLookahead>;
 
 /// The packets that are read from the first byte on.
@@ -71,28 +60,6 @@ Verdict IsRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets
 }
 
 }  // namespace
-
-Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known) {
-    PacketWalk walk(Seen(ahead), table);
-    bool allKnown = true;
-    for (unsigned inARow = 0; inARow < kAssignedInARow; ++inARow) {
-        if (allKnown && inARow >= kKnownInARow) return Verdict::Yes;
-        const bool enough = allKnown && inARow >= kKnownBeforeAnchor;
-        switch (walk.Next()) {
-            case PacketWalk::Found::End:
-                return AtEnd(ahead, enough);
-            case PacketWalk::Found::Broken:
-                return Verdict::No;
-            case PacketWalk::Found::Sync:
-                return enough || inARow == 0 ? Verdict::Yes : Verdict::No;
-            case PacketWalk::Found::Packet:
-                if (known.KnowsOnAnyPage(walk.Last().signature)) break;
-                if (!IsAssigned(walk.Last().packet.kind)) return Verdict::No;
-                allKnown = false;
-        }
-    }
-    return Verdict::Yes;
-}
 
 Verdict HasRival(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known, size_t& rival) {
     if (known.Empty() || known.Headers() > kTellingHeaders) return Verdict::No;

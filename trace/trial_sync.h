@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "trace/known_packets.h"
@@ -7,6 +8,7 @@
 
 /// \file
 /// Finding the beginning of a packet without a synchronisation packet: by what stands behind it.
+/// TrialSearch does so where nothing is known; here it is questioned whether a packet is one.
 
 namespace Korr::Plim::Trace::Swo {
 
@@ -32,8 +34,16 @@ struct Ahead {
 
 enum class Verdict : uint8_t { No, Yes, Undecided };  ///< Undecided: more bytes are needed
 
-/// Whether a packet begins at the first of these bytes.
-Verdict BeginsPacket(const Ahead& ahead, const HeaderTable& table, const KnownPackets& known);
+/// As much of the bytes as is looked at.
+inline std::span<const uint8_t> Seen(const Ahead& ahead) {
+    return ahead.bytes.first(std::min(ahead.bytes.size(), kLookahead));
+}
+/// What it means that they have ended. \param enough what was read up to there shows a beginning
+inline Verdict AtEnd(const Ahead& ahead, bool enough) {
+    if (ahead.bytes.size() >= kLookahead) return Verdict::No;
+    if (!ahead.last) return Verdict::Undecided;
+    return enough ? Verdict::Yes : Verdict::No;
+}
 
 /// Whether a later beginning than the first of these bytes, where an unknown packet stands, is the better
 /// one: what is read from here on is no packet soon, or has many unknown ones, and from `rival` on there are

@@ -121,10 +121,8 @@ class Holes(Ledger):
         seen = sum(any(self.of_hole(entry, place) for entry in entries) for place, _ in cuts) / len(cuts)
         forecast = totals["forecast"]
         promised = (forecast["seen_as_loss"] + forecast["seen_as_hint"]) / forecast["holes"]
-        # The forecast is of the recording's beginning: what a decoder takes in behind many holes makes hints rarer.
         print(f"seen {seen:.2f}, forecast {promised:.2f}")
-        self.assertGreater(seen, 0.3)
-        self.assertGreater(promised, 0.3)
+        self.assertLessEqual(abs(seen - promised), 0.1)
 
     def test_counter_port_shows_every_hole_and_counts_what_is_missing(self):
         left, cuts = self.cut(60, 2)
