@@ -147,14 +147,16 @@ void CaptureDecoder<Sink>::TakeChunk() {
 
 template <class Sink>
 void CaptureDecoder<Sink>::OnStop(FrameFollower::Stop stop) {
-    if (stop == FrameFollower::Stop::Checkpoint) frames->follower.Assess(IsFine());
+    if (stop == FrameFollower::Stop::Checkpoint) {
+        frames->follower.Assess(IsFine(), frames->map.CaptureOffset(decoder.FirstOpen()));
+    }
     if (stop != FrameFollower::Stop::Slipped) return;
     decoder.Break();
     sink.OnFrameStep(frames->follower.LastStep());
 }
 
-/// Whether the stream decodes well: most of it since the last checkpoint, and nearly all of it over kLongRun
-/// bytes of the capture.
+/// Whether the stream decodes well: without damage since the last checkpoint, and it is not missing over
+/// kLongRun bytes of the capture.
 template <class Sink>
 bool CaptureDecoder<Sink>::IsFine() {
     constexpr uint64_t kLongRun = 4096;
@@ -162,12 +164,11 @@ bool CaptureDecoder<Sink>::IsFine() {
     const Progress now{frames->map.End(), mapped.damaged + decoder.OpenDamage(),
                        frames->follower.Deframer().BytesOf()[kNullStream]};
     const Progress last = now - std::exchange(frames->lastCheckpoint, now);
-    const bool fine = last.bytes < kFewest || last.damage * 2 <= last.bytes;
+    const bool fine = last.damage == 0;
     if (frames->follower.Deframer().Offset() % kLongRun != 0) return fine;
     const Progress run = now - std::exchange(frames->lastLongRun, now);
     const bool idle = run.padding > kLongRun / 2;
-    if (run.bytes < kFewest) return fine && idle;
-    return fine && run.damage * 10 <= run.bytes;
+    return fine && (run.bytes >= kFewest || idle);
 }
 
 template <class Sink>

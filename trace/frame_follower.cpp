@@ -10,6 +10,8 @@ constexpr double kVeryGood = 0.98;
 constexpr uint64_t kFew = 16;           // bytes of a stream that do not show whether it decodes
 constexpr double kMuchBetter = 0.02;    // than those followed so far
 constexpr unsigned kMostPatience = 10;  // doublings of the frames that are trusted after a fruitless doubt
+/// The next frame begins at one of so many places: half synchronisations may stand in the rest of this one.
+constexpr unsigned kPlaces = kFrame + 6;
 constexpr uint64_t kTrusted = FrameFollower::kAhead / kFrame;
 
 }  // namespace
@@ -18,7 +20,7 @@ FrameFollower::Result FrameFollower::Feed(std::span<const uint8_t> bytes, Stream
     size_t taken = 0;
     for (;;) {
         if (doubtful) {
-            const size_t more = std::min(bytes.size() - taken, kAhead - held);
+            const size_t more = std::min(bytes.size() - taken, kAhead - std::min(kAhead, held));
             std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(taken), more,
                         ahead.begin() + static_cast<std::ptrdiff_t>(held));
             held += more;
@@ -33,7 +35,7 @@ FrameFollower::Result FrameFollower::Feed(std::span<const uint8_t> bytes, Stream
         }
         if (taken == bytes.size()) return {taken, Stop::Taken};
         const size_t more = std::min(bytes.size() - taken, UntilCheckpoint());
-        const TpiuDeframer::Result result = deframer.Feed(bytes.subspan(taken, more), out);
+        const TpiuDeframer::Result result = Deframe(bytes.subspan(taken, more), out);
         taken += result.taken;
         const Stop stop = AfterFeed(result.stop, result.taken);
         if (stop != Stop::Taken) return {taken, stop};
@@ -45,7 +47,7 @@ FrameFollower::Stop FrameFollower::Replay(StreamBytes& out) {
     while (replayed < held && !doubtful) {
         const size_t more = std::min(held - replayed, UntilCheckpoint());
         const TpiuDeframer::Result result =
-            deframer.Feed(std::span<const uint8_t>(ahead).subspan(replayed, more), out);
+            Deframe(std::span<const uint8_t>(ahead).subspan(replayed, more), out);
         replayed += result.taken;
         const Stop stop = AfterFeed(result.stop, result.taken);
         if (stop != Stop::Taken) return stop;
@@ -59,7 +61,7 @@ FrameFollower::Stop FrameFollower::AfterFeed(TpiuDeframer::Stop stop, size_t tak
         case TpiuDeframer::Stop::Full:
             return Stop::Full;
         case TpiuDeframer::Stop::Question:
-            Doubt();
+            Doubt(0);
             return Stop::Taken;
         case TpiuDeframer::Stop::Realigned:
             step = {deframer.RealignedFrom(), deframer.Offset(),
@@ -71,32 +73,60 @@ FrameFollower::Stop FrameFollower::AfterFeed(TpiuDeframer::Stop stop, size_t tak
     return taken != 0 && deframer.Offset() % kCheckpoint == 0 ? Stop::Checkpoint : Stop::Taken;
 }
 
-void FrameFollower::Assess(bool fine) {
-    if (!fine && deframer.Trusted() == 0) return Doubt();
+/// Not across a checkpoint.
+TpiuDeframer::Result FrameFollower::Deframe(std::span<const uint8_t> bytes, StreamBytes& out) {
+    const auto place = static_cast<size_t>(deframer.Offset() % kBack);
+    const TpiuDeframer::Result result = deframer.Feed(bytes, out);
+    std::copy_n(bytes.begin(), result.taken, past.begin() + static_cast<std::ptrdiff_t>(place));
+    return result;
+}
+
+void FrameFollower::Assess(bool fine, uint64_t open) {
+    const uint64_t taken =
+        std::max<uint64_t>(begin, deframer.Offset() - std::min(deframer.Offset(), uint64_t{kBack}));
+    if (!fine && deframer.Trusted() == 0) {
+        return Doubt(static_cast<size_t>(deframer.Offset() - std::clamp(open, taken, deframer.Offset())));
+    }
     if (fine && fruitless > 0) --fruitless;
 }
 
-void FrameFollower::Doubt() {
+void FrameFollower::Doubt(size_t bytesBack) {
+    back = bytesBack;
     std::copy(ahead.begin() + static_cast<std::ptrdiff_t>(replayed),
               ahead.begin() + static_cast<std::ptrdiff_t>(held), ahead.begin());
     held -= replayed;
+    std::copy_backward(ahead.begin(), ahead.begin() + static_cast<std::ptrdiff_t>(held),
+                       ahead.begin() + static_cast<std::ptrdiff_t>(held + back));
+    for (size_t i = 0; i < back; ++i) ahead[i] = past[(deframer.Offset() - back + i) % kBack];
+    held += back;
     replayed = 0;
     doubtful = true;
 }
 
+/// Where in `ahead` the first frame begins, as frames are followed now.
+unsigned FrameFollower::PhaseNow() const {
+    for (unsigned phase = 0; phase < kPlaces; ++phase) {
+        FrameAssembler frames;
+        for (size_t i = phase; i < back; ++i) frames.Put(ahead[i], 0);
+        const size_t next = phase < back ? (kFrame - frames.Filled() % kFrame) % kFrame : phase - back;
+        if (next == deframer.ToNextFrame()) return phase;
+    }
+    return 0;
+}
+
 /// The phase of what comes next. The one that is followed when no other one is good, and better; what comes
 /// first counts first, for bytes may be missing once more behind it.
-PhaseScore FrameFollower::BestAhead() {
-    const auto bytes = std::span<const uint8_t>(ahead).first(held);
-    const auto now = static_cast<unsigned>(deframer.ToNextFrame());
-    const PhaseScore next = ScorePhase(bytes.first(std::min(held, kAhead / 4)), now, wanted, scratch);
+PhaseScore FrameFollower::BestAhead(unsigned now) {
+    const auto bytes = std::span<const uint8_t>(ahead).first(std::min(held, kAhead));
+    const PhaseScore next = ScorePhase(bytes.first(std::min(bytes.size(), kAhead / 4)), now, wanted, scratch);
     PhaseScore best = ScorePhase(bytes, now, wanted, scratch);
     const bool few = next.itm.all != 0 && next.itm.all < kFew;
     if (next.frames >= kVeryGood && (few || next.itm.Share() >= kVeryGood)) return best;
-    const double wantedScore = std::max(kGood, best.Score() + kMuchBetter);
-    for (unsigned phase = 0; phase < kFrame; ++phase) {
+    double wantedScore = std::max(kGood, best.Score() + kMuchBetter);
+    for (unsigned phase = 0; phase < kPlaces; ++phase) {
+        if (phase == kFrame) wantedScore = std::max(wantedScore, best.Score() + kMuchBetter);
         const PhaseScore score = ScorePhase(bytes, phase, wanted, scratch);
-        if (score.Score() >= std::max(wantedScore, best.Score())) best = score;
+        if (score.Score() >= wantedScore && score.Score() > best.Score()) best = score;
     }
     return best;
 }
@@ -104,16 +134,18 @@ PhaseScore FrameFollower::BestAhead() {
 /// Whether the frames were found elsewhere.
 bool FrameFollower::Judge(StreamBytes& out) {
     doubtful = false;
-    const PhaseScore best = BestAhead();
+    const unsigned now = PhaseNow();
+    const PhaseScore best = BestAhead(now);
     deframer.Trust(kTrusted << fruitless);
-    if (best.phase == deframer.ToNextFrame()) {
+    if (best.phase == now) {
         fruitless = std::min(fruitless + 1, kMostPatience);
+        replayed = back;
         deframer.Accept(out);
         return false;
     }
     fruitless = 0;
-    step.to = deframer.Offset() + best.phase;
-    step.from = deframer.Reject(best.phase);
+    step.to = deframer.Offset() - back + best.phase;
+    step.from = deframer.Reject(back, best.phase);
     step.phase = static_cast<unsigned>((step.to - step.from) % kFrame);
     return true;
 }

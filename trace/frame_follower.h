@@ -31,16 +31,20 @@ class FrameFollower {
     static constexpr uint64_t kCheckpoint = 256;
     /// So many bytes behind a doubt are looked at.
     static constexpr size_t kAhead = 1024;
+    /// A doubt can go back by so many bytes.
+    static constexpr size_t kBack = 2 * kCheckpoint;
 
     /// `from`: offset in the capture of the first byte fed, where a frame begins.
-    FrameFollower(uint8_t stream, uint64_t from) : wanted(stream), deframer(stream, from) {}
+    FrameFollower(uint8_t stream, uint64_t from) : wanted(stream), begin(from), deframer(stream, from) {}
 
     void Expect(const std::bitset<kStreams>& streams) { deframer.Expect(streams); }
     Result Feed(std::span<const uint8_t> bytes, StreamBytes& out);
     /// The capture has ended: as Feed, until all is taken.
     Stop Finish(StreamBytes& out);
     /// After a checkpoint: whether the stream decodes well. If not, better frames are looked for.
-    void Assess(bool fine);
+    /// \param open where in the capture that stands from which on the stream has told nothing so far: what
+    /// comes behind it may be taken anew out of other frames
+    void Assess(bool fine, uint64_t open);
 
     const FrameStep& LastStep() const { return step; }
     const TpiuDeframer& Deframer() const { return deframer; }
@@ -51,18 +55,23 @@ class FrameFollower {
         return static_cast<size_t>(kCheckpoint - deframer.Offset() % kCheckpoint);
     }
     Stop AfterFeed(TpiuDeframer::Stop stop, size_t taken);
-    void Doubt();
+    TpiuDeframer::Result Deframe(std::span<const uint8_t> bytes, StreamBytes& out);
+    void Doubt(size_t back);
     bool Judge(StreamBytes& out);
-    PhaseScore BestAhead();
+    unsigned PhaseNow() const;
+    PhaseScore BestAhead(unsigned now);
 
     const uint8_t wanted;
+    const uint64_t begin;  ///< offset of the first byte
     TpiuDeframer deframer;
     FrameStep step{};
     bool doubtful = false;
     unsigned fruitless = 0;  ///< doubts that have found nothing better: the next one comes later
     size_t held = 0;         ///< bytes in `ahead`
     size_t replayed = 0;     ///< of which so many have been taken
-    std::array<uint8_t, kAhead> ahead{};
+    size_t back = 0;         ///< of the doubt: so many were taken before
+    std::array<uint8_t, kBack + kAhead> ahead{};
+    std::array<uint8_t, kBack> past{};  ///< the last bytes taken, by offset
     std::array<uint8_t, kAhead> scratch{};
 };
 

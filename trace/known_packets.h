@@ -10,9 +10,9 @@ namespace Korr::Plim::Trace::Swo {
 
 /// What a recording has shown so far: which packets it consists of (by signature: kind, source and size), and
 /// which of them follow each other. Only packets count that 64 more without damage came after; what was seen
-/// shortly before damage is forgotten. When there was nothing new for a long time, what is new is not believed
-/// at first sight, for it may have been read across a hole: it has to come again soon, or often. Fixed size,
-/// about 28 KiB; the class allocates nothing.
+/// shortly before damage is forgotten. When there was nothing new for a long time, what is new is not
+/// believed at first sight, for it may have been read across a hole: it has to come again soon, or often.
+/// Fixed size, about 28 KiB; the class allocates nothing.
 ///
 /// It grows only at its end. So the state at an earlier place of the stream is a prefix of what it is now,
 /// and Mark and Rewind go back to it.
@@ -26,7 +26,7 @@ class KnownPackets {
     /// kOften-th time.
     static constexpr uint64_t kApart = 24;
     static constexpr uint64_t kSoon = 1024;
-    static constexpr int kOften = 4;
+    static constexpr int kOften = 8;
     static constexpr size_t kMostFresh = 8;
     static constexpr size_t kMostPairs = 4096;
     static constexpr size_t kMostSightings = 512;  ///< more are believed at once

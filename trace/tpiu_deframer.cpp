@@ -164,8 +164,10 @@ void TpiuDeframer::Accept(StreamBytes& out) {
     TakeAssembled(out);
 }
 
-uint64_t TpiuDeframer::Reject(size_t bytes) {
-    const uint64_t from = questioned || !assembler.AtStart() ? assembler.Places()[0] : offset;
+uint64_t TpiuDeframer::Reject(size_t back, size_t bytes) {
+    const bool inFrame = back == 0 && (questioned || !assembler.AtStart());
+    const uint64_t from = inFrame ? assembler.Places()[0] : offset - back;
+    offset -= back;
     questioned = false;
     assembler.Clear();
     skip = bytes;

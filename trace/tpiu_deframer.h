@@ -39,9 +39,10 @@ class TpiuDeframer {
     void Expect(const std::bitset<kStreams>& streams) { expected = streams; }
     /// The frame in question is one; what it names is expected from now on.
     void Accept(StreamBytes& out);
-    /// What came of the frame in question, or of an incomplete one, is none; neither are the next `bytes`
-    /// bytes. The next frame begins behind them. Returns the offset of the first rejected byte.
-    uint64_t Reject(size_t bytes);
+    /// What came of the frame in question, or of an incomplete one, is none. Of what was taken the last
+    /// `back` bytes come again, and the next frame begins `bytes` bytes behind that place. Returns the offset
+    /// of the first rejected byte.
+    uint64_t Reject(size_t back, size_t bytes);
     /// For so many frames nothing is in question.
     void Trust(uint64_t count) { trusted = count; }
     uint64_t Trusted() const { return trusted; }
@@ -49,7 +50,8 @@ class TpiuDeframer {
     uint64_t Offset() const { return offset; }
     /// Bytes that are missing until the next frame begins.
     size_t ToNextFrame() const { return assembler.AtStart() ? 0 : kFrame - assembler.Filled(); }
-    const std::array<uint64_t, kStreams>& BytesOf() const { return bytesOf; }  ///< by stream
+    /// By stream. Those of frames that were rejected later are counted in, a few hundred for each step.
+    const std::array<uint64_t, kStreams>& BytesOf() const { return bytesOf; }
     uint64_t Frames() const { return frames; }
     uint64_t FullSyncs() const { return fullSyncs; }
     uint64_t HalfSyncs() const { return halfSyncs; }

@@ -7,8 +7,8 @@
 
 namespace Korr::Plim::Trace::Swo {
 
-/// Looks, from byte to byte, for the beginning of a packet: 24 known packets in a row, 64 of any assigned kind,
-/// or 8 known ones up to a synchronisation packet or the end of the stream. Courses that are read from
+/// Looks, from byte to byte, for the beginning of a packet: 24 known packets in a row, 64 of any assigned
+/// kind, or 8 known ones up to a synchronisation packet or the end of the stream. Courses that are read from
 /// different places soon run into one another, so each place is read once, and what follows from it is kept:
 /// a search takes time in proportion to its bytes. Fixed size, 8 KiB; allocates nothing.
 class TrialSearch {

@@ -1,0 +1,156 @@
+// What counts as known in a recording, and from when on.
+#include "trace/known_packets.h"
+
+#include <gtest/gtest.h>
+
+namespace Korr::Plim::Trace::Swo {
+namespace {
+
+constexpr uint16_t kText = 0x01;
+constexpr uint16_t kTime = 0xC0;
+constexpr uint16_t kOdd = 0x09;
+
+/// The packets of a recording, one after another.
+class Recording {
+  public:
+    /// Returns the hint for it.
+    uint8_t Packet(uint16_t signature) {
+        if (known.Follows(signature)) return 0;
+        known.Settle();
+        return known.TakeIn(signature);
+    }
+    /// So many text packets, each with a timestamp.
+    void Usual(int pairs) {
+        for (int i = 0; i < pairs; ++i) {
+            EXPECT_EQ(Packet(kText), 0);
+            EXPECT_EQ(Packet(kTime), 0);
+        }
+    }
+    /// One that is odd, between two usual ones, and the time for it to become known.
+    uint8_t Odd(uint16_t signature = kOdd, int after = 100) {
+        const uint8_t hint = Packet(signature);
+        Packet(kTime);
+        Usual(after);
+        known.Settle();
+        return hint;
+    }
+
+    KnownPackets known;
+};
+
+TEST(KnownPackets, APacketBecomesKnownWhen64MoreHaveCome) {
+    Recording recording;
+    recording.Packet(kText);
+    for (int i = 0; i < 63; ++i) recording.Packet(kText);
+    recording.known.Settle();
+    EXPECT_FALSE(recording.known.Knows(kText));
+    recording.Packet(kText);
+    recording.known.Settle();
+    EXPECT_TRUE(recording.known.Knows(kText));
+}
+
+TEST(KnownPackets, WhatCameShortlyBeforeDamageIsForgotten) {
+    Recording recording;
+    recording.Usual(100);
+    recording.Packet(kOdd);
+    recording.known.Damage();
+    recording.Usual(100);
+    recording.known.Settle();
+    EXPECT_FALSE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, WhatCameLongBeforeDamageIsNot) {
+    Recording recording;
+    recording.Usual(100);
+    recording.Packet(kOdd);
+    recording.Packet(kTime);
+    recording.Usual(32);
+    recording.known.Damage();
+    EXPECT_TRUE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, WhatIsNewLateIsAHintAndNotBelievedAtFirstSight) {
+    Recording recording;
+    recording.Usual(400);
+    EXPECT_EQ(recording.Odd(), kKindHint);
+    EXPECT_FALSE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, WhatIsNewLateIsBelievedWhenItComesAgainSoon) {
+    Recording recording;
+    recording.Usual(400);
+    EXPECT_EQ(recording.Odd(), kKindHint);
+    EXPECT_EQ(recording.Odd(), 0);
+    EXPECT_TRUE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, AgainWithin24PacketsIsTheSameHole) {
+    Recording recording;
+    recording.Usual(400);
+    EXPECT_EQ(recording.Packet(kOdd), kKindHint);
+    recording.Packet(kTime);
+    recording.Usual(10);
+    EXPECT_EQ(recording.Odd(), 0);
+    EXPECT_FALSE(recording.known.Knows(kOdd));
+    EXPECT_EQ(recording.Odd(), 0);
+    EXPECT_TRUE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, WhatComesSeldomIsBelievedTheEighthTime) {
+    Recording recording;
+    recording.Usual(400);
+    for (int i = 1; i < KnownPackets::kOften; ++i) {
+        EXPECT_EQ(recording.Odd(kOdd, 600), kKindHint) << i;
+        EXPECT_FALSE(recording.known.Knows(kOdd)) << i;
+    }
+    EXPECT_EQ(recording.Odd(kOdd, 600), 0);
+    EXPECT_TRUE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, AnOrderThatIsNewLateIsAHintUntilItComesAgainSoon) {
+    Recording recording;
+    recording.Usual(400);
+    const auto twice = [&](int after) {
+        recording.Packet(kText);
+        const uint8_t hint = recording.Packet(kText);
+        recording.Packet(kTime);
+        recording.Usual(after);
+        return hint;
+    };
+    EXPECT_EQ(twice(700), kOrderHint);
+    EXPECT_EQ(twice(200), kOrderHint);  // not soon enough
+    EXPECT_EQ(twice(700), 0);
+    EXPECT_EQ(twice(700), 0);
+}
+
+TEST(KnownPackets, ManyOddThingsAreBelievedInTheEnd) {
+    Recording recording;
+    recording.Usual(400);
+    for (uint16_t i = 0; i < KnownPackets::kMostSightings; ++i) {
+        EXPECT_EQ(recording.Odd(static_cast<uint16_t>(kExceptionSignatures + i), 150), kKindHint) << i;
+        EXPECT_FALSE(recording.known.Knows(static_cast<uint16_t>(kExceptionSignatures + i))) << i;
+    }
+    EXPECT_EQ(recording.Odd(kOdd, 150), kKindHint);
+    EXPECT_TRUE(recording.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, AnEarlierStateGoesOnInTheSameWay) {
+    Recording recording;
+    recording.Usual(400);
+    recording.Odd();
+    recording.Packet(0x0A);
+    const KnownPackets::Mark mark = recording.known.Now();
+    Recording other;
+    recording.Usual(300);
+    recording.Odd();
+    recording.Odd(0x0B);
+    other.known.Rewind(mark, recording.known);
+    other.Usual(300);
+    EXPECT_EQ(other.Odd(), 0);  // it was seen before the mark
+    EXPECT_TRUE(other.known.Knows(kOdd));
+    EXPECT_FALSE(other.known.Knows(0x0B));
+    EXPECT_EQ(other.Odd(0x0B), recording.Odd(0x0C));
+}
+
+}  // namespace
+}  // namespace Korr::Plim::Trace::Swo
