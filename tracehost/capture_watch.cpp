@@ -65,7 +65,8 @@ CaptureWatch::CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> p
     : log(recordingLog),
       port(portNumber),
       file(std::move(captureFile)),
-      identity(portNumber ? PortIdentity(*portNumber) : std::string()) {}
+      identity(portNumber ? PortIdentity(*portNumber) : std::string()),
+      device(portNumber ? PortDevice(*portNumber) : std::string()) {}
 
 std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
     if (auto fault = FromLog(seconds)) return fault;
@@ -77,7 +78,8 @@ std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
 }
 
 bool CaptureWatch::PortIsThere() const {
-    return !port || identity.empty() || PortIdentity(*port) == identity;
+    if (!port || identity.empty()) return true;
+    return PortIdentity(*port) == identity && !HeldDeviceVanished(device);
 }
 
 std::string CaptureWatch::Port() const { return port ? PortName(*port) : "the COM port"; }

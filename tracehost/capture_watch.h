@@ -38,6 +38,7 @@ class CaptureWatch {
     std::optional<uint32_t> port;
     std::string file;
     std::string identity;             ///< of the port when the capture began
+    std::string device;               ///< the port's own, at that time
     std::optional<double> goneSince;  ///< the port's place
     std::optional<int> readError;     ///< that ended the capture
     double readFailedAt = 0;

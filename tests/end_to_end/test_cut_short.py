@@ -71,9 +71,7 @@ class CutShort(Recorder):
 
 @unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
 class Port(CutShort):
-    # A terminal's place can be taken by another one at once: then it was there, but could not be read.
-    GONE = (r"{} bytes: COM\d+ \(\S+\) (?:vanished|could not be read any more) \(error 5: Input/output error\): "
-            r"is the probe plugged in\?")
+    GONE = r"{} bytes: COM\d+ \(\S+\) vanished \(error 5: Input/output error\): is the probe plugged in\?"
 
     def vanishes(self, *more, environment=None):
         number, *ends = self.plug_in()
@@ -116,6 +114,14 @@ class Port(CutShort):
         self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
 
+    def test_port_whose_place_is_taken_at_once_is_noticed_without_a_log(self):
+        temporary = self.small_temporary_folder()
+        running, began = self.vanishes(environment={"TMPDIR": temporary})
+        taken = os.openpty()  # gets the number that has just become free, unless another program was faster
+        for end in taken:
+            self.addCleanup(os.close, end)
+        self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
+
     def test_second_recording_of_a_port_is_refused_and_the_first_goes_on(self):
         number, *ends = self.plug_in()
         first = self.begins(number, "--output", "first.bin", "--bytes", str(2 * len(BYTES)))
@@ -156,8 +162,7 @@ class Port(CutShort):
         number, *ends = self.plug_in()
         running = self.begins(number, "--reconnect", *more)
         self.sends(ends[0])
-        self.unplug(*ends)
-        os.unlink(self.links[number])
+        self.is_taken_away(number, ends)
         time.sleep(0.5)
         self.assertIsNone(running.poll())
         before = os.stat(self.capture())
@@ -167,6 +172,11 @@ class Port(CutShort):
         os.write(ends[0], BYTES[::-1])
         self.has(len(BYTES))
         return running, number
+
+    def is_taken_away(self, number, ends):
+        """The name first: a terminal's number can be another one's as soon as it is free."""
+        os.unlink(self.links[number])
+        self.unplug(*ends)
 
     def is_told_as_lost(self, running):
         output, error = running.communicate(timeout=LIMIT)
@@ -210,7 +220,7 @@ class Port(CutShort):
         number, *ends = self.plug_in()
         running = self.begins(number, "--reconnect", "--output", "o.bin", "--seconds", "3")
         self.sends(ends[0])
-        self.unplug(*ends)
+        self.is_taken_away(number, ends)
         output, error = running.communicate(timeout=LIMIT)
         self.assertEqual(running.returncode, 3, error)
         self.assertIn("tracehost: trace was lost while the port was away", error)

@@ -14,6 +14,12 @@ std::string PortIdentity(uint32_t number) {
     return length != 0 ? std::string(target.data()) : std::string();
 }
 
+std::string PortDevice(uint32_t number) {
+    return PortIdentity(number).empty() ? std::string() : PortName(number);
+}
+
+bool HeldDeviceVanished(const std::string&) { return false; }
+
 std::string PortName(uint32_t number) { return "COM" + std::to_string(number); }
 
 }  // namespace Korr::Plim::Trace::Tracehost
