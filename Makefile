@@ -11,7 +11,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
 .PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
-    bench bench-loss fuzz mutants docs packages-native packages-all clean
+    bench bench-loss fuzz mutants docs pictures packages-native packages-all clean
 
 help: ## list the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
@@ -98,6 +98,10 @@ mutants: packages-all build ## change one line at a time and see that the tests 
 docs: packages-all ## the reference of the host's interfaces, into build/docs/html; a warning is a failure
 	@mkdir -p build/docs
 	@cmake/run-quietly "Reading the headers" build/docs.log doxygen docs/Doxyfile
+
+pictures: packages-native ## draw the README's pictures anew
+	@$(call build_preset,linux,products)
+	@docs/pictures/draw_terminal build/linux docs/pictures/terminal.svg
 
 clean: ## remove the build trees
 	rm -rf build
