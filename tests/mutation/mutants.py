@@ -1,20 +1,22 @@
 #!/usr/bin/env python3
 """Proves that the tests can fail: changes one line of the product at a time and runs the native tests.
 
-usage: mutants.py [--count N] [--seed S] [--only REGEX] [--tests LABELS] [--near] [--results FILE] [--list]
+usage: mutants.py [--count N] [--seed S] [--only REGEX] [--near] [--results FILE] [--list]
 
 Works on a copy of the committed sources in build/mutants, so the tree stays as it is. What only plays the target and the
 host's libraries (simulator/) is not changed, nor are the Windows bodies, which the native tests do not see. Every mutant
 is built; one that does not compile is replaced by another. A mutant is killed when a test fails or does not end in its
 time; a mutant that all tests pass has survived and is listed with its line. Results are appended to a file as they come,
 one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
-commit are tried again, since tests may have been mended. With --near only the tests that are the likeliest to notice are run, and
-what they do not notice stays undecided until a run without it. Exit status: 0 when at least 97 % of COUNT mutants were
-killed.
+commit are tried again, since tests may have been mended. The tests that are the likeliest to notice, those of the
+file's own room, are built and run first, one program after the other; with --near no others are, and what they do not
+notice stays undecided until a run without it. Exit status: 0 when at least 97 % of COUNT mutants were killed.
 """
 import argparse
+import collections
 import io
 import json
+import os
 import pathlib
 import random
 import re
@@ -28,7 +30,6 @@ COPY = ROOT / "build" / "mutants"
 RACES = "linux-tsan"
 ONE_THREAD = ("options", "tracehost", "trace")  # rooms whose tests the thread sanitizer does not run
 SLOW = "long|soak|native-only"  # what takes a minute, and what needs a quiet machine
-LENGTHY = "end_to_end_recording"  # tried after all others
 ROOMS = ("host_api", "source_utilities", "uart", "options", "channel", "receiver", "tracehost", "trace")
 GOAL = 0.97
 
@@ -142,10 +143,10 @@ def spread(found, seed):
     return order
 
 
-def run(command, limit):
+def run(command, limit, environment=None, folder=COPY):
     """None when it does not end in `limit` seconds; all that it started is ended then."""
-    with subprocess.Popen(command, cwd=COPY, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                          start_new_session=True) as process:
+    with subprocess.Popen(command, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          errors="replace", start_new_session=True, env=environment) as process:
         try:
             output, _ = process.communicate(timeout=limit)
         except subprocess.TimeoutExpired:
@@ -154,56 +155,133 @@ def run(command, limit):
         return subprocess.CompletedProcess(command, process.returncode, output)
 
 
-def build(folders=("",), tree="linux"):
-    """The targets of these folders of the build tree; of the whole tree for the empty name."""
-    targets = [f"{folder}/all" if folder else "all" for folder in folders]
+def build(targets=("all",), tree="linux"):
     result = run(["ninja", "-C", f"build/{tree}", *targets], 900)
     return result is not None and result.returncode == 0
 
 
-def has_tests(labels, folder, tree):
-    result = run(["ctest", "--test-dir", f"build/{tree}/{folder}", "-N", "-L", labels, "-LE", SLOW], 60)
-    return "Total Tests: 0" not in result.stdout
+class Test:
+    """One test of the build tree, run as it is by ctest: a test program whole, or a script."""
+
+    def __init__(self, tree, described):
+        properties = {p["name"]: p["value"] for p in described["properties"]}
+        self.name = described["name"]
+        self.tree = tree
+        self.command = described["command"]
+        self.labels = properties.get("LABELS", [])
+        self.skipped = properties.get("SKIP_RETURN_CODE")
+        self.expected = properties.get("PASS_REGULAR_EXPRESSION")
+        self.folder = properties.get("WORKING_DIRECTORY", str(COPY / "build" / tree))
+        self.environment = {**os.environ, **dict(v.split("=", 1) for v in properties.get("ENVIRONMENT", [])),
+                            "GTEST_FAIL_FAST": "1"}
+        self.usual = 5.0  # seconds
+        self.kills = collections.Counter()  # by file and by room
+        programs = COPY / "build" / tree / "bin"
+        program = pathlib.Path(self.command[0])
+        if program.parent == programs:
+            self.targets = [f"bin/{program.name}"]
+        elif "unit" in self.labels:  # a script that looks at what its folder and the product are built of
+            self.targets = ["products", f"{pathlib.Path(self.folder).relative_to(programs.parent)}/all"]
+        else:
+            self.targets = ["all"]
+
+    def notices(self):
+        """Whether it fails, twice so that other work on the machine kills nothing, or does not end in its time."""
+        passed = self.passes()
+        return passed is None or not passed and not self.passes()
+
+    def passes(self):
+        """None when it does not end in its time."""
+        started = time.monotonic()
+        result = run(self.command, max(60.0, 8 * self.usual), self.environment, self.folder)
+        if result is None:
+            return None
+        passed = result.returncode in (0, self.skipped)
+        if self.expected:
+            passed = any(re.search(expression, result.stdout) for expression in self.expected)
+        if passed:
+            self.usual = max(self.usual if self.usual != 5.0 else 0.1, time.monotonic() - started)
+        return passed
+
+    def promise(self, mutant):
+        """Sorts those first that noticed most in the same file, then in the same room, then the quickest."""
+        room = mutant["file"].split("/")[0]
+        return -self.kills[mutant["file"]], -self.kills[room], self.usual
 
 
-def tests_pass(labels, folder="", tree="linux", limit=300, options=()):
-    if not has_tests(labels, folder, tree):
-        return True
-    result = run(["ctest", "--test-dir", f"build/{tree}/{folder}", "-L", labels, "-LE", SLOW, "--stop-on-failure",
-                  "-j", "2", "--timeout", "60", "--no-tests=error", *options], limit)
-    return result is not None and result.returncode == 0
+def tests_of(tree, folder=""):
+    """All tests below a folder of the build tree, without those that take too long or need a quiet machine."""
+    listed = run(["ctest", "--test-dir", f"build/{tree}/{folder}", "-LE", SLOW, "--show-only=json-v1"], 60)
+    tests = [Test(tree, described) for described in json.loads(listed.stdout)["tests"] if "command" in described]
+    return [test for test in tests if {"unit", "end-to-end"} & set(test.labels)]
 
 
-def near_folders(mutant):
-    """Folders with the tests that are the likeliest to notice, which are tried before all others."""
-    room = mutant["file"].split("/")[0]
-    if mutant["kind"] == "swapped slots":
-        return ["tests/abi"]
-    return [f"tests/unit/{room}"] + (["tests/contract"] if "/posix/" in mutant["file"] else [])
+class Suite:
+    """The tests of the mutants' build tree. Those that noticed most so far are tried first."""
 
+    def __init__(self, near_only):
+        self.near_only = near_only
+        self.tests = {}
+        self.races = {}
 
-def races(mutant, labels, near):
-    """Whether the thread sanitizer, under which the tests are run as well, notices a lock that is gone."""
-    if not mutant["kind"].endswith("lock") or mutant["file"].split("/")[0] in (*ONE_THREAD, "host_api"):
-        return False
-    return not build(near, RACES) or not all(tests_pass(labels, folder, RACES) for folder in near)
+    def near(self, mutant):
+        """Folders with the tests that are the likeliest to notice."""
+        room = mutant["file"].split("/")[0]
+        if mutant["kind"] == "swapped slots":
+            return ["tests/abi"]
+        return [f"tests/unit/{room}"] + (["tests/contract"] if "/posix/" in mutant["file"] else []) + \
+            (["tests/second_reading"] if room == "uart" else [])
 
+    def tests_in(self, folder, tree="linux"):
+        known = self.tests if tree == "linux" else self.races
+        if folder not in known:
+            known[folder] = tests_of(tree, folder)
+        return known[folder]
 
-def outcome(mutant, labels, near_only):
-    near = near_folders(mutant)
-    if not build(near):
-        return "not built"
-    if not all(tests_pass(labels, folder) for folder in near) or races(mutant, labels, near):
-        return "killed"
-    if near_only:
-        return "undecided"
-    if not build():
-        return "not built"
-    # A test that waits for what never comes may take some minutes: whoever takes twice the usual time has failed.
-    again = ("--repeat", "until-pass:2")  # so that other work on the machine kills nothing
-    passed = tests_pass(labels) and tests_pass("end-to-end", limit=150, options=(*again, "-E", LENGTHY)) and \
-        tests_pass("end-to-end", options=(*again, "-R", LENGTHY))
-    return "survived" if passed else "killed"
+    def killer(self, mutant, tests):
+        """The first test that notices; "not built" as soon as one cannot be built; None when none notices."""
+        for test in sorted(tests, key=lambda test: test.promise(mutant)):
+            if not build(test.targets, test.tree):
+                return "not built"
+            if test.notices():
+                test.kills.update([mutant["file"], mutant["file"].split("/")[0]])
+                return test.name
+        return None
+
+    def outcome(self, mutant):
+        near = [test for folder in self.near(mutant) for test in self.tests_in(folder)]
+        noticed = self.killer(mutant, near)
+        if noticed is None and self.has_races(mutant):
+            noticed = self.killer(mutant, [test for folder in self.near(mutant)
+                                           for test in self.tests_in(folder, RACES)])
+        if noticed is None and not self.near_only:
+            names = {test.name for test in near}
+            others = [test for test in self.tests_in("") if test.name not in names]
+            noticed = self.killer(mutant, [test for test in others if "end-to-end" not in test.labels]) or \
+                self.killer(mutant, [test for test in others if "end-to-end" in test.labels])
+        if noticed == "not built":
+            return "not built", None
+        if noticed:
+            return "killed", noticed
+        return ("undecided" if self.near_only else "survived"), None
+
+    @staticmethod
+    def has_races(mutant):
+        """Whether the thread sanitizer, under which the tests are run as well, may notice a lock that is gone."""
+        return mutant["kind"].endswith("lock") and mutant["file"].split("/")[0] not in (*ONE_THREAD, "host_api")
+
+    def unchanged_passes(self, mutants):
+        """Whether all tests pass as they are; those that do not are named. Learns how long each takes."""
+        folders = sorted({folder for mutant in mutants for folder in self.near(mutant)}) if self.near_only else [""]
+        tests = {test.name: test for folder in folders for test in self.tests_in(folder)}
+        if not build({target for test in tests.values() for target in test.targets}):
+            return False
+        failed = [test.name for test in tests.values() if test.notices()]
+        for folder in {folder for mutant in mutants for folder in self.near(mutant)}:
+            for test in self.tests_in(folder):  # the same test may have been listed twice
+                test.usual = tests[test.name].usual if test.name in tests else test.usual
+        print("".join(f"fails without a change: {name}\n" for name in failed), end="", flush=True)
+        return not failed
 
 
 def copy_sources():
@@ -225,13 +303,14 @@ def copy_sources():
 def prepare():
     COPY.mkdir(parents=True, exist_ok=True)
     copy_sources()
-    options = {"linux": ["-DTARNEL_WARNINGS_AS_ERRORS=OFF", "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0"], RACES: ["-DTARNEL_WARNINGS_AS_ERRORS=OFF"]}
+    fast_link = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=gold" for kind in ("EXE", "SHARED", "MODULE")]
+    options = {"linux": ["-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -g0", *fast_link], RACES: []}
     for tree, more in options.items():
         if not (COPY / "build" / tree / "build.ninja").exists():
-            subprocess.run(["cmake", "--preset", tree, *more], cwd=COPY, check=True, capture_output=True)
+            subprocess.run(["cmake", "--preset", tree, "-DTARNEL_WARNINGS_AS_ERRORS=OFF", *more], cwd=COPY, check=True, capture_output=True)
 
 
-def try_mutant(mutant, labels, near_only):
+def try_mutant(mutant, suite):
     path = COPY / mutant["file"]
     before = path.read_text(encoding="utf-8")
     lines = before.split("\n")
@@ -240,7 +319,7 @@ def try_mutant(mutant, labels, near_only):
     lines[first:first + mutant["covers"]] = [mutant["text"]]
     path.write_text("\n".join(lines), encoding="utf-8")
     try:
-        return outcome(mutant, labels, near_only)
+        return suite.outcome(mutant)
     finally:
         path.write_text(before, encoding="utf-8")
 
@@ -261,21 +340,11 @@ def report(results):
     return share
 
 
-def unchanged_passes(mutants, labels, near_only):
-    rooms = sorted({mutant["file"].split("/")[0] for mutant in mutants} - {"host_api"})
-    near = [f"tests/unit/{room}" for room in rooms] + ["tests/contract"]
-    threads = [folder for folder in near if folder.split("/")[-1] not in ONE_THREAD]
-    passed = build(near) and all(tests_pass(labels, folder) for folder in near) if near_only else \
-        build() and tests_pass(labels)
-    return passed and build(threads, RACES) and all(tests_pass(labels, folder, RACES) for folder in threads)
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--count", type=int, default=600)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--only", help="files to change, as a regular expression")
-    parser.add_argument("--tests", default="unit", help="labels of the tests to run before the end-to-end tests")
     parser.add_argument("--results", type=pathlib.Path, default=ROOT / "build" / "mutants.jsonl")
     parser.add_argument("--near", action="store_true", help="run the likeliest tests alone")
     parser.add_argument("--list", action="store_true", help="show the mutants and end")
@@ -288,7 +357,8 @@ def main():
             print(f'{mutant["file"]}:{mutant["line"]} {mutant["kind"]}: {mutant["text"].strip()}')
         return 0
     print("building and testing without a change", flush=True)
-    if not unchanged_passes(order, arguments.tests, arguments.near):
+    suite = Suite(arguments.near)
+    if not suite.unchanged_passes(order):
         print("the unchanged sources do not pass; nothing can be said", file=sys.stderr)
         return 1
     head = subprocess.run(["git", "rev-parse", "HEAD"], cwd=ROOT, capture_output=True, text=True,
@@ -306,7 +376,7 @@ def main():
         if (mutant["file"], mutant["line"], mutant["kind"], mutant["text"]) in done:
             continue
         started = time.monotonic()
-        mutant["outcome"] = try_mutant(mutant, arguments.tests, arguments.near)
+        mutant["outcome"], mutant["by"] = try_mutant(mutant, suite)
         mutant["head"] = head
         mutant["seconds"] = round(time.monotonic() - started, 1)
         results.append(mutant)
