@@ -2,45 +2,28 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "source_utilities/environment.h"
 #include "source_utilities/trace_environment.h"
 #include "source_utilities/uLogManager.h"
+#include "tests/support/log_home.h"
 
 namespace support {
 
-/// A home of this test program with the trace folders in it and the process's log open at level 3, which
-/// writes ordinary, error and chatty lines to the file only. The environment variables and the log are set as
-/// the plug-in sets them. Made with the first use; deleted at the end as far as the platform allows.
-class TraceFolder {
+/// A home with the trace folders in it and the process's log open at level 3. The environment variables and
+/// the log are set as the plug-in sets them. Made with the first use.
+class TraceFolder : public LogHome {
   public:
     static TraceFolder& Instance() {
         static TraceFolder instance;
         return instance;
     }
 
-    /// Path of a file in the program's own folder.
-    std::string Path(const std::string& name) const { return (root / name).string(); }
     const std::string& LoggingFolder() const { return environment.loggingFolder; }
     const std::string& DataFolder() const { return environment.dataFolder; }
     const std::string& SettingsFolder() const { return environment.settingsFolder; }
-
-    /// Lines written to a log file since `from`, each as its mask letter, a blank and the message.
-    static std::vector<std::string> LinesOf(const std::string& file, std::size_t from) {
-        std::vector<std::string> lines;
-        std::istringstream text(ReadFile(file).substr(from));
-        for (std::string line; std::getline(text, line);) {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            lines.push_back(WithoutTime(line));
-        }
-        return lines;
-    }
     std::string LogFile() const {
         return (std::filesystem::path(environment.loggingFolder) / environment.logFileName).string();
     }
@@ -49,39 +32,13 @@ class TraceFolder {
         KORR_PLIM::uLogger* const logger = KORR_PLIM::uLogManager::Instance().CurrentLogger();
         logger->SetEnabled(logger->SetEnabled(false));
     }
-    static std::string ReadFile(const std::string& name) {
-        std::ifstream file(name, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    static void WriteFile(const std::string& name, const std::string& content) {
-        std::ofstream(name, std::ios::binary | std::ios::trunc) << content;
-    }
 
   private:
-    TraceFolder() {
-        std::random_device random;
-        root = std::filesystem::temp_directory_path() / ("tarnel-test-" + std::to_string(random()));
-        std::filesystem::create_directories(root);
-        KORR_PLIM::SetEnvironment("USERPROFILE", root.string().c_str());
-        KORR_PLIM::SetEnvironment("KORR_TRACE_DEBUGCLIENT_PID", "");
-        KORR_PLIM::SetEnvironment("KORR_TRACE_LOGGING", "3");
+    TraceFolder() : LogHome("3") {
         KORR_PLIM::SetUpTraceEnvironment(environment);
         KORR_PLIM::OpenProcessLog(environment);
     }
-    ~TraceFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored);
-    }
 
-    // "M     12:34:56:789 | text" becomes "M text".
-    static std::string WithoutTime(const std::string& line) {
-        const std::size_t bar = line.find("| ");
-        const std::size_t letter = line.find_first_not_of(' ');
-        if (bar == std::string::npos || letter > 4) return line;
-        return line.substr(letter, 1) + " " + line.substr(bar + 2);
-    }
-
-    std::filesystem::path root;
     KORR_PLIM::TraceEnvironment environment;
 };
 

@@ -12,10 +12,12 @@
 #include "simulator/pelkit/error_reading.h"
 #include "tests/fakes/scripted_capture_file.h"
 #include "tests/fakes/scripted_serial_port.h"
-#include "tests/unit/uart/log_home.h"
+#include "tests/support/log_home.h"
 #include "uart/UARTDataCollector.h"
 
 namespace Korr::Plim::Trace::Tarnel {
+
+using support::LogHome;
 
 /// A collector over a scripted port 5 and a scripted capture file "capture.bin".
 class CollectorTest : public ::testing::Test {

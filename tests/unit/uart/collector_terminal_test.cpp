@@ -11,18 +11,15 @@
 #include "host_api/cPelkitError.h"
 #include "simulator/pelkit/error_reading.h"
 #include "source_utilities/uThread.h"
-#include "tests/unit/uart/log_home.h"
+#include "tests/support/log_home.h"
 #include "tests/unit/uart/pseudo_terminal.h"
 #include "uart/UARTDataCollector.h"
 
 namespace Korr::Plim::Trace::Tarnel {
 
-namespace {
+using support::LogHome;
 
-std::string ContentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+namespace {
 
 // Every byte value, control characters included, in changing neighbourhoods.
 std::string Numbered(std::size_t size) {
@@ -89,7 +86,7 @@ class CollectorOnATerminal : public ::testing::Test {
         AwaitSize(5);
         collector->Stop();
         AwaitEnd();
-        EXPECT_EQ(ContentOf(file), "again");
+        EXPECT_EQ(LogHome::ReadFile(file), "again");
         thread.reset();
         collector.reset();
         EXPECT_EQ(OpenHandles("/capture.bin"), 0);
@@ -119,13 +116,13 @@ TEST_F(CollectorOnATerminal, CapturesEveryByteAsItWasSent) {
     AwaitSize(bytes.size());
     collector->Stop();
     AwaitEnd();
-    EXPECT_EQ(ContentOf(file), bytes);
+    EXPECT_EQ(LogHome::ReadFile(file), bytes);
 }
 
 TEST_F(CollectorOnATerminal, CapturesARecordedStreamAsItWasSent) {
     const char* recording = std::getenv("TARNEL_SWO_RECORDING");
     if (recording == nullptr) GTEST_SKIP() << "TARNEL_SWO_RECORDING names no recorded stream";
-    const std::string bytes = ContentOf(recording);
+    const std::string bytes = LogHome::ReadFile(recording);
     ASSERT_FALSE(bytes.empty());
     Make();
     Start();
@@ -133,7 +130,7 @@ TEST_F(CollectorOnATerminal, CapturesARecordedStreamAsItWasSent) {
     AwaitSize(bytes.size());
     collector->Stop();
     AwaitEnd();
-    EXPECT_EQ(ContentOf(file), bytes);
+    EXPECT_EQ(LogHome::ReadFile(file), bytes);
 }
 
 TEST_F(CollectorOnATerminal, AnotherReaderSeesTheFileGrow) {
@@ -163,7 +160,7 @@ TEST_F(CollectorOnATerminal, BytesSentBeforeTheCaptureAreDiscarded) {
     Start();
     ASSERT_TRUE(terminal.Send("fresh"));
     AwaitSize(5);
-    EXPECT_EQ(ContentOf(file), "fresh");
+    EXPECT_EQ(LogHome::ReadFile(file), "fresh");
 }
 
 TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsTheThreadAndIsLogged) {
@@ -174,7 +171,7 @@ TEST_F(CollectorOnATerminal, FarEndThatGoesAwayEndsTheThreadAndIsLogged) {
     AwaitSize(bytes.size());
     terminal.Unplug();
     AwaitEnd();
-    EXPECT_EQ(ContentOf(file), bytes);
+    EXPECT_EQ(LogHome::ReadFile(file), bytes);
     EXPECT_EQ(Home().Lines().back(), "E Tarnel_UARTCollector: Reading COM port failed with error code 5");
     PseudoTerminal again{7};
     ExpectTheNextCaptureWorks(again, again.Path() == terminal.Path() ? 1 : 0);
@@ -209,7 +206,7 @@ TEST_F(CollectorOnATerminal, PortOfAnotherCaptureIsRefusedUntouched) {
     AwaitSize(11);
     collector->Stop();
     AwaitEnd();
-    EXPECT_EQ(ContentOf(file), "firstsecond");
+    EXPECT_EQ(LogHome::ReadFile(file), "firstsecond");
     thread.reset();
     collector.reset();
     EXPECT_NO_THROW(makeAnother());

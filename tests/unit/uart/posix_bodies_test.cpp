@@ -13,13 +13,15 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/uart/log_home.h"
+#include "tests/support/log_home.h"
 #include "tests/unit/uart/posix_system.h"
 #include "uart/UARTDataCollector.h"
 #include "uart/capture_file.h"
 #include "uart/serial_port.h"
 
 namespace Korr::Plim::Trace::Tarnel {
+
+using support::LogHome;
 
 namespace {
 

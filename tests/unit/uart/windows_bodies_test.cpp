@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host_api/cPelkitError.h"
-#include "tests/unit/uart/log_home.h"
+#include "tests/support/log_home.h"
 #include "uart/UARTDataCollector.h"
 #include "uart/capture_file.h"
 #include "uart/serial_port.h"
@@ -132,6 +132,8 @@ BOOL WINAPI __wrap_SetCommBreak(HANDLE) { return replaced->Enter("SetCommBreak")
 }
 
 namespace Korr::Plim::Trace::Tarnel {
+
+using support::LogHome;
 
 namespace {
 
