@@ -55,8 +55,9 @@ void Measure(benchmark::State& state, const Bytes& stream, Decode&& decode) {
         allocations = decode(stream, counts);
         packets = counts.Packets();
         benchmark::DoNotOptimize(counts.mix);
-        if (counts.kinds[static_cast<size_t>(PacketKind::Malformed)] != 0)
+        if (counts.kinds[static_cast<size_t>(PacketKind::Malformed)] != 0) {
             state.SkipWithError("malformed packets");
+        }
     }
     if (packets == 0) state.SkipWithError("no packets");
     state.counters["bytes"] = static_cast<double>(stream.size());

@@ -66,8 +66,9 @@ Bytes FramedStream(std::size_t bytes) {
             stream.insert(stream.end(), 9, 0);
         } else {
             stream.push_back(0x05);
-            for (int i = 1; i < 15; ++i)
+            for (int i = 1; i < 15; ++i) {
                 stream.push_back(static_cast<uint8_t>(random() & (i % 2 == 0 ? 0xFE : 0xFF)));
+            }
             stream.push_back(static_cast<uint8_t>(random() & 0xFE));
         }
     }

@@ -70,8 +70,9 @@ void ChannelDriver::ApplyPrescaler() {
     prescalerAuto = OptionValue(kOptionPrescaler) == "Auto";
     if (prescalerAuto) return;
     const std::string value = OptionValue(kOptionPrescalerValue);
-    if (IsPlaceholder(kOptionPrescalerValue, value))
+    if (IsPlaceholder(kOptionPrescalerValue, value)) {
         ThrowError("Please specify prescalar in Receiver settings");
+    }
     prescaler = ParseUnsigned(value.c_str());
 }
 
@@ -79,8 +80,9 @@ void ChannelDriver::ApplyClock() {
     clockAuto = OptionValue(kOptionClock) == "Auto";
     if (clockAuto) return;
     const std::string value = OptionValue(kOptionClockValue);
-    if (IsPlaceholder(kOptionClockValue, value))
+    if (IsPlaceholder(kOptionClockValue, value)) {
         ThrowError("Please specify clock frequency in Receiver Settings");
+    }
     traceClockHz = ParseReal(value.c_str());
 }
 

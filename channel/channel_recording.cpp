@@ -22,8 +22,9 @@ void Require(uint32_t result, const char* logged, const char* thrown) {
 }  // namespace
 
 void ChannelDriver::StartRecording(uint8_t /*flag*/) {
-    if (IsTargetDisconnected(targetState))
+    if (IsTargetDisconnected(targetState)) {
         return LogRefusal("Cannot start recording unless target is connected");
+    }
     const uMutexLock hold(*mutex);
     if (state == kRecording) {
         return LogRefusal("Cannot start recording since recording is already in progress");
@@ -57,8 +58,9 @@ void ChannelDriver::ProgramTpiu() {
 }
 
 void ChannelDriver::StopRecording() {
-    if (IsTargetDisconnected(targetState))
+    if (IsTargetDisconnected(targetState)) {
         return LogRefusal("Cannot stop recording unless target is connected");
+    }
     const uMutexLock hold(*mutex);
     if (state != kRecording) {
         return LogRefusal("Cannot stop recording as recording has not started yet");

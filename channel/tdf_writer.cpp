@@ -79,8 +79,9 @@ void BeginSection(const char* fileName, const char* sectionName, uint32_t versio
     const std::size_t nameLength = std::strlen(name);
     const int64_t fileLength = StreamLength(stream.get());
     if (fileLength < 0 || nameLength > kLargestFile) ThrowError(kNoHeaderSize);
-    if (static_cast<uint64_t>(fileLength) + kNameOffset + nameLength > kLargestFile)
+    if (static_cast<uint64_t>(fileLength) + kNameOffset + nameLength > kLargestFile) {
         ThrowError(kNoHeaderSize);
+    }
 
     sectionOffset = static_cast<uint32_t>(fileLength);
     SeekTo(stream.get(), sectionOffset, kNoHeaderSize);

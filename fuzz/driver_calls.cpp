@@ -115,8 +115,9 @@ void ReceiverSession::CheckStatus() {
     trace::StatusRecord record{99, "untouched", {7, 7, 7, 7, 7}};
     Driver().GetStatus(record);
     const auto expected = ReceiverModel::Status(Model());
-    if (!expected)
+    if (!expected) {
         return Require(record.code == 99 && record.text == "untouched" && record.flags[4] == 7, "untouched");
+    }
     Require(record.code == expected->code && record.text == expected->text,
             "status " + std::string(record.text));
     for (std::size_t i = 0; i < 5; ++i) Require(record.flags[i] == (expected->flags[i] ? 1 : 0), "flag");

@@ -97,8 +97,9 @@ void FuzzItmDecoder(std::string_view input) {
     const std::vector<Packet> whole = Whole(bytes, options);
     CheckCover(bytes, whole);
     const size_t stop = bytes.size() * (choice >> 4) / 16;
-    for (const size_t block : {size_t{1}, size_t{choice} + 1, size_t{513}})
+    for (const size_t block : {size_t{1}, size_t{choice} + 1, size_t{513}}) {
         CheckCut(bytes, options, block, stop, whole);
+    }
 }
 
 }  // namespace fuzz

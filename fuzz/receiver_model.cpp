@@ -103,8 +103,9 @@ void ReceiverModel::Log(char mask, const char* module, const std::string& text) 
 }
 
 Outcome ReceiverModel::Create() {
-    if (references == 0 && !host.hasDeviceIdentifier)
+    if (references == 0 && !host.hasDeviceIdentifier) {
         return "Internal error, failed to create device identifier";
+    }
     ++references;
     return std::nullopt;
 }
@@ -193,14 +194,16 @@ Outcome ReceiverModel::Configure(DriverModel& driver, const OptionsModel& option
     }
     driver.prescalerAuto = options.prescaler == "Auto";
     if (!driver.prescalerAuto) {
-        if (options.prescalerValue == "Prescalar value")
+        if (options.prescalerValue == "Prescalar value") {
             return "Please specify prescalar in Receiver settings";
+        }
         driver.prescaler = static_cast<uint32_t>(std::strtoul(options.prescalerValue.c_str(), nullptr, 10));
     }
     driver.clockAuto = options.clock == "Auto";
     if (!driver.clockAuto) {
-        if (options.clockValue == "Frequency in Hz")
+        if (options.clockValue == "Frequency in Hz") {
             return "Please specify clock frequency in Receiver Settings";
+        }
         driver.clock = std::strtod(options.clockValue.c_str(), nullptr);
     }
     if (options.comPort.empty()) return "Please specify valid COM port number in Receiver Settings";

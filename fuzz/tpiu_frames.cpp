@@ -46,8 +46,9 @@ Log Decode(const std::vector<uint8_t>& bytes, const CaptureOptions& options, siz
     Require(log.length <= bytes.size(), "no more bytes in packets than there are");
     const TpiuDeframer* deframer = decoder.Deframer();
     Require((deframer != nullptr) == decoder.Found().framed, "frames");
-    if (deframer != nullptr)
+    if (deframer != nullptr) {
         Require(deframer->Offset() == bytes.size() || bytes.size() < kFrame, "all is taken");
+    }
     return log;
 }
 
@@ -58,8 +59,9 @@ void FuzzTpiuFrames(std::string_view input) {
     const auto choice = static_cast<uint8_t>(input[0]);
     const size_t times = 1 + static_cast<uint8_t>(input[1]) % 64;
     std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < times && bytes.size() < 6000; ++i)
+    for (size_t i = 0; i < times && bytes.size() < 6000; ++i) {
         bytes.insert(bytes.end(), input.begin() + 2, input.end());
+    }
     CaptureOptions options;
     options.framing.kind = static_cast<FramingKind>(choice % 3);
     if ((choice & 0x10) != 0) options.framing.stream = static_cast<uint8_t>(choice >> 5);

@@ -95,8 +95,9 @@ std::optional<uint32_t> VectorTable(const ElfFile& file) {
     }
     std::optional<uint32_t> lowest;
     for (const ElfSegment& segment : file.Segments()) {
-        if (segment.fileSize > 0 && (!lowest || segment.virtualAddress < *lowest))
+        if (segment.fileSize > 0 && (!lowest || segment.virtualAddress < *lowest)) {
             lowest = segment.virtualAddress;
+        }
     }
     return lowest;
 }
@@ -146,8 +147,9 @@ void ElfSymbols::ReadVectors(const ElfFile& file) {
     }
     for (const auto& [number, address] : targets) {
         const Symbol* const handler = FunctionAt(address);
-        if (handler != nullptr && handler->address == address && uses[address] == 1)
+        if (handler != nullptr && handler->address == address && uses[address] == 1) {
             handlers[number] = handler->name;
+        }
     }
 }
 

@@ -164,8 +164,9 @@ class CaptureAnalysis::Work {
                 counts.portBytes[packet.source & 0xFF] += packet.size;
                 break;
             case PacketKind::Exception:
-                if ((packet.flags & kKindFlags) == kEntered)
+                if ((packet.flags & kKindFlags) == kEntered) {
                     ++counts.exceptionsEntered[packet.source & 0x1FF];
+                }
                 break;
             case PacketKind::LocalTime:
                 if (!timed) counts.firstTicks = time.ticks;

@@ -35,8 +35,9 @@ void ExceptionTimeline::Enter(uint16_t number) {
 }
 
 void ExceptionTimeline::Exit(uint16_t number) {
-    if (!Runs(number))
+    if (!Runs(number)) {
         return;  // entered before the recording or in a hole: it ends here, where it never began
+    }
     PopAbove(number);
     Pop(Change::End);
 }

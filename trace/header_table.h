@@ -110,10 +110,12 @@ constexpr HeaderEntry Hardware(unsigned header, bool v8m) {
     const unsigned discriminator = header >> 3;
     const unsigned size = kSizes[header & 3];
     if (discriminator >= 8 && discriminator < 24) return DataTrace(header, discriminator, size, v8m);
-    if (discriminator == 0 && size == 1)
+    if (discriminator == 0 && size == 1) {
         return Plain(HeaderAction::Fixed, 1, PacketKind::EventCounters, header);
-    if (discriminator == 1 && size == 2)
+    }
+    if (discriminator == 1 && size == 2) {
         return Plain(HeaderAction::Exception, 2, PacketKind::Exception, header);
+    }
     if (discriminator == 2 && size == 4) return Plain(HeaderAction::Fixed, 4, PacketKind::PcSample, header);
     if (discriminator == 2 && size == 1) {
         HeaderEntry entry = Plain(HeaderAction::PcByte, 1, PacketKind::PcSleep, header);

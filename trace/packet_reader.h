@@ -121,8 +121,9 @@ inline Reading ReadPcByte(const uint8_t* bytes, const HeaderEntry& entry) {
 inline Reading ReadMatchByte(const uint8_t* bytes, const HeaderEntry& entry) {
     const uint8_t value = bytes[1];
     if (value == 1) return {{0, 1, entry.source, PacketKind::DataMatch, 1, 2, 0}, entry.signature};
-    if ((value & 1) == 0)
+    if ((value & 1) == 0) {
         return {{0, value, entry.source, PacketKind::DataPc, 1, 2, 0}, Other(entry.signature)};
+    }
     return {{0, value, static_cast<uint16_t>(bytes[0] >> 3), PacketKind::UnknownHardware, 1, 2, 0},
             entry.signature};
 }

@@ -29,8 +29,9 @@ Course Follow(const Ahead& ahead, const HeaderTable& table, const KnownPackets& 
         if (found >= PacketWalk::Found::Broken) return course;
         if (!counts) continue;
         ++course.packets;
-        if (found == PacketWalk::Found::Packet && !known.KnowsOnAnyPage(walk.Last().signature))
+        if (found == PacketWalk::Found::Packet && !known.KnowsOnAnyPage(walk.Last().signature)) {
             ++course.unknown;
+        }
     }
 }
 

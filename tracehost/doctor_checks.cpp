@@ -96,17 +96,20 @@ Check CheckSpace(const fs::path& folder) {
         return NotOk(name, "not told for " + existing.string(), "make the home folder one that can be read");
     }
     const std::string found = FormatBytes(static_cast<double>(bytes)) + " in " + existing.string();
-    if (bytes < kLeastForLog)
+    if (bytes < kLeastForLog) {
         return NotOk(name, found, "make room: captures stop when the disk is full; no log is written");
-    if (bytes < kLeastForTrace)
+    }
+    if (bytes < kLeastForTrace) {
         return NotOk(name, found, "make room: a fast recording fills this within two minutes");
+    }
     return Ok(name, found);
 }
 
 Check CheckLog(const fs::path& folder) {
     const LogLevel level = ReadLogLevel();
-    if (!level.trouble.empty())
+    if (!level.trouble.empty()) {
         return NotOk("log", level.trouble, "set it to a number from 0 to 6, or unset it");
+    }
     const std::string files = (folder / "korr_trace_log_*.txt").string();
     if (level.level == 0) return Ok("log", "off; KORR_TRACE_LOGGING=1 writes " + files);
     return Ok("log", "level " + std::to_string(level.level) + ", " + files);
@@ -154,8 +157,9 @@ DoctorEnvironment ReadEnvironment() {
         environment.home = platform::GetVariable(fallback);
     }
     std::vector<std::string> names(std::begin(kVariables), std::end(kVariables));
-    for (const uint32_t number : PortsOfEnvironment())
+    for (const uint32_t number : PortsOfEnvironment()) {
         names.push_back("KORR_TRACE_COM" + std::to_string(number));
+    }
     for (const std::string& name : names) {
         const std::string value = platform::GetVariable(name.c_str());
         if (!value.empty()) environment.variables.push_back(name + "=" + value);
@@ -201,8 +205,9 @@ std::vector<Check> CheckEnvironment(const DoctorEnvironment& environment) {
         checks.push_back(isBoard ? CheckBoardVariable(variable, variable.substr(board.size()))
                                  : Ok("environment", variable));
     }
-    if (checks.empty())
+    if (checks.empty()) {
         checks.push_back(Ok("environment", "no variable of the plug-in or of tracehost is set"));
+    }
     return checks;
 }
 

@@ -88,8 +88,9 @@ std::string ExplainProbe(const Explanation& row, const Surroundings& used) {
     const std::string words = LoaderWords(kSetupAdapter, used.pluginFolder);
     if (!words.empty()) return FormatFinding(words, kSetupAdapter, "install the host's libraries anew");
     const std::string file = SetUpFile(used);
-    if (file.empty())
+    if (file.empty()) {
         return FormatFinding({}, used.board, "it names no \"set_up_file\" for the CPU " + used.cpu);
+    }
     return FormatFinding(WhyNotReadable(file), file, row.advice);
 }
 

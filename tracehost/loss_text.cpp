@@ -42,8 +42,9 @@ std::string Gap(const LedgerEntry& entry) {
     const uint64_t missing = entry.missing;
     std::string text =
         "port " + std::to_string(entry.source) + " counts on after " + CountOf(missing, "missing value");
-    if (missing > UINT32_MAX / 2)
+    if (missing > UINT32_MAX / 2) {
         text = "port " + std::to_string(entry.source) + " counts from another value on";
+    }
     return text + (entry.lossClass == Swo::LossClass::Target ? ", which the target dropped (overflow)" : "");
 }
 
@@ -160,8 +161,9 @@ std::string LossAsJson(const LedgerEntry& entry, const Exports::TimeScale& scale
         if (scale.clockHz > 0) object["ns"] = scale.Nanoseconds(entry.ticks);
     }
     object["quality"] = Swo::QualityName(entry.timeQuality);
-    if (entry.lossClass == Swo::LossClass::Gap || entry.kind == LossKind::CounterGap)
+    if (entry.lossClass == Swo::LossClass::Gap || entry.kind == LossKind::CounterGap) {
         object["source"] = entry.source;
+    }
     if (entry.missingKnown) object["missing"] = entry.missing;
     if (entry.suspects > 0) {
         object["suspects"] = entry.suspects;

@@ -39,8 +39,9 @@ uint64_t SizeOf(const std::string& name) {
 
 std::string Extension(const std::string& name) {
     std::string extension = fs::path(name).extension().string();
-    for (char& letter : extension)
+    for (char& letter : extension) {
         letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    }
     return extension;
 }
 

@@ -95,8 +95,9 @@ std::string WhyTaken(const ListedPort& port) {
                                     ? ""
                                     : "; but " + FormatFinding(port.access.problem, "", port.access.advice);
     if (port.isDefault) return "taken: the first port of a probe" + trouble;
-    if (!port.probe.empty())
+    if (!port.probe.empty()) {
         return "not taken by itself: another probe's port comes first; " + asked + trouble;
+    }
     const std::string why = port.name.empty() ? "named by the environment alone" : "its name is no probe's";
     return "not taken by itself: " + why + "; " + asked + trouble;
 }

@@ -100,8 +100,10 @@ void RecordingLog::FindFile(const std::string& folder) {
         const std::string name = entry->path().filename().string();
         std::error_code ignored;
         const fs::file_time_type time = entry->last_write_time(ignored);
-        if (!name.starts_with("korr_trace_log_") || !name.ends_with(end) || (!file.empty() && time < newest))
+        if (!name.starts_with("korr_trace_log_") || !name.ends_with(end) ||
+            (!file.empty() && time < newest)) {
             continue;
+        }
         newest = time;
         file = entry->path().string();
         start = position = entry->file_size(ignored);

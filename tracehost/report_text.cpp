@@ -128,8 +128,9 @@ std::string OtherKinds(const Swo::CaptureCounts& counts) {
     std::string text;
     for (int i = 0; i < Swo::kPacketKinds; ++i) {
         const auto kind = static_cast<PacketKind>(i);
-        if (kind == PacketKind::Stimulus || kind == PacketKind::Exception || kind == PacketKind::Sync)
+        if (kind == PacketKind::Stimulus || kind == PacketKind::Exception || kind == PacketKind::Sync) {
             continue;
+        }
         if (Swo::IsDamage(kind) || counts.Of(kind) == 0) continue;
         text += (text.empty() ? "" : ", ") + FormatCount(counts.Of(kind)) + " " +
                 std::string(Swo::KindName(kind));
@@ -154,9 +155,10 @@ std::string EntryLine(const Swo::LedgerEntry& entry, const CaptureReport& report
     const auto& scale = report.capture.scale;
     const bool timed = entry.timeQuality != Swo::TimeQuality::None;
     std::string time;
-    if (timed)
+    if (timed) {
         time =
             scale.clockHz > 0 ? FormatNanoseconds(scale.Nanoseconds(entry.ticks)) : FormatCount(entry.ticks);
+    }
     if (entry.timeQuality == Swo::TimeQuality::Late) time += "+";
     char line[160];
     std::snprintf(line, sizeof line, "%15s %9s %17s  ", FormatCount(entry.offset).c_str(),
@@ -174,11 +176,13 @@ std::string Losses(const CaptureReport& report) {
     std::snprintf(line, sizeof line, "%15s %9s %17s  %s\n", "offset", "bytes", scaled ? "time" : "ticks",
                   "what");
     text += line;
-    for (std::size_t i = 0; i < std::min(entries.size(), kEntriesShown); ++i)
+    for (std::size_t i = 0; i < std::min(entries.size(), kEntriesShown); ++i) {
         text += EntryLine(entries[i], report);
+    }
     const uint64_t more = entries.size() - std::min(entries.size(), kEntriesShown) + ledger.UnlistedPlaces();
-    if (more > 0)
+    if (more > 0) {
         text += "                ... and " + FormatCount(more) + " more (--json FILE has all of them)\n";
+    }
     return text;
 }
 
@@ -250,8 +254,9 @@ std::string ReportAsJson(const CaptureReport& report) {
     sum["salvaged_bytes"] = totals.salvagedBytes;
     sum["missing"] = totals.missing;
     sum["unlisted"] = ledger.UnlistedPlaces();
-    for (const auto& block : ledger.Unlisted())
+    for (const auto& block : ledger.Unlisted()) {
         sum["unlisted_blocks"].push_back({block.offset, block.places});
+    }
     auto& places = sum["places"] = nlohmann::ordered_json::object();
     for (int i = 0; i < Swo::kLossKinds; ++i) {
         const auto kind = static_cast<Swo::LossKind>(i);

@@ -44,8 +44,9 @@ void AppendSection(const std::string& name, const std::string& text) {
     std::ofstream file(name, std::ios::binary | std::ios::app);
     file << TdfSectionHeader(kSheetSection, kSheetSectionVersion, static_cast<uint32_t>(text.size())) << text;
     file.flush();
-    if (!file)
+    if (!file) {
         throw HostError("the recording sheet could not be added to \"" + name + "\": is the disk full?");
+    }
 }
 
 }  // namespace

@@ -42,8 +42,9 @@ std::string ReadSection(std::istream& file, uint64_t size, TdfSection& section) 
     section.nameLength = Number(header.data() + 8);
     if (section.length < kTdfSectionHeaderSize) return "the section length is below its header's";
     if (section.length > room) return "the section is longer than the rest of the file";
-    if (section.nameLength > section.length - kTdfSectionHeaderSize)
+    if (section.nameLength > section.length - kTdfSectionHeaderSize) {
         return "the name is longer than the section";
+    }
     section.name.resize(std::min(section.nameLength, kLongestTdfName));
     if (!ReadAt(file, section.offset + kTdfSectionHeaderSize, section.name.data(), section.name.size())) {
         return "the section name cannot be read";

@@ -23,8 +23,9 @@ void RemoveLeftovers(const fs::path& base) {
         std::error_code ignored;
         const bool isOurs = entry->path().filename().string().starts_with(kPrefix) &&
                             entry->symlink_status(ignored).type() == fs::file_type::directory;
-        if (isOurs && FolderHold::IsLeftBehind(entry->path().string()))
+        if (isOurs && FolderHold::IsLeftBehind(entry->path().string())) {
             fs::remove_all(entry->path(), ignored);
+        }
     }
 }
 

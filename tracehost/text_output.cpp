@@ -35,8 +35,9 @@ void TextOutput::Finish() {
     const bool failed = std::ferror(stream) != 0;
     const bool closed = std::fclose(stream) == 0;
     stream = nullptr;
-    if (failed || !closed)
+    if (failed || !closed) {
         throw HostError("\"" + fileName + "\" could not be written whole: is the disk full?");
+    }
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -141,8 +141,9 @@ class HostString {
     void Free() noexcept {
         if (InPlace()) return;
         void* block = layout.text.outside;
-        if (layout.capacity + 1 >= kLargeBlock)
+        if (layout.capacity + 1 >= kLargeBlock) {
             std::memcpy(&block, layout.text.outside - sizeof(void*), sizeof(void*));
+        }
         ::operator delete(block);
     }
 

@@ -176,8 +176,9 @@ void Player::Drain(const std::atomic<bool>& stop) {
 nlohmann::ordered_json Player::Report() const {
     using Json = nlohmann::ordered_json;
     Json gaps = Json::array();
-    for (const Overrun& gap : probe.Overruns())
+    for (const Overrun& gap : probe.Overruns()) {
         gaps.push_back({{"offset", gap.offset}, {"length", gap.length}});
+    }
     const double wire = clock.WireSeconds();
     return {
         {"pattern", settings.stream.empty() ? settings.pattern : "stream"},

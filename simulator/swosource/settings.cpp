@@ -66,8 +66,9 @@ void ReadRate(const std::string& rate, Settings& settings) {
 
 void CheckSources(const Settings& settings) {
     if (!settings.board.empty()) return;
-    if (!settings.enabled)
+    if (!settings.enabled) {
         throw CLI::ValidationError("--enabled", "or a board is needed, else nothing would be played");
+    }
     if (settings.pace == Settings::Pace::kLine && !settings.clock) {
         throw CLI::ValidationError("--clock", "or a board is needed to play at the line rate");
     }

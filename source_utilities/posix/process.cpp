@@ -24,8 +24,9 @@ TaskStatus ReadStatus(std::FILE* stream) {
     TaskStatus status;
     std::array<char, 256> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), stream) != nullptr) {
-        if (std::strncmp(line.data(), "State:\t", 7) == 0)
+        if (std::strncmp(line.data(), "State:\t", 7) == 0) {
             status.ended = std::strchr("ZX", line[7]) != nullptr;
+        }
         if (std::strncmp(line.data(), "Tgid:\t", 6) == 0) {
             status.process = std::strtoul(line.data() + 6, nullptr, 10);
         }

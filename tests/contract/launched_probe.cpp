@@ -37,8 +37,9 @@ class LaunchedProbe : public Probe {
         // moment.
         std::error_code failure;
         std::filesystem::rename(part, order, failure);
-        if (failure && std::filesystem::exists(part))
+        if (failure && std::filesystem::exists(part)) {
             throw std::filesystem::filesystem_error("order", part, failure);
+        }
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (std::filesystem::exists(order)) {
             if (std::chrono::steady_clock::now() > limit) throw std::runtime_error("the launcher is silent");

@@ -22,8 +22,9 @@ std::vector<std::string> ListPresentPortDevices() {
     std::vector<std::string> names;
     for (const ScriptedPortDevice& device : script.devices) {
         const bool fits = device.friendlyName.size() < 200;
-        if (script.listOpens && device.present && device.readable && fits)
+        if (script.listOpens && device.present && device.readable && fits) {
             names.push_back(device.friendlyName);
+        }
     }
     return names;
 }

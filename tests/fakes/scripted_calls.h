@@ -55,8 +55,9 @@ class ScriptedCalls {
         if (const auto action = TakeAction(name)) action();
         const std::lock_guard<std::mutex> guard(lock);
         const std::size_t nth = ++counts[name];
-        if (journal.size() < kLongJournal || (name != "port.Read" && name != "file.Write"))
+        if (journal.size() < kLongJournal || (name != "port.Read" && name != "file.Write")) {
             journal.push_back(name + "(" + argument + ")");
+        }
         auto failure = failures.find({name, nth});
         if (failure == failures.end()) failure = failures.find({name, 0});
         if (failure == failures.end()) return true;

@@ -98,8 +98,9 @@ Strings LogDifferences(const std::map<std::string, std::string>& written, const 
     }
     const auto expect = [&](const std::string& line, auto isThere) {
         if (std::none_of(written.begin(), written.end(),
-                         [&](const auto& log) { return isThere(log.second); }))
+                         [&](const auto& log) { return isThere(log.second); })) {
             differences.push_back("log: without " + line);
+        }
     };
     for (const std::string& line : lines) {
         expect(line, [&](const std::string& text) { return text.find("| " + line) != std::string::npos; });

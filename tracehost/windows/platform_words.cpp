@@ -22,8 +22,9 @@ std::string ErrorWords(uint32_t number) {
     const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                         number, 0, text, sizeof text, nullptr);
     std::string words(text, length);
-    while (!words.empty() && (words.back() == '.' || static_cast<unsigned char>(words.back()) <= ' '))
+    while (!words.empty() && (words.back() == '.' || static_cast<unsigned char>(words.back()) <= ' ')) {
         words.pop_back();
+    }
     return !words.empty() ? words : "error " + std::to_string(number);
 }
 

@@ -50,6 +50,7 @@ EXPORT void* CreateSetupAdapter() {
 }
 EXPORT void DestroySetupAdapter(void* given) {
     Act(Place::DestroySetupAdapter);
-    if (given != &raw && given != static_cast<SetupAdapter*>(&adapter))
+    if (given != &raw && given != static_cast<SetupAdapter*>(&adapter)) {
         host::Fail("DestroySetupAdapter of another object");
+    }
 }

@@ -16,8 +16,9 @@ inline void Act(Place place) {
     Script& script = *HostScript();
     ++script.calls[static_cast<uint32_t>(place)];
     if (script.throwAt != place) return;
-    if (script.thrown == Thrown::HostsError)
+    if (script.thrown == Thrown::HostsError) {
         throw cPelkitError(kThrownText, cPelkitErrorIF::eSEVERITY_WARNING);
+    }
     if (script.thrown == Thrown::Integer) throw kThrownInteger;
     if (script.thrown == Thrown::StandardException) throw HostException(kThrownText);
 }

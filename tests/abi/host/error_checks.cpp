@@ -85,8 +85,9 @@ void CheckErrorsOnThreads(const Plugin& plugin) {
     ResetScript();
     const Session session(plugin, true);
     loaded = &plugin;
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 8; ++i) {
         plugin.create();  // a reference for each thread, without a race on their number
+    }
     RunOnThreads(1, ThrowOnThread);
     Check(wrongOnThreads == 0 && cPelkitError::Living() == 0,
           "400 errors on a thread of its own, each caught there");

@@ -8,8 +8,9 @@ Plugin::Plugin()
     : module(LoadModule(Line("%sTarnel.dll", ProgramFolder()))),
       create(reinterpret_cast<CreateRcvrFunction>(FindSymbol(module, "CreateRcvr"))),
       destroy(reinterpret_cast<DestroyRcvrFunction>(FindSymbol(module, "DestroyRcvr"))) {
-    if (module == nullptr || create == nullptr || destroy == nullptr)
+    if (module == nullptr || create == nullptr || destroy == nullptr) {
         Fail("Tarnel.dll or its exports are missing");
+    }
 }
 Plugin::~Plugin() { UnloadModule(module); }
 

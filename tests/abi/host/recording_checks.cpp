@@ -26,15 +26,17 @@ class Counter {
 
 void CheckCapture(const DriverCalls& driver, const Counter& counter) {
     const char* const way = driver.Way();
-    for (const uint32_t start = Clock(); driver.GetNumSamples() < kSamples && Clock() - start < 60000;)
+    for (const uint32_t start = Clock(); driver.GetNumSamples() < kSamples && Clock() - start < 60000;) {
         Wait(5);
+    }
     Check(driver.GetNumSamples() == kSamples, "slot 10 GetNumSamples: all that was sent has come (%s)", way);
     auto* const samples = static_cast<char*>(::operator new(kBytes));
     uint32_t all = 0;
     uint32_t read = 0;
     while (all < kSamples && driver.SeekReadTraceData(all, 1000, samples + 8 * all, read) == read &&
-           read != 0)
+           read != 0) {
         all += read;
+    }
     Check(all == kSamples && memcmp(samples, counter.bytes, kBytes) == 0,
           "slot 9 SeekReadTraceData: every byte, while the capture runs (%s)", way);
     ::operator delete(samples);

@@ -39,8 +39,9 @@ class GlobalFlag {
         : name("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Image File Execution Options\\%s", program) {
         HKEY key = nullptr;
         if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, name, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                            nullptr) != 0)
+                            nullptr) != 0) {
             return;
+        }
         RegSetValueExA(key, "GlobalFlag", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&checks),
                        sizeof checks);
         RegCloseKey(key);
@@ -64,8 +65,9 @@ uint32_t RunAndWait(char* commandLine) {
                         &process)) {
         host::Fail("cannot start a process");
     }
-    if (WaitForSingleObject(process.hProcess, 300000) != WAIT_OBJECT_0)
+    if (WaitForSingleObject(process.hProcess, 300000) != WAIT_OBJECT_0) {
         TerminateProcess(process.hProcess, 99);
+    }
     DWORD status = 0;
     GetExitCodeProcess(process.hProcess, &status);
     CloseHandle(process.hThread);

@@ -136,8 +136,9 @@ class DriverTest : public testing::Test {
             asked->GetStatus(record);
             answered->set_value();
         }).detach();
-        if (answered->get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready)
+        if (answered->get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready) {
             return true;
+        }
         static_cast<void>(driver.release());
         return false;
     }

@@ -131,8 +131,9 @@ TEST_F(ChannelOptionsHandlerTest, FailureLeavesTheCallersListUntouched) {
 /// The text as the platform's text mode puts it on the disk.
 std::string LineEnds(std::string text) {
     if (KORR_PLIM::platform::PathSeparator() != '\\') return text;
-    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2)
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) {
         text.insert(at, 1, '\r');
+    }
     return text;
 }
 

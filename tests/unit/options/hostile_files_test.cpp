@@ -327,8 +327,9 @@ TEST_F(HostileFiles, WideAndDeepContentModelsEnd) {
     const std::string body = "<ENCTYPE>UART</ENCTYPE>";
     for (const char* separator : {",", "|"}) {
         std::string model = "<!ELEMENT r (a";
-        while (model.size() < kMaxOptionsFileBytes / 2)
+        while (model.size() < kMaxOptionsFileBytes / 2) {
             model += separator + ("a" + std::to_string(model.size()));
+        }
         EXPECT_EQ(ReadText(WithSubset(model + ")>", body)).Text(), "ENCTYPE=UART") << separator;
     }
     for (const std::size_t depth : std::initializer_list<std::size_t>{500, 100'000}) {

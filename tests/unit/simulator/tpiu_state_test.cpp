@@ -51,8 +51,9 @@ TEST(TpiuState, AValueOfTheWrongFormIsNamed) {
 }
 
 TEST(TpiuState, TextThatIsNoObjectIsRefused) {
-    for (const char* text : {"", "[]", "{", "{\"enabled\": tru"})
+    for (const char* text : {"", "[]", "{", "{\"enabled\": tru"}) {
         EXPECT_EQ(ErrorOf(text), "not a JSON object");
+    }
 }
 
 TEST(TpiuState, IsReadFromItsFileAndReplacedThere) {

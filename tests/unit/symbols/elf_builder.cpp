@@ -68,10 +68,12 @@ std::vector<uint8_t> ElfBuilder::Build() const {
     Word(file, 52);  // program headers
     Word(file, headersOffset);
     Word(file, 0x05000200);
-    for (const uint32_t half : {52U, 32U, 1U, 40U, static_cast<uint32_t>(sections.size()), 5U})
+    for (const uint32_t half : {52U, 32U, 1U, 40U, static_cast<uint32_t>(sections.size()), 5U}) {
         Half(file, half);
-    for (const uint32_t word : {1U, textOffset, textAddress, textAddress, textSize, textSize, 5U, 4U})
+    }
+    for (const uint32_t word : {1U, textOffset, textAddress, textAddress, textSize, textSize, 5U, 4U}) {
         Word(file, word);
+    }
     for (const uint32_t word : text) Word(file, word);
     file.insert(file.end(), table.begin(), table.end());
     file.insert(file.end(), strings.begin(), strings.end());

@@ -208,8 +208,9 @@ TEST(ElfFile, AnyChangedBytesGetAnAnswer) {
     std::mt19937 chance(7);
     for (int round = 0; round < 3000; ++round) {
         auto bytes = whole;
-        for (int change = 0; change < 6; ++change)
+        for (int change = 0; change < 6; ++change) {
             bytes[chance() % bytes.size()] = static_cast<uint8_t>(chance());
+        }
         try {
             const ElfSymbols symbols{ElfFile(bytes)};
             for (const Symbol& symbol : symbols.Functions()) {

@@ -56,8 +56,9 @@ TEST(ItmDecoder, AnyCutGivesTheSamePackets) {
             EXPECT_EQ(FirstDifference(DecodeCut(bytes, block, 0), whole), "")
                 << "seed " << seed << " block " << block;
         }
-        for (unsigned cut = 1; cut <= 3; ++cut)
+        for (unsigned cut = 1; cut <= 3; ++cut) {
             EXPECT_EQ(FirstDifference(DecodeCut(bytes, 0, cut), whole), "");
+        }
     }
 }
 
@@ -65,8 +66,9 @@ TEST(ItmDecoder, AnyCutGivesTheSamePacketsWithoutSalvage) {
     const Bytes bytes = DamagedStream(5);
     const ItmOptions options{true, Architecture::Any, false};
     const std::vector<Packet> whole = Decode(bytes, options);
-    for (const size_t block : {1U, 5U, 64U, 1000U})
+    for (const size_t block : {1U, 5U, 64U, 1000U}) {
         EXPECT_EQ(FirstDifference(DecodeCut(bytes, block, 0, options), whole), "");
+    }
 }
 
 TEST(ItmDecoder, ItsPacketsCoverEveryByte) {

@@ -16,8 +16,9 @@ Bytes Source(unsigned number, bool hardware, const Meant& meant) {
 /// Exactly meant.size bytes of seven bits.
 Bytes Continued(uint8_t header, uint64_t value, unsigned size) {
     Bytes bytes{header};
-    for (unsigned i = 0; i < size; ++i)
+    for (unsigned i = 0; i < size; ++i) {
         bytes.push_back(Byte((value >> 7 * i & 0x7F) | (i + 1 < size ? 0x80 : 0)));
+    }
     return bytes;
 }
 

@@ -14,8 +14,9 @@ namespace Korr::Plim::Trace::Swo {
 class PacketLog {
   public:
     void OnPacket(const Packet& packet) {
-        if (!packets.empty() && packet.offset != packets.back().offset + packets.back().length)
+        if (!packets.empty() && packet.offset != packets.back().offset + packets.back().length) {
             touching = false;
+        }
         packets.push_back(packet);
     }
 

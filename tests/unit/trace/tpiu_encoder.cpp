@@ -87,8 +87,9 @@ std::vector<Given> Mixed(const Bytes& bytes, uint8_t stream, unsigned seed) {
     std::mt19937 random(seed);
     std::vector<Given> given;
     for (size_t at = 0; at < bytes.size();) {
-        for (size_t count = 1 + random() % 24; count != 0 && at < bytes.size(); --count)
+        for (size_t count = 1 + random() % 24; count != 0 && at < bytes.size(); --count) {
             given.push_back({stream, bytes[at++]});
+        }
         const unsigned chance = random() % 4;
         const auto other = static_cast<uint8_t>(chance == 0 ? stream + 1 : 0);
         if (chance > 1) continue;

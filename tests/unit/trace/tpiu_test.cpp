@@ -299,8 +299,9 @@ size_t Missing(const std::vector<Packet>& meant, const std::vector<Packet>& foun
     while (same < meant.size() && same < found.size()) {
         const Packet& a = meant[meant.size() - 1 - same];
         const Packet& b = found[found.size() - 1 - same];
-        if (a.offset - shift != b.offset || a.value != b.value || a.kind != b.kind || a.source != b.source)
+        if (a.offset - shift != b.offset || a.value != b.value || a.kind != b.kind || a.source != b.source) {
             break;
+        }
         ++same;
     }
     return meant.size() - same;

@@ -44,8 +44,9 @@ Captures ReadAll(CaptureInput& input) {
         all.sections.push_back(input.Section());
         std::string content;
         std::array<uint8_t, 7> buffer;
-        while (const std::size_t count = input.Read(buffer))
+        while (const std::size_t count = input.Read(buffer)) {
             content.append(buffer.begin(), buffer.begin() + count);
+        }
         all.contents.push_back(content);
     }
     EXPECT_FALSE(input.Next());

@@ -88,8 +88,9 @@ TEST(TimeLeft, IsUnknownWithoutALimitOrARate) {
 TEST(RateMeter, IsTheRateOfTheLastTwoSeconds) {
     RateMeter meter;
     EXPECT_EQ(meter.BytesPerSecond(), 0);
-    for (uint32_t second = 0; second <= 10; ++second)
+    for (uint32_t second = 0; second <= 10; ++second) {
         meter.Add(second, second <= 5 ? 1000u * second : 5000u + 10u * (second - 5));
+    }
     EXPECT_EQ(meter.BytesPerSecond(), 10);
 }
 

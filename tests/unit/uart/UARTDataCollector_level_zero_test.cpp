@@ -14,8 +14,9 @@ TEST(UARTDataCollectorAtLevelZero, LogsNothing) {
     uint32_t prescaler = 0;
     {
         UARTDataCollector collector(5, 48e6, true, prescaler, "capture.bin", true);
-        for (const char* call : {"port.Read", "port.SetBreak", "port.Purge", "port.SetState", "port.Close"})
+        for (const char* call : {"port.Read", "port.SetBreak", "port.Purge", "port.SetState", "port.Close"}) {
             calls.Fail(call, 31);
+        }
         collector.Run();
         EXPECT_TRUE(collector.IsFinished());
     }

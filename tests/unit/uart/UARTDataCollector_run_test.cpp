@@ -268,8 +268,9 @@ TEST_F(UARTDataCollectorRun, OwnerStopsAndWaitsForTheCaptureThread) {
     ASSERT_TRUE(thread.Start());
     for (std::size_t at = 0; at < bytes.size(); at += 1000) port.AddRead(bytes.substr(at, 1000));
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (Content().size() < bytes.size() && std::chrono::steady_clock::now() < limit)
+    while (Content().size() < bytes.size() && std::chrono::steady_clock::now() < limit) {
         std::this_thread::yield();
+    }
     EXPECT_FALSE(collector->IsFinished());
     collector->Stop();
     while (!collector->IsFinished()) KORR_PLIM::uThread::Yield();

@@ -307,8 +307,9 @@ TEST_F(CollectorOnATerminal, SearchTakesTheRateThatTheDriverReports) {
 TEST_F(CollectorOnATerminal, FullFileSystemEndsTheThreadWithTheBytesThatFitted) {
     const std::filesystem::path folder = Home().Path() / "tiny";
     std::filesystem::create_directory(folder);
-    if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0)
+    if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
         GTEST_SKIP() << "no right to mount a tiny file system: " << std::strerror(errno);
+    }
     file = folder / "capture.bin";
     Make();
     const int reader = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);

@@ -409,8 +409,9 @@ TEST_F(PosixBodies, SettingsReadAndWrittenBackAreTheSameToTheBit) {
     for (int variant = 0; variant < 2000; ++variant) {
         std::srand(static_cast<unsigned>(variant));
         auto* bytes = reinterpret_cast<unsigned char*>(&system.settings);
-        for (std::size_t i = 0; i < sizeof system.settings; ++i)
+        for (std::size_t i = 0; i < sizeof system.settings; ++i) {
             bytes[i] = static_cast<unsigned char>(std::rand() / 64);
+        }
         system.modemLines = std::rand() & (TIOCM_DTR | TIOCM_RTS);
         const termios2 before = system.settings;
         const int linesBefore = system.modemLines;

@@ -157,8 +157,9 @@ TEST_F(PrescalerCalibration, PortLimitedToThreeMegabaudGetsPrescalerFifteen) {
     EXPECT_EQ(baudRate, 3000000U);
     const std::vector<LineState> asked = port.Asked();
     ASSERT_EQ(asked.size(), 16U);
-    for (uint32_t tried = 0; tried < asked.size(); ++tried)
+    for (uint32_t tried = 0; tried < asked.size(); ++tried) {
         EXPECT_EQ(asked[tried].baudRate, 48000000U / (tried + 1)) << tried;
+    }
     EXPECT_EQ(NewLines(), std::vector<std::string>{Ordinary("Auto Prescalar is = 15")});
 }
 

@@ -20,8 +20,9 @@ class PseudoTerminal {
         farEnd = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
         char name[128];
         if (farEnd < 0 || ::grantpt(farEnd) != 0 || ::unlockpt(farEnd) != 0 ||
-            ::ptsname_r(farEnd, name, sizeof name) != 0)
+            ::ptsname_r(farEnd, name, sizeof name) != 0) {
             throw std::runtime_error("no pseudo-terminal");
+        }
         path = name;
         // Held open, so that settings outlive whoever else opens and closes the line end.
         lineEnd = ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);

@@ -64,15 +64,17 @@ decltype(::WriteFile) __real_WriteFile;
 
 HANDLE WINAPI __wrap_CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                  DWORD disposition, DWORD flags, HANDLE pattern) {
-    if (!IsReplaced(name))
+    if (!IsReplaced(name)) {
         return __real_CreateFileW(name, access, share, security, disposition, flags, pattern);
+    }
     replaced->name = name;
     std::string arguments = Narrow(name);
     for (const DWORD number : {access, share, disposition, flags}) arguments += " " + std::to_string(number);
     if (security != nullptr || pattern != nullptr) arguments += " unexpected";
     const bool isPort = IsPort(name);
-    if (!replaced->Enter(isPort ? "CreateFileW port" : "CreateFileW file", arguments))
+    if (!replaced->Enter(isPort ? "CreateFileW port" : "CreateFileW file", arguments)) {
         return INVALID_HANDLE_VALUE;
+    }
     return isPort ? kPort : kFile;
 }
 
@@ -276,8 +278,9 @@ TEST_F(WindowsBodies, SettingsReadAndWrittenBackAreTheSameToTheBit) {
     for (unsigned variant = 0; variant < 2000; ++variant) {
         std::srand(variant);
         auto* bytes = reinterpret_cast<unsigned char*>(&system.dcb);
-        for (std::size_t i = 0; i < sizeof system.dcb; ++i)
+        for (std::size_t i = 0; i < sizeof system.dcb; ++i) {
             bytes[i] = static_cast<unsigned char>(std::rand() / 64);
+        }
         const DCB before = system.dcb;
         LineState state;
         ASSERT_TRUE(port.GetState(state));
