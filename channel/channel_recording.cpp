@@ -62,9 +62,7 @@ void ChannelDriver::StopRecording() {
         return LogRefusal("Cannot stop recording unless target is connected");
     }
     const uMutexLock hold(*mutex);
-    if (state != kRecording) {
-        return LogRefusal("Cannot stop recording as recording has not started yet");
-    }
+    if (state != kRecording) return LogRefusal("Cannot stop recording as recording has not started yet");
     if (targetState == kTargetRunning) {
         mutex->Lock();  // once more than this scope gives back: the caller keeps the mutex
         LogError("%s: Trace cannot be stopped while target is running.", kChannelDriverTag);

@@ -87,9 +87,7 @@ void CheckResult(const ParseResult& result, const std::string& fileName) {
     if (result.end == ParseEnd::kXmlException) {
         RefuseOptions({"eerror during XML parsing", result.message});
     }
-    if (result.end == ParseEnd::kOtherException) {
-        RefuseOptions(kUndefinedException);
-    }
+    if (result.end == ParseEnd::kOtherException) RefuseOptions(kUndefinedException);
     if (result.errorCount != 0) {
         RefuseOptions({"Recoverable errors were detected while parsing ", fileName},
                       cPelkitErrorIF::eSEVERITY_WARNING);

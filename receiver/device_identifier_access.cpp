@@ -23,9 +23,7 @@ DeviceIdentifierAccess::DeviceIdentifierAccess()
     : library(LoadHostLibrary("DeviceIdentifier")),
       create(FindEntry<CreateDeviceIdentifierFunction>(*library, "CreateDeviceIdentifier")),
       destroy(FindEntry<DestroyDeviceIdentifierFunction>(*library, "DestroyDeviceIdentifier")) {
-    if (create == nullptr || destroy == nullptr) {
-        ThrowError("Missing exports in device identifier dll");
-    }
+    if (create == nullptr || destroy == nullptr) ThrowError("Missing exports in device identifier dll");
     try {
         identifier = create();
     } catch (...) {

@@ -24,9 +24,7 @@ ThreadResults& Results() {
 }  // namespace
 
 const char* GetEnvironment(const char* name) {
-    if (name == nullptr) {
-        throw source_utilities_error("failed set an environment variable name to null");
-    }
+    if (name == nullptr) throw source_utilities_error("failed set an environment variable name to null");
     std::string value = platform::GetVariable(name);
     ThreadResults& results = Results();
     const uMutexLock guard(results.mutex);
@@ -36,12 +34,8 @@ const char* GetEnvironment(const char* name) {
 }
 
 void SetEnvironment(const char* name, const char* value) {
-    if (name == nullptr) {
-        throw source_utilities_error("failed set an environment variable name to null");
-    }
-    if (value == nullptr) {
-        throw source_utilities_error("failed set an environment variable value to null");
-    }
+    if (name == nullptr) throw source_utilities_error("failed set an environment variable name to null");
+    if (value == nullptr) throw source_utilities_error("failed set an environment variable value to null");
     if (!platform::SetVariable(name, value)) {
         throw source_utilities_error(std::string("failed to set environment variable \"") + name + "\"");
     }

@@ -23,9 +23,7 @@ constexpr std::size_t kLongestPid = 32;
 /// A debug client's id becomes part of a file name as it stands: a number followed by anything, such as
 /// "77/../x", would name a path.
 bool IsWholeNumber(const std::string& text) {
-    if (text.empty() || text.size() > kLongestPid) {
-        return false;
-    }
+    if (text.empty() || text.size() > kLongestPid) return false;
     const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const char* const digits = isHexadecimal    ? "0123456789ABCDEFabcdef"
                                : text[0] == '0' ? "01234567"
@@ -36,18 +34,14 @@ bool IsWholeNumber(const std::string& text) {
 /// The debug client is the process that an inherited variable names, if it lives, else this one.
 std::string DebugClientPid() {
     std::string pid = GetEnvironment(kPidVariable);
-    if (IsWholeNumber(pid) && platform::ProcessExists(uString::ToNumber<uint32_t>(pid.c_str()))) {
-        return pid;
-    }
+    if (IsWholeNumber(pid) && platform::ProcessExists(uString::ToNumber<uint32_t>(pid.c_str()))) return pid;
     pid = std::to_string(platform::CurrentProcessId());
     SetEnvironment(kPidVariable, pid.c_str());
     return pid;
 }
 
 void CreateOrThrow(const std::string& folder) {
-    if (!CreateFolderTree(folder)) {
-        throw source_utilities_error("failed to create folder \"" + folder + "\"");
-    }
+    if (!CreateFolderTree(folder)) throw source_utilities_error("failed to create folder \"" + folder + "\"");
 }
 
 void SetUpFolders(TraceEnvironment& environment) {
@@ -71,9 +65,7 @@ std::string UnpaddedDate() {
 }  // namespace
 
 void SetUpTraceEnvironment(TraceEnvironment& environment) {
-    if (environment.ready) {
-        return;
-    }
+    if (environment.ready) return;
     environment.debugClientPid = DebugClientPid();
     SetUpFolders(environment);
     SetEnvironment(kLoggingVariable, environment.loggingFolder.c_str());

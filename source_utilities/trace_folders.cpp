@@ -15,9 +15,7 @@ std::string UserHome() {
     if (home.empty() && platform::HomeFallbackVariable() != nullptr) {
         home = GetEnvironment(platform::HomeFallbackVariable());
     }
-    if (home.empty()) {
-        throw source_utilities_error("failed to read environment variable \"USERPROFILE\"");
-    }
+    if (home.empty()) throw source_utilities_error("failed to read environment variable \"USERPROFILE\"");
     return home;
 }
 
@@ -33,9 +31,7 @@ std::string& CreateAs(std::string& folder, const std::string& path) {
 std::string JoinPath(const std::string& path, const std::string& component) {
     const char separator = platform::PathSeparator();
     std::string joined = path;
-    if (!joined.empty() && joined.back() != separator) {
-        joined += separator;
-    }
+    if (!joined.empty() && joined.back() != separator) joined += separator;
     joined += component;
     if (platform::AlternativePathSeparator() != '\0') {
         std::replace(joined.begin(), joined.end(), platform::AlternativePathSeparator(), separator);

@@ -46,9 +46,7 @@ uDll::uDll(const char* libraryName, uint32_t loadMode)
     : name(libraryName != nullptr ? libraryName : ""), mode(loadMode >= kDefaultMode - 1 ? 0 : loadMode) {}
 
 uDll::~uDll() {
-    if (module != platform::kNoLibrary) {
-        platform::FreeDynamicLibrary(module);
-    }
+    if (module != platform::kNoLibrary) platform::FreeDynamicLibrary(module);
 }
 
 bool uDll::FindAndLoad(const char* libraryName, uint32_t loadMode) noexcept {
@@ -61,12 +59,8 @@ bool uDll::FindAndLoad(const char* libraryName, uint32_t loadMode) noexcept {
 
 bool uDll::Search(const char* libraryName, uint32_t loadMode) {
     TraceFindAndLoad();
-    if (libraryName == nullptr) {
-        return false;
-    }
-    if (module != platform::kNoLibrary) {
-        return true;
-    }
+    if (libraryName == nullptr) return false;
+    if (module != platform::kNoLibrary) return true;
     const std::string workingFolder = WorkingFolderOrNone();
     LogMessage(kLogOrdinary, "uDll:  request to load \"%s\" in mode %d", libraryName,
                static_cast<int>(loadMode));
@@ -75,9 +69,7 @@ bool uDll::Search(const char* libraryName, uint32_t loadMode) {
     LogMessage(kLogOrdinary, "uDll:  Working Directory is: \"%s\"", workingFolder.c_str());
     LogMessage(kLogOrdinary, "uDll:  PATH=%s", GetEnvironment("PATH"));
     name = WithoutExtension(platformName);
-    if (loadMode != kDefaultMode) {
-        mode = loadMode;
-    }
+    if (loadMode != kDefaultMode) mode = loadMode;
     return !name.empty() && Open(name.c_str(), loadMode);
 }
 
@@ -96,18 +88,14 @@ bool uDll::Load(const char* fileName, uint32_t loadMode) noexcept {
 }
 
 bool uDll::Open(const char* fileName, uint32_t loadMode) {
-    if (loadMode == kDefaultMode) {
-        mode = 0;
-    }
+    if (loadMode == kDefaultMode) mode = 0;
     if (module != platform::kNoLibrary) {
         platform::FreeDynamicLibrary(module);
         module = platform::kNoLibrary;
     }
     error.clear();
     module = platform::LoadDynamicLibrary(fileName);
-    if (module != platform::kNoLibrary) {
-        return true;
-    }
+    if (module != platform::kNoLibrary) return true;
     const uint32_t code = platform::LastLibraryError();
     error = std::string("failed to load ") + (fileName != nullptr ? fileName : "") + " with error code " +
             std::to_string(code);
@@ -124,9 +112,7 @@ void* uDll::GetSymbol(const char* entryName) noexcept {
 }
 
 void* uDll::Find(const char* entryName) {
-    if (module == platform::kNoLibrary) {
-        return nullptr;
-    }
+    if (module == platform::kNoLibrary) return nullptr;
     error.clear();
     void* entry = platform::FindSymbol(module, entryName != nullptr ? entryName : "");
     if (entry == nullptr) {

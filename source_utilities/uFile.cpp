@@ -13,9 +13,7 @@ uFile::~uFile() = default;
 
 bool uFile::Open(const char* name, const char* openMode) {
     const uMutexLock guard(mutex);
-    if (stream != nullptr) {
-        Close();
-    }
+    if (stream != nullptr) Close();
     fileName = name != nullptr ? name : "";
     mode = openMode;
     stream = mode != nullptr ? platform::OpenShared(fileName.c_str(), mode) : nullptr;
@@ -26,9 +24,7 @@ bool uFile::Open(const char* name, const char* openMode) {
 bool uFile::Close() {
     const uMutexLock guard(mutex);
     isOpen = false;
-    if (stream == nullptr) {
-        return false;
-    }
+    if (stream == nullptr) return false;
     std::FILE* closing = stream;
     stream = nullptr;
     // A failed close leaves the file reported open, although its stream is gone.
@@ -43,9 +39,7 @@ bool uFile::Flush() {
 
 int32_t uFile::Write(const void* buffer, std::size_t count) {
     const uMutexLock guard(mutex);
-    if (stream == nullptr || buffer == nullptr) {
-        return 0;
-    }
+    if (stream == nullptr || buffer == nullptr) return 0;
     const std::size_t bounded = std::min<std::size_t>(count, std::numeric_limits<int32_t>::max());
     return static_cast<int32_t>(std::fwrite(buffer, 1, bounded, stream));
 }

@@ -42,29 +42,21 @@ uLogManager& uLogManager::Instance() {
 
 bool uLogManager::Open(const char* fileName, const char* levelVariable, const char* folderVariable,
                        bool shareByName) {
-    if (fileName == nullptr || levelVariable == nullptr) {
-        return false;
-    }
+    if (fileName == nullptr || levelVariable == nullptr) return false;
     shared = shareByName;
     if (shared) {
         const auto found = loggers.find(fileName);
         current = found != loggers.end() ? found->second : nullptr;
     }
-    if (current != nullptr) {
-        return true;
-    }
+    if (current != nullptr) return true;
     const std::string folder = folderVariable != nullptr ? GetEnvironment(folderVariable) : "";
-    if (!HasRoomForLog(folder)) {
-        return false;
-    }
+    if (!HasRoomForLog(folder)) return false;
     platform::MakeFolder(folder.c_str());
     level = ReadLevel(levelVariable);
     uLogger* const logger =
         made.emplace_back(std::make_unique<uLogger>(folder + platform::PathSeparator() + fileName, true))
             .get();
-    if (shared) {
-        loggers[fileName] = logger;
-    }
+    if (shared) loggers[fileName] = logger;
     ++openCount;
     ApplyLevel(*logger);
     current = logger;

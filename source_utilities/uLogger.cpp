@@ -31,9 +31,7 @@ void EndLine(char* text, std::size_t length) {
     const auto isEnd = [](char c) { return c == '\n' || c == '\r'; };
     if (length > 0 && isEnd(text[length - 1])) {
         const char last = text[--length];
-        if (length > 0 && isEnd(text[length - 1]) && text[length - 1] != last) {
-            --length;
-        }
+        if (length > 0 && isEnd(text[length - 1]) && text[length - 1] != last) --length;
     }
     text[length] = '\n';
     text[length + 1] = '\0';
@@ -64,13 +62,9 @@ void uLogger::Log(uint32_t mask, uint32_t timeFormat, const char* format, ...) {
 }
 
 void uLogger::LogV(uint32_t mask, uint32_t timeFormat, const char* format, std::va_list arguments) {
-    if (!enabled || mask == 0 || maskFilter == 0) {
-        return;
-    }
+    if (!enabled || mask == 0 || maskFilter == 0) return;
     const uMutexLock guard(lock);
-    if (!enabled) {
-        return;
-    }
+    if (!enabled) return;
     const std::size_t head = WriteHead(mask, timeFormat);
     std::va_list again;
     va_copy(again, arguments);
@@ -106,18 +100,14 @@ std::size_t uLogger::WriteHead(uint32_t mask, uint32_t timeFormat) {
 }
 
 void uLogger::WriteLine(const char* line) {
-    if (!fileOpen) {
-        fileOpen = file.Open(path.c_str(), append ? "a+" : "w+");
-    }
+    if (!fileOpen) fileOpen = file.Open(path.c_str(), append ? "a+" : "w+");
     file.WriteString(line);
     file.Flush();
     if (toConsole) {
         std::printf("%s", line);
         std::fflush(stdout);
     }
-    if (toDebugger) {
-        platform::WriteToDebugger(line);
-    }
+    if (toDebugger) platform::WriteToDebugger(line);
 }
 
 }  // namespace KORR_PLIM

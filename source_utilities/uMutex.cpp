@@ -13,12 +13,8 @@ bool uMutex::Lock() {
 }
 
 bool uMutex::Unlock() {
-    if (ownerThread != platform::CurrentThreadId() || lockCount < 1) {
-        return false;
-    }
-    if (--lockCount == 0) {
-        ownerThread = 0;
-    }
+    if (ownerThread != platform::CurrentThreadId() || lockCount < 1) return false;
+    if (--lockCount == 0) ownerThread = 0;
     criticalSection.Leave();
     return true;
 }

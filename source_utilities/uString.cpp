@@ -15,9 +15,7 @@ enum class Base { kDecimal, kOctal, kHexadecimal };
 
 /// The base that the text's start tells; `digits` is moved behind it.
 Base TakeBase(const char*& digits) {
-    if (digits[0] != '0' || digits[1] == '\0') {
-        return Base::kDecimal;
-    }
+    if (digits[0] != '0' || digits[1] == '\0') return Base::kDecimal;
     if ((digits[1] == 'x' || digits[1] == 'X') && std::isxdigit(static_cast<unsigned char>(digits[2])) != 0) {
         digits += 2;
         return Base::kHexadecimal;
@@ -30,12 +28,8 @@ Base TakeBase(const char*& digits) {
 
 template <typename Number>
 Number ToNumber(const char* text) {
-    if (text == nullptr) {
-        throw error("unable to convert null string to numeric");
-    }
-    if (*text == '\0') {
-        throw error("unable to convert empty string to numeric");
-    }
+    if (text == nullptr) throw error("unable to convert null string to numeric");
+    if (*text == '\0') throw error("unable to convert empty string to numeric");
     const Base base = TakeBase(text);
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());
@@ -55,16 +49,12 @@ template uint64_t ToNumber<uint64_t>(const char*);
 template double ToNumber<double>(const char*);
 
 std::string& Replace(std::string& text, const char* pattern, const char* replacement) {
-    if (pattern == nullptr) {
-        throw error("unable to perform string replacement from null original text");
-    }
+    if (pattern == nullptr) throw error("unable to perform string replacement from null original text");
     if (replacement == nullptr) {
         throw error("unable to perform string replacement with null replacement text");
     }
     const std::size_t patternLength = std::strlen(pattern);
-    if (patternLength == 0) {
-        return text;
-    }
+    if (patternLength == 0) return text;
     // A replacement that holds the pattern is stepped over, otherwise its own text would be replaced for
     // ever.
     const std::size_t step =
@@ -76,12 +66,8 @@ std::string& Replace(std::string& text, const char* pattern, const char* replace
 }
 
 int32_t Split(const char* text, std::string& first, std::string& second, const char* separator) {
-    if (text == nullptr) {
-        throw error("unable to split null string");
-    }
-    if (separator == nullptr) {
-        throw error("unable to split with null delimeter");
-    }
+    if (text == nullptr) throw error("unable to split null string");
+    if (separator == nullptr) throw error("unable to split with null delimeter");
     const std::string whole(text);
     const std::size_t at = whole.find(separator);
     if (at == std::string::npos) {
@@ -100,16 +86,12 @@ int64_t Find(const std::string& text, const std::string& needle, std::size_t sta
 }
 
 int32_t FormatTo(char* buffer, std::size_t size, const char* format, ...) {
-    if (buffer == nullptr || size == 0) {
-        return -1;
-    }
+    if (buffer == nullptr || size == 0) return -1;
     std::va_list arguments;
     va_start(arguments, format);
     const int length = std::vsnprintf(buffer, size, format, arguments);
     va_end(arguments);
-    if (length < 0) {
-        buffer[0] = '\0';
-    }
+    if (length < 0) buffer[0] = '\0';
     return length < 0 || static_cast<std::size_t>(length) >= size ? -1 : length;
 }
 

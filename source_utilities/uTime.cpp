@@ -31,9 +31,7 @@ int32_t DayOfYear(int32_t year, int32_t month, int32_t day) {
     static constexpr std::array<int32_t, 12> kDivisibleByFour{0,   31,  59,  90,  120, 151,
                                                               181, 212, 243, 273, 304, 334};
     static constexpr std::array<int32_t, 12> kOther{0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 305, 335};
-    if (month < 1 || month > 12) {
-        return 0;
-    }
+    if (month < 1 || month > 12) return 0;
     const auto& before = year % 4 == 0 ? kDivisibleByFour : kOther;
     return day + before[static_cast<std::size_t>(month - 1)];
 }
@@ -50,14 +48,10 @@ void ReplaceAll(std::string& text, const std::string& pattern, const std::string
 /// the end.
 void DropHalfConversion(std::string& text) {
     const std::size_t percent = text.find_last_not_of("#EO0123456789_^+-");
-    if (percent == std::string::npos || text[percent] != '%') {
-        return;
-    }
+    if (percent == std::string::npos || text[percent] != '%') return;
     const std::size_t before = text.find_last_not_of('%', percent);
     const std::size_t percents = before == std::string::npos ? percent + 1 : percent - before;
-    if (percents % 2 != 0) {
-        text.resize(percent);
-    }
+    if (percents % 2 != 0) text.resize(percent);
 }
 
 /// `format` cut to what a buffer of `size` bytes holds, with the milliseconds put in.
@@ -122,9 +116,7 @@ char* uTime::Format(char* buffer, int32_t size, const char* format) {
     const std::tm record = CalendarRecord();
     // Through a pointer: the format is the caller's, no literal that the compiler could check.
     const auto expand = &std::strftime;
-    if (expand(buffer, bytes, expanded.c_str(), &record) == 0) {
-        buffer[0] = '\0';
-    }
+    if (expand(buffer, bytes, expanded.c_str(), &record) == 0) buffer[0] = '\0';
     return buffer;
 }
 

@@ -178,9 +178,7 @@ std::vector<std::string> DescribeFeatures(const Swo::SignalFeatures& f) {
     std::string pairs = "neighbours equal        ";
     for (const double share : f.line.pairEqual) pairs += " " + Decimal(100 * share, 0) + " %";
     lines.push_back(pairs);
-    if (f.framed || f.framesWithoutItm) {
-        lines.push_back("fit of the frames        " + PerCent(f.phaseScore));
-    }
+    if (f.framed || f.framesWithoutItm) lines.push_back("fit of the frames        " + PerCent(f.phaseScore));
     lines.push_back("errors of the line       " +
                     (f.lineErrors ? FormatCount(*f.lineErrors) : std::string("not told by this port")));
     return lines;

@@ -63,9 +63,7 @@ PathPerCpu BoardReader::Paths(const std::string& key, const Json& value, Resolve
         paths.common = resolve(file, Text(key, value));
         return paths;
     }
-    for (const auto& [cpu, path] : value.items()) {
-        paths.byCpu[cpu] = resolve(file, Text(Key(key, cpu), path));
-    }
+    for (const auto& [cpu, path] : value.items()) paths.byCpu[cpu] = resolve(file, Text(Key(key, cpu), path));
     return paths;
 }
 

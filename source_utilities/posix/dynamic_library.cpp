@@ -42,9 +42,7 @@ void* OpenIn(const std::string& folder, const std::string& name) {
 
 void* OpenByName(const std::string& name) {
     const std::size_t slash = name.rfind('/');
-    if (slash != std::string::npos) {
-        return OpenIn(name.substr(0, slash + 1), name.substr(slash + 1));
-    }
+    if (slash != std::string::npos) return OpenIn(name.substr(0, slash + 1), name.substr(slash + 1));
     const std::string folder = ModuleFolder();
     void* handle = folder.empty() ? nullptr : OpenIn(folder, name);
     return handle != nullptr ? handle : OpenIn("", name);
@@ -56,17 +54,13 @@ const char* LibraryExtension() { return "so"; }
 
 LibraryHandle LoadDynamicLibrary(const char* name) {
     void* handle = name != nullptr && *name != '\0' ? OpenByName(name) : nullptr;
-    if (handle == nullptr) {
-        lastError = kLibraryNotFound;
-    }
+    if (handle == nullptr) lastError = kLibraryNotFound;
     return reinterpret_cast<LibraryHandle>(handle);
 }
 
 void* FindSymbol(LibraryHandle library, const char* name) {
     void* entry = name != nullptr ? dlsym(reinterpret_cast<void*>(library), name) : nullptr;
-    if (entry == nullptr) {
-        lastError = kEntryPointNotFound;
-    }
+    if (entry == nullptr) lastError = kEntryPointNotFound;
     return entry;
 }
 

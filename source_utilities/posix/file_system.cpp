@@ -17,9 +17,7 @@ bool IsInterrupted(bool failed) { return failed && errno == EINTR; }
 /// Whether an open file is one with bytes and a length of its own; else errno says why not.
 bool IsRegular(int file) {
     struct stat status {};
-    if (fstat(file, &status) != 0) {
-        return false;
-    }
+    if (fstat(file, &status) != 0) return false;
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return S_ISREG(status.st_mode);
 }
@@ -30,9 +28,7 @@ std::FILE* OpenForReading(const char* name, const char* mode) {
     do {
         file = open(name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     } while (IsInterrupted(file < 0));
-    if (file < 0) {
-        return nullptr;
-    }
+    if (file < 0) return nullptr;
     std::FILE* const stream = IsRegular(file) ? fdopen(file, mode) : nullptr;
     if (stream == nullptr) {
         const int reason = errno;
@@ -67,18 +63,14 @@ bool FreeSpace(const char* folder, uint64_t& bytes) {
     do {
         asked = statvfs(folder, &volume);
     } while (IsInterrupted(asked != 0));
-    if (asked != 0) {
-        return false;
-    }
+    if (asked != 0) return false;
     bytes = static_cast<uint64_t>(volume.f_bavail) * volume.f_frsize;
     return true;
 }
 
 bool WorkingFolder(std::string& folder) {
     std::array<char, 260> buffer{};
-    if (getcwd(buffer.data(), buffer.size()) == nullptr) {
-        return false;
-    }
+    if (getcwd(buffer.data(), buffer.size()) == nullptr) return false;
     folder = buffer.data();
     return true;
 }

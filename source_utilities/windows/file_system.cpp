@@ -50,18 +50,14 @@ bool MakeTreeFolder(const char* path) { return _mkdir(path) == 0 || errno == EEX
 
 bool FreeSpace(const char* folder, uint64_t& bytes) {
     ULARGE_INTEGER available{};
-    if (GetDiskFreeSpaceExA(folder, &available, nullptr, nullptr) == 0) {
-        return false;
-    }
+    if (GetDiskFreeSpaceExA(folder, &available, nullptr, nullptr) == 0) return false;
     bytes = available.QuadPart;
     return true;
 }
 
 bool WorkingFolder(std::string& folder) {
     std::array<char, 260> buffer{};
-    if (_getcwd(buffer.data(), static_cast<int>(buffer.size())) == nullptr) {
-        return false;
-    }
+    if (_getcwd(buffer.data(), static_cast<int>(buffer.size())) == nullptr) return false;
     folder = buffer.data();
     return true;
 }

@@ -76,9 +76,7 @@ std::vector<std::string> UnloadLog() {
 int LoadedCount(const std::string& name) {
     const std::lock_guard guard(TheState().mutex);
     int count = 0;
-    for (const auto& [handle, library] : TheState().loaded) {
-        count += library.name == name ? 1 : 0;
-    }
+    for (const auto& [handle, library] : TheState().loaded) count += library.name == name ? 1 : 0;
     return count;
 }
 
@@ -108,9 +106,7 @@ void* Find(KORR_PLIM::platform::LibraryHandle library, const char* name) {
     const auto loaded = state.loaded.find(library);
     if (!fails && name != nullptr && loaded != state.loaded.end()) {
         const auto entry = loaded->second.entries.find(name);
-        if (entry != loaded->second.entries.end()) {
-            return entry->second;
-        }
+        if (entry != loaded->second.entries.end()) return entry->second;
     }
     Refuse(kEntryPointNotFound);
     return nullptr;

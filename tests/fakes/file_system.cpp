@@ -41,9 +41,7 @@ bool Make(const char* path) {
 /// A stream that can be read only: whatever is written to it is refused.
 std::FILE* OpenRefusingWrites(const char* name) {
     std::FILE* made = std::fopen(name, "a");
-    if (made != nullptr) {
-        std::fclose(made);
-    }
+    if (made != nullptr) std::fclose(made);
     return std::fopen(name, "r");
 }
 
@@ -90,32 +88,24 @@ bool MakeTreeFolder(const char* path) {
 
 bool FreeSpace(const char* folder, uint64_t& bytes) {
     fake::TheState()->freeSpaceLog.emplace_back(folder);
-    if (fake::Script().MustFail("FreeSpace")) {
-        return false;
-    }
+    if (fake::Script().MustFail("FreeSpace")) return false;
     bytes = fake::TheState()->freeSpace;
     return true;
 }
 
 bool WorkingFolder(std::string& folder) {
     constexpr std::size_t kLimit = 260;
-    if (fake::Script().MustFail("WorkingFolder")) {
-        return false;
-    }
+    if (fake::Script().MustFail("WorkingFolder")) return false;
     const std::string found =
         fake::TheState()->workingFolder.value_or(std::filesystem::current_path().string());
-    if (found.size() >= kLimit) {
-        return false;
-    }
+    if (found.size() >= kLimit) return false;
     folder = found;
     return true;
 }
 
 std::FILE* OpenShared(const char* name, const char* mode) {
     fake::TheState()->openLog.push_back(std::string(mode) + " " + name);
-    if (fake::Script().MustFail("OpenShared")) {
-        return nullptr;
-    }
+    if (fake::Script().MustFail("OpenShared")) return nullptr;
     if (mode[0] == 'r' && std::filesystem::is_directory(name)) {
         errno = EISDIR;
         return nullptr;
@@ -124,9 +114,7 @@ std::FILE* OpenShared(const char* name, const char* mode) {
 }
 
 int64_t StreamLength(std::FILE* stream) {
-    if (fake::Script().MustFail("StreamLength")) {
-        return -1;
-    }
+    if (fake::Script().MustFail("StreamLength")) return -1;
     const int64_t position = std::ftell(stream);
     std::fseek(stream, 0, SEEK_END);
     const int64_t length = std::ftell(stream);

@@ -31,9 +31,7 @@ struct State {
 
     ~State() { WaitForThreads(); }
     void WaitForThreads() {
-        for (std::thread& thread : running) {
-            thread.join();
-        }
+        for (std::thread& thread : running) thread.join();
         running.clear();
     }
 };
@@ -61,9 +59,7 @@ uint32_t Resume(ThreadHandle thread) {
     State& state = *TheState();
     const std::lock_guard guard(state.mutex);
     const auto found = state.suspended.find(thread);
-    if (found == state.suspended.end()) {
-        return 0;
-    }
+    if (found == state.suspended.end()) return 0;
     const Suspended body = found->second;
     state.suspended.erase(found);
     state.running.emplace_back([body] { body.entry(body.argument); });
@@ -95,9 +91,7 @@ namespace fake = fakes::native_thread;
 
 ThreadHandle CreateSuspendedThread(uint32_t stackSize, ThreadEntry entry, void* argument,
                                    uint32_t& threadId) {
-    if (fake::Note("CreateSuspendedThread", "create " + std::to_string(stackSize))) {
-        return kNoThread;
-    }
+    if (fake::Note("CreateSuspendedThread", "create " + std::to_string(stackSize))) return kNoThread;
     const ThreadHandle handle = fake::Create(entry, argument);
     threadId = static_cast<uint32_t>(handle);
     return handle;

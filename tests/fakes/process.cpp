@@ -41,9 +41,7 @@ uint32_t CurrentProcessId() {
 
 bool ProcessExists(uint32_t processId) {
     const auto& state = fakes::process::TheState();
-    if (fakes::process::Script().MustFail("ProcessExists") || processId == 0) {
-        return false;
-    }
+    if (fakes::process::Script().MustFail("ProcessExists") || processId == 0) return false;
     return processId == state.current || state.living.count(processId) != 0;
 }
 

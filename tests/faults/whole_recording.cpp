@@ -233,9 +233,7 @@ void WholeRecording::Read() {
     std::string samples(kSamples * kSampleSize, '?');
     uint32_t got = 0;
     driver->SeekReadTraceData(0, kSamples, samples.data(), got);
-    if (got != kSamples) {
-        seen.push_back("read: " + std::to_string(got) + " samples");
-    }
+    if (got != kSamples) seen.push_back("read: " + std::to_string(got) + " samples");
     samples.resize(got * kSampleSize);
     std::string there = ContentOf(CaptureFile());
     there.resize(got * kSampleSize);

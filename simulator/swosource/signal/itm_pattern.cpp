@@ -63,9 +63,7 @@ void ItmPattern::SendValue(Kind kind, uint8_t header, uint32_t value, int size) 
 }
 
 void ItmPattern::SendText(const std::string& text) {
-    for (const char character : text) {
-        SendValue(Kind::kText, kPort0Byte, static_cast<uint8_t>(character), 1);
-    }
+    for (const char character : text) SendValue(Kind::kText, kPort0Byte, static_cast<uint8_t>(character), 1);
 }
 
 /// In one byte up to 6, else 7 bits a byte, lowest first, the highest bit telling that more follow.

@@ -70,9 +70,7 @@ TEST_F(EnvironmentTest, ManyThreadsReadTheirOwnValues) {
             }
         });
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    for (auto& thread : threads) thread.join();
 }
 
 }  // namespace

@@ -37,9 +37,7 @@ bool PosixFaults::Fails(const char* call) {
         errno = EINTR;
         return true;
     }
-    if (failing.count(call) == 0) {
-        return false;
-    }
+    if (failing.count(call) == 0) return false;
     errno = failureNumber;
     return true;
 }

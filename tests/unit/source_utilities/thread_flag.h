@@ -12,7 +12,5 @@ class Flag : public KORR_PLIM::uRunnable {
 };
 
 inline void Wait(const Flag& flag) {
-    while (!flag.ran) {
-        KORR_PLIM::uThread::Yield();
-    }
+    while (!flag.ran) KORR_PLIM::uThread::Yield();
 }

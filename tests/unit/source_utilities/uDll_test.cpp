@@ -36,9 +36,7 @@ class uDllTest : public testing::Test {
         libraries::RegisterLibrary("SetupAdapter4", {{"Answer", libraries::Entry(&Answer)}});
     }
     ~uDllTest() override {
-        if (uLogger* logger = uLogManager::Instance().CurrentLogger()) {
-            logger->SetEnabled(false);
-        }
+        if (uLogger* logger = uLogManager::Instance().CurrentLogger()) logger->SetEnabled(false);
     }
     /// Opens a fresh log of that level; its first lines are cut away.
     void OpenLog(const char* level) {
@@ -95,9 +93,7 @@ TEST_F(uDllTest, EveryExtensionIsRemovedFromTheNameLoaded) {
     EXPECT_EQ(libraries::LoadLog(), (Names{"foo", "ab", "x"}));
 }
 TEST_F(uDllTest, NamesWithNothingButExtensionsAreNotLoaded) {
-    for (const char* name : {"", ".dll", ".dll.dll"}) {
-        EXPECT_FALSE(dll.FindAndLoad(name, 0)) << name;
-    }
+    for (const char* name : {"", ".dll", ".dll.dll"}) EXPECT_FALSE(dll.FindAndLoad(name, 0)) << name;
     EXPECT_FALSE(dll.FindAndLoad(nullptr, 0));
     EXPECT_EQ(libraries::LoadLog(), Names{});
     EXPECT_EQ(dll.Error(), "");

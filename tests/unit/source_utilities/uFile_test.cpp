@@ -122,14 +122,10 @@ TEST_F(uFileTest, SeveralThreadsWriteWholeRecords) {
     for (char letter = 'a'; letter < 'e'; ++letter) {
         threads.emplace_back([this, letter] {
             const std::string record(10, letter);
-            for (int i = 0; i < 200; ++i) {
-                file.Write(record.data(), record.size());
-            }
+            for (int i = 0; i < 200; ++i) file.Write(record.data(), record.size());
         });
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    for (auto& thread : threads) thread.join();
     file.Close();
     const std::string written = ReadFile(path);
     ASSERT_EQ(written.size(), 8000U);

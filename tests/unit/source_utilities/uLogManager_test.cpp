@@ -36,9 +36,7 @@ class uLogManagerTest : public testing::Test {
         name = "log" + std::to_string(++number) + ".txt";
     }
     ~uLogManagerTest() override {
-        if (manager.CurrentLogger() != nullptr) {
-            manager.CurrentLogger()->SetEnabled(false);
-        }
+        if (manager.CurrentLogger() != nullptr) manager.CurrentLogger()->SetEnabled(false);
     }
     bool Open() { return manager.Open(name.c_str(), kLevel, kFolder, true); }
     /// Opens with a level text, without the lines that the opening itself writes.

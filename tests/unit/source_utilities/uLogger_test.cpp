@@ -171,14 +171,10 @@ TEST_F(uLoggerTest, LinesOfSeveralThreadsNeverInterleave) {
     for (char letter = 'a'; letter < 'e'; ++letter) {
         threads.emplace_back([this, letter] {
             const std::string text(static_cast<std::size_t>(letter - 'a') * 2000 + 10, letter);
-            for (int i = 0; i < 100; ++i) {
-                logger.Log(1, 0, "%s", text.c_str());
-            }
+            for (int i = 0; i < 100; ++i) logger.Log(1, 0, "%s", text.c_str());
         });
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    for (auto& thread : threads) thread.join();
     std::istringstream lines(Logged());
     std::string line;
     int count = 0;

@@ -79,9 +79,7 @@ TEST(uMutex, KeepsThreadsApart) {
             }
         });
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    for (auto& thread : threads) thread.join();
     EXPECT_EQ(counter, 4000);
 }
 

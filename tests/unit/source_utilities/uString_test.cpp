@@ -40,9 +40,7 @@ TEST(ToNumber, ReadsOctalAfterALeadingZero) {
     EXPECT_EQ(uString::ToNumber<int64_t>("0017"), 15);
 }
 TEST(ToNumber, PrefixesAloneGiveZero) {
-    for (const char* text : {"0", "0x", "0X"}) {
-        EXPECT_EQ(uString::ToNumber<uint32_t>(text), 0U) << text;
-    }
+    for (const char* text : {"0", "0x", "0X"}) EXPECT_EQ(uString::ToNumber<uint32_t>(text), 0U) << text;
 }
 TEST(ToNumber, ReadsDecimalOtherwise) {
     EXPECT_EQ(uString::ToNumber<int32_t>("-15"), -15);

@@ -24,9 +24,7 @@ TEST_F(WindowsCalls, ThreadIsCreatedSuspendedThenResumed) {
     {
         uThread thread(&flag, 2, 65536);
         ASSERT_TRUE(thread.Start());
-        while (!flag.ran) {
-            Pause();
-        }
+        while (!flag.ran) Pause();
     }
     EXPECT_EQ(Noted(), (Calls{"GetModuleHandleExA 4", "_beginthreadex 65536 4", "SetThreadPriority 2",
                               "ResumeThread", "CloseHandle"}));
@@ -48,9 +46,7 @@ TEST_F(WindowsCalls, ModuleThatCannotBeHeldDoesNotKeepTheThreadFromRunning) {
     {
         uThread thread(&flag);
         ASSERT_TRUE(thread.Start());
-        while (!flag.ran) {
-            Pause();
-        }
+        while (!flag.ran) Pause();
     }
     EXPECT_EQ(Noted(), (Calls{"GetModuleHandleExA 4", "_beginthreadex 0 4", "SetThreadPriority 0",
                               "ResumeThread", "CloseHandle"}));
@@ -65,9 +61,7 @@ TEST_F(WindowsCalls, HandleOfAThreadThatCannotBeClosedIsGivenUp) {
     {
         uThread thread(&flag);
         ASSERT_TRUE(thread.Start());
-        while (!flag.ran) {
-            Pause();
-        }
+        while (!flag.ran) Pause();
     }
     const Calls noted = Noted();
     EXPECT_EQ(std::count(noted.begin(), noted.end(), "CloseHandle"), 1);
@@ -84,9 +78,7 @@ TEST_F(WindowsCalls, RefusedPriorityDoesNotKeepTheThreadFromRunning) {
     uThread thread(&flag);
     Begin({"SetThreadPriority"});
     ASSERT_TRUE(thread.Start());
-    while (!flag.ran) {
-        Pause();
-    }
+    while (!flag.ran) Pause();
 }
 TEST_F(WindowsCalls, FailedResumeFailsTheStart) {
     Flag flag;

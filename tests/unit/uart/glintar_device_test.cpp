@@ -39,9 +39,7 @@ TEST_F(GlintarDevice, EachCrystalSelectionGivesItsFrequency) {
                                4096000, 4915200,  5e6,  5120000, 6e6,      6144000,  7372800,
                                8e6,     8192000,  10e6, 12e6,    12288000, 13560000, 14318180,
                                16e6,    16384000, 18e6, 20e6,    24e6,     25e6};
-    for (uint32_t xtal = 0; xtal <= 26; ++xtal) {
-        EXPECT_EQ(RunClock(5, Crystal(xtal)), crystals[xtal]) << xtal;
-    }
+    for (uint32_t xtal = 0; xtal <= 26; ++xtal) EXPECT_EQ(RunClock(5, Crystal(xtal)), crystals[xtal]) << xtal;
 }
 
 TEST_F(GlintarDevice, ReservedCrystalSelectionsThrow) {
