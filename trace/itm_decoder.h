@@ -380,8 +380,9 @@ void ItmDecoder<Sink>::EndZeros(uint8_t byte, uint64_t offset) {
 template <class Sink>
 size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place) {
     for (; place < stop; ++place) {
-        if (state.brokenLength != 0 && base + place >= state.runStart + state.brokenLength)
+        if (state.brokenLength != 0 && base + place >= state.runStart + state.brokenLength) {
             GiveBroken(base + place);
+        }
         if (window.data[place] == 0) return TakeZeros(window, place);
         if (!salvage || state.waitForSync) continue;
         const Verdict verdict = search.Look(AheadOf(window, place), base + place, table, known);
@@ -400,8 +401,9 @@ template <class Sink>
 void ItmDecoder<Sink>::Lose(const Packet& broken, uint64_t offset) {
     known.Damage();
     search.Begin();
-    if (!known.Empty() && !known.Knows(table[kPage0 | static_cast<unsigned>(state.page) << 4].signature))
+    if (!known.Empty() && !known.Knows(table[kPage0 | static_cast<unsigned>(state.page) << 4].signature)) {
         state.page = state.knownPage;
+    }
     state.inStep = false;
     state.runStart = offset;
     state.broken = broken.kind;

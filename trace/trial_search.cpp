@@ -28,8 +28,9 @@ std::optional<Verdict> TrialSearch::Follow(const Ahead& ahead, uint64_t offset, 
             return std::nullopt;
         }
         const PacketWalk::Found found = walk.Next();
-        if (found == PacketWalk::Found::End)
+        if (found == PacketWalk::Found::End) {
             return AtEnd(ahead, allKnown && path.packets >= kKnownBeforeAnchor);
+        }
         const Reading& reading = walk.Last();
         const bool broken = found == PacketWalk::Found::Broken;
         const bool isKnown = !broken && known.KnowsOnAnyPage(reading.signature);

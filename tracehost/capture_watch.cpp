@@ -71,9 +71,10 @@ CaptureWatch::CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> p
 std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
     if (auto fault = FromLog(seconds)) return fault;
     if (auto fault = FromPort(seconds)) return fault;
-    if (bytes < grownTo)
+    if (bytes < grownTo) {
         return CaptureFault{false, std::nullopt,
                             "the capture file \"" + file + "\" was removed or shortened"};
+    }
     return FromDisk(seconds, bytes);
 }
 
