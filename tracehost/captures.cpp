@@ -92,14 +92,23 @@ void AddFailOn(CLI::App& command, FailOn& failOn) {
 
 void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
     command.add_option("FILE", request.file, "Raw or TDF file; - is standard input")->required();
-    AddNumber(command, kSectionOption, "Section \"BinTraceData\" of a TDF file (default: all)",
-              [&request](std::optional<double> number) { request.section = static_cast<uint32_t>(*number); });
+    AddSection(command, request);
     AddNumber(command, kCaptureClock, "Trace clock (default: from the recording's sheet)",
               [&request](std::optional<double> number) { request.clock = number; });
     AddChoice(command, "--timestamp-prescale", "ITM timestamp prescale (default: from the sheet, else 1)",
               {"1", "4", "16", "64"}, [&request](const std::string& word) {
                   request.timestampPrescale = static_cast<uint32_t>(std::stoul(word));
               });
+    AddDecodingOptions(command, request);
+}
+
+CLI::Option* AddSection(CLI::App& command, CaptureRequest& request) {
+    return AddNumber(
+        command, kSectionOption, "Section \"BinTraceData\" of a TDF file (default: all)",
+        [&request](std::optional<double> number) { request.section = static_cast<uint32_t>(*number); });
+}
+
+void AddDecodingOptions(CLI::App& command, CaptureRequest& request) {
     command
         .add_option_function<std::string>(
             "--framing", [&request](const std::string& text) { request.framing = ParseFraming(text); },

@@ -29,6 +29,10 @@ struct CaptureRequest {
 
 /// Adds the options of CaptureRequest, and FILE.
 void AddCaptureOptions(CLI::App& command, CaptureRequest& request);
+/// Adds "--section" alone.
+CLI::Option* AddSection(CLI::App& command, CaptureRequest& request);
+/// Adds those that say how bytes are decoded, but for clock and timestamp prescale.
+void AddDecodingOptions(CLI::App& command, CaptureRequest& request);
 /// Adds "--fail-on".
 void AddFailOn(CLI::App& command, FailOn& failOn);
 /// Adds "--counter-port".

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "tracehost/human_numbers.h"
+#include "tracehost/rate_table.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -153,6 +154,14 @@ std::vector<std::string> Advice(const Swo::SignalFeatures& features, const Swo::
             break;
         case SignalVerdict::Good:
             break;
+    }
+    if (sheet.baudAsked && sheet.baudTaken &&
+        std::abs(*sheet.baudTaken - *sheet.baudAsked) > kRateTolerance * *sheet.baudAsked) {
+        lines.push_back("The port did not take the rate: it was asked for " + Baud(*sheet.baudAsked) +
+                        " baud and reports " + Baud(*sheet.baudTaken) + ".");
+    }
+    if (features.readErrorLogged) {
+        lines.push_back("The driver ended the reads with error 995, as it does when the line has errors.");
     }
     if (features.lineErrors.value_or(0) > 0) {
         lines.push_back("The port's driver counted " + CountOf(*features.lineErrors, "error") +

@@ -24,6 +24,7 @@ class TextOutput : public Exports::Output {
     /// Whether nothing more can be written.
     bool Failed() const { return std::ferror(stream) != 0; }
     bool OnTerminal() const;
+    std::FILE* Stream() const { return stream; }
     /// Ends the output. \throws HostError when something of it could not be written
     void Finish();
 

@@ -6,6 +6,7 @@ Wine. Exit status 0: passed, 1: failed, 77: skipped.
 """
 import argparse
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -256,6 +257,15 @@ class Test:
         expect_equal(done.returncode, 0, "exit status")
         expect("Recorded 200,000 bytes, 0 lost" in done.stdout, "bytes and losses are not shown")
         expect_equal(os.path.getsize(os.path.join(self.folder, "trace.bin")), 200_000, "size of the raw file")
+        last = re.search(r'the last one "(.*)"', done.stdout)[1]
+        expect(f"\n  {last}\n\nThe ledger" in done.stdout, "the last line of text is not shown")
+        expect("\n  0 places lost between the target's pin and the file\n" in done.stdout, "the ledger's totals")
+        expect("\n  verdict: good\n" in done.stdout, "the ledger's verdict")
+        named = re.findall(r"^  (\S*tracehost) ((?:report|decode) .*)$", done.stdout, re.MULTILINE)
+        expect_equal([words.split()[0] for _, words in named], ["report", "decode"], "commands to try next")
+        for program, words in named:
+            tried = subprocess.run(f"{program} {words}", shell=True, capture_output=True, text=True, timeout=60)
+            expect_equal((tried.returncode, len(tried.stdout) > 100), (0, True), f"status and output of {words}")
 
     def demo_says_what_is_wrong(self):
         for fault, reason in (("early", "the source stopped early"), ("baud", "wrong baud rate"),

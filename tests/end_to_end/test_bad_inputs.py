@@ -204,7 +204,17 @@ ROWS = [
     (("report", "some.bin"), closed_output, 1, said(CANNOT_USE)),
     (("report", "empty"), plain, 4, ""),
     # --- diagnose, rates
-    (("diagnose",), plain, 2, said(f"FILE is required: {HELP.format('diagnose ')}")),
+    (("diagnose",), variables(TRACEHOST_BOARD=""), 2, said('name a FILE, or the port to look at (--port, with --clock and --prescaler): '
+                                   f"{HELP.format('diagnose ')}")),
+    (("diagnose", "--port", "59"), variables(TRACEHOST_BOARD=""), 2, said("--clock and --prescaler are needed, both: ...")),
+    (("diagnose", "--port", "59", "--clock", "48M", "--prescaler", "23"), plain, 1,
+     "Failed to open COM port\n" + said(f"{NO_FILE}: /dev/ttyACM59; connect the probe; ...")),
+    (("diagnose", "some.bin", "--port", "59"), plain, 2, said("--port cannot be given with FILE: it is for looking at a port")),
+    (("diagnose", "--demo", "--section", "2"), plain, 2, said("--section is for a FILE, and none is given")),
+    (("diagnose", "--demo", "--port", "2"), plain, 2, said("--demo brings its own board and port: leave --board and --port out")),
+    (("diagnose", "--demo", "--options", "text"), plain, 2,
+     said("--demo brings its own port, which an options file cannot name: leave --options out")),
+    (("diagnose", "--demo", "--seconds", "nan"), plain, 2, said('--seconds "nan": ...')),
     (("diagnose", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
     (("diagnose", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),
     (("diagnose", "secret"), no_rights, 2, said('"secret" cannot be read: Permission denied')),

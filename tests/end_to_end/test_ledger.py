@@ -2,10 +2,11 @@
 import json
 import os
 import random
+import re
 import subprocess
 import unittest
 
-from hosting import HostTest, ON_WINE, main
+from hosting import HostTest, ON_WINE, main, wait_for
 
 NEAR = 300  # bytes behind a hole in which its entry stands
 BEFORE = 8  # the packet that a hole falls in began so much before at most
@@ -250,6 +251,50 @@ class Recorded(Ledger):
         result = self.record(77, "--seconds", "0.1", "--explain")
         self.assertEqual(result.returncode, 1)
         self.assertIn("tracehost: --explain: no rates can be shown: No such file or directory: /dev/ttyACM77", result.stderr)
+
+    LOOK = ("diagnose", "--clock", "1152000", "--prescaler", "9", "--port")
+
+    def test_live_port_is_diagnosed_and_nothing_is_kept(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm")
+        before = sorted(os.listdir(self.folder))
+        result = self.run_host(*self.LOOK, str(number))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(result.stdout.startswith(f"COM{number}: good (sure): ITM packets, "), result.stdout)
+        looked = int(re.search(r"bytes looked at +([\d,]+)", result.stdout)[1].replace(",", ""))
+        self.assertTrue(5_000 < looked < 40_000, looked)  # of two seconds at 11,520 a second
+        self.assertEqual(sorted(os.listdir(self.folder)), sorted({*before, "tpiu.json", "journal"}))
+
+    def test_live_port_at_the_wrong_rate_is_diagnosed(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--clock", "576000")
+        result = self.run_host(*self.LOOK, str(number))
+        self.assertEqual(result.returncode, 4, result.stderr)
+        self.assertIn("rate-too-high (sure): the port runs 1.88 to 2.12 times as fast as the line", result.stdout)
+        self.assertRegex(result.stdout, r"the trace clock is about 0\.5\d\d MHz in place of 1\.152 MHz, or the prescaler is 19 in "
+                                        r"place of 9\.")
+
+    def test_silent_port_is_diagnosed(self):
+        number, link = self.port()
+        near_end, far_end = os.openpty()
+        os.symlink(os.ttyname(far_end), link)
+        result = self.run_host(*self.LOOK, str(number), "--seconds", "200ms")
+        os.close(far_end)
+        os.close(near_end)
+        self.assertEqual(result.returncode, 4, result.stderr)
+        self.assertTrue(result.stdout.startswith(f"COM{number}: no-bytes (sure): the port is open and silent\n"))
+
+    def test_port_that_vanishes_is_told_and_what_came_is_diagnosed(self):
+        number, link = self.port()
+        near_end, far_end = os.openpty()
+        os.symlink(os.ttyname(far_end), link)
+        running = subprocess.Popen(self.command(*self.LOOK, str(number), "--seconds", "60"), env=self.environment(),
+                                   text=True, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
+        os.close(far_end)
+        os.close(near_end)
+        output, error = running.communicate(timeout=60)
+        self.assertEqual(running.returncode, 5, error)
+        self.assertIn("the recording was cut short after", error)
+        self.assertTrue(output.startswith(f"COM{number}: no-bytes"), output)
 
     def test_print_gives_the_text_of_the_port_on_standard_output(self):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--bytes", "40000")
