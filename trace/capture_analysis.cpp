@@ -6,6 +6,7 @@
 
 #include "trace/capture_decoder.h"
 #include "trace/packet_timer.h"
+#include "trace/period_gaps.h"
 
 namespace Korr::Plim::Trace::Swo {
 
@@ -101,6 +102,9 @@ class CaptureAnalysis::Work {
     void OnPacket(const Packet& packet, const PacketTime& time) {
         Count(packet, time);
         ledger.OnPacket(packet, time);
+        if (const uint64_t missing = periods.Take(packet, time)) ledger.OnPeriodGap(packet, time, missing);
+        if (packet.kind == PacketKind::LocalTime && timer.Clock().Missed() > 0)
+            ledger.OnGlobalGap(packet, time, timer.Clock().Missed());
         if (options.packets != nullptr) options.packets->OnPacket(packet, time);
     }
 
@@ -192,6 +196,7 @@ class CaptureAnalysis::Work {
 
     RecentBytes recent;
     HeadCounts head;
+    PeriodGaps periods;
     PacketTimer<Work> timer;
     CaptureDecoder<Work> decoder;
     size_t shown = 0;  ///< ledger entries that have their bytes

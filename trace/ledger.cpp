@@ -44,6 +44,15 @@ LedgerEntry EntryOf(LossKind kind, uint64_t offset) {
     return entry;
 }
 
+LedgerEntry GapOf(LossKind kind, uint64_t offset, const PacketTime& time, uint64_t missing) {
+    LedgerEntry entry = EntryOf(kind, offset);
+    entry.ticks = time.ticks;
+    entry.timeQuality = time.quality;
+    entry.missing = missing;
+    entry.missingKnown = true;
+    return entry;
+}
+
 LossKind DamageKind(PacketKind kind) {
     switch (kind) {
         case PacketKind::Reserved:
@@ -181,11 +190,7 @@ void Ledger::OnCounter(const Packet& packet, const LedgerEntry& entry) {
 }
 
 void Ledger::AddGap(const CounterGap& gap) {
-    LedgerEntry entry = EntryOf(LossKind::CounterGap, gap.offset);
-    entry.ticks = gap.time.ticks;
-    entry.timeQuality = gap.time.quality;
-    entry.missing = gap.missing;
-    entry.missingKnown = true;
+    LedgerEntry entry = GapOf(LossKind::CounterGap, gap.offset, gap.time, gap.missing);
     entry.source = *options.counterPort;
     // The target says itself that it dropped something there.
     if (lastOverflow != UINT64_MAX && lastOverflow > gap.from && lastOverflow < gap.offset) {
@@ -193,6 +198,26 @@ void Ledger::AddGap(const CounterGap& gap) {
     }
     totals.missing += gap.missing;
     Add(entry);
+}
+
+void Ledger::OnGlobalGap(const Packet& packet, const PacketTime& time, uint64_t ticks) {
+    Add(GapOf(LossKind::GlobalGap, packet.offset, time, ticks));
+}
+
+void Ledger::OnPeriodGap(const Packet& packet, const PacketTime& time, uint64_t missing) {
+    LedgerEntry entry = GapOf(LossKind::PeriodGap, packet.offset, time, missing);
+    entry.source = packet.source;
+    entry.hint = true;
+    Add(entry);
+}
+
+void Ledger::OnSilences(std::span<const Silence> silences) {
+    for (const Silence& silence : silences) {
+        LedgerEntry entry = GapOf(LossKind::ArrivalGap, silence.offset, {}, silence.milliseconds);
+        entry.hint = true;
+        Add(entry);
+    }
+    Sort();
 }
 
 void Ledger::OnFrameStep(uint64_t from, uint64_t to, unsigned phase) {
@@ -266,6 +291,10 @@ void Ledger::DoubleBlocks() {
 void Ledger::Finish() {
     counter.Finish();
     if (counter.First()) AddGap(*counter.First());
+    Sort();
+}
+
+void Ledger::Sort() {
     std::stable_sort(entries.begin(), entries.end(),
                      [](const LedgerEntry& a, const LedgerEntry& b) { return a.offset < b.offset; });
 }

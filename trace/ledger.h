@@ -3,9 +3,11 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
+#include "trace/arrival_gaps.h"
 #include "trace/counter_gaps.h"
 #include "trace/packets.h"
 #include "trace/trace_clock.h"
@@ -122,8 +124,12 @@ class Ledger {
     void OnFrameStep(uint64_t from, uint64_t to, unsigned phase);
     /// What the host itself knows. \param offset bytes captured by then
     void OnHost(LossKind kind, uint64_t count, uint64_t offset);
-    /// A hint or a gap that somebody else found.
-    void Add(const LedgerEntry& entry);
+    /// Ticks are missing before a local timestamp, as the global ones tell.
+    void OnGlobalGap(const Packet& packet, const PacketTime& time, uint64_t ticks);
+    /// So many packets of a periodic source are missing before this one: a hint.
+    void OnPeriodGap(const Packet& packet, const PacketTime& time, uint64_t missing);
+    /// A busy line was silent: hints. To be told at the end.
+    void OnSilences(std::span<const Silence> silences);
     /// The capture has ended.
     void Finish();
 
@@ -145,6 +151,8 @@ class Ledger {
     void OnOverflow(const Packet& packet, LedgerEntry entry);
     void OnCounter(const Packet& packet, const LedgerEntry& entry);
     void AddGap(const CounterGap& gap);
+    void Add(const LedgerEntry& entry);
+    void Sort();
     bool AtTheBeginning(const Packet& packet) const;
     void Count(const LedgerEntry& entry);
     bool Merge(const LedgerEntry& entry, uint64_t reach);

@@ -1,5 +1,6 @@
 #include "trace/trace_clock.h"
 
+#include <algorithm>
 #include <array>
 
 namespace Korr::Plim::Trace::Swo {
@@ -8,6 +9,8 @@ namespace {
 constexpr uint64_t kLowBits = 26;
 constexpr uint64_t kLowMask = (uint64_t{1} << kLowBits) - 1;
 constexpr uint8_t kWholeLowPart = 4;  // payload bytes
+constexpr uint32_t kFewestCompared = 4;
+constexpr uint64_t kApart = 2;  // ticks: the two timestamps are taken some cycles apart
 
 }  // namespace
 
@@ -17,6 +20,7 @@ std::string_view QualityName(TimeQuality quality) {
 }
 
 void TraceClock::OnPacket(const Packet& packet) {
+    missed = 0;
     switch (packet.kind) {
         case PacketKind::LocalTime:
             return OnLocalTime(packet);
@@ -58,6 +62,8 @@ void TraceClock::OnGlobalTimeLow(const Packet& packet) {
         ++clockChanges;
         anchor.valid = false;
         rateDiffers = false;
+        compared = 0;
+        usuallyApart = 0;
     }
     globalIsNew = true;
 }
@@ -71,11 +77,23 @@ void TraceClock::Compare(uint64_t now) {
         last.ticks = anchor.ticks + globalPassed;
         late = false;
     } else if (comparable && !late) {
-        // The two are taken some cycles apart.
-        const uint64_t apart = globalPassed > passed ? globalPassed - passed : passed - globalPassed;
-        rateDiffers = apart > 2 + passed / 100;
+        CompareExact(passed, globalPassed);
     }
     if (!late) anchor = {now, last.ticks, true};
+}
+
+/// No loss was told since the last anchor.
+void TraceClock::CompareExact(uint64_t passed, uint64_t globalPassed) {
+    const uint64_t apart = globalPassed > passed ? globalPassed - passed : passed - globalPassed;
+    if (compared >= kFewestCompared && globalPassed > passed && apart > kApart + 4 * usuallyApart) {
+        missed = apart;
+        ticksFound += apart;
+        last.ticks += apart;
+        return;
+    }
+    compared += compared < kFewestCompared ? 1 : 0;
+    usuallyApart = std::max(usuallyApart, apart);
+    rateDiffers = apart > kApart + passed / 100;
 }
 
 PacketTime TraceClock::Open() const {

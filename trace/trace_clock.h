@@ -29,7 +29,8 @@ struct PacketTime {
 ///
 /// The time of a packet is that of the first local timestamp behind it. After an overflow or damage
 /// timestamps may be missing: the time is late until a global timestamp tells by how much, which takes one
-/// before the loss as well, and a global clock that ran at the same rate.
+/// before the loss as well, and a global clock that ran at the same rate. Where the two have agreed several
+/// times and then do not, local timestamps are missing that nothing else told of.
 class TraceClock {
   public:
     /// `prescale`: clock cycles per tick of the local timestamps: 1, 4, 16 or 64.
@@ -49,6 +50,9 @@ class TraceClock {
     uint64_t ClockChanges() const { return clockChanges; }
     /// How many ticks were found missing by a global timestamp, in all.
     uint64_t TicksFound() const { return ticksFound; }
+    /// How many ticks the last packet, a local timestamp, has shown to be missing though nothing in the
+    /// stream told of a loss; 0 as a rule. They are in its time.
+    uint64_t Missed() const { return missed; }
 
     /// Nanoseconds of so many ticks at a trace clock of `clockHz`, at least 1; rounded down.
     uint64_t Nanoseconds(uint64_t ticks, uint64_t clockHz) const;
@@ -64,6 +68,7 @@ class TraceClock {
     void OnGlobalTimeLow(const Packet& packet);
     /// A global timestamp and a local one behind it.
     void Compare(uint64_t global);
+    void CompareExact(uint64_t passed, uint64_t globalPassed);
 
     uint64_t cyclesPerTick;
     PacketTime last{};
@@ -76,6 +81,9 @@ class TraceClock {
     Anchor anchor{};
     uint64_t clockChanges = 0;
     uint64_t ticksFound = 0;
+    uint64_t missed = 0;
+    uint64_t usuallyApart = 0;  ///< the most ticks that the two clocks differed by between two anchors
+    uint32_t compared = 0;      ///< how often they were
 };
 
 }  // namespace Korr::Plim::Trace::Swo

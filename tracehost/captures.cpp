@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "trace/arrival_gaps.h"
 #include "tracehost/errors.h"
 #include "tracehost/number_option.h"
 #include "tracehost/sheet_file.h"
@@ -157,6 +158,9 @@ void AddHostKnowledge(const Capture& capture, Swo::CaptureAnalysis& analysis, Sw
         const auto told = sheet.ledger.find(std::string(Swo::LossKindName(kind)));
         if (told != sheet.ledger.end()) analysis.Losses().OnHost(kind, told->second, analysis.Bytes());
     }
+    std::vector<Swo::Arrival> arrivals;
+    for (const ArrivalPoint& point : sheet.arrivals) arrivals.push_back({point.milliseconds, point.bytes});
+    analysis.Losses().OnSilences(Swo::FindSilences(arrivals));
     features.readErrorLogged = sheet.readError == kOperationAborted;
     if (!sheet.countersBefore || !sheet.countersAfter) return;
     const PortCounters& before = *sheet.countersBefore;

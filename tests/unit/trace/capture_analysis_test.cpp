@@ -21,6 +21,61 @@ Bytes Firmware(size_t count) {
     return bytes;
 }
 
+void Append(Bytes& bytes, std::initializer_list<uint32_t> more) {
+    for (const uint32_t byte : more) bytes.push_back(static_cast<uint8_t>(byte));
+}
+
+/// Each turn a value on port 2 and 5,000 ticks; a global timestamp every tenth turn.
+Bytes PeriodicTurns(uint32_t from, uint32_t to, uint32_t ticksBefore) {
+    Bytes bytes;
+    uint32_t now = 1'000'000 + from * 5000 + ticksBefore;
+    for (uint32_t turn = from; turn < to; ++turn, now += 5000) {
+        if (turn % 10 == 0) {
+            Append(bytes, {0x94, (now & 0x7F) | 0x80, (now >> 7 & 0x7F) | 0x80, (now >> 14 & 0x7F) | 0x80,
+                           now >> 21});
+            if (turn == 0) Append(bytes, {0xB4, 0x80, 0x80, 0x80, 0x00});
+        }
+        Append(bytes, {0x11, turn & 0xFF, 0xC0, 0x88, 0x27});  // 0x1388 is 5,000
+    }
+    return bytes;
+}
+
+std::vector<LedgerEntry> Found(const Bytes& bytes) {
+    CaptureAnalysis analysis({});
+    analysis.Feed(bytes);
+    analysis.Finish();
+    return analysis.Losses().Entries();
+}
+
+TEST(CaptureAnalysis, TicksThatTheGlobalTimeMissesAreALoss) {
+    Bytes bytes = PeriodicTurns(0, 200, 0);
+    EXPECT_TRUE(Found(bytes).empty());
+    const Bytes rest = PeriodicTurns(200, 300, 71'234);
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    const auto entries = Found(bytes);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].kind, LossKind::GlobalGap);
+    EXPECT_EQ(entries[0].lossClass, LossClass::Gap);
+    EXPECT_EQ(entries[0].missing, 71'234u);
+    EXPECT_FALSE(entries[0].hint);
+}
+
+TEST(CaptureAnalysis, PacketsThatAPeriodMissesAreAHint) {
+    Bytes bytes = PeriodicTurns(0, 200, 0);
+    Append(bytes, {0xC0, 0x90, 0x4E});  // 10,000 ticks: the values of two turns are not there
+    const uint64_t at = bytes.size() + 5;
+    const Bytes rest = PeriodicTurns(202, 300, 0);
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    const auto entries = Found(bytes);
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0].kind, LossKind::OrderHint);
+    EXPECT_EQ(entries[1].kind, LossKind::PeriodGap);
+    EXPECT_EQ(entries[1].missing, 2u);
+    EXPECT_EQ(entries[1].source, 2u);
+    EXPECT_EQ(entries[1].offset, at - 5);
+    EXPECT_TRUE(entries[1].hint);
+}
+
 class Text : public TextReceiver {
   public:
     void Write(uint8_t port, const uint8_t* bytes, size_t count) override {

@@ -199,6 +199,26 @@ TEST(Ledger, FramesOutOfStepAndHostCountersAreLossOnTheWay) {
     EXPECT_EQ(ledger.Totals().lostOnTheWay, 8u);
 }
 
+TEST(Ledger, SilencesAreHintsInTheirPlaces) {
+    Ledger ledger({});
+    ledger.OnPacket(PacketAt(0, kText), kTime);
+    ledger.OnPacket(PacketAt(500, PacketKind::Overflow, 1), kTime);
+    ledger.OnPacket(PacketAt(501, kText), kTime);
+    ledger.Finish();
+    const std::vector<Silence> silences = {{100, 300}, {900, 70}};
+    ledger.OnSilences(silences);
+    ASSERT_EQ(ledger.Entries().size(), 3u);
+    EXPECT_EQ(ledger.Entries()[0].kind, LossKind::ArrivalGap);
+    EXPECT_EQ(ledger.Entries()[0].lossClass, LossClass::Gap);
+    EXPECT_EQ(ledger.Entries()[0].offset, 100u);
+    EXPECT_EQ(ledger.Entries()[0].missing, 300u);
+    EXPECT_TRUE(ledger.Entries()[0].missingKnown);
+    EXPECT_EQ(ledger.Entries()[1].kind, LossKind::ItmOverflow);
+    EXPECT_EQ(ledger.Entries()[2].offset, 900u);
+    EXPECT_EQ(ledger.Totals().hints, 2u);
+    EXPECT_EQ(ledger.Totals().lostOnTheWay, 0u);
+}
+
 TEST(Ledger, MemoryStaysBoundedWhateverIsLost) {
     Ledger ledger({});
     constexpr uint64_t kPlaces = 3000000;

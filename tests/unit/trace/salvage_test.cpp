@@ -276,6 +276,18 @@ TEST(Salvage, WhatWasSeenJustBeforeDamageIsNotKnown) {
     EXPECT_EQ(Kinds(Decode(bytes)), "406+1 reserved;407+50 unsynchronised;");
 }
 
+TEST(Salvage, ANewPacketWhoseCourseIsCleanHasNoRival) {
+    // `05 05` is known in both phases; from the byte behind the new packet's header on, too.
+    Bytes bytes = Repeated({0x05, 0x05}, 200);
+    bytes.insert(bytes.end(), {0x02, 0x05, 0x05});
+    const Bytes more = Repeated({0x05, 0x05}, 100);
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    const std::vector<Packet> packets = Decode(bytes);
+    EXPECT_EQ(Kinds(packets), "");
+    EXPECT_EQ(packets.size(), 301U);
+    EXPECT_EQ(packets[200].kind, PacketKind::Stimulus);
+}
+
 /// The flags of hints, by offset.
 std::map<uint64_t, int> Hints(const Bytes& bytes) {
     std::map<uint64_t, int> hints;

@@ -137,6 +137,63 @@ TEST(TraceClock, AChangeOfTheClockIsCountedAndEndsWhatIsComparable) {
     EXPECT_EQ(Text(clock.Last()), "1010 from 1010 late");
 }
 
+/// A clock for which the two times have agreed so many times: 1,000 ticks between two.
+TraceClock Agreed(uint32_t times, uint32_t apart = 0, uint32_t prescale = 1) {
+    TraceClock clock(prescale);
+    clock.OnPacket(High(0));
+    for (uint32_t i = 0; i <= times; ++i) {
+        clock.OnPacket(Low(1'000'000 + i * (1000 + apart) * prescale));
+        clock.OnPacket(Local(1000));
+    }
+    return clock;
+}
+/// What a global time of so many ticks, and a local one of 1,000, show to be missing.
+uint64_t MissedAfter(TraceClock clock, uint32_t ticks, uint32_t prescale = 1) {
+    clock.OnPacket(Low(static_cast<uint32_t>(*clock.GlobalTime()) + ticks * prescale));
+    EXPECT_EQ(clock.Missed(), 0U);
+    const uint64_t before = clock.Last().ticks;
+    clock.OnPacket(Local(1000));
+    EXPECT_EQ(clock.Last().ticks, before + 1000 + clock.Missed()) << "they are in the time";
+    const uint64_t missed = clock.Missed();
+    clock.OnPacket(Kind(PacketKind::Stimulus));
+    EXPECT_EQ(clock.Missed(), 0U);
+    return missed;
+}
+
+TEST(TraceClock, AGlobalTimeShowsTicksThatNothingElseToldOf) {
+    EXPECT_EQ(MissedAfter(Agreed(4), 1500), 500U);
+    EXPECT_EQ(MissedAfter(Agreed(4, 0, 16), 1500, 16), 500U);
+    EXPECT_EQ(MissedAfter(Agreed(4), 1003), 3U);
+}
+
+TEST(TraceClock, TwoTicksApartAreNone) {
+    EXPECT_EQ(MissedAfter(Agreed(4), 1002), 0U);
+    EXPECT_EQ(MissedAfter(Agreed(4), 900), 0U) << "local timestamps do not become more";
+}
+
+TEST(TraceClock, TheTwoMustHaveAgreedFourTimes) { EXPECT_EQ(MissedAfter(Agreed(3), 1500), 0U); }
+
+TEST(TraceClock, ClocksThatUsuallyDifferMustDifferMore) {
+    EXPECT_EQ(MissedAfter(Agreed(4, 10), 1042), 0U);
+    EXPECT_EQ(MissedAfter(Agreed(4, 10), 1043), 43U);
+}
+
+TEST(TraceClock, AfterAChangeOfTheClockTheTwoMustAgreeAnew) {
+    TraceClock clock = Agreed(4);
+    clock.OnPacket(Low(2'000'000, 4, kClockChanged));
+    clock.OnPacket(Local(1000));
+    EXPECT_EQ(MissedAfter(clock, 1500), 0U);
+}
+
+TEST(TraceClock, WhatALossThatWasToldHasTakenIsNotMissed) {
+    TraceClock clock = Agreed(4);
+    clock.OnPacket(Kind(PacketKind::Overflow));
+    clock.OnPacket(Low(static_cast<uint32_t>(*clock.GlobalTime()) + 5000));
+    clock.OnPacket(Local(1000));
+    EXPECT_EQ(clock.Missed(), 0U);
+    EXPECT_EQ(clock.TicksFound(), 4000U);
+}
+
 TEST(TraceClock, TurnsTicksIntoNanoseconds) {
     EXPECT_EQ(TraceClock(1).Nanoseconds(480, 480'000'000), 1000U);
     EXPECT_EQ(TraceClock(64).Nanoseconds(1, 3'000'000), 21333U);

@@ -217,6 +217,25 @@ TEST(TpiuAlignment, FindsEachOfTheSixteenPhasesWithoutSynchronisation) {
     }
 }
 
+TEST(TpiuAlignment, OfPhasesThatCarryTheSameTheOneWithNumbersInFrontIsRight) {
+    // An idle target: few bytes of stream 1 in each frame, then padding. Begun in the padding the frames say
+    // the same, for all bits of the last byte are 0.
+    Bytes capture;
+    for (int i = 0; i < 300; ++i) {
+        capture.insert(capture.end(), {0x03, 0x01, 0x40, 0x01, 0x42, 0x01, 0x44, 0x00, 0x01});
+        capture.insert(capture.end(), 7, 0);
+    }
+    for (size_t i = 7; i < capture.size(); i += kFrame) capture[i] = 0x70;
+    Bytes scratch(capture.size());
+    const auto score = [&](unsigned phase) {
+        return ScorePhase(std::span(capture).subspan(4), phase, std::nullopt, scratch);
+    };
+    EXPECT_EQ(score(8).Score(), score(12).Score());
+    EXPECT_EQ(score(8).streams, score(12).streams);
+    EXPECT_LT(score(8).numbersFirst, score(12).numbersFirst);
+    EXPECT_EQ(AlignFrames(std::span(capture).subspan(4), std::nullopt, scratch).best.phase, 12U);
+}
+
 TEST(TpiuAlignment, BytesThatAreNoFramesScoreLow) {
     std::mt19937 random(1);
     Bytes bytes(20000);
@@ -270,6 +289,57 @@ TEST(CaptureDecoder, KnowsAnItmStreamAtItsFirst64Bytes) {
     decoder.Feed(std::span(stream.bytes).subspan(63, 1));
     EXPECT_TRUE(decoder.Decided());
     EXPECT_GT(log.packets.size(), 10U);
+}
+
+TEST(CaptureDecoder, KnowsFramesAt4096BytesAndNotBefore) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 3000, true), 2, {}, 1);
+    ASSERT_GT(capture.bytes.size(), 4096U);
+    CaptureLog log;
+    CaptureDecoder<CaptureLog> decoder(log);
+    decoder.Feed(std::span(capture.bytes).first(4095));
+    EXPECT_FALSE(decoder.Decided());
+    decoder.Feed(std::span(capture.bytes).subspan(4095, 1));
+    EXPECT_TRUE(decoder.Decided());
+    EXPECT_TRUE(decoder.Found().framed);
+}
+
+TEST(CaptureDecoder, KnowsADamagedItmStreamAt4096BytesAndNotBefore) {
+    Bytes bytes;
+    while (bytes.size() < 4096) {
+        for (int i = 0; i < 16; ++i) bytes.insert(bytes.end(), {0x01, 0x41});
+        bytes.push_back(0x04);  // one byte of 33 is in no packet
+    }
+    CaptureLog log;
+    CaptureDecoder<CaptureLog> decoder(log);
+    decoder.Feed(std::span(bytes).first(4095));
+    EXPECT_FALSE(decoder.Decided());
+    decoder.Feed(std::span(bytes).subspan(4095, 1));
+    EXPECT_TRUE(decoder.Decided());
+    EXPECT_FALSE(decoder.Found().framed);
+}
+
+TEST(FrameFollower, AfterEachFruitlessDoubtItIsTwiceAsPatient) {
+    const FramedCapture capture = Capture(FirmwareStream(1, 60000, true), 2, {}, 1);
+    FrameFollower follower(2, 0);
+    auto chunk = std::make_unique<StreamBytes>();
+    std::span<const uint8_t> bytes = capture.bytes;
+    std::vector<uint64_t> trusted;
+    while (!bytes.empty() && trusted.size() < 4) {
+        const FrameFollower::Result result = follower.Feed(bytes, *chunk);
+        bytes = bytes.subspan(result.taken);
+        chunk->count = 0;
+        ASSERT_NE(result.stop, FrameFollower::Stop::Slipped);
+        if (result.stop != FrameFollower::Stop::Checkpoint) continue;
+        const bool doubts = follower.Deframer().Trusted() == 0;
+        follower.Assess(false, follower.Deframer().Offset());
+        if (!doubts) continue;
+        // The next checkpoint is 16 frames behind the doubt.
+        const FrameFollower::Result next = follower.Feed(bytes, *chunk);
+        bytes = bytes.subspan(next.taken);
+        trusted.push_back(follower.Deframer().Trusted());
+        follower.Assess(false, follower.Deframer().Offset());
+    }
+    EXPECT_THAT(trusted, ElementsAre(64U - 16, 128U - 16, 256U - 16, 512U - 16));
 }
 
 TEST(CaptureDecoder, DecidesWhenItIsToldTo) {

@@ -1,0 +1,209 @@
+// Losses that only the time tells of: missing periods, ticks and arrivals.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "trace/arrival_gaps.h"
+#include "trace/period_gaps.h"
+
+namespace Korr::Plim::Trace::Swo {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Packet Of(PacketKind kind, uint16_t source = 0, uint8_t flags = 0) {
+    return {0, 0, source, kind, 1, 2, flags};
+}
+PacketTime At(uint64_t ticks, TimeQuality quality = TimeQuality::Exact) { return {ticks, ticks, quality}; }
+
+/// A source that comes at these distances; what is missing before each packet, where something is.
+class Source {
+  public:
+    explicit Source(const Packet& kind = Of(PacketKind::Stimulus, 3)) : packet(kind) {}
+    uint64_t Come(uint64_t distance, TimeQuality quality = TimeQuality::Exact) {
+        ticks += distance;
+        return gaps.Take(packet, At(ticks, quality));
+    }
+    uint64_t Often(int times, uint64_t distance) {
+        uint64_t missing = 0;
+        for (int i = 0; i < times; ++i) missing += Come(distance);
+        return missing;
+    }
+
+    PeriodGaps gaps;
+    Packet packet;
+    uint64_t ticks = 1000;
+};
+
+TEST(PeriodGaps, AMultipleOf100EqualDistancesIsOne) {
+    Source source;
+    EXPECT_EQ(source.Often(101, 1000), 0U);
+    EXPECT_EQ(source.Come(3000), 2U);
+    EXPECT_EQ(source.Come(2000), 1U);
+    EXPECT_EQ(source.Come(1000), 0U);
+}
+
+TEST(PeriodGaps, OneDistanceTooFewShowsNoPeriod) {
+    Source source;
+    EXPECT_EQ(source.Often(100, 1000), 0U);  // of which 99 distances; the first packet has none
+    EXPECT_EQ(source.Come(3000), 0U);
+}
+
+TEST(PeriodGaps, DistancesMayDifferALittle) {
+    Source source;
+    for (int i = 0; i < 120; ++i) EXPECT_EQ(source.Come(i % 2 == 0 ? 1000 : 1008), 0U);
+    EXPECT_EQ(source.Come(2014), 1U);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(source.Come(1004), 0U);
+    EXPECT_EQ(source.Come(2040), 0U) << "too far from a multiple";
+}
+
+TEST(PeriodGaps, AnythingElseThanAMultipleIsNone) {
+    Source source;
+    source.Often(101, 1000);
+    EXPECT_EQ(source.Come(2500), 0U);
+    EXPECT_EQ(source.Come(2000), 0U) << "the period begins anew";
+}
+
+TEST(PeriodGaps, ALongPauseIsNone) {
+    Source longest;
+    longest.Often(101, 1000);
+    EXPECT_EQ(longest.Come(17000), 16U);
+    Source longer;
+    longer.Often(101, 1000);
+    EXPECT_EQ(longer.Come(18000), 0U);
+}
+
+TEST(PeriodGaps, AfterAPauseTwiceAsManyDistancesAreAskedFor) {
+    Source source;
+    source.Often(101, 1000);
+    EXPECT_EQ(source.Come(2500), 0U);
+    source.Often(150, 1000);
+    EXPECT_EQ(source.Come(2000), 0U);
+    source.Often(201, 1000);
+    EXPECT_EQ(source.Come(2000), 1U);
+}
+
+TEST(PeriodGaps, ShortDistancesAreBursts) {
+    Source shorter;
+    shorter.Often(200, 63);
+    EXPECT_EQ(shorter.Come(126), 0U);
+    Source shortest;
+    shortest.Often(200, 64);
+    EXPECT_EQ(shortest.Come(128), 1U);
+}
+
+TEST(PeriodGaps, SeveralAtOnceCountAsOne) {
+    Source source;
+    for (int i = 0; i < 101; ++i) {
+        EXPECT_EQ(source.Come(1000), 0U);
+        EXPECT_EQ(source.Come(0), 0U);
+    }
+    EXPECT_EQ(source.Come(2000), 1U);
+}
+
+TEST(PeriodGaps, WhatCameBeforeALossThatWasToldIsNotCompared) {
+    Source source;
+    source.Often(101, 1000);
+    EXPECT_EQ(source.Come(500, TimeQuality::Late), 0U);
+    EXPECT_EQ(source.Come(2000), 0U);
+    EXPECT_EQ(source.Come(2000), 0U);
+    Source delayed;
+    delayed.Often(101, 1000);
+    EXPECT_EQ(delayed.Come(500, TimeQuality::Bounded), 0U);
+    EXPECT_EQ(delayed.Come(1500), 1U);
+}
+
+TEST(PeriodGaps, EachSourceHasItsOwn) {
+    const std::vector<Packet> kinds = {Of(PacketKind::Stimulus, 0),
+                                       Of(PacketKind::Stimulus, 255),
+                                       Of(PacketKind::Exception, 15, kEntered),
+                                       Of(PacketKind::DataValue, 1),
+                                       Of(PacketKind::DataValue, 1, kWrite),
+                                       Of(PacketKind::DataPc, 1),
+                                       Of(PacketKind::DataAddress, 1),
+                                       Of(PacketKind::PcSample),
+                                       Of(PacketKind::EventCounters),
+                                       Of(PacketKind::DataValue, 3),
+                                       Of(PacketKind::DataValue, 3, kWrite),
+                                       Of(PacketKind::DataPc, 3),
+                                       Of(PacketKind::DataAddress, 3),
+                                       Of(PacketKind::Exception, 511, kEntered)};
+    PeriodGaps gaps;
+    for (uint64_t i = 0; i < 110; ++i) {
+        for (size_t kind = 0; kind < kinds.size(); ++kind) {
+            EXPECT_EQ(gaps.Take(kinds[kind], At(i * (1000 + 10 * kind))), 0U) << kind;
+        }
+    }
+    for (size_t kind = 0; kind < kinds.size(); ++kind) {
+        EXPECT_EQ(gaps.Take(kinds[kind], At(112 * (1000 + 10 * kind))), 2U) << kind;
+    }
+}
+
+TEST(PeriodGaps, WhatHasNoPeriodIsNotLookedAt) {
+    for (const Packet& kind :
+         {Of(PacketKind::Exception, 15, kExited), Of(PacketKind::LocalTime), Of(PacketKind::Sync),
+          Of(PacketKind::Overflow), Of(PacketKind::StimulusPage)}) {
+        Source source(kind);
+        source.Often(200, 1000);
+        EXPECT_EQ(source.Come(2000), 0U);
+    }
+}
+
+struct Found {
+    uint64_t offset;
+    uint64_t milliseconds;
+    bool operator==(const Found&) const = default;
+};
+
+/// Looks of so many milliseconds and bytes, one after another.
+std::vector<Found> Silences(const std::vector<Arrival>& looks) {
+    std::vector<Arrival> arrivals{{}};
+    for (const Arrival& look : looks) {
+        arrivals.push_back(
+            {arrivals.back().milliseconds + look.milliseconds, arrivals.back().bytes + look.bytes});
+    }
+    std::vector<Found> found;
+    for (const Silence& silence : FindSilences(arrivals))
+        found.push_back({silence.offset, silence.milliseconds});
+    return found;
+}
+
+std::vector<Arrival> Busy(size_t looks) { return std::vector<Arrival>(looks, {100, 10000}); }
+
+std::vector<Arrival> WithLook(const Arrival& look, size_t before = 4, size_t behind = 4) {
+    std::vector<Arrival> looks = Busy(before);
+    looks.push_back(look);
+    looks.insert(looks.end(), behind, {100, 10000});
+    return looks;
+}
+
+TEST(ArrivalGaps, ABusyLineThatWasSilentIsOne) {
+    EXPECT_EQ(Silences(WithLook({400, 10000})), (std::vector<Found>{{40000, 300}}));
+    EXPECT_EQ(Silences(WithLook({100, 4800})), (std::vector<Found>{{40000, 52}}));
+}
+
+TEST(ArrivalGaps, FiftyMillisecondsAreNone) {
+    EXPECT_THAT(Silences(WithLook({150, 10000})), IsEmpty());
+    EXPECT_THAT(Silences(WithLook({400, 40000})), IsEmpty()) << "the host looked late, and all had come";
+}
+
+TEST(ArrivalGaps, TheLineMustBeBusyBeforeAndBehind) {
+    EXPECT_THAT(Silences(WithLook({400, 10000}, 3, 4)), IsEmpty());
+    EXPECT_THAT(Silences(WithLook({400, 10000}, 4, 3)), IsEmpty());
+    std::vector<Arrival> looks = WithLook({400, 10000}, 5, 5);
+    looks[3].bytes = 6000;
+    EXPECT_THAT(Silences(looks), IsEmpty());
+    looks[3].bytes = 10000;
+    looks[7].milliseconds = 140;
+    EXPECT_THAT(Silences(looks), IsEmpty());
+}
+
+TEST(ArrivalGaps, FewOrNoArrivalsAreNone) {
+    EXPECT_THAT(FindSilences({}), IsEmpty());
+    EXPECT_THAT(Silences({}), IsEmpty());
+    EXPECT_THAT(Silences(std::vector<Arrival>(20, {100, 0})), IsEmpty());
+    EXPECT_THAT(Silences(std::vector<Arrival>(20, {0, 100})), IsEmpty());
+}
+
+}  // namespace
+}  // namespace Korr::Plim::Trace::Swo
