@@ -3,6 +3,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <random>
+
 #include "bench/allocation_count.h"
 #include "bench/trace_streams.h"
 #include "trace/capture_decoder.h"
@@ -118,6 +120,19 @@ void TraceFrames(benchmark::State& state) {
     Measure(state, bench::FramedStream(64 * kMebibyte), DecodeFrames);
 }
 BENCHMARK(TraceFrames);
+
+void TraceNoise(benchmark::State& state) {
+    std::mt19937 random(4);
+    Bytes stream(4 * kMebibyte);
+    for (uint8_t& byte : stream) byte = static_cast<uint8_t>(random());
+    for (auto _ : state) {
+        Counts counts;
+        DecodePlain(stream, counts);
+        benchmark::DoNotOptimize(counts.mix);
+    }
+    state.counters["bytes"] = static_cast<double>(stream.size());
+}
+BENCHMARK(TraceNoise);
 
 void TraceByteLoop(benchmark::State& state) {
     const Bytes stream = bench::MixedStream(16 * kMebibyte);

@@ -114,6 +114,7 @@ def trace_decode(context):
         figure("decode a mixed stream", "each byte looked up", loop),
         figure("decode a mixed stream", "with times and suspects", speed("TraceMixedWithTimes"), "MB/s"),
         figure("decode a stream of event counters", "", speed("TraceEvents"), "MB/s"),
+        figure("decode noise", "", speed("TraceNoise"), "MB/s"),
         figure("decode TPIU frames", "", speed("TraceFrames"), "MB/s", goal=("at least", 500)),
         figure("decode, cost against bytes", "exponent", stats.summary([stats.slope(points)]), goal=("at most", 1.05)),
         figure("decode, allocations", "whole stream", stats.summary([allocations]), goal=("at most", 0)),

@@ -220,12 +220,11 @@ TEST(TpiuAlignment, FindsEachOfTheSixteenPhasesWithoutSynchronisation) {
 TEST(TpiuAlignment, OfPhasesThatCarryTheSameTheOneWithNumbersInFrontIsRight) {
     // An idle target: few bytes of stream 1 in each frame, then padding. Begun in the padding the frames say
     // the same, for all bits of the last byte are 0.
-    Bytes capture;
+    Bytes capture(2 * kFrame, 0);
     for (int i = 0; i < 300; ++i) {
-        capture.insert(capture.end(), {0x03, 0x01, 0x40, 0x01, 0x42, 0x01, 0x44, 0x00, 0x01});
-        capture.insert(capture.end(), 7, 0);
+        capture.insert(capture.end(), {0x03, 0x01, 0x40, 0xC0, 0x82, 0x05, 0x01});
+        capture.insert(capture.end(), 9, 0);
     }
-    for (size_t i = 7; i < capture.size(); i += kFrame) capture[i] = 0x70;
     Bytes scratch(capture.size());
     const auto score = [&](unsigned phase) {
         return ScorePhase(std::span(capture).subspan(4), phase, std::nullopt, scratch);
