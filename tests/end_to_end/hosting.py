@@ -208,10 +208,10 @@ class HostTest(unittest.TestCase):
     def command(self, *arguments):
         if not ON_WINE:
             return [os.path.join(BIN, "tracehost"), *arguments]
-        program = self.host_path(os.path.join(BIN, "tracehost.exe"))
-        quoted = " ".join(f'"{word}"' if " " in word else word for word in (program, *arguments))
-        home = self.host_path(self.home) if self.home else ""
-        return [wine_program(), "cmd", "/c", f"set USERPROFILE={home}&& {quoted}"]
+        # Wine gives every program its own USERPROFILE. The words stay apart, so that it quotes those with blanks.
+        home = "%TARNEL_TEST_HOME%" if self.home else ""
+        return [wine_program(), "cmd", "/c", "set", f"USERPROFILE={home}&&",
+                self.host_path(os.path.join(BIN, "tracehost.exe")), *arguments]
 
     def environment(self):
         with open(self.file("board.new"), "w") as board:
@@ -230,6 +230,8 @@ class HostTest(unittest.TestCase):
         if ON_WINE:
             environment.update(WINEPREFIX=PREFIX, WINEDEBUG="-all",
                                WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
+            if self.home:
+                environment["TARNEL_TEST_HOME"] = self.host_path(self.home)
         return environment
 
     def host(self):

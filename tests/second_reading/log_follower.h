@@ -26,10 +26,13 @@ class LogFollower {
     std::vector<std::string> NewLines() {
         std::vector<std::string> lines;
         file.clear();
+        file.seekg(position);  // without a seek the C runtime of Windows stays at the end that it has met
         for (std::string line; std::getline(file, line);) {
             if (!line.empty() && line.back() == '\r') line.pop_back();
             lines.push_back(Letter(line) + " " + line.substr(line.find("| ") + 2));
         }
+        file.clear();
+        position = file.tellg();
         return lines;
     }
 
@@ -42,7 +45,8 @@ class LogFollower {
         KORR_PLIM::TraceEnvironment environment;
         KORR_PLIM::SetUpTraceEnvironment(environment);
         KORR_PLIM::OpenProcessLog(environment);
-        file.open(std::filesystem::path(environment.loggingFolder) / environment.logFileName);
+        file.open(std::filesystem::path(environment.loggingFolder) / environment.logFileName,
+                  std::ios::binary);
         NewLines();
     }
     ~LogFollower() {
@@ -58,6 +62,7 @@ class LogFollower {
     std::filesystem::path home =
         std::filesystem::temp_directory_path() / ("second_reading_" + std::to_string(std::random_device{}()));
     std::ifstream file;
+    std::ifstream::pos_type position = 0;
 };
 
 }  // namespace second_reading

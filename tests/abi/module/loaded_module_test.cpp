@@ -97,6 +97,34 @@ TEST(LoadedModule, ThreadLocalVariablesAreGivenBackWhenTheLibraryIsUnloaded) {
     }
 }
 
+/// Waits until a library is not loaded any more, for at most 60 s.
+bool IsUnloaded(const char* name) {
+    for (int i = 0; i < 60000 && GetModuleHandleA(name) != nullptr; ++i) Sleep(1);
+    return GetModuleHandleA(name) == nullptr;
+}
+
+TEST(LoadedModule, StaysForAThreadOfItsOwnWhenItsUserUnloadsIt) {
+    const char* const name = "tarnel_test_thread.dll";
+    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    HANDLE thread = nullptr;
+    {
+        const LoadedModule module(name);
+        const auto start = module.Find<HANDLE (*)(HANDLE)>("StartThread");
+        ASSERT_NE(start, nullptr);
+        thread = start(event);
+        ASSERT_NE(thread, nullptr);
+    }
+    EXPECT_NE(GetModuleHandleA(name), nullptr);
+    SetEvent(event);
+    EXPECT_EQ(WaitForSingleObject(thread, 60000), WAIT_OBJECT_0);
+    DWORD result = 0;
+    EXPECT_NE(GetExitCodeThread(thread, &result), FALSE);
+    EXPECT_EQ(result, 42U);
+    EXPECT_TRUE(IsUnloaded(name));
+    CloseHandle(thread);
+    CloseHandle(event);
+}
+
 TEST(LoadedModule, PluginsStackCookieIsDrawnByTheLoader) {
     constexpr std::uint64_t kCookieInTheFile = 0x00002B992DDFA232;
     EXPECT_NE(LoadedModule("Tarnel.dll").StackCookie(), kCookieInTheFile);

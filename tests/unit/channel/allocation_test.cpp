@@ -58,8 +58,8 @@ TEST_F(Allocation, WithoutAThreadObjectTheStartIsRefusedAndTheCollectorGoes) {
 TEST_F(Allocation, AStatusTextThatCannotBeKeptIsPassedOnAndTheMutexIsFree) {
     Make();
     StatusRecord record;
-    std::string grown(record.text.capacity(), 'x');  // asks for what a text of a status asks for
-    grown += 'x';
+    decltype(record.text) grown;  // asks for what a text of a status asks for
+    grown = std::string(record.text.capacity() + 1, 'x');
     support::refusedSize = grown.capacity() + 1;
     EXPECT_THROW(driver->GetStatus(record), std::bad_alloc);
     support::refusedSize = 0;

@@ -124,14 +124,6 @@ FARPROC WINAPI __wrap_GetProcAddress(HMODULE module, LPCSTR name) {
     }
     return __real_GetProcAddress(module, name);
 }
-// The linker drops the real function's thunk when nothing but its replacement reaches it: it is looked up.
-BOOL WINAPI __wrap_GetModuleHandleExA(DWORD flags, LPCSTR address, HMODULE* module) {
-    if (Note("GetModuleHandleExA", Number(flags))) return FALSE;
-    const FARPROC found = __real_GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetModuleHandleExA");
-    const auto real =
-        reinterpret_cast<BOOL(WINAPI*)(DWORD, LPCSTR, HMODULE*)>(reinterpret_cast<void*>(found));
-    return real(flags, address, module);
-}
 
 std::uintptr_t __wrap__beginthreadex(void* security, unsigned stack, unsigned(__stdcall* entry)(void*),
                                      void* argument, unsigned flags, unsigned* id) {
