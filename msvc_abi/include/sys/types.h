@@ -2,6 +2,6 @@
 
 #include_next <sys/types.h>
 
-// libc++ takes the lengths of files for std::filesystem::resize_file in this type. No function of the system does.
+// libc++ takes the length of a file in this type (std::filesystem::resize_file); no system function does.
 #undef off_t
 typedef __int64 off_t;
