@@ -58,8 +58,9 @@ TEST_F(Allocation, WithoutAThreadObjectTheStartIsRefusedAndTheCollectorGoes) {
 TEST_F(Allocation, AStatusTextThatCannotBeKeptIsPassedOnAndTheMutexIsFree) {
     Make();
     StatusRecord record;
-    decltype(record.text) grown;  // asks for what a text of a status asks for
-    grown = std::string(record.text.capacity() + 1, 'x');
+    const std::string longer(record.text.capacity() + 1, 'x');
+    decltype(record.text) grown;
+    grown = longer;  // asks for what a text of a status asks for
     support::refusedSize = grown.capacity() + 1;
     EXPECT_THROW(driver->GetStatus(record), std::bad_alloc);
     support::refusedSize = 0;
