@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "tests/fakes/scripted_file_system.h"
 #include "tests/unit/channel/driver_fixture.h"
 
@@ -57,6 +59,21 @@ TEST_F(CapturedDataFaults, AReadThatCannotSeekGivesNothing) {
                             head + "GetNumSamples retrieved 2 samples",
                             head + "seek read file failed to seek to start of data"));
     EXPECT_EQ(Read(), 2U);
+}
+
+TEST_F(CapturedDataFaults, LinesOfReadsThatFailAreOrdinary) {
+    const std::tuple<const char*, int, std::string> failures[] = {
+        {"OpenShared", 2, "seek read file failed to open internal data file"},
+        {"SeekStream", 1, "seek read file failed to seek to start of data"}};
+    for (const auto& [call, nth, line] : failures) {
+        const LogAtLevel ordinary("1");
+        scripted::Reset();
+        scripted::Script().Fail(call, nth, nth);
+        EXPECT_EQ(Read(), 0U);
+        EXPECT_THAT(ordinary.Get(),
+                    ElementsAre(head + "SeekReadTraceData start sample = 0, num samples requested = 2 ",
+                                head + line));
+    }
 }
 
 TEST_F(CapturedDataFaults, FilesAreOpenedAsDocumented) {

@@ -1,4 +1,5 @@
 #include <future>
+#include <utility>
 
 #include "tests/unit/channel/driver_fixture.h"
 
@@ -138,6 +139,74 @@ TEST_F(HeldMutex, IsWaitedForByAStop) {
     Open();
     ASSERT_TRUE(WaitFor([this] { return answered == 1; }));
     EXPECT_EQ(Status(), "Stopped by user");
+}
+
+/// An adapter that lets another thread start a recording while the driver is being destroyed; that thread
+/// keeps the mutex until it is let go.
+class LateStart : public ClosedGate {
+  public:
+    using ClosedGate::ClosedGate;
+    uint32_t TraceExportOpB(uint32_t cpuId) override {
+        if (ChannelDriver* const starting = std::exchange(dying, nullptr)) {
+            starter = std::thread([starting] { starting->StartRecording(0); });
+            reached.get_future().wait();
+            started.set_value();
+        }
+        return ClosedGate::TraceExportOpB(cpuId);
+    }
+    uint32_t TraceRelease(uint32_t cpuId) override {
+        released = true;
+        return ClosedGate::TraceRelease(cpuId);
+    }
+    ChannelDriver* dying = nullptr;
+    std::thread starter;
+    std::promise<void> started;
+    std::atomic<bool> released{false};
+};
+
+TEST_F(DriverTest, ADestructionStopsTheCaptureUnderTheMutex) {
+    LateStart late(journal);
+    driver = std::make_unique<ChannelDriver>(&receiver, "cpu", &late, kCpuId, 1U);
+    Configure();
+    late.dying = driver.get();
+    std::thread destroyer([this] { driver.reset(); });
+    late.started.get_future().wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(late.released);
+    late.opened.set_value();
+    late.starter.join();
+    destroyer.join();
+    EXPECT_TRUE(late.released);
+    EXPECT_FALSE(port->IsOpen());
+}
+
+/// An adapter that looks, while its export status is asked for, whether another thread gets the mutex.
+class Watching : public fakes::FakeTargetAdapter {
+  public:
+    using fakes::FakeTargetAdapter::FakeTargetAdapter;
+    uint32_t GetExportStatus(uint32_t cpuId, uint32_t& status) override {
+        answer = std::async(std::launch::async, [this] {
+            StatusRecord record;
+            watched->GetStatus(record);
+        });
+        isHeld = answer.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+        return fakes::FakeTargetAdapter::GetExportStatus(cpuId, status);
+    }
+    uint32_t TraceExportOpB(uint32_t cpuId) override {
+        answer.wait();
+        return fakes::FakeTargetAdapter::TraceExportOpB(cpuId);
+    }
+    ChannelDriver* watched = nullptr;
+    std::future<void> answer;
+    bool isHeld = false;
+};
+
+TEST_F(DriverTest, ADestructionAsksForTheExportStatusUnderTheMutex) {
+    Watching watching(journal);
+    driver = std::make_unique<ChannelDriver>(&receiver, "cpu", &watching, kCpuId, 1U);
+    watching.watched = driver.get();
+    driver.reset();
+    EXPECT_TRUE(watching.isHeld);
 }
 
 }  // namespace

@@ -35,6 +35,13 @@ TEST(FirmwareVersion, FewerThanThreePointsGiveZero) {
     EXPECT_EQ(ParseFirmwareVersion("fw 1.0.5"), 0U);
 }
 
+TEST(FirmwareVersion, AnEmptyNumberIsZero) {
+    EXPECT_EQ(ParseFirmwareVersion("fw 1..5.6"), 0x01000506U);
+    EXPECT_EQ(ParseFirmwareVersion("fw 1.2..6"), 0x01020006U);
+    EXPECT_EQ(ParseFirmwareVersion("fw 1.2.3."), 0x01020300U);
+    EXPECT_EQ(ParseFirmwareVersion("fw .2.3.4"), 0x00020304U);
+}
+
 TEST(FirmwareVersion, TheRestAfterTheThirdPointIsOneNumber) {
     EXPECT_EQ(ParseFirmwareVersion("fw 1.0.0.5.9"), 0x01000005U);
 }

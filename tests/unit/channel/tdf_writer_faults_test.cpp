@@ -191,12 +191,13 @@ TEST_F(TdfWriterFaults, ANewLengthThatIsNotWrittenHasItsMessageAndIsReported) {
     EXPECT_EQ(length, 32U);
 }
 
-TEST_F(TdfWriterFaults, ANewLengthThatIsNotReachedIsNotWritten) {
+TEST_F(TdfWriterFaults, ANewLengthThatIsNotReachedIsNotWrittenAndIsReported) {
     resetCounts = [] {
         scripted::Reset();
         scripted::Script().Fail("SeekStream", 3, 3);
     };
     EXPECT_EQ(AppendError(), kLength);
+    EXPECT_EQ(length, 32U);
     EXPECT_EQ(Content(), before + "0123456789abcdef");
     TraceFolder::WriteFile(file, "TDF file");
     resetCounts = [] {
