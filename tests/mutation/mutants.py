@@ -124,8 +124,10 @@ def all_candidates(only):
             relative = str(path.relative_to(COPY))
             if only and not re.search(only, relative):
                 continue
+            lines = path.read_text(encoding="utf-8").split("\n")
             for name, number, covers, text in candidates(path) if path.suffix == ".cpp" else candidates_in_header(path):
-                found.append({"file": relative, "line": number + 1, "covers": len(covers), "kind": name, "text": text})
+                found.append({"file": relative, "line": number + 1, "covers": len(covers), "kind": name, "text": text,
+                              "was": "\n".join(lines[number:number + len(covers)])})
     return found
 
 
@@ -318,7 +320,6 @@ def try_mutant(mutant, suite):
     before = path.read_text(encoding="utf-8")
     lines = before.split("\n")
     first = mutant["line"] - 1
-    mutant["was"] = "\n".join(lines[first:first + mutant["covers"]])
     lines[first:first + mutant["covers"]] = [mutant["text"]]
     path.write_text("\n".join(lines), encoding="utf-8")
     try:
@@ -369,14 +370,15 @@ def main():
     results = []
     if arguments.results.exists():
         results = [json.loads(line) for line in arguments.results.read_text().splitlines()]
-        results = [r for r in results if r["outcome"] == "undecided" and arguments.near or
-                   r["outcome"] == "survived" and r.get("head") == head or r["outcome"] in ("killed", "not built")]
-    done = {(r["file"], r["line"], r["kind"], r["text"]) for r in results}
+        lasting = ("killed", "not built")
+        passing = ("survived", "undecided") if arguments.near else ("survived",)
+        results = [r for r in results if r["outcome"] in lasting or r["outcome"] in passing and r.get("head") == head]
+    done = {(r["file"], r["kind"], r["was"], r["text"]) for r in results}
     judged = sum(r["outcome"] != "not built" for r in results)
     for mutant in order:
         if judged >= arguments.count:
             break
-        if (mutant["file"], mutant["line"], mutant["kind"], mutant["text"]) in done:
+        if (mutant["file"], mutant["kind"], mutant["was"], mutant["text"]) in done:  # wherever it stands by now
             continue
         started = time.monotonic()
         mutant["outcome"], mutant["by"] = try_mutant(mutant, suite)
