@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <thread>
 
 #include "simulator/pelkit/error_reading.h"
 #include "tests/unit/uart/collector_fixture.h"
@@ -51,6 +52,25 @@ TEST_F(UARTDataCollectorConstruction, LogsTheLineBeforeAndAfter) {
                  "Prescalar=24"),
         Ordinary("UART configuration: Emulator: Baud rate=1920001")};
     EXPECT_EQ(NewLines(), lines);
+}
+
+// What they share, the trace environment and the process's log, is looked at by the thread sanitizer.
+TEST_F(UARTDataCollectorConstruction, SeveralAreMadeAtOnce) {
+    std::vector<std::thread> threads;
+    for (const uint32_t number : {11U, 12U, 13U}) {
+        fakes::ScriptedPorts::Plug(number);
+        threads.emplace_back([number] {
+            const std::string file = "capture" + std::to_string(number) + ".bin";
+            for (int times = 0; times < 20; ++times) {
+                uint32_t manual = 24;
+                UARTDataCollector(number, 48e6, false, manual, file, false);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(Count("port.Open"), 60U);
+    EXPECT_EQ(Count("file.Create"), 60U);
+    EXPECT_EQ(Count("port.Close"), 60U);
 }
 
 TEST_F(UARTDataCollectorConstruction, AutoPrescalerIsHandedBack) {
