@@ -32,6 +32,7 @@ ONE_THREAD = ("options", "tracehost", "trace")  # rooms whose tests the thread s
 SLOW = "long|soak|native-only"  # what takes a minute, and what needs a quiet machine
 ROOMS = ("host_api", "source_utilities", "uart", "options", "channel", "receiver", "tracehost", "trace")
 GOAL = 0.97
+JOBS = os.environ.get("TARNEL_MUTANT_JOBS", "2")  # of the builds
 
 
 def operators():
@@ -160,7 +161,7 @@ def run(command, limit, environment=None, folder=COPY):
 
 
 def build(targets=("all",), tree="linux"):
-    result = run(["ninja", "-C", f"build/{tree}", *targets], 900)
+    result = run(["ninja", "-j", JOBS, "-C", f"build/{tree}", *targets], 1800)
     return result is not None and result.returncode == 0
 
 
