@@ -17,16 +17,17 @@
 
 namespace fuzz {
 
-void FuzzSetupFile(std::string_view input);    ///< target set-up data file
-void FuzzItmSetup(std::string_view input);     ///< ITM channel set-up file
-void FuzzTdfFile(std::string_view input);      ///< a host's TDF file that gets a section
-void FuzzTdfSections(std::string_view input);  ///< a recorded file that `tracehost info` lists
-void FuzzBoardFile(std::string_view input);    ///< board file of the simulated libraries
-void FuzzScript(std::string_view input);       ///< `tracehost script`, through the plug-in's own code
-void FuzzElfSymbols(std::string_view input);   ///< a firmware's ELF file
-void FuzzItmDecoder(std::string_view input);   ///< an ITM stream
-void FuzzTpiuFrames(std::string_view input);   ///< a capture of TPIU frames, or of an ITM stream
-void FuzzReceiver(std::string_view input);     ///< host calls in any order, beside a model of the receiver
+void FuzzSetupFile(std::string_view input);       ///< target set-up data file
+void FuzzItmSetup(std::string_view input);        ///< ITM channel set-up file
+void FuzzTdfFile(std::string_view input);         ///< a host's TDF file that gets a section
+void FuzzTdfSections(std::string_view input);     ///< a recorded file that `tracehost info` lists
+void FuzzBoardFile(std::string_view input);       ///< board file of the simulated libraries
+void FuzzScript(std::string_view input);          ///< `tracehost script`, through the plug-in's own code
+void FuzzElfSymbols(std::string_view input);      ///< a firmware's ELF file
+void FuzzItmDecoder(std::string_view input);      ///< an ITM stream
+void FuzzTpiuFrames(std::string_view input);      ///< a capture of TPIU frames, or of an ITM stream
+void FuzzRecordingSheet(std::string_view input);  ///< what was known when a capture was recorded
+void FuzzReceiver(std::string_view input);        ///< host calls in any order, beside a model of the receiver
 
 inline void Require(bool holds, const std::string& what) {
     if (holds) return;

@@ -1,12 +1,14 @@
 #include "trace/arrival_gaps.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace Korr::Plim::Trace::Swo {
 namespace {
 
-constexpr size_t kBeside = 4;     // looks before a silence, and as many behind it
-constexpr double kSteady = 25.0;  // milliseconds that a look may differ by
+constexpr size_t kBeside = 4;      // looks before a silence, and as many behind it
+constexpr double kLongest = 1e15;  // milliseconds
+constexpr double kSteady = 25.0;   // milliseconds that a look may differ by
 
 /// Between two arrivals, of which `at` is the second.
 struct Look {
@@ -47,7 +49,7 @@ std::vector<Silence> FindSilences(std::span<const Arrival> arrivals) {
         if (rate <= 0) continue;
         const double idle = Look(arrivals, at).Idle(rate);
         if (idle <= static_cast<double>(kShortestSilence)) continue;
-        silences.push_back({arrivals[at - 1].bytes, static_cast<uint64_t>(std::lround(idle))});
+        silences.push_back({arrivals[at - 1].bytes, static_cast<uint64_t>(std::min(idle, kLongest) + 0.5)});
     }
     return silences;
 }

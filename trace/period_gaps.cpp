@@ -14,48 +14,37 @@ uint64_t Jitter(uint64_t period) { return 1 + period / 128; }
 
 }  // namespace
 
-std::optional<size_t> PeriodGaps::RowOf(const Packet& packet) {
-    const size_t comparator = packet.source & 3U;
-    switch (packet.kind) {
-        case PacketKind::Stimulus:
-            return packet.source & 0xFFU;
-        case PacketKind::Exception:
-            if ((packet.flags & kKindFlags) != kEntered) return std::nullopt;
-            return kPorts + (packet.source & 0x1FFU);
-        case PacketKind::DataValue:
-            return kPorts + kExceptions + comparator + ((packet.flags & kWrite) != 0 ? 4 : 0);
-        case PacketKind::DataPc:
-            return kPorts + kExceptions + 8 + comparator;
-        case PacketKind::DataAddress:
-            return kPorts + kExceptions + 12 + comparator;
-        case PacketKind::PcSample:
-        case PacketKind::PcSleep:
-            return kRows - 2;
-        case PacketKind::EventCounters:
-            return kRows - 1;
-        default:
-            return std::nullopt;
-    }
+constexpr PeriodGaps::Places PeriodGaps::MakePlaces() {
+    Places places{};
+    uint16_t next = 0;
+    const auto give = [&](PacketKind kind, uint16_t sources, uint8_t looked = 0, uint8_t meant = 0) {
+        places[static_cast<size_t>(kind)] = {true, looked, meant, next, static_cast<uint16_t>(sources - 1)};
+        next = static_cast<uint16_t>(next + sources);
+    };
+    give(PacketKind::Stimulus, 256);
+    give(PacketKind::Exception, 512, kKindFlags, kEntered);
+    give(PacketKind::DataValue, 4);
+    give(PacketKind::DataPc, 4);
+    give(PacketKind::DataAddress, 4);
+    give(PacketKind::PcSample, 1);
+    give(PacketKind::EventCounters, 1);
+    return places;
 }
 
-uint64_t PeriodGaps::Take(const Packet& packet, const PacketTime& time) {
-    if (time.quality != TimeQuality::Exact) {
-        if (time.quality != TimeQuality::Bounded && exact) ++stretch;
-        exact = exact && time.quality == TimeQuality::Bounded;
-        return 0;
-    }
-    exact = true;
-    const auto place = RowOf(packet);
-    if (!place) return 0;
-    Row& row = rows[*place];
-    if (row.stretch == stretch) return Next(row, time.ticks);
-    row = {time.ticks, 0, 0, row.pauses, stretch};
-    return 0;
+constinit const PeriodGaps::Places PeriodGaps::kPlaces = PeriodGaps::MakePlaces();
+
+void PeriodGaps::OnOtherTime(TimeQuality quality) {
+    if (quality == TimeQuality::Bounded) return;
+    if (exact) ++stretch;
+    exact = false;
 }
 
 uint64_t PeriodGaps::Next(Row& row, uint64_t ticks) const {
+    if (row.stretch != stretch) {
+        row = {ticks, 0, 0, row.pauses, stretch};
+        return 0;
+    }
     const uint64_t distance = ticks - row.last;
-    if (distance == 0) return 0;  // several at once
     row.last = ticks;
     if (Apart(distance, row.period) <= Jitter(row.period)) {
         row.equal += row.equal < UINT32_MAX ? 1 : 0;

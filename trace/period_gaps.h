@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 
 #include "trace/packets.h"
 #include "trace/trace_clock.h"
@@ -20,9 +19,27 @@ class PeriodGaps {
     static constexpr uint64_t kMostMissing = 16;  ///< more are a pause
 
     /// Every packet, with its time. Returns how many of its source are missing before it; 0 as a rule.
-    uint64_t Take(const Packet& packet, const PacketTime& time);
+    uint64_t Take(const Packet& packet, const PacketTime& time) {
+        const Place& place = kPlaces[static_cast<size_t>(packet.kind)];
+        if (time.quality != TimeQuality::Exact) {
+            OnOtherTime(time.quality);
+            return 0;
+        }
+        exact = true;
+        if (!place.used || (packet.flags & place.flagsLooked) != place.flagsMeant) return 0;
+        Row& row = rows[place.first + (packet.source & place.sources)];
+        return row.last == time.ticks && row.stretch == stretch ? 0 : Next(row, time.ticks);
+    }
 
   private:
+    /// The rows of a kind of packets.
+    struct Place {
+        bool used = false;
+        uint8_t flagsLooked = 0;
+        uint8_t flagsMeant = 0;
+        uint16_t first = 0;
+        uint16_t sources = 0;  ///< bits of the source that count
+    };
     struct Row {
         uint64_t last = 0;    ///< ticks
         uint64_t period = 0;  ///< ticks
@@ -30,13 +47,13 @@ class PeriodGaps {
         uint32_t pauses = 0;  ///< after which so many more equal ones are asked for, doubled each time
         uint32_t stretch = 0;
     };
+    using Places = std::array<Place, kPacketKinds>;
+    static constexpr Places MakePlaces();
+    static const Places kPlaces;
+    void OnOtherTime(TimeQuality quality);
     uint64_t Next(Row& row, uint64_t ticks) const;
 
-    static constexpr size_t kPorts = 256;
-    static constexpr size_t kExceptions = 512;
-    static constexpr size_t kComparators = 16;
-    static constexpr size_t kRows = kPorts + kExceptions + kComparators + 2;
-    static std::optional<size_t> RowOf(const Packet& packet);
+    static constexpr size_t kRows = 256 + 512 + 3 * 4 + 2;
 
     uint32_t stretch = 1;  ///< of exact time; what came before the last loss is not compared
     bool exact = true;

@@ -34,6 +34,9 @@ TEST(FuzzCorpora, ItmStreamsGiveTheSamePacketsHoweverTheyAreCut) {
 TEST(FuzzCorpora, FramesGiveTheSamePacketsHoweverTheyAreCut) {
     Replay("tpiu_frames", fuzz::FuzzTpiuFrames, 12);
 }
+TEST(FuzzCorpora, RecordingSheetsAreUnderstoodOrTold) {
+    Replay("recording_sheet", fuzz::FuzzRecordingSheet, 12);
+}
 TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
 
 }  // namespace

@@ -118,13 +118,13 @@ TEST(PeriodGaps, EachSourceHasItsOwn) {
                                        Of(PacketKind::Stimulus, 255),
                                        Of(PacketKind::Exception, 15, kEntered),
                                        Of(PacketKind::DataValue, 1),
-                                       Of(PacketKind::DataValue, 1, kWrite),
+
                                        Of(PacketKind::DataPc, 1),
                                        Of(PacketKind::DataAddress, 1),
                                        Of(PacketKind::PcSample),
                                        Of(PacketKind::EventCounters),
                                        Of(PacketKind::DataValue, 3),
-                                       Of(PacketKind::DataValue, 3, kWrite),
+
                                        Of(PacketKind::DataPc, 3),
                                        Of(PacketKind::DataAddress, 3),
                                        Of(PacketKind::Exception, 511, kEntered)};
