@@ -18,6 +18,7 @@ void AddDecodeCommand(CLI::App& program, int& status);
 void AddReportCommand(CLI::App& program, int& status);
 void AddDiagnoseCommand(CLI::App& program, int& status);
 void AddRatesCommand(CLI::App& program, int& status);
+void AddCheckCommand(CLI::App& program, int& status);
 
 /// "--plugin PATH", which every subcommand takes.
 void AddPluginOption(CLI::App& command, std::string& plugin);

@@ -17,6 +17,9 @@ std::string LoaderWords(const std::string& name, const std::string& folder);
 /// Seam: the file of the loaded library or program in which an address lies; empty when unknown.
 std::string ModuleFile(const void* address);
 
+/// Seam: the file of the running program; empty when unknown.
+std::string ProgramFile();
+
 /// Seam: the folder of the running program, without a separator at its end; empty when unknown.
 std::string ProgramFolder();
 

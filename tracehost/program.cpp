@@ -103,6 +103,7 @@ int RunProgram(int argc, char** argv) {
     AddRatesCommand(program, status);
     AddScriptCommand(program, status);
     AddDoctorCommand(program, status);
+    AddCheckCommand(program, status);
     AddAboutCommands(program, status);
     if (argc < 2) throw UsageError("a command is missing: see \"tracehost --help\"");
     if (ShowTopic({argv + 1, argv + argc})) return kDone;

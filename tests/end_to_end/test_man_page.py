@@ -85,6 +85,7 @@ class ManPage(HostTest):
             out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\x10\0\0\0\x01\0\0\0\x04\0\0\0name")
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
         for words in (["ports"], ["options"], ["info", "raw.bin"], ["info", "o.tdf"], ["doctor"],
+                      ["check", "--only", "exports"], ["check", "--list"],
                       ["record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", "--bytes", "100",
                        "--output", "p.tdf"]):
             with self.subTest(words):

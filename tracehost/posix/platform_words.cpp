@@ -54,10 +54,11 @@ std::string ModuleFile(const void* address) {
     return dladdr(address, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
 }
 
-std::string ProgramFolder() {
+std::string ProgramFile() {
     std::error_code failure;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
-    return program.parent_path().string();
+    return std::filesystem::read_symlink("/proc/self/exe", failure).string();
 }
+
+std::string ProgramFolder() { return std::filesystem::path(ProgramFile()).parent_path().string(); }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -45,6 +45,8 @@ std::string ModuleFile(const void* address) {
     return module != nullptr ? FileOf(module) : std::string();
 }
 
-std::string ProgramFolder() { return std::filesystem::path(FileOf(nullptr)).parent_path().string(); }
+std::string ProgramFile() { return FileOf(nullptr); }
+
+std::string ProgramFolder() { return std::filesystem::path(ProgramFile()).parent_path().string(); }
 
 }  // namespace Korr::Plim::Trace::Tracehost
