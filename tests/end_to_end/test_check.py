@@ -16,7 +16,7 @@ SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 ALONE = os.environ.get("TARNEL_EVERY_FAULT_ALONE")
 BROKEN = "tarnel_test_broken_receiver"
 BY_A_MODULE_OF_ITS_OWN = ("exports", "exports-delete")
-GROUPS = 1  # in which the faults are tried: one after the other they take minutes
+GROUPS = 4  # in which the faults are tried: one after the other they take minutes
 FEW_ROUNDS = ("--rounds", "10")
 
 
@@ -149,6 +149,17 @@ class BrokenPlugins(Check):
             with self.subTest(some):
                 outcomes = self.outcomes(*ports, *FEW_ROUNDS, faults=some, plugin=BROKEN)
                 self.assertEqual((sorted(outcomes.pop("fail")), list(outcomes)), (sorted(some), ["pass"]))
+
+    def test_a_crash_an_exit_and_a_call_without_end_cost_one_check_and_are_told_with_their_step(self):
+        for fault, outcome, reason in (("crash", "crash", r"(signal 11|exception 0xC0000005).*, at GetCpuName"),
+                                       ("exit", "crash", "the process ended with status 0, at GetCpuName"),
+                                       ("hang", "timeout", "no end within 0.5 s, at GetCpuName")):
+            with self.subTest(fault):
+                checks = self.run_check("--only", "driver-slots,driver-progress", "--time-limit", "0.5" if fault == "hang"
+                                        else "60", faults=[fault], plugin=BROKEN)
+                self.assertEqual({name: check["result"] for name, check in checks.items()},
+                                 {"driver-slots": outcome, "driver-progress": "pass"})
+                self.assertRegex(checks["driver-slots"]["reason"], reason)
 
     def test_without_a_fault_it_passes(self):
         self.assertEqual(list(self.outcomes(*(self.pairs() if ON_WINE else ()), *FEW_ROUNDS, plugin=BROKEN)), ["pass"])

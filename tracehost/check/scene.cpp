@@ -37,8 +37,17 @@ std::vector<State> StatesAt(const Stage& stage) {
     return {State::Created, State::Configured};
 }
 
-Scene::Scene(Stage& on, const char* cpu, uint32_t cpuId) : stage(on), life(on), adapter(cpuId) {
-    driver = DriverCalls(receiver.Allocate(cpu, &adapter, cpuId, 1));
+Scene::Scene(Stage& on) : stage(on), life(std::in_place, on), receiver(life->receiver), adapter(kCpuId) {
+    Allocate(kCpu);
+}
+
+Scene::Scene(const Scene& beside, const char* cpu, uint32_t cpuId)
+    : stage(beside.stage), receiver(beside.receiver), adapter(cpuId) {
+    Allocate(cpu);
+}
+
+void Scene::Allocate(const char* cpu) {
+    driver = DriverCalls(receiver.Allocate(cpu, &adapter, adapter.Id(), 1));
     if (driver.Pointer() == nullptr) Fail("AllocateChannelDriver gives null");
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,17 +35,19 @@ inline constexpr const char* kCpu = "board/Cortex_M4_0";
 inline constexpr const char* kCpuShortName = "Cortex_M4_0";
 inline constexpr uint32_t kCpuId = 0x80000007;
 
-/// A receiver with one channel driver, which is released with the object.
+/// A channel driver, which is released with the object; its receiver has a reference for as long.
 class Scene {
   public:
-    explicit Scene(Stage& on, const char* cpu = kCpu, uint32_t cpuId = kCpuId);
+    explicit Scene(Stage& on);
+    /// A driver of another CPU beside the one of `beside`, from the same receiver, which must live longer.
+    Scene(const Scene& beside, const char* cpu, uint32_t cpuId);
     ~Scene();
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;
 
     Stage& stage;
-    Life life;
-    const ReceiverCalls& receiver = life.receiver;
+    std::optional<Life> life;
+    ReceiverCalls receiver;
     CheckAdapter adapter;
     DriverCalls driver;
 
@@ -57,6 +60,9 @@ class Scene {
     std::string ReadAll(uint32_t step = 1000) const;
     /// Gives the driver back at once.
     void Release();
+
+  private:
+    void Allocate(const char* cpu);
 };
 
 /// The status with which GetStatus answers. Its text is copied.

@@ -40,10 +40,10 @@ uint32_t PortsAt(const std::vector<PortPair>& pairs) {
     return static_cast<uint32_t>(std::min<std::size_t>(pairs.size(), 2));
 }
 
-Stage::Stage(StageSettings given) : settings(std::move(given)) {
+Stage::Stage(StageSettings given) : settings(std::move(given)), simulated(ProgramFolder()) {
     fs::create_directory(Home());
     SetProcessVariable("USERPROFILE", Home().c_str());
-    SetProcessVariable("KORR_TRACE_LOGGING", "2");
+    SetProcessVariable("KORR_TRACE_LOGGING", "3");
     ClearProcessVariable("KORR_TRACE_DEBUGCLIENT_PID");
     SetProcessVariable(Simulator::kBoardVariable, File("board.json").c_str());
     Write("set-up.txt", kSetUpData);

@@ -11,6 +11,7 @@
 #include "tracehost/check/verdict.h"
 #include "tracehost/library.h"
 #include "tracehost/plugin.h"
+#include "tracehost/simulated_libraries.h"
 
 namespace Korr::Plim::Trace::Tracehost::Validation {
 
@@ -82,6 +83,7 @@ class Stage {
 
     StageSettings settings;
     std::map<std::string, std::string> board;  ///< key to JSON
+    SimulatedLibraries simulated;
     std::vector<std::unique_ptr<Library>> hostLibraries;
     std::optional<Plugin> plugin;
     std::unique_ptr<FarEnd> ports[2];

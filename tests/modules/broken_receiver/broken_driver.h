@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "host_api/CChannelDriver.h"
 #include "host_api/CChannelDriverProgress.h"
@@ -37,6 +38,16 @@ class BrokenDriver final : public Korr::Plim::Trace::CChannelDriver,
 
     void GetProgress(uint32_t& current, uint32_t& total) override;
 
+    uint32_t Code() const;
+    BrokenAdapter& Adapter() { return *adapter; }
+
+    /// The driver that was made first of those that live.
+    BrokenDriver* first = nullptr;
+
   private:
     std::unique_ptr<BrokenAdapter> adapter;
+    uint32_t targetState = 0;
+    uint32_t starts = 0;
+    bool configured = false;
+    std::string firstPrescale;
 };

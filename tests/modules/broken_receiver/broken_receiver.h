@@ -9,7 +9,8 @@
 /// Hands every call on to the receiver of the real plug-in, but for its faults.
 class BrokenReceiver final : public Korr::Plim::Trace::CReceiver {
   public:
-    explicit BrokenReceiver(CReceiver* receiver) : real(receiver) {}
+    /// \param number 1 for the first receiver of the process
+    BrokenReceiver(CReceiver* receiver, uint32_t number) : real(receiver), life(number) {}
 
     CReceiver* const real;
 
@@ -31,5 +32,8 @@ class BrokenReceiver final : public Korr::Plim::Trace::CReceiver {
     uint32_t ConstantQueryC() override;
 
   private:
+    BrokenDriver* Find(const char* cpuName);
+
+    const uint32_t life;
     std::vector<std::unique_ptr<BrokenDriver>> drivers;
 };

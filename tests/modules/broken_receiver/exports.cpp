@@ -1,6 +1,8 @@
 // A plug-in that hands every call on to the real one beside it, but for the faults that faults.h names.
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "host_api/entry_points.h"
 #include "source_utilities/dynamic_library.h"
@@ -35,7 +37,10 @@ class RealPlugin {
 
 const RealPlugin plugin;
 std::unique_ptr<BrokenReceiver> receiver;
+std::unique_ptr<BrokenReceiver> second;  ///< another object for the same receiver: a fault
 uint32_t references = 0;
+uint32_t lives = 0;
+uint32_t creations = 0;
 
 const bool madeSomething = [] {
     if (Has("load-quiet"))
@@ -43,20 +48,53 @@ const bool madeSomething = [] {
     return true;
 }();
 
+CReceiver* CreateReal() {
+    return Softened("host-identifier", "Internal error, failed to create device identifier",
+                    [] { return plugin.Create(); });
+}
+
+/// Once only, and the heap does not grow by it: a block is given back for what a thread needs.
+void LeakThread() {
+    static std::unique_ptr<char[]> block(new char[4096]);
+    if (creations != 5) return;
+    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
+    block.reset();
+}
+
+void Leak() {
+    ++creations;
+    if (Has("leaks-handles")) LeakHandle();
+    if (Has("leaks-threads")) LeakThread();
+    if (!Has("leaks-memory")) return;
+    char* volatile const lost = new char[1000];  // volatile: not optimised away
+    static_cast<void>(lost);
+}
+
 }  // namespace
 
 TEST_MODULE_EXPORT CReceiver* CreateRcvr() {
-    CReceiver* const real = plugin.Create();
-    if (references == 0) receiver = std::make_unique<BrokenReceiver>(real);
-    ++references;
-    return receiver.get();
+    Leak();
+    CReceiver* const real = CreateReal();
+    if (references++ == 0) receiver = std::make_unique<BrokenReceiver>(real, ++lives);
+    if (Has("folders"))
+        platform::SetVariable("KORR_TRACE_DATA_DIR", platform::GetVariable("USERPROFILE").c_str());
+    if (!Has("create-one-receiver") || references == 1) return receiver.get();
+    second = std::make_unique<BrokenReceiver>(real, lives);
+    return second.get();
 }
 
 TEST_MODULE_EXPORT void DestroyRcvr(CReceiver* given) {
-    if (receiver == nullptr || given != receiver.get()) {
+    if (Has("destroy-strangers") && given == nullptr) given = receiver.get();
+    const bool known = given != nullptr && (given == receiver.get() || given == second.get());
+    if (!known) {
         plugin.Destroy(given);
         return;
     }
-    plugin.Destroy(receiver->real);
-    if (--references == 0) receiver.reset();
+    do {
+        plugin.Destroy(receiver->real);
+        --references;
+    } while (Has("destroy-counts") && references > 0);
+    if (references > 0) return;
+    receiver.reset();
+    second.reset();
 }

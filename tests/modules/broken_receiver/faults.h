@@ -1,5 +1,8 @@
 #pragma once
 
+#include "host_api/cPelkitError.h"
+#include "simulator/pelkit/error_reading.h"
+
 #include <cstdlib>
 #include <string>
 
@@ -12,3 +15,22 @@ inline bool Has(const std::string& fault) {
     }();
     return faults.find("," + fault + ",") != std::string::npos;
 }
+
+/// Whether an error has this text.
+inline bool Tells(const cPelkitErrorIF& error, const std::string& text) {
+    return text == pelkit::TextOf(error);
+}
+
+/// Carries a call out; what it refuses with `text` is refused as a warning when the plug-in has the fault.
+template <typename Call>
+auto Softened(const char* fault, const char* text, Call call) {
+    try {
+        return call();
+    } catch (const cPelkitErrorIF& error) {
+        if (!Has(fault) || !Tells(error, text)) throw;
+        throw cPelkitError(text, cPelkitErrorIF::eSEVERITY_WARNING);
+    }
+}
+
+/// Leaves a handle of the platform's open, and nothing in the heap.
+void LeakHandle();
