@@ -6,6 +6,7 @@
 #include "source_utilities/log_call.h"
 #include "source_utilities/trace_folders.h"
 #include "source_utilities/uLogManager.h"
+#include "source_utilities/visible_text.h"
 
 namespace KORR_PLIM {
 namespace {
@@ -62,12 +63,12 @@ bool uDll::Search(const char* libraryName, uint32_t loadMode) {
     if (libraryName == nullptr) return false;
     if (module != platform::kNoLibrary) return true;
     const std::string workingFolder = WorkingFolderOrNone();
-    LogMessage(kLogOrdinary, "uDll:  request to load \"%s\" in mode %d", libraryName,
+    LogMessage(kLogOrdinary, "uDll:  request to load \"%s\" in mode %d", Visible(libraryName).Text(),
                static_cast<int>(loadMode));
     const std::string platformName = GetPlatformName(libraryName);
-    LogMessage(kLogOrdinary, "uDll:  GetPlatformName returned \"%s\"", platformName.c_str());
-    LogMessage(kLogOrdinary, "uDll:  Working Directory is: \"%s\"", workingFolder.c_str());
-    LogMessage(kLogOrdinary, "uDll:  PATH=%s", GetEnvironment("PATH"));
+    LogMessage(kLogOrdinary, "uDll:  GetPlatformName returned \"%s\"", Visible(platformName).Text());
+    LogMessage(kLogOrdinary, "uDll:  Working Directory is: \"%s\"", Visible(workingFolder).Text());
+    LogMessage(kLogOrdinary, "uDll:  PATH=%s", Visible(GetEnvironment("PATH")).Text());
     name = WithoutExtension(platformName);
     if (loadMode != kDefaultMode) mode = loadMode;
     return !name.empty() && Open(name.c_str(), loadMode);
@@ -99,7 +100,7 @@ bool uDll::Open(const char* fileName, uint32_t loadMode) {
     const uint32_t code = platform::LastLibraryError();
     error = std::string("failed to load ") + (fileName != nullptr ? fileName : "") + " with error code " +
             std::to_string(code);
-    LogMessage(kLogOrdinary, "uDll: %s", error.c_str());
+    LogMessage(kLogOrdinary, "uDll: %s", Visible(error).Text());
     return false;
 }
 

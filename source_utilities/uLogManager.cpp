@@ -8,6 +8,7 @@
 #include "source_utilities/environment.h"
 #include "source_utilities/file_system.h"
 #include "source_utilities/trace_folders.h"
+#include "source_utilities/visible_text.h"
 
 namespace KORR_PLIM {
 namespace {
@@ -28,9 +29,9 @@ int32_t ReadLevel(const char* variable) {
 void LogFolders(uLogger& logger) {
     std::string folder;
     logger.Log(kLogMessage, 2, "Logger : trace user settings directory is %s",
-               GetSettingsFolder(folder).c_str());
+               Visible(GetSettingsFolder(folder)).Text());
     logger.Log(kLogMessage, 2, "Logger : trace temporary data directory is %s",
-               GetDataFolder(folder).c_str());
+               Visible(GetDataFolder(folder)).Text());
 }
 
 }  // namespace

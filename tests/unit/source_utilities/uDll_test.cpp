@@ -152,6 +152,19 @@ TEST_F(uDllTest, SecondLoadIsTrueAndNotLogged) {
     EXPECT_EQ(Logged(), once);
     EXPECT_EQ(libraries::LoadLog().size(), 1U);
 }
+TEST_F(uDllTest, NamesCannotForgeLines) {
+    OpenLog("1");
+    files::SetWorkingFolder("work\nforged");
+    variables::Put("PATH", "the\r\npath\x1B[2J");
+    EXPECT_FALSE(dll.FindAndLoad("missing\tlibrary", 0));
+    EXPECT_EQ(Logged(),
+              "M     12:34:56:007 | uDll:  request to load \"missing\\tlibrary\" in mode 0\n"
+              "M     12:34:56:007 | uDll:  GetPlatformName returned \"missing\\tlibrary.dll\"\n"
+              "M     12:34:56:007 | uDll:  Working Directory is: \"work\\nforged\"\n"
+              "M     12:34:56:007 | uDll:  PATH=the\\r\\npath\\x1B[2J\n"
+              "M     12:34:56:007 | uDll: failed to load missing\\tlibrary with error code 126\n");
+    EXPECT_EQ(dll.Error(), "failed to load missing\tlibrary with error code 126");
+}
 TEST_F(uDllTest, PathOfThirtyTwoThousandCharactersIsLoggedWhole) {
     OpenLog("1");
     const std::string path(32000, 'p');

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "source_utilities/log_call.h"
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/trace_folders.h"
@@ -63,6 +65,14 @@ TEST_F(uLogManagerTest, OpenWritesTheFolders) {
     EXPECT_EQ(Logged(), "M     12:34:56:007 | Logger : trace user settings directory is " + settings +
                             "\nM     12:34:56:007 | Logger : trace temporary data directory is " + data +
                             "\n");
+}
+TEST_F(uLogManagerTest, NameOfAHomeCannotForgeALine) {
+    variables::Put("USERPROFILE", folder.Path() + "\n forged");
+    EXPECT_TRUE(Open());
+    const std::string lines = Logged();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
+    EXPECT_NE(lines.find("settings directory is " + folder.Path() + "\\n forged"), std::string::npos);
+    EXPECT_NE(lines.find("data directory is " + folder.Path() + "\\n forged"), std::string::npos);
 }
 TEST_F(uLogManagerTest, NullNamesAreRefused) {
     const int count = manager.OpenCount();
