@@ -103,8 +103,9 @@ class CaptureAnalysis::Work {
         Count(packet, time);
         ledger.OnPacket(packet, time);
         if (const uint64_t missing = periods.Take(packet, time)) ledger.OnPeriodGap(packet, time, missing);
-        if (packet.kind == PacketKind::LocalTime && timer.Clock().Missed() > 0)
+        if (packet.kind == PacketKind::LocalTime && timer.Clock().Missed() > 0) {
             ledger.OnGlobalGap(packet, time, timer.Clock().Missed());
+        }
         if (options.packets != nullptr) options.packets->OnPacket(packet, time);
     }
 

@@ -72,8 +72,9 @@ std::vector<const Validation::Check*> Chosen(const std::string& only) {
     std::vector<const Validation::Check*> chosen;
     for (const auto& subject : Validation::Subjects()) {
         for (const auto& check : subject.checks()) {
-            if (only.empty() || std::find(wanted.begin(), wanted.end(), &check) != wanted.end())
+            if (only.empty() || std::find(wanted.begin(), wanted.end(), &check) != wanted.end()) {
                 chosen.push_back(&check);
+            }
         }
     }
     return chosen;
@@ -113,8 +114,9 @@ void PrintResult(std::FILE* output, const CheckResult& result) {
     std::fprintf(output, "%-8s %s\n", NameOf(result.outcome), result.check->name);
     if (!result.reason.empty()) std::fprintf(output, "%9s%s\n", "", KORR_PLIM::Visible(result.reason).Text());
     const bool tellsMore = result.outcome != Outcome::Pass && result.outcome != Outcome::Skip;
-    if (tellsMore)
+    if (tellsMore) {
         std::fprintf(output, "%9sasked: %s\n%9swhy:   %s\n", "", result.check->asks, "", result.check->why);
+    }
     std::fflush(output);
 }
 
@@ -182,8 +184,9 @@ Validation::PortPair ParsePair(const std::string& text) {
     const std::size_t sign = text.find('=');
     if (sign == std::string::npos) throw UsageError("--pair \"" + text + "\": give two ports, such as 5=6");
     const Validation::PortPair pair{ParsePort(text.substr(0, sign)), ParsePort(text.substr(sign + 1))};
-    if (pair.plugin == pair.own)
+    if (pair.plugin == pair.own) {
         throw UsageError("--pair \"" + text + "\": give two different ports, such as 5=6");
+    }
     return pair;
 }
 
@@ -245,8 +248,9 @@ void AddCheckCommand(CLI::App& program, int& status) {
         "  tracehost check ./libReceiver.so\n"
         "  tracehost check --only recording,data receiver.dll --pair 5=6\n");
     command->callback([request, command, &status] {
-        if (!request->file.empty() && command->count("--plugin") > 0)
+        if (!request->file.empty() && command->count("--plugin") > 0) {
             throw UsageError("two plug-ins are given: check one after the other");
+        }
         if (!request->file.empty()) request->settings.plugin = request->file;
         status = Run(*request);
     });

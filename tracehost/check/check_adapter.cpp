@@ -32,11 +32,13 @@ uint32_t CheckAdapter::Count(const std::string& operation) const {
 }
 
 uint32_t CheckAdapter::Note(const std::string& operation, uint32_t id, const uint32_t* argument) {
-    if (id != cpuId)
+    if (id != cpuId) {
         Fail("the target adapter's " + operation + " got the CPU id " + Shown(id) + " instead of " +
              Shown(cpuId));
-    if (ThisThread() != hostThread)
+    }
+    if (ThisThread() != hostThread) {
         Fail("the target adapter's " + operation + " was called on a thread of the plug-in");
+    }
     calls.push_back(operation + (argument != nullptr ? " " + std::to_string(*argument) : ""));
     if (operation == throwing) throw cPelkitError(kThrownText, cPelkitErrorIF::eSEVERITY_ERROR);
     return operation == failing ? 1 : 0;

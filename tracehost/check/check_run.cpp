@@ -38,8 +38,9 @@ std::string WithoutVerdict(const ChildEnd& end, const Verdict& verdict, const st
                            std::chrono::milliseconds limit) {
     std::string text = end.words;
     if (end.kind == ChildEnd::Kind::Exited) text = "the process ended with status " + Shown(end.status);
-    if (end.kind == ChildEnd::Kind::TimedOut)
+    if (end.kind == ChildEnd::Kind::TimedOut) {
         text = "no end within " + Shown(static_cast<double>(limit.count()) / 1000) + " s";
+    }
     if (!verdict.step.empty()) text += ", at " + verdict.step;
     const std::string said = LastLine(output);
     return said.empty() ? text : text + "; its last words: " + said;
@@ -51,8 +52,9 @@ CheckResult ResultOf(const Check& check, const ChildEnd& end, const std::string&
     result.check = &check;
     const Verdict verdict = ReadVerdict(folder + "/" + kVerdictFile);
     result.reason = verdict.words;
-    if (end.kind == ChildEnd::Kind::NotStarted)
+    if (end.kind == ChildEnd::Kind::NotStarted) {
         throw HostError("a check's process cannot be started: " + end.words);
+    }
     if (verdict.kind == Verdict::Kind::Passed) {
         result.outcome = Outcome::Pass;
     } else if (verdict.kind == Verdict::Kind::Failed) {
@@ -165,9 +167,10 @@ void RunInChild(const StageSettings& settings, const std::string& name) {
         if (check == nullptr) throw HostError("\"" + name + "\" is no check");
         {
             Stage stage(settings);
-            if (check->ports > PortsAt(settings.pairs))
+            if (check->ports > PortsAt(settings.pairs)) {
                 Skip("needs " + Shown(check->ports) + (check->ports == 1 ? " pair" : " pairs") +
                      " of COM ports joined by a null modem: see --pair");
+            }
             check->run(stage);
             Step("unloading the plug-in");
         }

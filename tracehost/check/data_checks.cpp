@@ -44,8 +44,9 @@ void CheckEdges(Stage& stage) {
     ExpectBytes("10 samples from the 6th of 8", Read(driver, 5, 10, 3, 10),
                 samples.substr(40) + Untouched(7));
     ExpectBytes("a sample within", Read(driver, 3, 1, 1, 2), samples.substr(24, 8) + Untouched(1));
-    for (const uint32_t start : {8u, 9u, 0x20000000u, 0xFFFFFFFFu})
+    for (const uint32_t start : {8u, 9u, 0x20000000u, 0xFFFFFFFFu}) {
         ExpectBytes("the buffer of a read behind the end", Read(driver, start, 1, 0, 1), Untouched(1));
+    }
     ExpectBytes("the buffer of a read of nothing", Read(driver, 0, 0, 0, 1), Untouched(1));
     ExpectBytes("all from the 2nd on", Read(driver, 1, 0xFFFFFFFF, 7, 8), samples.substr(8) + Untouched(1));
     stage.Write(Stage::CaptureFile(kCpuShortName), bytes.substr(0, 8));

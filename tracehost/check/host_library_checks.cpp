@@ -85,9 +85,10 @@ void CheckIdentifier(Stage& stage) {
         ExpectEqual("GetNumCpus of the receiver that could be made then", life.receiver.GetNumCpus(), 0u);
     }
     for (const HostCall& call : stage.Journal()) {
-        if (call.operation == "DestroyDeviceIdentifier")
+        if (call.operation == "DestroyDeviceIdentifier") {
             ExpectText("arguments of DestroyDeviceIdentifier", call.arguments.c_str(),
                        R"({"identifier":"identifier","argument":0})");
+        }
     }
     ExpectEqual("DestroyDeviceIdentifier's calls", stage.CountCalls("DestroyDeviceIdentifier"), 1u);
 }
@@ -133,13 +134,15 @@ void CheckManners(Stage& stage) {
     }
     const auto calls = stage.Journal();
     for (const char* asked : {"CreateDeviceIdentifier", "CreateSetupAdapter", "Initialise", "GetSetupFile",
-                              "Match", "NewTargetAdapter", "ReadMemory"})
+                              "Match", "NewTargetAdapter", "ReadMemory"}) {
         Expect(stage.CountCalls(asked) > 0, std::string(asked) +
                                                 " of the simulated libraries was never called: does the "
                                                 "plug-in find others?");
-    for (const HostCall& call : calls)
+    }
+    for (const HostCall& call : calls) {
         Expect(call.violation.empty(),
                call.library + " " + call.operation + call.arguments + ": " + call.violation);
+    }
     ExpectEqual("set-up adapters given back", stage.CountCalls("DestroySetupAdapter"),
                 stage.CountCalls("CreateSetupAdapter"));
     ExpectEqual("device identifiers given back", stage.CountCalls("DestroyDeviceIdentifier"),

@@ -47,8 +47,9 @@ template <typename Count>
 std::pair<uint64_t, uint64_t> CountAround(Stage& stage, Count count) {
     stage.StopJournal();
     SetProcessVariable("KORR_TRACE_LOGGING", "0");
-    if (PortsAt(stage.Settings().pairs) == 0)
+    if (PortsAt(stage.Settings().pairs) == 0) {
         Remark("without recordings, for which there is no pair of ports");
+    }
     const std::string options = stage.WriteOptions();
     for (int i = 0; i < kFirstRounds; ++i) RunRound(stage, options);
     const uint64_t before = count();

@@ -49,8 +49,9 @@ void CheckDrivers(Stage& stage) {
     for (uint32_t i = 0; i < 3; ++i) ExpectText("GetCpuNames, number " + Shown(i), room[i], kNames[i]);
     Expect(receiver.GetChannelDriver("board/one") == drivers[0],
            "GetChannelDriver does not give the first of two");
-    for (const char* unknown : {"board/One", "one", "", static_cast<const char*>(nullptr)})
+    for (const char* unknown : {"board/One", "one", "", static_cast<const char*>(nullptr)}) {
         Expect(receiver.GetChannelDriver(unknown) == nullptr, "GetChannelDriver finds " + Argument(unknown));
+    }
     receiver.Release(drivers[0]);
     Expect(receiver.GetChannelDriver("board/one") == drivers[2],
            "GetChannelDriver gives a driver that was released");

@@ -31,8 +31,9 @@ const char* NameOf(State state) {
 }
 
 std::vector<State> StatesAt(const Stage& stage) {
-    if (PortsAt(stage.Settings().pairs) > 0)
+    if (PortsAt(stage.Settings().pairs) > 0) {
         return {State::Created, State::Configured, State::Recording, State::Stopped};
+    }
     Remark("not looked at in the states recording and stopped, for which there is no pair of ports");
     return {State::Created, State::Configured};
 }
@@ -69,13 +70,15 @@ void Scene::BringTo(State state) const {
 
 void Scene::Capture(const std::string& bytes, std::size_t before, uint32_t port) const {
     const std::size_t taken = stage.Port(port).Send(bytes, kSendSeconds);
-    if (taken != bytes.size())
+    if (taken != bytes.size()) {
         Fail("the port takes " + Shown(taken) + " of " + Shown(bytes.size()) + " bytes: nobody reads it");
+    }
     const std::size_t wanted = (before + bytes.size() + kSampleSize - 1) / kSampleSize;
     const uint32_t samples = static_cast<uint32_t>(wanted);
-    if (!WaitUntil([&] { return driver.GetNumSamples() >= samples; }))
+    if (!WaitUntil([&] { return driver.GetNumSamples() >= samples; })) {
         Fail("GetNumSamples while recording stays at " + Shown(driver.GetNumSamples()) + " of " +
              Shown(samples));
+    }
     ExpectEqual("GetNumSamples while recording", driver.GetNumSamples(), samples);
 }
 

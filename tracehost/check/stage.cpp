@@ -66,8 +66,9 @@ const Plugin& Stage::LoadedPlugin() {
 void Stage::WriteBoard() const {
     std::string text = "{";
     for (const auto& [key, json] : board) text += (text.size() > 1 ? ", \"" : "\"") + key + "\": " + json;
-    if (!Simulator::ReplaceFile(File("board.json"), text + "}\n"))
+    if (!Simulator::ReplaceFile(File("board.json"), text + "}\n")) {
         throw HostError("\"" + File("board.json") + "\" cannot be written: is the disk full?");
+    }
 }
 
 void Stage::SetBoard(const std::string& key, const std::string& json) {
@@ -122,8 +123,9 @@ std::string Stage::WriteOptions(const std::map<std::string, std::string>& change
     for (const auto& [key, fallback] : defaults) {
         const auto changed = changes.find(key);
         std::string value = changed != changes.end() ? changed->second : fallback;
-        if (changed == changes.end() && key == std::string("COMPORT") && PortsAt(settings.pairs) > 0)
+        if (changed == changes.end() && key == std::string("COMPORT") && PortsAt(settings.pairs) > 0) {
             value = std::to_string(Port().Port());
+        }
         text += "\t<" + std::string(key) + ">" + value + "</" + key + ">\n";
     }
     return Write("options.xml", text + "</CHANNEL-SETUP>\n");
@@ -157,8 +159,9 @@ std::string Stage::Log() const {
     std::error_code failure;
     for (fs::directory_iterator entry(Folder("KORR_TRACE_LOGGING_DIR"), failure), end;
          !failure && entry != end; entry.increment(failure)) {
-        if (entry->path().filename().string().starts_with("korr_trace_log_"))
+        if (entry->path().filename().string().starts_with("korr_trace_log_")) {
             text += Read(entry->path().string());
+        }
     }
     return text;
 }

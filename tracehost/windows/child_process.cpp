@@ -76,8 +76,9 @@ ChildEnd RunChild(const std::vector<std::string>& words, std::chrono::millisecon
     start.hStdError = file.Get();
     PROCESS_INFORMATION started{};
     if (!CreateProcessA(words.front().c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                        &start, &started))
+                        &start, &started)) {
         return NotStarted();
+    }
     const Owned process(started.hProcess);
     const Owned thread(started.hThread);
     if (WaitForSingleObject(process.Get(), static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) {

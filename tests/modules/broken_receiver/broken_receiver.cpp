@@ -35,8 +35,9 @@ void BrokenReceiver::TargetStateChanged(const char* cpu, uint32_t state) {
     real->TargetStateChanged(cpu, state);
     BrokenDriver* const driver = Find(cpu);
     if (driver == nullptr) return;
-    if (Has("notify-quiet") && state == 6 && driver->Code() != kStatusRecording)
+    if (Has("notify-quiet") && state == 6 && driver->Code() != kStatusRecording) {
         throw cPelkitError("the recording does not start", cPelkitErrorIF::eSEVERITY_ERROR);
+    }
     if (Has("two-cpus-apart") && state == 3) {
         for (const auto& each : drivers) each->real->SetTargetState(state);
     }

@@ -43,8 +43,9 @@ uint32_t lives = 0;
 uint32_t creations = 0;
 
 const bool madeSomething = [] {
-    if (Has("load-quiet"))
+    if (Has("load-quiet")) {
         std::filesystem::create_directory(platform::GetVariable("USERPROFILE") + "/.receiver");
+    }
     return true;
 }();
 
@@ -76,8 +77,9 @@ TEST_MODULE_EXPORT CReceiver* CreateRcvr() {
     Leak();
     CReceiver* const real = CreateReal();
     if (references++ == 0) receiver = std::make_unique<BrokenReceiver>(real, ++lives);
-    if (Has("folders"))
+    if (Has("folders")) {
         platform::SetVariable("KORR_TRACE_DATA_DIR", platform::GetVariable("USERPROFILE").c_str());
+    }
     if (!Has("create-one-receiver") || references == 1) return receiver.get();
     second = std::make_unique<BrokenReceiver>(real, lives);
     return second.get();

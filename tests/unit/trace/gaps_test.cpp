@@ -163,8 +163,9 @@ std::vector<Found> Silences(const std::vector<Arrival>& looks) {
             {arrivals.back().milliseconds + look.milliseconds, arrivals.back().bytes + look.bytes});
     }
     std::vector<Found> found;
-    for (const Silence& silence : FindSilences(arrivals))
+    for (const Silence& silence : FindSilences(arrivals)) {
         found.push_back({silence.offset, silence.milliseconds});
+    }
     return found;
 }
 

@@ -81,8 +81,9 @@ std::unique_ptr<FarEnd> OpenFarEnd(const std::optional<PortPair>& pair, uint32_t
     if (file < 0) Refuse("no pseudo-terminal can be made");
     auto end = std::make_unique<Terminal>(file, kFirstOwnPort + index);
     std::array<char, 100> name{};
-    if (grantpt(file) != 0 || unlockpt(file) != 0 || ptsname_r(file, name.data(), name.size()) != 0)
+    if (grantpt(file) != 0 || unlockpt(file) != 0 || ptsname_r(file, name.data(), name.size()) != 0) {
         Refuse("no pseudo-terminal can be made");
+    }
     SetProcessVariable(VariableOf(end->Port()).c_str(), name.data());
     return end;
 }

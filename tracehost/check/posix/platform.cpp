@@ -13,8 +13,9 @@ uint32_t CountEntries(const char* folder) {
     std::error_code failure;
     uint32_t count = 0;
     for (std::filesystem::directory_iterator entry(folder, failure), end; !failure && entry != end;
-         entry.increment(failure))
+         entry.increment(failure)) {
         ++count;
+    }
     return count;
 }
 

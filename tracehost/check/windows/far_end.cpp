@@ -24,8 +24,9 @@ class ComPort final : public FarEnd {
         while (sent < bytes.size() && std::chrono::steady_clock::now() < end) {
             DWORD taken = 0;
             if (!WriteFile(handle, bytes.data() + sent, static_cast<DWORD>(bytes.size() - sent), &taken,
-                           nullptr))
+                           nullptr)) {
                 break;
+            }
             sent += taken;
             if (taken == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }

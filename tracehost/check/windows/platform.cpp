@@ -21,8 +21,9 @@ uint32_t CountThreads() {
     THREADENTRY32 thread{};
     thread.dwSize = sizeof thread;
     uint32_t count = 0;
-    for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread))
+    for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
         count += thread.th32OwnerProcessID == own ? 1 : 0;
+    }
     CloseHandle(snapshot);
     return count;
 }
