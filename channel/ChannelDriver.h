@@ -99,6 +99,9 @@ class ChannelDriver : public CChannelDriver, public CChannelDriverProgress {
     void ProgramTpiu();
     void CheckExportStatus();
 
+    uint32_t CountSamples();
+    uint32_t ReadCapture(uint32_t startSample, uint32_t requested, void* buffer);
+
     bool AnswerFrequency(const char* name, TraceAttribute& answer);
     bool AnswerTimestampPrescale(const char* name, TraceAttribute& answer);
     bool AnswerComparator(const char* name, TraceAttribute& answer);

@@ -99,7 +99,21 @@ std::unique_ptr<SampleSink> MakeSink(const char* fileName, int32_t format) {
 
 }  // namespace
 
+// What is thrown on the way, for want of memory, is a failure like the others: logged, and no samples.
 uint32_t ChannelDriver::GetNumSamples() {
+    uint32_t samples = 0;
+    RunLogged(kChannelDriverTag, [&] { samples = CountSamples(); });
+    return samples;
+}
+
+uint32_t ChannelDriver::SeekReadTraceData(uint32_t startSample, uint32_t requested, void* buffer,
+                                          uint32_t& samplesRead) {
+    samplesRead = 0;
+    RunLogged(kChannelDriverTag, [&] { samplesRead = ReadCapture(startSample, requested, buffer); });
+    return samplesRead;
+}
+
+uint32_t ChannelDriver::CountSamples() {
     KORR_PLIM::uFile file;
     uint32_t samples = 0;
     if (file.Open(captureFileName.c_str(), "rb")) {
@@ -111,9 +125,7 @@ uint32_t ChannelDriver::GetNumSamples() {
     return samples;
 }
 
-uint32_t ChannelDriver::SeekReadTraceData(uint32_t startSample, uint32_t requested, void* buffer,
-                                          uint32_t& samplesRead) {
-    samplesRead = 0;
+uint32_t ChannelDriver::ReadCapture(uint32_t startSample, uint32_t requested, void* buffer) {
     LogMessage(kLogOrdinary, "%s: SeekReadTraceData start sample = %d, num samples requested = %d ",
                kChannelDriverTag, static_cast<int32_t>(startSample), static_cast<int32_t>(requested));
     const uint32_t total = GetNumSamples();
@@ -132,6 +144,7 @@ uint32_t ChannelDriver::SeekReadTraceData(uint32_t startSample, uint32_t request
         LogMessage(kLogOrdinary, "%s: seek read file failed to seek to start of data", kChannelDriverTag);
         return 0;
     }
+    uint32_t samplesRead = 0;
     if (buffer != nullptr) samplesRead = ReadSamples(stream.get(), static_cast<char*>(buffer), requested);
     if (samplesRead != requested) {
         LogMessage(kLogOrdinary, "%s: seek read file failed with numSamplesActual=%u, numSamplesRead=%u",

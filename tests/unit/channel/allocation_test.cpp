@@ -1,3 +1,5 @@
+#include <new>
+
 #include "tests/support/refusing_allocator.h"
 #include "tests/unit/channel/driver_fixture.h"
 
@@ -66,6 +68,38 @@ TEST_F(Allocation, AStatusTextThatCannotBeKeptIsPassedOnAndTheMutexIsFree) {
     support::refusedSize = 0;
     ASSERT_TRUE(MutexIsFree());
     EXPECT_EQ(Status(), "Calibrating ...");
+}
+
+TEST_F(Allocation, CapturedDataThatCannotBeAskedForIsNone) {
+    Make();
+    SetCapture("0123456789abcdef");
+    char buffer[16];
+    uint32_t samplesRead = 99;
+    support::refusedSize = CaptureFileOf("cpu").size() + 1;
+    const uint32_t samples = driver->GetNumSamples();
+    const uint32_t result = driver->SeekReadTraceData(0, 2, buffer, samplesRead);
+    support::refusedSize = 0;
+    EXPECT_EQ(samples, 0U);
+    EXPECT_EQ(result, 0U);
+    EXPECT_EQ(samplesRead, 0U);
+    EXPECT_EQ(log.Count(std::string("E Tarnel_ChannelDriver: ") + std::bad_alloc().what()), 2U);
+    EXPECT_EQ(driver->GetNumSamples(), 2U);
+    EXPECT_EQ(driver->SeekReadTraceData(0, 2, buffer, samplesRead), 2U);
+}
+
+class DriverWithoutMemory : public ChannelDriver {
+  public:
+    using ChannelDriver::ChannelDriver;
+    uint32_t GetNumSamples() override { throw std::bad_alloc(); }
+};
+
+TEST_F(Allocation, AReadThatRunsOutOfMemoryGivesNothing) {
+    MakeAs<DriverWithoutMemory>();
+    char buffer[16];
+    uint32_t samplesRead = 99;
+    EXPECT_EQ(driver->SeekReadTraceData(0, 2, buffer, samplesRead), 0U);
+    EXPECT_EQ(samplesRead, 0U);
+    EXPECT_TRUE(log.Has(std::string("E Tarnel_ChannelDriver: ") + std::bad_alloc().what()));
 }
 
 }  // namespace
