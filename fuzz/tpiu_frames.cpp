@@ -52,6 +52,29 @@ Log Decode(const std::vector<uint8_t>& bytes, const CaptureOptions& options, siz
     return log;
 }
 
+/// From the last state in the first half on, the rest comes again.
+void CheckState(const std::vector<uint8_t>& bytes, const CaptureOptions& options, const Log& whole) {
+    Log log;
+    log.size = bytes.size();
+    CaptureDecoder<Log> decoder(log, options);
+    std::optional<CaptureState> state;
+    for (size_t at = 0; at < bytes.size(); at += 256) {
+        if (at < bytes.size() / 2) decoder.WantState();
+        decoder.Feed({&bytes[at], std::min<size_t>(256, bytes.size() - at)});
+        if (auto found = decoder.TakeState()) state = found;
+    }
+    decoder.Finish();
+    if (!state) return;
+    Log rest;
+    rest.size = bytes.size();
+    CaptureDecoder<Log> second(rest, options, decoder.Found(), *state, decoder.Known());
+    second.Feed(std::span(bytes).subspan(static_cast<size_t>(state->offset)));
+    second.Finish();
+    Require(rest.events.size() <= whole.events.size(), "no more behind a state than in all");
+    Require(std::equal(rest.events.rbegin(), rest.events.rend(), whole.events.rbegin()),
+            "the same behind a state");
+}
+
 }  // namespace
 
 void FuzzTpiuFrames(std::string_view input) {
@@ -69,6 +92,7 @@ void FuzzTpiuFrames(std::string_view input) {
     for (const size_t block : {size_t{1} + choice, size_t{7}}) {
         Require(Decode(bytes, options, block).events == whole.events, "the same however it is cut");
     }
+    CheckState(bytes, options, whole);
 }
 
 }  // namespace fuzz

@@ -16,6 +16,28 @@ struct CaptureOptions {
     ItmOptions itm;
 };
 
+/// How far a stream had come out of its frames at some place.
+struct StreamProgress {
+    uint64_t bytes = 0;    ///< of the stream
+    uint64_t damage = 0;   ///< of which so many are none
+    uint64_t padding = 0;  ///< bytes of the null stream
+
+    StreamProgress operator-(const StreamProgress& earlier) const {
+        return {bytes - earlier.bytes, damage - std::min(damage, earlier.damage), padding - earlier.padding};
+    }
+};
+
+/// From where on a capture can be decoded in the same way again, with its framing and what was learnt from it
+/// since (KnownPackets).
+struct CaptureState {
+    uint64_t offset = 0;  ///< of the byte to feed next
+    DecoderState itm;
+    FollowerState follower;  ///< this and what follows: of frames
+    uint64_t lastPlace = 0;  ///< offset of the stream's last byte
+    StreamProgress checkpoint;
+    StreamProgress longRun;
+};
+
 /// Turns the bytes of a capture into packets, whether it is an ITM stream or one of several streams in
 /// frames. The packets' offsets are those in the capture; their lengths are bytes of the stream. However the
 /// capture is cut into blocks, the packets are the same. Memory is allocated at the beginning alone, some 600
@@ -27,6 +49,10 @@ class CaptureDecoder {
   public:
     explicit CaptureDecoder(Sink& target, const CaptureOptions& options = {})
         : sink(target), finder(options.framing), mapped{target, nullptr, 0}, decoder(mapped, options.itm) {}
+    /// Goes on from an earlier state of a decoder of the same capture and options, which found this framing
+    /// and has learnt `later` since. To be fed from state.offset on.
+    CaptureDecoder(Sink& target, const CaptureOptions& options, const Framing& framing,
+                   const CaptureState& state, const KnownPackets& later);
     CaptureDecoder(const CaptureDecoder&) = delete;
     CaptureDecoder& operator=(const CaptureDecoder&) = delete;
 
@@ -50,6 +76,12 @@ class CaptureDecoder {
         Begin();
     }
 
+    /// Wants a state, to be had at the next place from where it is possible to go on: with frames some
+    /// hundred bytes further on, in good parts of the capture.
+    void WantState() { wanted = true; }
+    /// The state that was wanted, once it is there; then no more.
+    std::optional<CaptureState> TakeState() { return std::exchange(kept, std::nullopt); }
+
     bool Decided() const { return finder.Decided(); }
     const Framing& Found() const { return finder.Found(); }
     /// Of frames; else null.
@@ -71,40 +103,49 @@ class CaptureDecoder {
             sink.OnPacket(placed);
         }
     };
-    /// What had come at some place.
-    struct Progress {
-        uint64_t bytes;    ///< of the stream
-        uint64_t damage;   ///< of which so many are none
-        uint64_t padding;  ///< bytes of the null stream
-
-        Progress operator-(const Progress& earlier) const {
-            return {bytes - earlier.bytes, damage - std::min(damage, earlier.damage),
-                    padding - earlier.padding};
-        }
-    };
     struct Frames {
         Frames(uint8_t stream, unsigned phase) : follower(stream, phase) {}
         FrameFollower follower;
         StreamBytes chunk;
         OffsetMap map;
-        Progress lastCheckpoint{};
-        Progress lastLongRun{};
+        StreamProgress lastCheckpoint{};
+        StreamProgress lastLongRun{};
     };
 
     void Begin();
     void Take(std::span<const uint8_t> bytes);
     void TakeChunk();
     void OnStop(FrameFollower::Stop stop);
-    bool IsFine();
+    void OnCheckpoint();
+    bool IsFine(const StreamProgress& last, const StreamProgress& now);
+    void KeepState();
+    void KeepStateOfFrames();
     void FinishFrames();
 
     Sink& sink;
     FramingFinder finder;
     bool begun = false;
+    bool wanted = false;  ///< a state
+    std::optional<CaptureState> kept;
     std::unique_ptr<Frames> frames;
     MappedSink mapped;
     ItmDecoder<MappedSink> decoder;
 };
+
+template <class Sink>
+CaptureDecoder<Sink>::CaptureDecoder(Sink& target, const CaptureOptions& options, const Framing& framing,
+                                     const CaptureState& state, const KnownPackets& later)
+    : sink(target), finder(framing), begun(true), mapped{target, nullptr, 0}, decoder(mapped, options.itm) {
+    decoder.Restore(state.itm, later);
+    if (!framing.framed) return;
+    frames = std::make_unique<Frames>(framing.stream, state.offset);
+    frames->follower.Restore(state.follower);
+    frames->map.Begin(state.itm.offset, state.lastPlace);
+    frames->lastCheckpoint = state.checkpoint;
+    frames->lastLongRun = state.longRun;
+    mapped.map = &frames->map;
+    mapped.damaged = state.checkpoint.damage;
+}
 
 /// What has come until the framing was known is decoded first.
 template <class Sink>
@@ -124,7 +165,11 @@ void CaptureDecoder<Sink>::Begin() {
 
 template <class Sink>
 void CaptureDecoder<Sink>::Take(std::span<const uint8_t> bytes) {
-    if (!frames) return decoder.Feed(bytes);
+    if (!frames) {
+        decoder.Feed(bytes);
+        if (wanted) KeepState();
+        return;
+    }
     for (;;) {
         const FrameFollower::Result result = frames->follower.Feed(bytes, frames->chunk);
         bytes = bytes.subspan(result.taken);
@@ -147,28 +192,54 @@ void CaptureDecoder<Sink>::TakeChunk() {
 
 template <class Sink>
 void CaptureDecoder<Sink>::OnStop(FrameFollower::Stop stop) {
-    if (stop == FrameFollower::Stop::Checkpoint) {
-        frames->follower.Assess(IsFine(), frames->map.CaptureOffset(decoder.FirstOpen()));
-    }
+    if (stop == FrameFollower::Stop::Checkpoint) OnCheckpoint();
     if (stop != FrameFollower::Stop::Slipped) return;
     decoder.Break();
     sink.OnFrameStep(frames->follower.LastStep());
 }
 
+template <class Sink>
+void CaptureDecoder<Sink>::OnCheckpoint() {
+    const TpiuDeframer& deframer = frames->follower.Deframer();
+    const StreamProgress now{frames->map.End(), mapped.damaged + decoder.OpenDamage(),
+                             deframer.BytesOf()[kNullStream]};
+    const StreamProgress last = now - std::exchange(frames->lastCheckpoint, now);
+    const uint64_t open =
+        last.damage != 0 ? frames->map.CaptureOffset(decoder.FirstOpen()) : deframer.Offset();
+    frames->follower.Assess(IsFine(last, now), open);
+    if (wanted) KeepStateOfFrames();
+}
+
 /// Whether the stream decodes well: without damage since the last checkpoint, and it is not missing over
 /// kLongRun bytes of the capture.
 template <class Sink>
-bool CaptureDecoder<Sink>::IsFine() {
+bool CaptureDecoder<Sink>::IsFine(const StreamProgress& last, const StreamProgress& now) {
     constexpr uint64_t kLongRun = 4096;
     constexpr uint64_t kFewest = 24;  // bytes that show anything
-    const Progress now{frames->map.End(), mapped.damaged + decoder.OpenDamage(),
-                       frames->follower.Deframer().BytesOf()[kNullStream]};
-    const Progress last = now - std::exchange(frames->lastCheckpoint, now);
     const bool fine = last.damage == 0;
     if (frames->follower.Deframer().Offset() % kLongRun != 0) return fine;
-    const Progress run = now - std::exchange(frames->lastLongRun, now);
+    const StreamProgress run = now - std::exchange(frames->lastLongRun, now);
     const bool idle = run.padding > kLongRun / 2;
     return fine && (run.bytes >= kFewest || idle);
+}
+
+template <class Sink>
+void CaptureDecoder<Sink>::KeepState() {
+    wanted = false;
+    kept.emplace();
+    kept->itm = decoder.State();
+    kept->offset = kept->itm.offset;
+}
+
+/// Where all bytes of the stream stand in whole packets.
+template <class Sink>
+void CaptureDecoder<Sink>::KeepStateOfFrames() {
+    const auto follower = frames->follower.State();
+    const uint64_t end = frames->map.End();
+    if (!follower || end == 0 || !decoder.InStep() || decoder.FirstOpen() != end) return;
+    wanted = false;
+    kept = CaptureState{follower->frames.offset, decoder.State(),        *follower,
+                        frames->map.LastPlace(), frames->lastCheckpoint, frames->lastLongRun};
 }
 
 template <class Sink>

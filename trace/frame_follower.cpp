@@ -70,7 +70,10 @@ FrameFollower::Stop FrameFollower::AfterFeed(TpiuDeframer::Stop stop, size_t tak
         default:
             break;
     }
-    return taken != 0 && deframer.Offset() % kCheckpoint == 0 ? Stop::Checkpoint : Stop::Taken;
+    const uint64_t offset = deframer.Offset();
+    if (taken == 0 || offset % kCheckpoint != 0 || offset == checkpoint) return Stop::Taken;
+    checkpoint = offset;
+    return Stop::Checkpoint;
 }
 
 /// Not across a checkpoint.
@@ -88,6 +91,20 @@ void FrameFollower::Assess(bool fine, uint64_t open) {
         return Doubt(static_cast<size_t>(deframer.Offset() - std::clamp(open, taken, deframer.Offset())));
     }
     if (fine && fruitless > 0) --fruitless;
+}
+
+std::optional<FollowerState> FrameFollower::State() const {
+    const auto frames = deframer.State();
+    if (!frames || doubtful || frames->offset <= begin) return std::nullopt;
+    if (past[(frames->offset - 1) % kBack] == 0xFF) return std::nullopt;
+    return FollowerState{*frames, checkpoint, fruitless};
+}
+
+void FrameFollower::Restore(const FollowerState& state) {
+    deframer.Restore(state.frames);
+    begin = state.frames.offset;
+    checkpoint = state.checkpoint;
+    fruitless = state.fruitless;
 }
 
 void FrameFollower::Doubt(size_t bytesBack) {

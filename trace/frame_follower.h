@@ -12,6 +12,13 @@ struct FrameStep {
     unsigned phase = 0;  ///< by how much frames begin later than before, 1 to 15
 };
 
+/// From where on frames can be followed in the same way again.
+struct FollowerState {
+    DeframerState frames;
+    uint64_t checkpoint = 0;  ///< the last one
+    unsigned fruitless = 0;
+};
+
 /// Follows the frames of a capture: takes one stream out of them, and looks for the frames anew when they are
 /// out of step, which shows in streams that were never seen, in a synchronisation at the wrong place, or, as
 /// its user finds, in a stream that does not decode. However the capture is cut into blocks, the stream is
@@ -46,6 +53,12 @@ class FrameFollower {
     /// comes behind it may be taken anew out of other frames
     void Assess(bool fine, uint64_t open);
 
+    /// Behind a checkpoint. None in doubt, and where the next frame may begin behind a synchronisation's
+    /// half.
+    std::optional<FollowerState> State() const;
+    /// Instead of feeding anything: goes on from there.
+    void Restore(const FollowerState& state);
+
     const FrameStep& LastStep() const { return step; }
     const TpiuDeframer& Deframer() const { return deframer; }
 
@@ -62,7 +75,8 @@ class FrameFollower {
     PhaseScore BestAhead(unsigned now);
 
     const uint8_t wanted;
-    const uint64_t begin;  ///< offset of the first byte
+    uint64_t begin;           ///< offset of the first byte
+    uint64_t checkpoint = 0;  ///< the last one
     TpiuDeframer deframer;
     FrameStep step{};
     bool doubtful = false;

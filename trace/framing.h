@@ -33,6 +33,8 @@ struct Framing {
 class FramingFinder {
   public:
     explicit FramingFinder(const FramingOptions& options);
+    /// Has decided already, and needs no memory.
+    explicit FramingFinder(const Framing& known) : found(known), decided(true), nextLook(0) {}
 
     /// Takes bytes until it has decided. Returns how many.
     size_t Feed(std::span<const uint8_t> bytes);

@@ -14,6 +14,15 @@ class OffsetMap {
     /// At least what a decoder holds back of bytes that it has been given.
     static constexpr size_t kRecent = 1024;
 
+    /// The first byte to come has this offset in the stream; the one before it stood there.
+    void Begin(uint64_t stream, uint64_t before) {
+        start = stream;
+        lastPlace = before;
+        pins = {Pinned{stream, before + 1}, Pinned{stream, before + 1}};
+    }
+    /// Where the last byte stood that has been decoded.
+    uint64_t LastPlace() const { return lastPlace; }
+
     /// The bytes that come next in the stream; they stay where they are until Retire.
     void Present(const StreamBytes& bytes) { now = &bytes; }
     /// Those bytes have been decoded, but for what is needed from `open` on.

@@ -40,6 +40,21 @@ TpiuDeframer::TpiuDeframer(uint8_t stream, uint64_t from) : wanted(stream), offs
     for (unsigned i = 0; i < kStreams; ++i) expected[i] = !IsReservedStream(static_cast<uint8_t>(i));
 }
 
+std::optional<DeframerState> TpiuDeframer::State() const {
+    if (questioned || skip != 0) return std::nullopt;
+    const uint64_t from = assembler.AtStart() ? offset : assembler.Places()[0];
+    return DeframerState{from, frames, trusted, bytesOf[kNullStream], expected, current};
+}
+
+void TpiuDeframer::Restore(const DeframerState& state) {
+    offset = state.offset;
+    frames = state.frames;
+    trusted = state.trusted;
+    bytesOf[kNullStream] = state.padding;
+    expected = state.expected;
+    current = state.current;
+}
+
 TpiuDeframer::Result TpiuDeframer::Feed(std::span<const uint8_t> bytes, StreamBytes& out) {
     size_t place = 0;
     while (place < bytes.size()) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <bitset>
+#include <optional>
 #include <span>
 
 #include "trace/tpiu_frame.h"
@@ -14,6 +15,16 @@ struct StreamBytes {
     size_t count = 0;
     std::array<uint8_t, kMost + kFrame> bytes;
     std::array<uint64_t, kMost + kFrame> places;
+};
+
+/// From where on frames can be taken apart in the same way again.
+struct DeframerState {
+    uint64_t offset = 0;  ///< in the capture, of the byte to feed next: the first one of a frame
+    uint64_t frames = 0;  ///< before it
+    uint64_t trusted = 0;
+    uint64_t padding = 0;  ///< bytes of the null stream before it
+    std::bitset<kStreams> expected;
+    uint8_t current = kNoStream;
 };
 
 /// Takes one stream out of a capture of frames. Allocates nothing.
@@ -46,6 +57,11 @@ class TpiuDeframer {
     /// For so many frames nothing is in question.
     void Trust(uint64_t count) { trusted = count; }
     uint64_t Trusted() const { return trusted; }
+
+    /// None while a frame is in question or bytes are passed over.
+    std::optional<DeframerState> State() const;
+    /// Goes on from there. Of the counts only those in the state are known.
+    void Restore(const DeframerState& state);
 
     uint64_t Offset() const { return offset; }
     /// Bytes that are missing until the next frame begins.
