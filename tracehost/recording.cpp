@@ -26,6 +26,7 @@ namespace {
 
 constexpr uint64_t kSampleSize = 8;
 constexpr auto kPollPause = std::chrono::milliseconds(20);
+constexpr double kWatchPause = 0.1;  // seconds
 constexpr uint32_t kCpuId = 0;
 constexpr double kSixDigits = 1e-5;  // as far as a number of six digits can be off
 constexpr const char* kClockAttribute = "Timing Clock Frequency";
@@ -120,6 +121,7 @@ void Recording::Capture(CChannelDriver& driver) {
     file.LimitStream(BytesLeft());
     CaptureWatch watch(log, port, part.captureFile);
     RateMeter meter;
+    double watchAt = 0;
     for (std::optional<EndReason> reason; !reason;) {
         const double seconds = Elapsed();
         const uint64_t captured = driver.GetNumSamples() * kSampleSize;
@@ -130,7 +132,11 @@ void Recording::Capture(CChannelDriver& driver) {
                                note ? note() : std::string()});
         follower.Follow(driver, seconds);
         reason = EndReached(seconds, bytes);
-        const auto fault = watch.Look(seconds, captured);
+        std::optional<CaptureFault> fault;
+        if (reason || seconds >= watchAt) {
+            fault = watch.Look(seconds, captured);
+            watchAt = seconds + kWatchPause;
+        }
         if (fault && reason != EndReason::Size) {
             reason = EndReason::Fault;
             part.fault = fault->what;
