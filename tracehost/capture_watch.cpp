@@ -1,11 +1,13 @@
 #include "tracehost/capture_watch.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 #include <vector>
 
+#include "source_utilities/file_system.h"
 #include "tracehost/platform_words.h"
 #include "tracehost/port_presence.h"
 #include "tracehost/progress.h"
@@ -34,10 +36,17 @@ std::string WithMeaning(int code) {
     return "error " + std::to_string(code) + ": " + ErrorWords(static_cast<uint32_t>(code));
 }
 
+/// Bytes free on the disk of a file; absent when the platform does not tell.
+std::optional<uint64_t> RoomBeside(const std::string& file) {
+    uint64_t bytes = 0;
+    if (!KORR_PLIM::platform::FreeSpace(fs::path(file).parent_path().string().c_str(), bytes))
+        return std::nullopt;
+    return bytes;
+}
+
 std::string FreeSpaceBeside(const std::string& file) {
-    std::error_code failure;
-    const fs::space_info space = fs::space(fs::path(file).parent_path(), failure);
-    return failure ? "free space unknown" : FormatBytes(static_cast<double>(space.available)) + " free";
+    const auto room = RoomBeside(file);
+    return room ? FormatBytes(static_cast<double>(*room)) + " free" : "free space unknown";
 }
 
 CaptureFault NotWritten(const std::string& file, const std::string& why) {
@@ -46,13 +55,15 @@ CaptureFault NotWritten(const std::string& file, const std::string& why) {
                 " on its disk): make room there, or lift the limit on file sizes"};
 }
 
-/// Whether the disk of a file still takes bytes, found by giving it some.
+/// Whether the disk of a file still takes bytes, found by giving it some. A probe that cannot even be opened
+/// tells nothing.
 bool TakesBytes(const std::string& file) {
     const fs::path probe = fs::path(file).parent_path() / "tracehost-room.tmp";
-    std::ofstream stream(probe, std::ios::binary);
-    stream << std::string(kProbe, '\0');
-    const bool taken = static_cast<bool>(stream.flush());
-    stream.close();
+    std::FILE* const stream = KORR_PLIM::platform::OpenShared(probe.string().c_str(), "wb");
+    if (stream == nullptr) return errno != ENOSPC;
+    const std::string bytes(kProbe, '\0');
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
+    const bool taken = std::fclose(stream) == 0 && written;
     std::error_code ignored;
     fs::remove(probe, ignored);
     return taken;
@@ -120,9 +131,8 @@ std::optional<CaptureFault> CaptureWatch::FromDisk(double seconds, uint64_t byte
     }
     if (seconds - diskLookAt < kStandstill) return std::nullopt;
     diskLookAt = seconds;
-    std::error_code failure;
-    const fs::space_info space = fs::space(fs::path(file).parent_path(), failure);
-    if (failure || space.available >= kProbe * 16 || TakesBytes(file)) return std::nullopt;
+    const auto room = RoomBeside(file);
+    if ((room && *room >= kProbe * 16) || TakesBytes(file)) return std::nullopt;
     return NotWritten(file, "the disk is full");
 }
 

@@ -1,13 +1,16 @@
 #include "tracehost/recording_log.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "source_utilities/environment_variables.h"
+#include "source_utilities/file_system.h"
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/trace_folders.h"
+#include "tracehost/log_space.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -21,8 +24,7 @@ constexpr const char* kHome = "USERPROFILE";
 constexpr const char* kLevel = "KORR_TRACE_LOGGING";
 constexpr const char* kClient = "KORR_TRACE_DEBUGCLIENT_PID";
 constexpr std::array kFolders = {"KORR_TRACE_LOGGING_DIR", "KORR_TRACE_DATA_DIR", "KORR_TRACE_SETTINGS_DIR"};
-constexpr std::size_t kMostAtOnce = std::size_t{1} << 20;  // bytes of one look; the rest comes with the next
-constexpr std::size_t kErrorMark = 4;                      // column of the "E" of an error line
+constexpr std::size_t kErrorMark = 4;  // column of the "E" of an error line
 constexpr const char* kEndOfTime = " | ";
 
 /// Whether the plug-in would write a log, by its own reading of the level.
@@ -110,24 +112,28 @@ void RecordingLog::FindFile(const std::string& folder) {
     }
 }
 
-std::optional<LineSettings> RecordingLog::Settings() const {
-    std::ifstream log(file, std::ios::binary);
-    log.seekg(static_cast<std::streamoff>(start));
-    std::string text(kMostAtOnce, '\0');
-    log.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(log.gcount()));
-    return LastLineSettings(text);
+/// Of the log from an offset on, at most kMostAtOnce bytes; empty when it cannot be read now.
+std::string RecordingLog::ReadFrom(uint64_t offset) const {
+    std::string text;
+    if (file.empty()) return text;
+    std::FILE* const stream = KORR_PLIM::platform::OpenShared(file.c_str(), "rb");
+    if (stream == nullptr) return text;
+    const int64_t length = KORR_PLIM::platform::StreamLength(stream);
+    const auto begin = static_cast<int64_t>(offset);
+    if (length > begin && KORR_PLIM::platform::SeekStream(stream, begin)) {
+        text.resize(static_cast<std::size_t>(std::min<int64_t>(length - begin, kMostAtOnce)));
+        text.resize(std::fread(text.data(), 1, text.size(), stream));
+    }
+    std::fclose(stream);
+    return text;
 }
 
+std::optional<LineSettings> RecordingLog::Settings() const { return LastLineSettings(ReadFrom(start)); }
+
+/// A look that fails leaves the lines for the next one.
 std::vector<std::string> RecordingLog::NewErrors() {
     std::vector<std::string> errors;
-    std::error_code failure;
-    if (file.empty() || fs::file_size(file, failure) <= position || failure) return errors;
-    std::ifstream log(file, std::ios::binary);
-    log.seekg(static_cast<std::streamoff>(position));
-    std::string text(kMostAtOnce, '\0');
-    log.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(log.gcount()));
+    const std::string text = ReadFrom(position);
     std::size_t begin = 0;
     for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
         std::string line = text.substr(begin, end - begin);
@@ -137,7 +143,15 @@ std::vector<std::string> RecordingLog::NewErrors() {
     }
     // A line longer than a look has no end in it: it is passed over piece by piece.
     position += begin != 0 ? begin : text.size() == kMostAtOnce ? kMostAtOnce : 0;
+    ForgetWhatWasRead();
     return errors;
+}
+
+/// Every read-back of the capture leaves a line in the log, of which a long recording has millions.
+void RecordingLog::ForgetWhatWasRead() {
+    if (!isPrivate || position < forgetAt) return;
+    forgetAt = position + kMostAtOnce;
+    ForgetBeginning(file, position);
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

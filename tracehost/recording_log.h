@@ -29,20 +29,26 @@ class RecordingLog {
     std::vector<std::string> NewErrors();
     /// The settings of the last line that was set up since the receiver was made; absent without a log.
     std::optional<LineSettings> Settings() const;
+    /// Bytes of one look; the rest comes with the next. Of a log of tracehost's own no more than twice as
+    /// much stays on the disk, where the platform can give room back.
+    static constexpr std::size_t kMostAtOnce = std::size_t{1} << 20;
     /// Whether a log is there.
     bool IsKept() const { return !file.empty(); }
 
   private:
     void FindFile(const std::string& folder);
+    std::string ReadFrom(uint64_t offset) const;
+    void ForgetWhatWasRead();
 
     std::string home;
     bool isPrivate = false;
     std::string userHome;  ///< the variables as they were, empty: unset
     std::string userLevel;
     std::vector<std::string> userFolders;
-    std::string file;       ///< path of the log, empty: none
-    uint64_t start = 0;     ///< length of the log when the receiver had been made
-    uint64_t position = 0;  ///< of the first byte that was not looked at
+    std::string file;                 ///< path of the log, empty: none
+    uint64_t start = 0;               ///< length of the log when the receiver had been made
+    uint64_t forgetAt = kMostAtOnce;  ///< position from which on a private log's read part is forgotten
+    uint64_t position = 0;            ///< of the first byte that was not looked at
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -18,8 +18,13 @@ std::FILE* OpenStream(const std::string& name) {
     const int file = ::open(name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (file < 0) return nullptr;
     const int flags = ::fcntl(file, F_GETFL);
-    ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK);
-    return ::fdopen(file, "wb");
+    const bool waits = flags >= 0 && ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) >= 0;
+    std::FILE* const stream = waits ? ::fdopen(file, "wb") : nullptr;
+    if (stream != nullptr) return stream;
+    const int reason = errno;
+    ::close(file);
+    errno = reason;
+    return nullptr;
 }
 
 bool IsClosedPipe(int error) { return error == EPIPE; }

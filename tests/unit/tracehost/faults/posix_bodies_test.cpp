@@ -1,0 +1,190 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+
+#include "tracehost/folder_hold.h"
+#include "tracehost/log_space.h"
+#include "tracehost/output_stream.h"
+
+namespace {
+
+/// Which call of a name fails next, and with what.
+std::map<std::string, int> failures;
+
+bool MustFail(const char* call) {
+    const auto found = failures.find(call);
+    if (found == failures.end()) return false;
+    errno = found->second;
+    failures.erase(found);
+    return true;
+}
+
+}  // namespace
+
+extern "C" {
+int __real_open(const char* path, int flags, ...);
+int __real_flock(int file, int operation);
+int __real_rename(const char* from, const char* to);
+int __real_fcntl(int file, int command, ...);
+FILE* __real_fdopen(int file, const char* mode);
+int __real_fallocate(int file, int mode, off_t from, off_t length);
+
+int __wrap_open(const char* path, int flags, ...) {
+    std::va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    return MustFail("open") ? -1 : __real_open(path, flags, mode);
+}
+int __wrap_flock(int file, int operation) { return MustFail("flock") ? -1 : __real_flock(file, operation); }
+int __wrap_rename(const char* from, const char* to) {
+    return MustFail("rename") ? -1 : __real_rename(from, to);
+}
+int __wrap_fcntl(int file, int command, ...) {
+    std::va_list rest;
+    va_start(rest, command);
+    const long argument = va_arg(rest, long);
+    va_end(rest);
+    const char* const call = command == F_GETFL ? "F_GETFL" : command == F_SETFL ? "F_SETFL" : "fcntl";
+    return MustFail(call) ? -1 : __real_fcntl(file, command, argument);
+}
+FILE* __wrap_fdopen(int file, const char* mode) {
+    return MustFail("fdopen") ? nullptr : __real_fdopen(file, mode);
+}
+int __wrap_fallocate(int file, int mode, off_t from, off_t length) {
+    return MustFail("fallocate") ? -1 : __real_fallocate(file, mode, from, length);
+}
+}
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::size_t OpenFiles() {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+class HostBodies : public testing::Test {
+  protected:
+    HostBodies()
+        : folder(fs::temp_directory_path() / ("tarnel-host-" + std::to_string(std::random_device()()))) {
+        failures.clear();
+        fs::create_directories(folder);
+    }
+    ~HostBodies() override {
+        failures.clear();
+        fs::remove_all(folder);
+    }
+    std::string Path(const char* name) const { return (folder / name).string(); }
+
+    fs::path folder;
+    std::size_t openBefore = OpenFiles();
+};
+
+TEST_F(HostBodies, HeldFolderIsNotLeftBehindUntilItsHolderEnds) {
+    FolderHold hold;
+    ASSERT_TRUE(hold.Take(folder.string()));
+    EXPECT_FALSE(FolderHold::IsLeftBehind(folder.string()));
+    hold.Release();
+    EXPECT_TRUE(FolderHold::IsLeftBehind(folder.string()));
+    EXPECT_EQ(OpenFiles(), openBefore);
+}
+
+TEST_F(HostBodies, FolderWithoutAMarkIsNobodysLeftover) {
+    EXPECT_FALSE(FolderHold::IsLeftBehind(folder.string()));
+    EXPECT_FALSE(FolderHold::IsLeftBehind(Path("none")));
+}
+
+TEST_F(HostBodies, MarkThatIsALinkIsNotFollowed) {
+    std::ofstream(Path("other")) << "x";
+    fs::create_symlink(Path("other"), Path("in-use"));
+    EXPECT_FALSE(FolderHold::IsLeftBehind(folder.string()));
+}
+
+TEST_F(HostBodies, EachFailedCallOfAHoldIsToldAndNothingStaysOpen) {
+    for (const char* const call : {"open", "flock", "rename"}) {
+        {
+            FolderHold hold;
+            failures = {{call, EIO}};
+            EXPECT_FALSE(hold.Take(folder.string())) << call;
+            EXPECT_TRUE(failures.empty()) << call;
+            EXPECT_FALSE(fs::exists(Path("in-use"))) << call;
+        }
+        EXPECT_EQ(OpenFiles(), openBefore) << call;
+        fs::remove(Path("in-use.new"));
+    }
+}
+
+TEST_F(HostBodies, FolderThatSomebodyMarksIsNotMarkedTwice) {
+    std::ofstream(Path("in-use.new")) << "";
+    FolderHold hold;
+    EXPECT_FALSE(hold.Take(folder.string()));
+}
+
+TEST_F(HostBodies, LeftoverThatCannotBeLookedAtStays) {
+    {
+        FolderHold hold;
+        ASSERT_TRUE(hold.Take(folder.string()));
+    }
+    for (const char* const call : {"open", "flock"}) {
+        failures = {{call, EACCES}};
+        EXPECT_FALSE(FolderHold::IsLeftBehind(folder.string())) << call;
+        EXPECT_EQ(OpenFiles(), openBefore) << call;
+    }
+    EXPECT_TRUE(FolderHold::IsLeftBehind(folder.string()));
+}
+
+TEST_F(HostBodies, EachFailedCallOfAStreamIsToldWithItsReasonAndNothingStaysOpen) {
+    for (const char* const call : {"open", "F_GETFL", "F_SETFL", "fdopen"}) {
+        failures = {{call, EMFILE}};
+        errno = 0;
+        EXPECT_EQ(OpenStream("/dev/null"), nullptr) << call;
+        EXPECT_EQ(errno, EMFILE) << call;
+        EXPECT_TRUE(failures.empty()) << call;
+        EXPECT_EQ(OpenFiles(), openBefore) << call;
+    }
+    std::FILE* const stream = OpenStream("/dev/null");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(::fcntl(::fileno(stream), F_GETFL) & O_NONBLOCK, 0);
+    std::fclose(stream);
+}
+
+TEST_F(HostBodies, BeginningThatIsForgottenReadsAsZerosAndTheLengthStays) {
+    const std::string file = Path("log");
+    std::ofstream(file) << std::string(1 << 16, 'x') << "end";
+    ASSERT_TRUE(ForgetBeginning(file, 1 << 16));
+    std::string now(1 << 17, '\0');
+    std::ifstream stream(file, std::ios::binary);
+    stream.read(now.data(), 1 << 17);
+    now.resize(static_cast<std::size_t>(stream.gcount()));
+    EXPECT_EQ(now, std::string(1 << 16, '\0') + "end");
+    EXPECT_EQ(OpenFiles(), openBefore + 1);
+}
+
+TEST_F(HostBodies, EachFailedCallOfForgettingIsToldAndTheFileStaysWhole) {
+    const std::string file = Path("log");
+    std::ofstream(file) << "whole";
+    for (const char* const call : {"open", "fallocate"}) {
+        failures = {{call, EOPNOTSUPP}};
+        EXPECT_FALSE(ForgetBeginning(file, 3)) << call;
+        EXPECT_EQ(OpenFiles(), openBefore) << call;
+    }
+    std::string text;
+    std::ifstream(file) >> text;
+    EXPECT_EQ(text, "whole");
+}
+
+}  // namespace
+
+}  // namespace Korr::Plim::Trace::Tracehost

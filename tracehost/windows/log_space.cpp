@@ -1,0 +1,25 @@
+#include "tracehost/log_space.h"
+
+#include <windows.h>
+#include <winioctl.h>
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Zeros take no room in a file that is marked as sparse.
+bool ForgetBeginning(const std::string& file, uint64_t bytes) {
+    const DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE handle = ::CreateFileA(file.c_str(), GENERIC_WRITE, shared, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    DWORD returned = 0;
+    FILE_ZERO_DATA_INFORMATION zeros{};
+    zeros.BeyondFinalZero.QuadPart = static_cast<LONGLONG>(bytes);
+    const bool done =
+        ::DeviceIoControl(handle, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &returned, nullptr) != FALSE &&
+        ::DeviceIoControl(handle, FSCTL_SET_ZERO_DATA, &zeros, sizeof zeros, nullptr, 0, &returned,
+                          nullptr) != FALSE;
+    ::CloseHandle(handle);
+    return done;
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
