@@ -35,7 +35,11 @@ What raises the probability:
                      suspect packets before a hole small.
   synchronisation    ITM_TCR.SYNCENA and DWT_CTRL.SYNCTAP bring the decoder back into step for sure. Without it step
                      is found by what the recording showed before (such packets are marked "salvaged").
-  global timestamps  tell how much time a hole took.
+  global timestamps  tell how much time a hole took, and show a hole that took local timestamps with it: when the two
+                     have agreed four times and then do not, the difference is told as loss.
+
+Two more things are told as hints, for a target may pause: a source that came at equal distances a hundred times and
+then misses some of them, and a line that was busy and then silent for more than 50 ms.
 
 What may be wrong around a hole
 

@@ -135,6 +135,10 @@ TEST(Ledger, HintsAndDelaysAreNoLoss) {
     EXPECT_EQ(ledger[1].kind, LossKind::KindHint);
     EXPECT_EQ(ledger[2].kind, LossKind::Delayed);
     EXPECT_EQ(ledger[2].count, 2u);
+    EXPECT_EQ(ledger[2].ticks, 77u);
+    EXPECT_EQ(ledger[2].timeQuality, TimeQuality::Exact);
+    EXPECT_EQ(ledger[2].offset, 104u);
+    EXPECT_EQ(ledger[2].length, 4u);
     EXPECT_EQ(ledger.Totals().hints, 4u);
     EXPECT_EQ(ledger.Totals().lostOnTheWay + ledger.Totals().lostInTarget, 0u);
 }

@@ -113,6 +113,7 @@ TEST(TraceClock, AGlobalTimeThatRunsBackwardsTellsNothing) {
 
 TEST(TraceClock, MergesTheLowOrderPartThatWasSent) {
     EXPECT_EQ(After({Low(0x2ABCDEF), High(2), Low(0x11, 1)}).GlobalTime(), (2U << 26) | 0x2ABCD91U);
+    EXPECT_EQ(After({Low(0x2ABCDEF), High(2), Low(0x10, 1)}).GlobalTime(), (2U << 26) | 0x2ABCD90U);
     EXPECT_EQ(After({Low(0x2ABCDEF), High(2), Low(0x11, 2)}).GlobalTime(), (2U << 26) | 0x2ABC011U);
     EXPECT_EQ(After({Low(0x2ABCDEF), High(2), Low(0x11, 3)}).GlobalTime(), (2U << 26) | 0x2A00011U);
     EXPECT_EQ(After({Low(0x2ABCDEF), High(2), Low(0x11, 4)}).GlobalTime(), (2U << 26) | 0x11U);

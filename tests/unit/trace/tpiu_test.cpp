@@ -144,6 +144,18 @@ TEST(TpiuDeframer, AsksAboutStreamsThatWereNotExpected) {
     EXPECT_EQ(deframer.Feed(frame, *chunk).stop, TpiuDeframer::Stop::Question);
 }
 
+TEST(TpiuDeframer, BetweenTwoFramesNothingIsRejectedButWhatComesAgain) {
+    TpiuDeframer deframer(1);
+    auto chunk = std::make_unique<StreamBytes>();
+    deframer.Feed(Bytes(40, 0), *chunk);
+    EXPECT_EQ(deframer.Reject(0, 1), 32U) << "the frame that is not complete";
+    deframer.Feed(Bytes(17, 0), *chunk);
+    EXPECT_EQ(deframer.Reject(0, 5), 57U);
+    deframer.Feed(Bytes(5 + kFrame, 0), *chunk);
+    EXPECT_EQ(deframer.Reject(10, 2), 68U);
+    EXPECT_EQ(deframer.Offset(), 68U);
+}
+
 TEST(TpiuDeframer, ReservedNumbersAreQuestionableFromTheBeginning) {
     TpiuDeframer deframer(1);
     auto chunk = std::make_unique<StreamBytes>();
