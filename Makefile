@@ -11,7 +11,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
 .PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
-    bench bench-loss fuzz mutants docs pictures packages-native packages-all clean
+    bench bench-loss fuzz mutants docs pictures package packages-native packages-all clean
 
 help: ## list the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
@@ -94,6 +94,17 @@ fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS 
 
 mutants: packages-all build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py
+
+# Files in packages carry the time of the last commit, so that the same sources make the same bytes.
+package: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct 2>/dev/null || echo 0)
+package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Windows, into build/packages
+	@$(call build_preset,linux-package,products)
+	@cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
+	@cmake/build-windows-libraries
+	@$(call build_preset,windows,products)
+	@cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
+	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/
+	@ls -l build/packages
 
 docs: packages-all ## the reference of the host's interfaces, into build/docs/html; a warning is a failure
 	@mkdir -p build/docs

@@ -88,6 +88,7 @@ void Player::LookAround(int64_t now) {
 
 void Player::CompareRates() {
     lineBaud = target.Current().lineBaud;
+    source.SetByteTime(target.Current().byteTime);
     farEndBaud = farEnd.Baud();
     const double receiver = farEndBaud;
     const bool same =

@@ -1,11 +1,19 @@
 #include "simulator/swosource/target_watch.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "simulator/board/board_file.h"
 #include "simulator/board/tpiu_state.h"
 
 namespace Korr::Plim::Trace::Simulator {
+
+namespace {
+
+constexpr uint32_t kBitsPerByte = 10;
+constexpr uint32_t kHighestPrescaler = 0xFFFF;  // the TPIU's register has 16 bits
+
+}  // namespace
 
 TargetWatch::TargetWatch(const Settings& given) : settings(given) { Refresh(); }
 
@@ -14,9 +22,10 @@ void TargetWatch::Refresh() {
     if (settings.clock) clock = *settings.clock;
     TpiuState state;
     if (!tpiuFile.empty()) state = ReadTpiuState(tpiuFile).value_or(TpiuState{});
-    const double prescaler = settings.prescaler.value_or(state.prescaler);
+    const uint32_t prescaler = settings.prescaler.value_or(state.prescaler);
     target.enabled = settings.enabled || state.enabled;
-    target.lineBaud = clock / (prescaler + 1);
+    target.lineBaud = clock / (static_cast<double>(prescaler) + 1);
+    target.byteTime = kBitsPerByte * (std::min(prescaler, kHighestPrescaler) + 1);
 }
 
 /// A board that knows several CPUs is played for the first of them.

@@ -9,8 +9,9 @@ namespace Korr::Plim::Trace::Simulator {
 
 /// What of the target matters for its SWO pin.
 struct Target {
-    bool enabled = false;  ///< the pin sends
-    double lineBaud = 0;   ///< trace clock / (prescaler + 1); 0 when the clock is not known
+    bool enabled = false;   ///< the pin sends
+    double lineBaud = 0;    ///< trace clock / (prescaler + 1); 0 when the clock is not known
+    uint32_t byteTime = 0;  ///< ten bits, in trace clocks
 };
 
 /// Follows the board file and the simulated TPIU's state while they change; what the command line gives

@@ -94,7 +94,7 @@ class InstalledTree(unittest.TestCase):
         self.assertEqual(found["library SetupAdapter4"], own)
 
     def test_man_page_and_completion_are_where_the_system_looks(self):
-        for place in ("share/man/man1/tracehost.1", "share/bash-completion/completions/tracehost"):
+        for place in ("share/man/man1/tracehost.1.gz", "share/bash-completion/completions/tracehost"):
             self.assertTrue(os.path.isfile(os.path.join(self.root, place)), place)
 
     # --- the example host

@@ -16,6 +16,8 @@ constexpr uint8_t kEntry = 1;
 constexpr uint8_t kExit = 2;
 constexpr uint8_t kReturn = 3;
 constexpr uint16_t kTickInterrupt = 15;
+constexpr uint32_t kLongestTimestamp = 0x0FFFFFFF;  // four bytes of 7 bits
+constexpr uint64_t kClocksPerTick = 4;              // the usual timestamp prescale
 
 }  // namespace
 
@@ -47,14 +49,24 @@ void ItmPattern::RunFirmwareOnce() {
     char text[64];
     std::snprintf(text, sizeof text, "tick %06u, level %3u mV\n", round, 300 + (round * 7) % 400);
     SendText(text);
-    SendTimestamp(40000 + round % 5000);
+    SendTimestamp(TicksOnTheWire());
     SendValue(Kind::kPcSample, kPcSample, 0x08000100 + (round * 52) % 0x4000, 4);
     SendValue(Kind::kPort31, kPort31HalfWord, round & 0xFFFF, 2);
     if (round % 50 == 49) Send(Kind::kOverflow, std::string(1, kOverflow));
     ++round;
 }
 
-void ItmPattern::Send(Kind kind, std::string bytes) { pending.push_back({kind, std::move(bytes)}); }
+void ItmPattern::Send(Kind kind, std::string bytes) {
+    clocksMade += bytes.size() * byteTime;
+    pending.push_back({kind, std::move(bytes)});
+}
+
+/// Ticks from the last timestamp to the moment at which the bytes so far are on the wire; at least one.
+uint32_t ItmPattern::TicksOnTheWire() const {
+    const uint64_t ticks = clocksMade / kClocksPerTick;
+    return ticks > ticksTold ? static_cast<uint32_t>(std::min<uint64_t>(ticks - ticksTold, kLongestTimestamp))
+                             : 1;
+}
 
 void ItmPattern::SendValue(Kind kind, uint8_t header, uint32_t value, int size) {
     std::string bytes(1, static_cast<char>(header));
@@ -68,6 +80,7 @@ void ItmPattern::SendText(const std::string& text) {
 
 /// In one byte up to 6, else 7 bits a byte, lowest first, the highest bit telling that more follow.
 void ItmPattern::SendTimestamp(uint32_t ticks) {
+    ticksTold += ticks;
     if (ticks >= 1 && ticks <= 6) {
         Send(Kind::kTimestamp, std::string(1, static_cast<char>(ticks << 4)));
         return;

@@ -15,6 +15,8 @@ namespace Korr::Plim::Trace::Simulator {
 class ItmPattern : public ByteSource {
   public:
     size_t Read(uint8_t* buffer, size_t count) override;
+    /// Local timestamps tell the time that the bytes take on the wire.
+    void SetByteTime(uint32_t traceClocks) override { byteTime = traceClocks; }
     /// Packets by kind, counted when their last byte was given out, and the text of port 0.
     nlohmann::ordered_json Content() const override;
 
@@ -32,9 +34,13 @@ class ItmPattern : public ByteSource {
     void SendTimestamp(uint32_t ticks);
     void SendException(uint8_t function, uint16_t number);
     void Count(const Packet& packet);
+    uint32_t TicksOnTheWire() const;
     static const char* Name(Kind kind);
 
     uint32_t round = 0;
+    uint32_t byteTime = 120;     ///< trace clocks, with a prescaler of 11
+    uint64_t clocksMade = 0;     ///< that the bytes so far last
+    uint64_t ticksTold = 0;      ///< by timestamps so far
     std::deque<Packet> pending;  ///< the front packet may have been given out in part
     size_t sentOfFront = 0;
     std::map<Kind, uint64_t> packets;

@@ -133,6 +133,19 @@ TEST(ItmPattern, CountsOnPort1AndSpeaksOnPort0) {
     EXPECT_EQ(decoder.text.substr(0, 50), "tick 000000, level 300 mV\ntick 000001, level 307 m");
 }
 
+TEST(ItmPattern, TimestampsTellTheTimeThatTheBytesTakeOnTheWire) {
+    constexpr uint32_t kBytes = 200'000;
+    for (const uint32_t prescaler : {11U, 23U}) {
+        const uint32_t byteTime = 10 * (prescaler + 1);
+        ItmPattern pattern;
+        pattern.SetByteTime(byteTime);
+        const Decoder decoder(Read(pattern, kBytes));
+        uint32_t ticks = 0;
+        for (const uint32_t each : decoder.timestamps) ticks += each;
+        EXPECT_NEAR(ticks * 4, kBytes * byteTime, 100 * byteTime) << "within a round of the firmware";
+    }
+}
+
 TEST(ItmPattern, EntersLeavesAndReturnsFromItsInterruptInTurn) {
     ItmPattern pattern;
     const Decoder decoder(Read(pattern, 10'000));
