@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "simulator/host_libraries/export_mark.h"
+#include "simulator/host_libraries/hosts_error.h"
 #include "simulator/host_libraries/journal.h"
 #include "simulator/host_libraries/object_life.h"
 
@@ -22,7 +23,7 @@ class SimulatedModule final : public DeviceModule {
         : name(std::move(moduleName)), destroyed(identifierDestroyed) {}
     virtual ~SimulatedModule() = default;
 
-    HostString GetRegisterAddress(const char* registerName) override {
+    HostString GetRegisterAddress(const char* registerName) override try {
         JournalCall call(kLibrary, "GetRegisterAddress",
                          {{"module", name}, {"register", TextArgument(registerName)}});
         if (destroyed) call.Violation(kAfterDestruction);
@@ -32,6 +33,8 @@ class SimulatedModule final : public DeviceModule {
         if (module == call.board().deviceInformation.end()) return call.Return(std::string());
         const auto address = module->second.find(registerName);
         return call.Return(address != module->second.end() ? address->second : std::string());
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
   private:
@@ -44,7 +47,7 @@ class SimulatedInformation final : public DeviceInformation {
     explicit SimulatedInformation(const bool& identifierDestroyed) : destroyed(identifierDestroyed) {}
     virtual ~SimulatedInformation() = default;
 
-    DeviceModule* GetModule(const char* moduleName) override {
+    DeviceModule* GetModule(const char* moduleName) override try {
         JournalCall call(kLibrary, "GetModule", {{"module", TextArgument(moduleName)}});
         if (destroyed) call.Violation(kAfterDestruction);
         if (moduleName == nullptr) call.Violation("null module name");
@@ -54,6 +57,8 @@ class SimulatedInformation final : public DeviceInformation {
         if (module == nullptr) module = std::make_unique<SimulatedModule>(moduleName, destroyed);
         call.ReturnName("module");
         return module.get();
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
   private:
@@ -79,7 +84,7 @@ class SimulatedIdentifier final : public DeviceIdentifier {
     void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
     void Reserved9() override { JournalReservedCall(kLibrary, "Reserved9"); }
 
-    bool Match(uint32_t value, uint32_t mask) override {
+    bool Match(uint32_t value, uint32_t mask) override try {
         JournalCall call(kLibrary, "Match",
                          {{"value", HexadecimalText(value)}, {"mask", HexadecimalText(mask)}});
         if (destroyed) {
@@ -88,9 +93,11 @@ class SimulatedIdentifier final : public DeviceIdentifier {
         }
         const auto identification = call.board().deviceIdentification;
         return call.Return(identification && (*identification & mask) == (value & mask));
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
-    DeviceInformation* GetDeviceInformation(const char* deviceName) override {
+    DeviceInformation* GetDeviceInformation(const char* deviceName) override try {
         JournalCall call(kLibrary, "GetDeviceInformation", {{"device", TextArgument(deviceName)}});
         if (destroyed) {
             call.Violation(kAfterDestruction);
@@ -103,6 +110,8 @@ class SimulatedIdentifier final : public DeviceIdentifier {
             return &information;
         }
         return nullptr;
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
   private:
@@ -116,18 +125,22 @@ ObjectLife<SimulatedIdentifier>& Identifiers() {
 
 }  // namespace
 
-SIMULATED_EXPORT DeviceIdentifier* CreateDeviceIdentifier() {
+SIMULATED_EXPORT DeviceIdentifier* CreateDeviceIdentifier() try {
     JournalCall call(kLibrary, "CreateDeviceIdentifier", nlohmann::ordered_json::object());
     if (!call.board().createDeviceIdentifier) return nullptr;
     call.ReturnName("identifier");
     return Identifiers().Create();
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-SIMULATED_EXPORT void DestroyDeviceIdentifier(DeviceIdentifier* identifier, uint32_t argument) {
+SIMULATED_EXPORT void DestroyDeviceIdentifier(DeviceIdentifier* identifier, uint32_t argument) try {
     JournalCall call(kLibrary, "DestroyDeviceIdentifier",
                      {{"identifier", ObjectArgument(identifier, "identifier")}, {"argument", argument}});
     const bool ended = EndObject(call, Identifiers(), identifier, "identifier");
     if (ended && argument != 0) call.Violation("second argument is not 0");
+} catch (...) {
+    ThrowAsHostsError();
 }
 
 }  // namespace Korr::Plim::Trace::Simulator

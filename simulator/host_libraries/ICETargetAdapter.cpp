@@ -4,6 +4,7 @@
 #include <string>
 
 #include "simulator/host_libraries/export_mark.h"
+#include "simulator/host_libraries/hosts_error.h"
 #include "simulator/host_libraries/journal.h"
 #include "simulator/host_libraries/library_name.h"
 #include "simulator/host_libraries/memory_accessor.h"
@@ -27,7 +28,7 @@ ObjectLife<SimulatedTargetAdapter>& Adapters() {
 
 }  // namespace
 
-SIMULATED_EXPORT MemoryAccessor* NewTargetAdapter(const char* cpuName, MemoryAccessor** handle) {
+SIMULATED_EXPORT MemoryAccessor* NewTargetAdapter(const char* cpuName, MemoryAccessor** handle) try {
     JournalCall call(kTargetAdapterLibrary, "NewTargetAdapter", {{"cpu", TextArgument(cpuName)}});
     if (handle != nullptr) *handle = nullptr;
     if (cpuName == nullptr || handle == nullptr) {
@@ -44,9 +45,11 @@ SIMULATED_EXPORT MemoryAccessor* NewTargetAdapter(const char* cpuName, MemoryAcc
     *handle = accessor.get();
     call.ReturnName("accessor");
     return accessor.get();
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-SIMULATED_EXPORT TargetAdapter* CreateTargetAdapter(const char* cpuName, uint32_t cpuId) {
+SIMULATED_EXPORT TargetAdapter* CreateTargetAdapter(const char* cpuName, uint32_t cpuId) try {
     JournalCall call(kTargetAdapterLibrary, "CreateTargetAdapter",
                      {{"cpu", TextArgument(cpuName)}, {"cpu_id", cpuId}});
     if (cpuName == nullptr || !call.board().KnowsCpu(cpuName)) {
@@ -55,6 +58,8 @@ SIMULATED_EXPORT TargetAdapter* CreateTargetAdapter(const char* cpuName, uint32_
     }
     call.ReturnName("adapter");
     return Adapters().Create(cpuName, cpuId);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
 SIMULATED_EXPORT void DestroyTargetAdapter(TargetAdapter* adapter) {
@@ -62,7 +67,7 @@ SIMULATED_EXPORT void DestroyTargetAdapter(TargetAdapter* adapter) {
         JournalCall call(kTargetAdapterLibrary, "DestroyTargetAdapter",
                          {{"adapter", ObjectArgument(adapter, "adapter")}});
         EndObject(call, Adapters(), adapter, "adapter");
-    } catch (const BoardError&) {
+    } catch (...) {
         // Without a journal line: a host gives objects back where it must not fail.
         Adapters().Destroy(adapter);
     }

@@ -3,6 +3,7 @@
 
 #include "host_api/SetupAdapter.h"
 #include "simulator/host_libraries/export_mark.h"
+#include "simulator/host_libraries/hosts_error.h"
 #include "simulator/host_libraries/journal.h"
 #include "simulator/host_libraries/object_life.h"
 
@@ -19,7 +20,7 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     virtual ~SimulatedSetupAdapter() = default;
     const void* Identity() const { return static_cast<const SetupAdapter*>(this); }
 
-    bool Initialise(HostString& errorText) override {
+    bool Initialise(HostString& errorText) override try {
         JournalCall call(kLibrary, "Initialise", nlohmann::ordered_json::object());
         if (destroyed) {
             call.Violation("call after DestroySetupAdapter");
@@ -31,6 +32,8 @@ class SimulatedSetupAdapter final : public SetupAdapter {
         }
         initialised = true;
         return call.Return(true);
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
     void Reserved1() override { JournalReservedCall(kLibrary, "Reserved1"); }
@@ -42,7 +45,7 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     void Reserved7() override { JournalReservedCall(kLibrary, "Reserved7"); }
     void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
 
-    HostString& GetSetupFile(const HostString& cpu, HostString& path) override {
+    HostString& GetSetupFile(const HostString& cpu, HostString& path) override try {
         const std::string cpuName = cpu;
         JournalCall call(kLibrary, "GetSetupFile", {{"cpu", cpuName}});
         path.clear();
@@ -60,6 +63,8 @@ class SimulatedSetupAdapter final : public SetupAdapter {
         }
         call.Return(std::string(path));
         return path;
+    } catch (...) {
+        ThrowAsHostsError();
     }
 
   private:
@@ -73,16 +78,20 @@ ObjectLife<SimulatedSetupAdapter>& Adapters() {
 
 }  // namespace
 
-SIMULATED_EXPORT SetupAdapter* CreateSetupAdapter() {
+SIMULATED_EXPORT SetupAdapter* CreateSetupAdapter() try {
     JournalCall call(kLibrary, "CreateSetupAdapter", nlohmann::ordered_json::object());
     if (!call.board().createSetupAdapter) return nullptr;
     call.ReturnName("adapter");
     return Adapters().Create();
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-SIMULATED_EXPORT void DestroySetupAdapter(SetupAdapter* adapter) {
+SIMULATED_EXPORT void DestroySetupAdapter(SetupAdapter* adapter) try {
     JournalCall call(kLibrary, "DestroySetupAdapter", {{"adapter", ObjectArgument(adapter, "adapter")}});
     EndObject(call, Adapters(), adapter, "adapter");
+} catch (...) {
+    ThrowAsHostsError();
 }
 
 }  // namespace Korr::Plim::Trace::Simulator

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "simulator/host_libraries/hosts_error.h"
+
 namespace Korr::Plim::Trace::Simulator {
 
 namespace {
@@ -25,9 +27,11 @@ nlohmann::ordered_json ObjectArgument(const void* pointer, const char* name) {
     return pointer != nullptr ? nlohmann::ordered_json(name) : nlohmann::ordered_json(nullptr);
 }
 
-void JournalReservedCall(const char* library, const char* operation) {
+void JournalReservedCall(const char* library, const char* operation) try {
     JournalCall call(library, operation, nlohmann::ordered_json::object());
     call.Violation("operation that this simulation does not know");
+} catch (...) {
+    ThrowAsHostsError();
 }
 
 std::string HexadecimalText(uint32_t number) {
@@ -45,15 +49,23 @@ JournalCall::JournalCall(const char* library, const char* operation, nlohmann::o
 }
 
 JournalCall::~JournalCall() {
+    try {
+        WriteLine();
+    } catch (...) {
+        std::fputs("simulated host libraries: a line of the journal cannot be written\n", stderr);
+    }
+}
+
+void JournalCall::WriteLine() const {
     if (currentBoard.journal.empty()) return;
+    const std::string text =
+        line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     std::FILE* file = std::fopen(currentBoard.journal.c_str(), "ab");
     if (file == nullptr) {
         std::fprintf(stderr, "simulated host libraries: journal %s cannot be opened\n",
                      currentBoard.journal.c_str());
         return;
     }
-    const std::string text =
-        line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     std::fwrite(text.data(), 1, text.size(), file);
     std::fclose(file);
 }

@@ -36,6 +36,8 @@ class JournalCall {
     void Violation(const std::string& what) { line["violation"] = what; }
 
   private:
+    void WriteLine() const;
+
     Board currentBoard;
     nlohmann::ordered_json line;
 };

@@ -4,6 +4,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "simulator/host_libraries/hosts_error.h"
 #include "simulator/host_libraries/journal.h"
 #include "simulator/host_libraries/library_name.h"
 
@@ -68,16 +69,18 @@ bool SimulatedTargetAdapter::WriteState(const JournalCall& call, const TpiuState
     }
 }
 
-uint32_t SimulatedTargetAdapter::TraceRelease(uint32_t cpuId) {
+uint32_t SimulatedTargetAdapter::TraceRelease(uint32_t cpuId) try {
     JournalCall call = Begin("TraceRelease", cpuId);
     const uint32_t result = Result(call, "TraceRelease", cpuId);
     if (result != kSuccess) return result;
     released = true;
     if (!programmed) return result;
     return WriteState(call, TpiuState()) ? result : call.Return(kFailure);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::ProgramTpiu(uint32_t cpuId) {
+uint32_t SimulatedTargetAdapter::ProgramTpiu(uint32_t cpuId) try {
     JournalCall call = Begin("ProgramTpiu", cpuId);
     const uint32_t result = Result(call, "ProgramTpiu", cpuId);
     if (result != kSuccess) return result;
@@ -91,9 +94,11 @@ uint32_t SimulatedTargetAdapter::ProgramTpiu(uint32_t cpuId) {
     state.timestampPrescale = *timestampPrescale;
     state.programmed = true;
     return WriteState(call, state) ? result : call.Return(kFailure);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::EnableTpiu(uint32_t cpuId) {
+uint32_t SimulatedTargetAdapter::EnableTpiu(uint32_t cpuId) try {
     JournalCall call = Begin("EnableTpiu", cpuId);
     const uint32_t result = Result(call, "EnableTpiu", cpuId);
     if (result != kSuccess) return result;
@@ -105,28 +110,36 @@ uint32_t SimulatedTargetAdapter::EnableTpiu(uint32_t cpuId) {
     state.programmed = true;
     state.enabled = true;
     return WriteState(call, state) ? result : call.Return(kFailure);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::TraceExportOpA(uint32_t cpuId) {
+uint32_t SimulatedTargetAdapter::TraceExportOpA(uint32_t cpuId) try {
     JournalCall call = Begin("TraceExportOpA", cpuId);
     return Result(call, "TraceExportOpA", cpuId);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::TraceExportOpB(uint32_t cpuId) {
+uint32_t SimulatedTargetAdapter::TraceExportOpB(uint32_t cpuId) try {
     JournalCall call = Begin("TraceExportOpB", cpuId);
     return Result(call, "TraceExportOpB", cpuId);
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::SetTpiuPrescaler(uint32_t cpuId, uint32_t value) {
+uint32_t SimulatedTargetAdapter::SetTpiuPrescaler(uint32_t cpuId, uint32_t value) try {
     JournalCall call = Begin("SetTpiuPrescaler", cpuId, "prescaler", value);
     const uint32_t result = Result(call, "SetTpiuPrescaler", cpuId);
     if (result != kSuccess) return result;
     if (value > kLargestPrescaler) return Refuse(call, "prescaler above 8191");
     prescaler = value;
     return result;
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::GetExportStatus(uint32_t cpuId, uint32_t& status) {
+uint32_t SimulatedTargetAdapter::GetExportStatus(uint32_t cpuId, uint32_t& status) try {
     JournalCall call = Begin("GetExportStatus", cpuId);
     const uint32_t result = Result(call, "GetExportStatus", cpuId);
     if (result != kSuccess) return result;
@@ -134,26 +147,32 @@ uint32_t SimulatedTargetAdapter::GetExportStatus(uint32_t cpuId, uint32_t& statu
     status = boardStatus & ~ClearedStatusOf(cpuName, boardStatus).bits;
     call.Argument("status", status);
     return result;
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::ClearExportStatus(uint32_t cpuId, uint32_t status) {
+uint32_t SimulatedTargetAdapter::ClearExportStatus(uint32_t cpuId, uint32_t status) try {
     JournalCall call = Begin("ClearExportStatus", cpuId, "status", status);
     const uint32_t result = Result(call, "ClearExportStatus", cpuId);
     if (result != kSuccess) return result;
     ClearedStatusOf(cpuName, call.board().exportStatus).bits |= status;
     return result;
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::SetTpiuPinProtocol(uint32_t cpuId, uint32_t protocol) {
+uint32_t SimulatedTargetAdapter::SetTpiuPinProtocol(uint32_t cpuId, uint32_t protocol) try {
     JournalCall call = Begin("SetTpiuPinProtocol", cpuId, "protocol", protocol);
     const uint32_t result = Result(call, "SetTpiuPinProtocol", cpuId);
     if (result != kSuccess) return result;
     if (protocol > kLargestPinProtocol) return Refuse(call, "pin protocol above 2");
     pinProtocol = protocol;
     return result;
+} catch (...) {
+    ThrowAsHostsError();
 }
 
-uint32_t SimulatedTargetAdapter::SetTimestampPrescale(uint32_t cpuId, uint32_t prescale) {
+uint32_t SimulatedTargetAdapter::SetTimestampPrescale(uint32_t cpuId, uint32_t prescale) try {
     JournalCall call = Begin("SetTimestampPrescale", cpuId, "prescale", prescale);
     const uint32_t result = Result(call, "SetTimestampPrescale", cpuId);
     if (result != kSuccess) return result;
@@ -161,6 +180,8 @@ uint32_t SimulatedTargetAdapter::SetTimestampPrescale(uint32_t cpuId, uint32_t p
     if (!possible) return Refuse(call, "timestamp prescale is none of 1, 4, 16, 64");
     timestampPrescale = prescale;
     return result;
+} catch (...) {
+    ThrowAsHostsError();
 }
 
 }  // namespace Korr::Plim::Trace::Simulator

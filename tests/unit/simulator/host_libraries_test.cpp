@@ -1,3 +1,4 @@
+#include "host_api/cPelkitError.h"
 #include "host_api/entry_points.h"
 #include "loaded_board.h"
 
@@ -62,7 +63,7 @@ TEST_F(SimulatedSetupAdapter, ThrowsWhenTheBoardSaysSo) {
     Write(board);
     SetupAdapter* const adapter = create();
     adapter->Initialise(text);
-    EXPECT_THROW(adapter->GetSetupFile("board/cpu", text), std::exception);
+    EXPECT_THROW(adapter->GetSetupFile("board/cpu", text), cPelkitError);
     EXPECT_EQ(Journal().back()["result"], "exception");
     destroy(adapter);
 }
@@ -70,7 +71,7 @@ TEST_F(SimulatedSetupAdapter, ThrowsWhenTheBoardSaysSo) {
 TEST_F(SimulatedSetupAdapter, UnknownKeyInTheBoardIsThrown) {
     board["typo"] = 1;
     Write(board);
-    EXPECT_THROW(create(), std::exception);
+    EXPECT_THROW(create(), cPelkitError);
 }
 
 class SimulatedDeviceIdentifier : public LoadedBoard {
