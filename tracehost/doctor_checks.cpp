@@ -30,6 +30,7 @@ namespace platform = KORR_PLIM::platform;
 constexpr uint64_t kLeastForLog = 5'120'000;      // bytes; with less free the plug-in writes no log
 constexpr uint64_t kLeastForTrace = 100'000'000;  // bytes; little more than a minute at 1.2 MB/s
 constexpr const char* kTraceFolder = ".KORR-trace";
+constexpr const char* kBoardAdvice = "correct or unset TRACEHOST_BOARD";
 constexpr const char* kVariables[] = {"TRACEHOST_BOARD", "KORR_TRACE_LOGGING", "KORR_TRACE_DEBUGCLIENT_PID"};
 
 struct HostLibrary {
@@ -74,7 +75,9 @@ Check CheckAnswers(HostSession& session) {
         Surroundings used;
         used.board = std::getenv(Simulator::kBoardVariable);
         used.pluginFolder = fs::path(session.PluginFile()).parent_path().string();
-        return NotOk(name, pelkit::TextOf(error), Explain(pelkit::TextOf(error), used));
+        const std::string text = pelkit::TextOf(error);
+        const std::string advice = text.starts_with("board file ") ? kBoardAdvice : Explain(text, used);
+        return NotOk(name, text, !advice.empty() ? advice : "install the plug-in anew");
     } catch (const std::exception& error) {
         return NotOk(name, error.what(), "install the plug-in anew");
     }
@@ -137,7 +140,7 @@ Check CheckBoardVariable(const std::string& variable, const std::string& file) {
         CheckBoard(file);
         return Ok("environment", variable);
     } catch (const HostError& error) {
-        return NotOk("environment", variable + ": " + error.what(), "correct or unset TRACEHOST_BOARD");
+        return NotOk("environment", variable + ": " + error.what(), kBoardAdvice);
     }
 }
 
