@@ -181,6 +181,8 @@ class Doctor(HostTest):
         status, checks = self.ask(TRACEHOST_BOARD=self.file("none.json"))
         self.assertEqual((status, checks["environment"][0]), (1, False))
         self.assertIn("No such file or directory", checks["environment"][1])
+        self.assertIn("none.json: cannot be opened", checks["plug-in's answer"][1])
+        self.assertEqual(checks["plug-in's answer"][2], "correct or unset TRACEHOST_BOARD")
 
     # --- plug-in
     @unittest.skipIf(ON_WINE, "needs a port that opens")
