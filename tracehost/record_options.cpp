@@ -127,7 +127,7 @@ AskedLine AskedLineOf(const std::string& optionsFile) {
         const std::string number = ValueOf(options, Tarnel::kOptionPrescalerValue);
         line.prescaler = static_cast<uint32_t>(std::strtoul(number.c_str(), nullptr, 10));
     }
-    for (const uint32_t prescale : {1, 4, 16, 64}) {
+    for (const uint32_t prescale : {1U, 4U, 16U, 64U}) {
         if (ValueOf(options, Tarnel::kOptionTimestampPrescaler) != std::to_string(prescale)) continue;
         line.timestampPrescale = prescale;
     }
