@@ -10,8 +10,8 @@ time; a mutant that all tests pass has survived and is listed with its line. Res
 one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
 commit are tried again, since tests may have been mended. The tests that are the likeliest to notice, those of the
 file's own room, are built and run first, one program after the other; with --near no others are, and what they do not
-notice stays undecided until a run without it. Builds run TARNEL_MUTANT_JOBS
-compilers at once (2). Exit status: 0 when at least 97 % of COUNT mutants were killed.
+notice stays undecided until a run without it. TARNEL_MUTANT_JOBS compilers run at once (2). Exit status: 0 when at
+least 97 % of COUNT mutants were killed.
 """
 import argparse
 import collections
