@@ -1,4 +1,5 @@
 #include "channel/itm_setup.h"
+#include "host_api/throw_error.h"
 #include "tests/unit/channel/driver_fixture.h"
 
 namespace channel_tests {
@@ -191,6 +192,24 @@ TEST_F(ForgedLines, AreShownInTheLineOfTheName) {
                                                    "M " + kTag + "Unhandled Attribute = " + shown}));
 }
 
+TEST_F(ForgedLines, AreShownInTheLineOfANameThatLeadsOut) {
+    driver = std::make_unique<ChannelDriver>(&receiver, ("a/../" + forged).c_str(), &adapter, kCpuId, 1U);
+    EXPECT_EQ(log.Get(),
+              (std::vector<std::string>{
+                  "E " + kTag +
+                  "CPU name leads out of the data folder, so that nothing can be captured: a/../" + shown}));
+}
+
+TEST_F(ForgedLines, AreShownInTheLineOfTheItmFile) {
+    const std::string name =
+        folder.Path("itm\x7F.ini");  // of the control characters, all platforms take this one
+    TraceFolder::WriteFile(name, "x_0=1\n");
+    ReadItmTypes(name);
+    EXPECT_EQ(log.Get(),
+              (std::vector<std::string>{"M " + kTag + "Opened file (" + folder.Path("itm\\x7F.ini") +
+                                        ") to get ITM channel setup."}));
+}
+
 TEST_F(ForgedLines, AreShownInTheLineOfTheFile) {
     Make();
     EXPECT_NE(ErrorOf([this] { driver->SetConfiguration(forged.c_str()); }), "");
@@ -218,6 +237,7 @@ TEST_F(ForgedLines, AreShownInWhatOthersThrow) {
     Make();
     struct Throwing : fakes::FakeTargetAdapter {
         using fakes::FakeTargetAdapter::FakeTargetAdapter;
+        uint32_t GetExportStatus(uint32_t, uint32_t&) override { ThrowError("five\nsix"); }
         uint32_t TraceRelease(uint32_t) override { throw std::runtime_error("one\ntwo"); }
         uint32_t TraceExportOpB(uint32_t) override {
             throw cPelkitError("three\nfour", cPelkitErrorIF::eSEVERITY_ERROR);
@@ -226,9 +246,10 @@ TEST_F(ForgedLines, AreShownInWhatOthersThrow) {
     driver = std::make_unique<ChannelDriver>(&receiver, "cpu", &throwing, kCpuId, 1U);
     log = LogLines();
     driver.reset();
-    EXPECT_EQ(log.Get(), (std::vector<std::string>{
-                             "M " + kTag + "Cannot stop recording as recording has not started yet",
-                             "E " + kTag + "Error of the host", "E " + kTag + "one\\ntwo"}));
+    EXPECT_EQ(log.Get(),
+              (std::vector<std::string>{
+                  "M " + kTag + "Cannot stop recording as recording has not started yet",
+                  "E " + kTag + "five\\nsix", "E " + kTag + "Error of the host", "E " + kTag + "one\\ntwo"}));
 }
 
 }  // namespace
