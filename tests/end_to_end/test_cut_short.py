@@ -141,13 +141,11 @@ class Port(CutShort):
     def test_port_that_comes_late_is_waited_for(self):
         number, link = self.port()
         running = self.begins(number, "--output", "o.bin", "--wait-for-port", "60", "--bytes", str(len(BYTES)))
-        time.sleep(0.5)
-        self.assertIsNone(running.poll())
+        self.assertIn(f"waiting for COM{number} ({link})", running.stdout.readline())
         _, *ends = self.plug_in()
         self.sends(ends[0])
-        output, error = running.communicate(timeout=LIMIT)
+        _, error = running.communicate(timeout=LIMIT)
         self.assertEqual(running.returncode, 0, error)
-        self.assertIn(f"waiting for COM{number} ({link})", output)
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
 
     def test_port_that_does_not_come_is_told(self):
