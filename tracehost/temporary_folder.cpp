@@ -4,6 +4,7 @@
 #include <fstream>
 #include <random>
 
+#include "source_utilities/environment_variables.h"
 #include "source_utilities/process.h"
 #include "tracehost/errors.h"
 
@@ -29,17 +30,32 @@ void RemoveLeftovers(const fs::path& base) {
     }
 }
 
+/// The variable that says where temporary files lie, in the platform's order; the first one when none is set.
+std::string TemporaryVariable() {
+    for (const char* const name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        if (!KORR_PLIM::platform::GetVariable(name).empty()) return name;
+    }
+    return "TMPDIR";
+}
+
 }  // namespace
 
 TemporaryFolder::TemporaryFolder() {
     std::error_code failure;
     const auto base = fs::temp_directory_path(failure);
-    if (!failure) RemoveLeftovers(base);
+    if (failure) {
+        const std::string variable = TemporaryVariable();
+        throw HostError("\"" + KORR_PLIM::platform::GetVariable(variable.c_str()) +
+                        "\" is no folder for temporary files (" + failure.message() + "): set " + variable +
+                        " to one that is there");
+    }
+    RemoveLeftovers(base);
     const std::string name = kPrefix + std::to_string(KORR_PLIM::platform::CurrentProcessId()) + "-" +
                              std::to_string(std::random_device()());
     const auto path = base / name;
-    if (failure || !fs::create_directory(path, failure)) {
-        throw HostError("no temporary folder can be made in \"" + base.string() + "\"");
+    if (!fs::create_directory(path, failure)) {
+        throw HostError("no temporary folder can be made in \"" + base.string() + "\" (" + failure.message() +
+                        "): set " + TemporaryVariable() + " to a folder that you may write in");
     }
     folder = path.string();
     hold.Take(folder);  // without the mark it is not swept, should this process be killed

@@ -230,6 +230,14 @@ ROWS = [
     (("rates", "--port", "59", "--clock", "48M", "--from", "9", "--to", "3"), plain, 2,
      said("--from is above --to: no prescaler lies between them")),
     (("rates", "--port", "/dev/null", "--clock", "48M"), closed_output, 1, said(CANNOT_USE)),
+    # --- temporary folder
+    (("record", "--demo"), variables(TMPDIR=MISSING), 1,
+     said(f'"{MISSING}" is no folder for temporary files ({NO_FILE}): set TMPDIR to one that is there')),
+    (("record", "--demo"), variables(TMPDIR="secret"), 1,
+     said('"secret" is no folder for temporary files (Not a directory): set TMPDIR to one that is there')),
+    (("diagnose", "--demo"), variables(TMPDIR="/proc"), 1,
+     said('no temporary folder can be made in "/proc" (No such file or directory): set TMPDIR to a folder that you may '
+          "write in")),
     # --- record: output
     ((*RECORD[:-1], ""), plain, 2, said('--output "": it must not be empty')),
     ((*RECORD[:-1], "folder"), plain, 2, said('"folder" is a folder: name a file in it')),

@@ -4,10 +4,12 @@ import json
 import os
 import pty
 import re
+import resource
 import signal
 import struct
 import subprocess
 import termios
+import time
 import unittest
 
 from hosting import BIN, HostTest, LIMIT, ON_WINE, SOURCE, find_process, main, wait_for
@@ -296,6 +298,61 @@ class Demo(HostTest):
         os.mkdir(foreign)
         self.assertEqual(self.run_host("record", "--demo", "--seconds", "0.1", "--output", "o.bin").returncode, 0)
         self.assertEqual(os.listdir(self.temporary), ["tracehost-of-another-kind"])
+
+    def ended_by_a_second_sigterm(self):
+        """Whether it was: the first one may have been answered before the second came."""
+        running = subprocess.Popen(self.command("record", "--demo", "--force", "--output", "killed.bin"),
+                                   env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
+        signal_source = wait_for(lambda: find_process("swosource", self.folder), "the signal")
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()), "a capture")
+        while running.poll() is None:
+            running.send_signal(signal.SIGTERM)
+            time.sleep(0.0005)
+        wait_for(lambda: not alive(signal_source), "the end of the signal")
+        return running.returncode == -signal.SIGTERM
+
+    def test_second_sigterm_leaves_no_program_and_its_folder_is_swept(self):
+        wait_for(self.ended_by_a_second_sigterm, "an end by the second SIGTERM")
+        self.assertEqual(len(os.listdir(self.temporary)), 1)
+        self.assertEqual(self.run_host("record", "--demo", "--seconds", "0.1", "--output", "o.bin").returncode, 0)
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_limit_on_the_size_of_files_leaves_no_program_and_no_folder(self):
+        result = subprocess.run(self.command("record", "--demo", "--seconds", "60", "--output", "o.bin"), text=True,
+                                env=self.environment(), cwd=self.folder, capture_output=True, timeout=LIMIT, check=False,
+                                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (60_000, 60_000)))
+        self.assertEqual(result.returncode, 5, result.stderr)
+        self.assertIn("takes no more (error 27: File too large; ", result.stderr)
+        self.assertEqual(os.path.getsize(self.file("o.bin")), 60_000)
+        self.assertIsNone(find_process("swosource", self.folder))
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_sigxfsz_ends_neither_recording_nor_signal(self):
+        running = subprocess.Popen(self.command("record", "--demo", "--quiet", "--output", "o.bin"), env=self.environment(),
+                                   cwd=self.folder)
+        self.started.append(Ended(running))
+        signal_source = wait_for(lambda: find_process("swosource", self.folder), "the signal")
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()), "a capture")
+        running.send_signal(signal.SIGXFSZ)
+        before = os.path.getsize(self.capture())
+        wait_for(lambda: os.path.getsize(self.capture()) > before + 1000, "more of the capture")
+        running.send_signal(signal.SIGTERM)
+        self.assertIn(running.wait(LIMIT), (0, 3))
+        self.assertFalse(alive(signal_source))
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_signal_that_ends_by_itself_is_told_as_a_vanished_port(self):
+        running = subprocess.Popen(self.command("record", "--demo", "--output", "o.bin"), env=self.environment(), text=True,
+                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.started.append(Ended(running))
+        signal_source = wait_for(lambda: find_process("swosource", self.folder), "the signal")
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()), "a capture")
+        os.kill(signal_source, signal.SIGXFSZ)
+        _, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 5, error)
+        self.assertRegex(error, r"bytes: COM1 \(\S+\) (vanished|could not be read any more)")
+        self.assertEqual(os.listdir(self.temporary), [])
 
     def test_folder_of_a_living_recording_is_left_alone(self):
         running = subprocess.Popen(self.command("record", "--demo", "--output", "o.bin"), env=self.environment(),
