@@ -249,6 +249,13 @@ ROWS = [
     ((*RECORD[:-1], "ro/o.tdf"), read_only_folder, 2, said(f'"ro/o.tdf" cannot be written: Read-only file system: {SAVE_IT}')),
     ((*RECORD[:-1], "full/o.tdf"), full_folder, 1, said('"full/o.tdf" cannot be written: is the folder there, and is there room?')),
     # --- doctor
+    (("check", "--only", "nonsense"), plain, 2, said('--only "nonsense" is no check: see "tracehost check --list"')),
+    (("check", "--pair", "5"), plain, 2, said('--pair "5": give two ports, such as 5=6')),
+    (("check", "--pair", "5=x"), plain, 2, said(f'--port "x": {PORT}')),
+    (("check", "--rounds", "0"), plain, 2, said('--rounds "0": give a number from 1 to 100000')),
+    (("check", "--time-limit", "nan"), plain, 2, said('--time-limit "nan": ...')),
+    (("check", "--list"), full_output, 1, said(CANNOT_WRITE)),
+    (("check", "--list"), closed_output, 1, said(CANNOT_USE)),
     (("doctor", "x"), plain, 2, said(f'not understood: "x": {HELP.format("doctor ")}')),
     (("doctor", "--port", "x"), plain, 2, said(f'--port "x": {PORT}')),
     (("doctor", "--port", ""), plain, 2, said('--port "": it must not be empty')),
