@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "source_utilities/visible_text.h"
 #include "trace/arrival_gaps.h"
 #include "tracehost/errors.h"
 #include "tracehost/number_option.h"
@@ -21,7 +22,9 @@ constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
 constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
 constexpr NumberOption kCounterPortOption{"--counter-port", Measure::Count, 0, 255, true};
 
-void Warn(const std::string& text) { std::fprintf(stderr, "tracehost: %s\n", text.c_str()); }
+void Warn(const std::string& text) {
+    std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(text).Text());
+}
 
 std::unique_ptr<ByteSource> Open(const std::string& file) {
     if (file == kStandardInput) return std::make_unique<StandardInputSource>();

@@ -3,6 +3,7 @@
 
 #include "exports/csv_writer.h"
 #include "exports/json_lines_writer.h"
+#include "source_utilities/visible_text.h"
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
@@ -163,10 +164,11 @@ class Decoding {
         const auto& totals = analysis.Losses().Totals();
         if (!usable) {
             std::fprintf(stderr, "%s: nothing usable (%s); \"tracehost diagnose\" tells more\n",
-                         capture.name.c_str(), std::string(Swo::SignalVerdictName(verdict)).c_str());
+                         KORR_PLIM::Visible(capture.name).Text(),
+                         std::string(Swo::SignalVerdictName(verdict)).c_str());
         } else if (totals.lostOnTheWay + totals.lostInTarget > 0) {
-            std::fprintf(stderr, "%s: lost: %s; \"tracehost report\" tells where\n", capture.name.c_str(),
-                         SummariseLosses(totals).c_str());
+            std::fprintf(stderr, "%s: lost: %s; \"tracehost report\" tells where\n",
+                         KORR_PLIM::Visible(capture.name).Text(), SummariseLosses(totals).c_str());
         }
     }
 

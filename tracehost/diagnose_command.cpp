@@ -1,4 +1,5 @@
 // tracehost diagnose
+#include "source_utilities/visible_text.h"
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/diagnosis_text.h"
@@ -45,8 +46,8 @@ int Diagnose(const CaptureRequest& request, bool ofPort, TextOutput& output) {
         Swo::SignalFeatures features = analysis.Features();
         AddHostKnowledge(capture, analysis, features);
         const Swo::Diagnosis diagnosis = Swo::Diagnose(features);
-        std::string text =
-            (ofPort ? capture.sheet.port : capture.name) + ": " + VerdictLine(features, diagnosis) + "\n";
+        std::string text = KORR_PLIM::Visible(ofPort ? capture.sheet.port : capture.name).Text() +
+                           std::string(": ") + VerdictLine(features, diagnosis) + "\n";
         for (const std::string& line : Advice(features, diagnosis, capture.sheet)) text += "  " + line + "\n";
         text += "Measured:\n";
         for (const std::string& line : DescribeFeatures(features)) text += "  " + line + "\n";

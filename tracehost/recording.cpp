@@ -10,6 +10,7 @@
 #include "simulator/pelkit/error_reading.h"
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/file_system.h"
+#include "source_utilities/visible_text.h"
 #include "tracehost/capture_watch.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
@@ -164,7 +165,8 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     try {
         Save(driver);
     } catch (...) {
-        if (result.CutShort()) std::fprintf(stderr, "tracehost: %s\n", result.CutShortSentence().c_str());
+        if (result.CutShort())
+            std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(result.CutShortSentence()).Text());
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
         const std::string explanation = Explain(CurrentErrorText(), Used());
@@ -249,7 +251,8 @@ int Recording::Conclude() {
         FinishStandardOutput(jsonOutput);
     }
     FinishStandardOutput(output);
-    if (!conclusion.problem.empty()) std::fprintf(stderr, "tracehost: %s\n", conclusion.problem.c_str());
+    if (!conclusion.problem.empty())
+        std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(conclusion.problem).Text());
     return conclusion.status;
 }
 

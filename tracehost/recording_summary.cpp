@@ -2,12 +2,15 @@
 
 #include <cmath>
 
+#include "source_utilities/visible_text.h"
 #include "tracehost/number_option.h"
 #include "tracehost/progress.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
+
+using KORR_PLIM::Visible;
 
 const char* Count(const RecordingResult& result) { return result.parts.size() == 1 ? "" : " in all"; }
 
@@ -23,8 +26,8 @@ void PrintParts(std::FILE* output, const RecordingResult& result) {
                  result.parts.size() - 1);
     for (const RecordedPart& part : result.parts) {
         std::fprintf(output, "  %.1f s to %.1f s  %llu bytes in %s%s%s\n", part.begin, part.end,
-                     static_cast<unsigned long long>(part.bytes), part.file.c_str(),
-                     part.fault.empty() ? "" : ", then ", part.fault.c_str());
+                     static_cast<unsigned long long>(part.bytes), Visible(part.file).Text(),
+                     part.fault.empty() ? "" : ", then ", Visible(part.fault).Text());
     }
 }
 
@@ -47,19 +50,19 @@ void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputF
     std::fprintf(output, "\nRecorded %llu bytes in %.1f s (%s/s)%s\n",
                  static_cast<unsigned long long>(result.bytes), result.seconds, FormatBytes(rate).c_str(),
                  Count(result));
-    std::fprintf(output, "  CPU           %s\n", request.cpu.c_str());
+    std::fprintf(output, "  CPU           %s\n", Visible(request.cpu).Text());
     std::fprintf(output, "  trace clock   %s MHz\n", FormatExact(result.traceClock / 1e6).c_str());
     std::fprintf(output, "  prescaler     %u\n", result.Prescaler());
     std::fprintf(output, "  baud rate     %.0f\n", result.bitRate);
     if (!result.parts.empty()) {
-        std::fprintf(output, "  capture file  %s\n", result.parts.back().captureFile.c_str());
-        std::fprintf(output, "  saved         %s (%s)\n", result.parts.back().file.c_str(),
+        std::fprintf(output, "  capture file  %s\n", Visible(result.parts.back().captureFile).Text());
+        std::fprintf(output, "  saved         %s (%s)\n", Visible(result.parts.back().file).Text(),
                      Kind(file).c_str());
     }
     PrintParts(output, result);
     if (result.reason == EndReason::ReaderGone) {
         std::fprintf(output, "The reader of \"%s\" closed it: the recording ended there.\n",
-                     file.Name().c_str());
+                     Visible(file.Name()).Text());
     }
     if (result.bytes == 0) {
         std::fprintf(output,

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "source_utilities/visible_text.h"
 #include "tracehost/diagnosis_text.h"
 #include "tracehost/human_numbers.h"
 #include "tracehost/loss_text.h"
@@ -44,7 +45,8 @@ std::string Framing(const Swo::CaptureAnalysis& analysis) {
 
 std::string Head(const CaptureReport& report) {
     const auto& counts = report.analysis.Counts();
-    std::string text = report.capture.name + ": " + CountOf(report.analysis.Bytes(), "byte");
+    std::string text = KORR_PLIM::Visible(report.capture.name).Text() + std::string(": ") +
+                       CountOf(report.analysis.Bytes(), "byte");
     if (report.analysis.Bytes() == 0) return text + "\n";
     const uint64_t syncs = counts.Of(PacketKind::Sync);
     text += Framing(report.analysis) + ", " + (syncs == 0 ? "no sync marks" : CountOf(syncs, "sync mark"));

@@ -232,6 +232,16 @@ class Shown(Played):
         self.assertNotIn("0:01 left", shown)
         self.assertRegex(shown, r"0\.\d s left")
 
+    def test_control_characters_of_names_are_shown_escaped(self):
+        name = "two\nlines \x1b[31mred.bin"
+        shown = "two\\nlines \\x1B[31mred.bin"
+        result = self.record("--bytes", "1000", "--output", name)
+        self.assertIn(f"  saved         {shown} (raw)\n", result.stdout.decode())
+        for command in ("report", "diagnose"):
+            self.assertTrue(self.run_host(command, name).stdout.startswith(shown + ": "), command)
+        self.assertIn(f'"{shown}" exists', self.run_host("record", "--demo", "--output", name).stderr)
+        self.assertIn(shown, self.run_host("decode", name).stderr)
+
     def test_quiet_shows_nothing(self):
         shown, status = self.on_terminal("--seconds", "0.3", "--quiet", "--output", "o.bin")
         self.assertEqual((shown, status), ("", 0))
@@ -299,24 +309,38 @@ class Demo(HostTest):
         self.assertEqual(self.run_host("record", "--demo", "--seconds", "0.1", "--output", "o.bin").returncode, 0)
         self.assertEqual(os.listdir(self.temporary), ["tracehost-of-another-kind"])
 
-    def ended_by_a_second_sigterm(self):
-        """Whether it was: the first one may have been answered before the second came."""
-        running = subprocess.Popen(self.command("record", "--demo", "--force", "--output", "killed.bin"),
-                                   env=self.environment(), cwd=self.folder, stdout=subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL)
-        signal_source = wait_for(lambda: find_process("swosource", self.folder), "the signal")
-        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()), "a capture")
-        while running.poll() is None:
-            running.send_signal(signal.SIGTERM)
-            time.sleep(0.0005)
-        wait_for(lambda: not alive(signal_source), "the end of the signal")
-        return running.returncode == -signal.SIGTERM
-
     def test_second_sigterm_leaves_no_program_and_its_folder_is_swept(self):
-        wait_for(self.ended_by_a_second_sigterm, "an end by the second SIGTERM")
+        """The first one is not answered: nobody reads what is written."""
+        running = subprocess.Popen(self.command("record", "--demo", "--output", "-"), env=self.environment(),
+                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.started.append(Ended(running))
+        self.addCleanup(running.stdout.close)
+        signal_source = wait_for(lambda: find_process("swosource", self.folder), "the signal")
+        wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 200_000, "a full pipe")
+        running.send_signal(signal.SIGTERM)
+        time.sleep(0.7)
+        self.assertIsNone(running.poll())
+        running.send_signal(signal.SIGTERM)
+        self.assertEqual(running.wait(LIMIT), -signal.SIGTERM)
+        wait_for(lambda: not alive(signal_source), "the end of the signal")
         self.assertEqual(len(os.listdir(self.temporary)), 1)
         self.assertEqual(self.run_host("record", "--demo", "--seconds", "0.1", "--output", "o.bin").returncode, 0)
         self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_signal_that_comes_twice_at_once_is_one_wish(self):
+        """As timeout(1) sends it: to the program and to its group."""
+        for number in (signal.SIGTERM, signal.SIGINT):
+            running = subprocess.Popen(self.command("record", "--demo", "--force", "--output", "o.bin"), text=True,
+                                       env=self.environment(), cwd=self.folder, stdout=subprocess.PIPE)
+            wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()), "a capture")
+            for _ in range(20):
+                running.send_signal(number)
+                time.sleep(0.0005)
+            output, _ = running.communicate(timeout=LIMIT)
+            self.assertIn(running.returncode, (0, 3))
+            self.assertIn("\nRecorded ", output)
+            self.assertGreater(os.path.getsize(self.file("o.bin")), 0)
+            os.unlink(self.capture())
 
     def test_limit_on_the_size_of_files_leaves_no_program_and_no_folder(self):
         result = subprocess.run(self.command("record", "--demo", "--seconds", "60", "--output", "o.bin"), text=True,
