@@ -46,7 +46,7 @@ class SimulatedSetupAdapter final : public SetupAdapter {
     void Reserved8() override { JournalReservedCall(kLibrary, "Reserved8"); }
 
     HostString& GetSetupFile(const HostString& cpu, HostString& path) override try {
-        const std::string cpuName = cpu;
+        const std::string& cpuName = cpu;  // where the host has another string, one made of it
         JournalCall call(kLibrary, "GetSetupFile", {{"cpu", cpuName}});
         path.clear();
         if (destroyed) {
