@@ -39,8 +39,9 @@ std::string WithMeaning(int code) {
 /// Bytes free on the disk of a file; absent when the platform does not tell.
 std::optional<uint64_t> RoomBeside(const std::string& file) {
     uint64_t bytes = 0;
-    if (!KORR_PLIM::platform::FreeSpace(fs::path(file).parent_path().string().c_str(), bytes))
+    if (!KORR_PLIM::platform::FreeSpace(fs::path(file).parent_path().string().c_str(), bytes)) {
         return std::nullopt;
+    }
     return bytes;
 }
 

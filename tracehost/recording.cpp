@@ -165,8 +165,9 @@ void Recording::StopAndSave(CChannelDriver& driver) {
     try {
         Save(driver);
     } catch (...) {
-        if (result.CutShort())
+        if (result.CutShort()) {
             std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(result.CutShortSentence()).Text());
+        }
         const std::string why =
             stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
         const std::string explanation = Explain(CurrentErrorText(), Used());
@@ -251,8 +252,9 @@ int Recording::Conclude() {
         FinishStandardOutput(jsonOutput);
     }
     FinishStandardOutput(output);
-    if (!conclusion.problem.empty())
+    if (!conclusion.problem.empty()) {
         std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(conclusion.problem).Text());
+    }
     return conclusion.status;
 }
 

@@ -26,12 +26,13 @@ Bytes Harmed(Bytes bytes, unsigned seed) {
     std::mt19937 random(seed);
     for (int i = 0; i < 12; ++i) {
         const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(5000 + random() % (bytes.size() - 6000));
-        if (i % 3 == 0)
+        if (i % 3 == 0) {
             bytes.erase(at, at + static_cast<std::ptrdiff_t>(1 + random() % 300));
-        else if (i % 3 == 1)
+        } else if (i % 3 == 1) {
             *at = static_cast<uint8_t>(random());
-        else
+        } else {
             bytes.insert(at, 1 + random() % 30, static_cast<uint8_t>(random()));
+        }
     }
     return bytes;
 }

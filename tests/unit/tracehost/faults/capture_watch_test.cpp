@@ -153,8 +153,9 @@ TEST_F(CaptureWatchFaults, GrowingCaptureAsksNothingOfTheDisk) {
     fakes::file_system::SetFreeSpace(0);
     fakes::file_system::Script().Fail("Write");
     CaptureWatch watch = Watch();
-    for (int look = 1; look < 30; ++look)
+    for (int look = 1; look < 30; ++look) {
         EXPECT_EQ(What(watch.Look(look * 0.1, static_cast<uint64_t>(look))), "nothing");
+    }
     EXPECT_TRUE(fakes::file_system::FreeSpaceLog().empty());
 }
 
