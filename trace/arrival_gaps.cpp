@@ -49,7 +49,8 @@ std::vector<Silence> FindSilences(std::span<const Arrival> arrivals) {
         if (rate <= 0) continue;
         const double idle = Look(arrivals, at).Idle(rate);
         if (idle <= static_cast<double>(kShortestSilence)) continue;
-        silences.push_back({arrivals[at - 1].bytes, static_cast<uint64_t>(std::min(idle, kLongest) + 0.5)});
+        silences.push_back(
+            {arrivals[at - 1].bytes, static_cast<uint64_t>(std::llround(std::min(idle, kLongest)))});
     }
     return silences;
 }
