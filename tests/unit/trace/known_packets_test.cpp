@@ -152,5 +152,20 @@ TEST(KnownPackets, AnEarlierStateGoesOnInTheSameWay) {
     EXPECT_EQ(other.Odd(0x0B), recording.Odd(0x0C));
 }
 
+TEST(KnownPackets, AnEarlierStateKnowsHowLongNothingWasNew) {
+    Recording recording;
+    recording.Usual(400);
+    const KnownPackets::Mark settled = recording.known.Now();
+    recording.Odd();
+    const KnownPackets::Mark unsettled = recording.known.Now();
+    Recording other;
+    other.known.Rewind(settled, recording.known);
+    EXPECT_EQ(other.Odd(0x0B), kKindHint);
+    EXPECT_FALSE(other.known.Knows(0x0B)) << "nothing was learnt for a long time";
+    other.known.Rewind(unsettled, recording.known);
+    EXPECT_EQ(other.Odd(0x0B), 0) << "the other one was new 200 packets before";
+    EXPECT_FALSE(other.known.Knows(0x0B));
+}
+
 }  // namespace
 }  // namespace Korr::Plim::Trace::Swo
