@@ -3,10 +3,13 @@ import json
 import os
 import random
 import re
+import select
 import subprocess
+import time
+import tty
 import unittest
 
-from hosting import HostTest, ON_WINE, main, wait_for
+from hosting import HostTest, ON_WINE, SOURCE, main, wait_for
 
 NEAR = 300  # bytes behind a hole in which its entry stands
 BEFORE = 8  # the packet that a hole falls in began so much before at most
@@ -176,6 +179,52 @@ class Holes(Ledger):
         result = self.run_host("decode", self.host_path(self.file("empty")))
         self.assertEqual((result.returncode, result.stdout), (4, ""))
         self.assertIn("nothing usable (no-bytes)", result.stderr)
+
+
+@unittest.skipIf(ON_WINE, "swosource hands its bytes to a port of the same platform")
+class Overrun(Ledger):
+    """What a probe drops because nobody takes its bytes: swosource tells where."""
+
+    def taken_in_bursts(self):
+        """A stream with holes, and where swosource dropped bytes: place in what is left, and length."""
+        link = self.file("probe")
+        command = [SOURCE, "--link", link, "--enabled", "--baud-check", "off", "--rate", "400000", "--bytes", "1000000",
+                   "--probe-buffer", "2000", "--report", self.file("played.json"), "--record-taken", self.file("taken.bin")]
+        with subprocess.Popen(command, stderr=subprocess.DEVNULL) as source:
+            wait_for(lambda: os.path.exists(link), "swosource's link")
+            port = os.open(link, os.O_RDWR | os.O_NOCTTY)
+            tty.setraw(port)
+            while source.poll() is None:
+                until = time.monotonic() + 0.04
+                while time.monotonic() < until:
+                    if select.select([port], [], [], 0.005)[0]:
+                        os.read(port, 65536)
+                time.sleep(0.03)
+            os.close(port)
+        with open(self.file("played.json")) as file:
+            played = json.load(file)
+        self.assertEqual(played["garbled"], 0)
+        cuts, before = [], played["dropped_unattended"]  # until the port was open
+        for gap in played["overruns"]["gaps"]:
+            cuts.append((gap["offset"] - before, gap["length"]))
+            before += gap["length"]
+        self.assertEqual(played["dropped"], before)
+        return self.read(self.file("taken.bin")), cuts
+
+    def test_ledger_agrees_with_what_the_source_has_dropped(self):
+        data, cuts = self.taken_in_bursts()
+        # What was dropped before the port was open, and while little was known, is left out.
+        first = 20_000
+        inside = [place for place, _ in cuts if first < place < len(data) - 1000]
+        self.assertGreater(len(inside), 5)
+        entries, totals = self.report(data)
+        told = [entry for entry in entries if entry["class"] != "target" and entry["severity"] != "edge" and
+                entry["offset"] > first - BEFORE]
+        for entry in told:
+            self.assertTrue(any(Holes.of_hole(entry, place) for place, _ in cuts), entry)
+        seen = sum(any(Holes.of_hole(entry, place) for entry in told) for place in inside)
+        print(f"{len(cuts)} holes, of {len(inside)} {seen} seen; forecast {totals['forecast']}")
+        self.assertGreater(seen, len(inside) // 4)
 
 
 @unittest.skipIf(ON_WINE, "swosource hands its bytes to a port of the same platform")
