@@ -93,7 +93,7 @@ void CheckWhatIsMeant(const CaptureRequest& request, const std::vector<CLI::Opti
         "diagnose --help\"");
 }
 
-int Run(DiagnoseRequest request) {
+int Run(const DiagnoseRequest& request) {
     TextOutput output("-", false);
     const int status = request.capture.file.empty() ? DiagnosePort(request, output)
                                                     : Diagnose(request.capture, false, output);

@@ -96,6 +96,23 @@ void AddRateAdvice(std::vector<std::string>& lines, const Swo::Diagnosis& diagno
     lines.push_back("\"tracehost rates\" shows which rates the port takes, and how well.");
 }
 
+/// What port and driver told of themselves.
+void AddTrouble(std::vector<std::string>& lines, const Swo::SignalFeatures& features,
+                const RecordingSheet& sheet) {
+    if (sheet.baudAsked && sheet.baudTaken &&
+        std::abs(*sheet.baudTaken - *sheet.baudAsked) > kRateTolerance * *sheet.baudAsked) {
+        lines.push_back("The port did not take the rate: it was asked for " + Baud(*sheet.baudAsked) +
+                        " baud and reports " + Baud(*sheet.baudTaken) + ".");
+    }
+    if (features.readErrorLogged) {
+        lines.push_back("The driver ended the reads with error 995, as it does when the line has errors.");
+    }
+    if (features.lineErrors.value_or(0) > 0) {
+        lines.push_back("The port's driver counted " + CountOf(*features.lineErrors, "error") +
+                        " of the line.");
+    }
+}
+
 }  // namespace
 
 std::string VerdictLine(const Swo::SignalFeatures& features, const Swo::Diagnosis& diagnosis) {
@@ -155,18 +172,7 @@ std::vector<std::string> Advice(const Swo::SignalFeatures& features, const Swo::
         case SignalVerdict::Good:
             break;
     }
-    if (sheet.baudAsked && sheet.baudTaken &&
-        std::abs(*sheet.baudTaken - *sheet.baudAsked) > kRateTolerance * *sheet.baudAsked) {
-        lines.push_back("The port did not take the rate: it was asked for " + Baud(*sheet.baudAsked) +
-                        " baud and reports " + Baud(*sheet.baudTaken) + ".");
-    }
-    if (features.readErrorLogged) {
-        lines.push_back("The driver ended the reads with error 995, as it does when the line has errors.");
-    }
-    if (features.lineErrors.value_or(0) > 0) {
-        lines.push_back("The port's driver counted " + CountOf(*features.lineErrors, "error") +
-                        " of the line.");
-    }
+    AddTrouble(lines, features, sheet);
     return lines;
 }
 

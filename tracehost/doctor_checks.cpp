@@ -165,7 +165,7 @@ DoctorEnvironment ReadEnvironment() {
     }
     for (const std::string& name : names) {
         const std::string value = platform::GetVariable(name.c_str());
-        if (!value.empty()) environment.variables.push_back(name + "=" + value);
+        if (!value.empty()) environment.variables.push_back(std::string(name).append("=").append(value));
     }
     return environment;
 }
