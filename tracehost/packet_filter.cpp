@@ -79,8 +79,8 @@ Swo::Ports ParsePorts(const std::string& option, const std::string& list) {
                                   : ReadWholeNumber(std::string_view(part).substr(dash + 1), last);
         if (dash == std::string::npos) last = first;
         if (!firstRead || !lastRead || last > 255 || first > last) {
-            throw UsageError(option + " \"" + list +
-                             "\": give stimulus ports from 0 to 255, such as 0,3,8-15");
+            throw UsageError(std::string(option).append(" \"").append(list).append(
+                "\": give stimulus ports from 0 to 255, such as 0,3,8-15"));
         }
         for (uint32_t port = first; port <= last; ++port) ports.set(port);
     }
