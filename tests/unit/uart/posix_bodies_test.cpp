@@ -490,6 +490,19 @@ TEST_F(PosixBodies, RefusedModemLinesAreNoFailure) {
     EXPECT_TRUE(port.SetState(state));
 }
 
+TEST_F(PosixBodies, RateIsAskedForInBothDirections) {
+    ASSERT_TRUE(port.Open(5));
+    system.settings.c_ispeed = 9600;
+    system.settings.c_ospeed = 9600;
+    LineState state;
+    ASSERT_TRUE(port.GetState(state));
+    state.baudRate = 1920000;
+    ASSERT_TRUE(port.SetState(state));
+    EXPECT_EQ(system.settings.c_ispeed, 1920000U);
+    EXPECT_EQ(system.settings.c_ospeed, 1920000U);
+    EXPECT_EQ(system.settings.c_cflag & CBAUD, static_cast<tcflag_t>(BOTHER));
+}
+
 }  // namespace
 
 }  // namespace Korr::Plim::Trace::Tarnel
