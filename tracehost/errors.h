@@ -27,6 +27,12 @@ class PluginError : public HostError {
     std::string further;
 };
 
+/// The reader of standard output closed it, as "head" does when it has seen enough: nobody has to be told.
+class ReaderEnded : public HostError {
+  public:
+    using HostError::HostError;
+};
+
 /// What the user asked for cannot be understood or carried out as asked (exit status 2).
 class UsageError : public HostError {
   public:

@@ -44,6 +44,8 @@ int main(int argc, char** argv) {
         return ReportPlugin(error);
     } catch (const UsageError& error) {
         return Report(error.what(), kWrongUsage);
+    } catch (const ReaderEnded&) {
+        return kFailed;
     } catch (const std::exception& error) {
         return Report(error.what(), kFailed);
     } catch (...) {

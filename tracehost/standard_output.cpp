@@ -7,7 +7,9 @@ namespace Korr::Plim::Trace::Tracehost {
 void FinishStandardOutput(std::FILE* stream) {
     const bool flushed = std::fflush(stream) == 0;
     if (flushed && std::ferror(stream) == 0) return;
-    throw HostError("standard output cannot be written: is the disk full, or did its reader end?");
+    const std::string text = "standard output cannot be written: is the disk full, or did its reader end?";
+    if (ReaderHasEnded(stream)) throw ReaderEnded(text);
+    throw HostError(text);
 }
 
 void PrintText(const std::string& text) {

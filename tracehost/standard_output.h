@@ -16,8 +16,11 @@ void OccupyStandardStreams();
 std::FILE* TakeStandardOutput();
 /// Prints a text as all that a command prints. \throws HostError when it could not be written
 void PrintText(const std::string& text);
-/// Ends the output of a command. \throws HostError when something of it could not be written
+/// Ends the output of a command. \throws HostError when something of it could not be written, ReaderEnded
+/// when that is the wish of who reads it
 void FinishStandardOutput(std::FILE* stream);
+/// Seam: whether a stream is a pipe that nobody reads any more. Never known on Windows.
+bool ReaderHasEnded(std::FILE* stream);
 /// Seam: whether a stream is shown on a terminal.
 bool IsTerminal(std::FILE* stream);
 /// Seam: columns of the terminal that a stream is shown on; 0 when they are not known.

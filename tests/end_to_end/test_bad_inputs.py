@@ -54,7 +54,7 @@ ROWS = [
     (("-x", "record"), plain, 2, said(f'not understood: "-x": {HELP.format("record ")}')),
     (("--help",), full_output, 1, said(CANNOT_WRITE)),
     (("--help",), closed_output, 1, said(CANNOT_USE)),
-    (("--help",), ended_reader, 1, said(CANNOT_WRITE)),
+    (("--help",), ended_reader, 1, ""),
     (("--version",), full_output, 1, said(CANNOT_WRITE)),
     (("help", "recrod"), plain, 2, said(f'"recrod" is no command: {HELP.format("")}')),
     (("help", "record", "x"), plain, 2, said(f'not understood: "x": {HELP.format("help ")}')),
@@ -79,7 +79,7 @@ ROWS = [
     (("info", "some.bin", "extra"), plain, 2, said(f'not understood: "extra": {HELP.format("info ")}')),
     (("info", "some.bin"), full_output, 1, said(CANNOT_WRITE)),
     (("info", "some.bin"), closed_output, 1, said(CANNOT_USE)),
-    (("info", "some.bin"), ended_reader, 1, said(CANNOT_WRITE)),
+    (("info", "some.bin"), ended_reader, 1, ""),
     (("info", "empty"), plain, 0, ""),
     # --- ports
     (("ports", "x"), plain, 2, said(f'not understood: "x": {HELP.format("ports ")}')),
@@ -202,6 +202,9 @@ ROWS = [
      said('"damaged.tdf" is damaged at offset 16: the section is longer than the rest of the file')),
     (("report", "some.bin"), full_output, 1, said(CANNOT_WRITE)),
     (("report", "some.bin"), closed_output, 1, said(CANNOT_USE)),
+    (("report", "some.bin"), ended_reader, 1, ""),
+    (("decode", "some.bin", "--format", "csv"), ended_reader, 1,
+     'some.bin: nothing usable (rate-too-low); "tracehost diagnose" tells more\n'),
     (("report", "empty"), plain, 4, ""),
     # --- diagnose, rates
     (("diagnose",), variables(TRACEHOST_BOARD=""), 2, said('name a FILE, or the port to look at (--port, with --clock and --prescaler): '

@@ -1,6 +1,7 @@
 #include "tracehost/standard_output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -29,6 +30,11 @@ std::FILE* TakeStandardOutput() {
         throw HostError("standard output cannot be used: is it open?");
     }
     return stream;
+}
+
+bool ReaderHasEnded(std::FILE* stream) {
+    pollfd output{fileno(stream), POLLOUT, 0};
+    return poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
 }
 
 bool IsTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }

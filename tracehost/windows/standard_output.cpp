@@ -23,6 +23,8 @@ std::FILE* TakeStandardOutput() {
     return stream;
 }
 
+bool ReaderHasEnded(std::FILE*) { return false; }
+
 bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
 
 std::size_t TerminalWidth(std::FILE* stream) {
