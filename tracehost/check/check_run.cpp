@@ -114,6 +114,22 @@ class Results {
     std::exception_ptr failure;
 };
 
+/// Threads that are waited for at the object's end.
+class Workers {
+  public:
+    Workers() = default;
+    ~Workers() {
+        for (std::thread& thread : threads) thread.join();
+    }
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+
+    void Start(const std::function<void()>& work) { threads.emplace_back(work); }
+
+  private:
+    std::vector<std::thread> threads;
+};
+
 }  // namespace
 
 const char* NameOf(Outcome outcome) {
@@ -154,8 +170,8 @@ void RunChecks(const RunSettings& settings, const std::vector<const Check*>& che
     };
     const uint32_t atOnce =
         settings.pairs.empty() ? std::clamp(std::thread::hardware_concurrency(), 1u, kMostAtOnce) : 1;
-    std::vector<std::jthread> workers;
-    for (uint32_t i = 0; i < atOnce; ++i) workers.emplace_back(work);
+    Workers workers;
+    for (uint32_t i = 0; i < atOnce; ++i) workers.Start(work);
     for (std::size_t i = 0; i < checks.size(); ++i) take(results.Take(i));
 }
 

@@ -87,11 +87,12 @@ void CheckStateRefusals(Stage& stage) {
         const uint32_t code = driver.Code();
         const std::size_t calls = scene.adapter.calls.size();
         const std::string in = std::string(" of a driver that is ") + NameOf(state);
-        const auto refused = [&](const std::string& what, const char* text) {
+        const auto refused = [&](const char* operation, const char* text) {
+            const std::string what = operation + in;
             Expect(stage.Log().find(text) != std::string::npos,
-                   what + in + ": the log does not tell " + Shown(text));
-            ExpectEqual("GetStatus after " + what + in + ": code", driver.Code(), code);
-            ExpectEqual("calls of the target adapter by " + what + in, scene.adapter.calls.size(), calls);
+                   what + ": the log does not tell " + Shown(text));
+            ExpectEqual("GetStatus after " + what + ": code", driver.Code(), code);
+            ExpectEqual("calls of the target adapter by " + what, scene.adapter.calls.size(), calls);
         };
         if (state == State::Created || state == State::Recording) {
             driver.StartRecording();

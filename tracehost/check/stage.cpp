@@ -65,7 +65,9 @@ const Plugin& Stage::LoadedPlugin() {
 
 void Stage::WriteBoard() const {
     std::string text = "{";
-    for (const auto& [key, json] : board) text += (text.size() > 1 ? ", \"" : "\"") + key + "\": " + json;
+    for (const auto& [key, json] : board) {
+        text.append(text.size() > 1 ? ", \"" : "\"").append(key).append("\": ").append(json);
+    }
     if (!Simulator::ReplaceFile(File("board.json"), text + "}\n")) {
         throw HostError("\"" + File("board.json") + "\" cannot be written: is the disk full?");
     }

@@ -49,6 +49,7 @@ class ChildSetUp {
     /// \return the platform's error number
     int Start(const std::vector<std::string>& words, pid_t& process) const {
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
         arguments.push_back(nullptr);
         return posix_spawn(&process, arguments[0], &files, &attributes, arguments.data(), environ);

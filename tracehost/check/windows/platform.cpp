@@ -4,6 +4,9 @@
 
 #include <tlhelp32.h>
 
+/// Declared here once more because not every set of headers has it.
+extern "C" WINBASEAPI BOOL WINAPI GetProcessHandleCount(HANDLE process, PDWORD count);
+
 namespace Korr::Plim::Trace::Tracehost::Validation {
 
 const char* ErrorDeleteExport() { return "?Delete@cPelkitError@@UEAAXXZ"; }
