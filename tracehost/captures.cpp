@@ -1,6 +1,7 @@
 #include "tracehost/captures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <vector>
 
@@ -52,7 +53,7 @@ void Settle(const CaptureRequest& request, Capture& capture) {
     capture.length = capture.input->Length();
     TakeSheet(request, capture);
     const double clock = request.clock.value_or(capture.sheet.traceClock.value_or(0));
-    capture.scale.clockHz = static_cast<uint64_t>(std::clamp(clock, 0.0, 4e9) + 0.5);
+    capture.scale.clockHz = static_cast<uint64_t>(std::llround(std::clamp(clock, 0.0, 4e9)));
     capture.scale.prescale = request.timestampPrescale.value_or(capture.sheet.timestampPrescale.value_or(1));
     capture.options.prescale = capture.scale.prescale;
     capture.options.counterPort = request.counterPort;
