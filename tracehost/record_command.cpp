@@ -1,6 +1,7 @@
 // tracehost record
 #include <memory>
 
+#include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/json_output.h"
