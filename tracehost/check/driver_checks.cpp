@@ -90,8 +90,8 @@ void CheckStateRefusals(Stage& stage) {
         const auto refused = [&](const char* operation, const char* text) {
             const std::string what = operation + in;
             Expect(stage.Log().find(text) != std::string::npos,
-                   what + ": the log does not tell " + Shown(text));
-            ExpectEqual("GetStatus after " + what + ": code", driver.Code(), code);
+                   std::string(what).append(": the log does not tell ").append(Shown(text)));
+            ExpectEqual(std::string("GetStatus after ").append(what).append(": code"), driver.Code(), code);
             ExpectEqual("calls of the target adapter by " + what, scene.adapter.calls.size(), calls);
         };
         if (state == State::Created || state == State::Recording) {
