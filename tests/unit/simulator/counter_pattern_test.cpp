@@ -51,7 +51,9 @@ TEST(CounterPattern, ABlockIsKnownOnlyAtItsBeginning) {
     for (size_t at = 0; at + 8 <= bytes.size(); ++at) {
         uint32_t number = 0;
         ASSERT_EQ(counter_pattern::ReadBlock(bytes.data() + at, number), at % 8 == 0) << at;
-        if (at % 8 == 0) ASSERT_EQ(number, at / 8);
+        if (at % 8 == 0) {
+            ASSERT_EQ(number, at / 8);
+        }
     }
 }
 

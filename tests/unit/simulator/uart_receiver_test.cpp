@@ -40,7 +40,9 @@ TEST(UartReceiver, GarblesWhatIsSentAtAnotherRate) {
         uint64_t framingErrors = 0;
         EXPECT_NE(Receive(1e6, 1e6 * factor, AllBytes(), &framingErrors), AllBytes()) << factor;
         // At half the rate the tenth sample always falls on the stop bit of the next byte.
-        if (factor != 0.5) EXPECT_GT(framingErrors, 0U) << factor;
+        if (factor != 0.5) {
+            EXPECT_GT(framingErrors, 0U) << factor;
+        }
     }
 }
 
