@@ -377,7 +377,7 @@ class Record(HostTest):
         self.assertEqual(len(result.stdout.splitlines()), 1)
         shown = json.loads(result.stdout)
         self.assertEqual(list(shown), ["status", "problem", "end", "cpu", "bytes", "seconds", "lost_bytes",
-                                       "trace_clock_hz", "prescaler", "baud_rate", "format", "parts"])
+                                       "trace_clock_hz", "prescaler", "baud_rate", "format", "rates", "parts"])
         self.assertEqual([shown[name] for name in ("status", "problem", "end", "cpu", "bytes", "lost_bytes")],
                          [0, None, "bytes", "board/cpu", 2000, 0])
         self.assertEqual([shown[name] for name in ("trace_clock_hz", "prescaler", "baud_rate", "format")],
