@@ -5,6 +5,7 @@
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
 #include "channel/firmware_version.h"
+#include "source_utilities/on_failure.h"
 #include "uart/device_clock_readers.h"
 
 using KORR_PLIM::kLogOrdinary;
@@ -77,15 +78,13 @@ void ChannelDriver::PrepareCapture() {
 void ChannelDriver::MakeCollector() {
     const bool newerFirmware = probeKind == kBrantorProbe && firmwareVersion >= kFirmwareWithBreak;
     uint32_t prescalerInForce = prescaler;
+    // A start that fails leaves the prescaler that was tried last.
+    KORR_PLIM::OnFailure keepPrescaler([&] { prescaler = prescalerInForce; });
     try {
         collector = std::make_unique<UARTDataCollector>(comPort, traceClockHz, prescalerAuto,
                                                         prescalerInForce, captureFileName, newerFirmware);
     } catch (const std::bad_alloc&) {
-        prescaler = prescalerInForce;
         LogAndThrow(kNoCollector);
-    } catch (...) {
-        prescaler = prescalerInForce;
-        throw;
     }
     prescaler = prescalerInForce;
 }

@@ -1,6 +1,7 @@
 #include "channel/ChannelDriver.h"
 #include "channel/channel_log.h"
 #include "host_api/target_states.h"
+#include "source_utilities/on_failure.h"
 
 using KORR_PLIM::kLogOrdinary;
 using KORR_PLIM::LogError;
@@ -32,16 +33,13 @@ void ChannelDriver::StartRecording(uint8_t /*flag*/) {
     if (state == kCreated || state == kCalibrating) {
         return LogRefusal("Cannot start recording unless caltibration is complete");
     }
-    try {
-        targetAdapter->TraceExportOpA(cpuId);
-        targetAdapter->TraceExportOpB(cpuId);
-        CheckExportStatus();
-        PrepareCapture();
-        ProgramTpiu();
-    } catch (...) {
-        StopCapture();
-        throw;
-    }
+    KORR_PLIM::OnFailure stopCapture([this] { StopCapture(); });
+    targetAdapter->TraceExportOpA(cpuId);
+    targetAdapter->TraceExportOpB(cpuId);
+    CheckExportStatus();
+    PrepareCapture();
+    ProgramTpiu();
+    stopCapture.Dismiss();
     state = kRecording;
 }
 

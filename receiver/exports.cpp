@@ -1,6 +1,7 @@
 #include "receiver/exports.h"
 
 #include <cstdint>
+#include <memory>
 #include <new>
 
 #include "receiver/Receiver.h"
@@ -33,18 +34,13 @@ void PrepareEnvironment() {
 }
 
 void MakeInstance() {
-    try {
-        instance = new (std::nothrow) Receiver;
-        if (instance == nullptr) {
-            LogError("%s: Failed to create SWO receiver", kReceiverTag);
-            ThrowError("Failed to create SWO receiver");
-        }
-        LogMessage(kLogOrdinary, "%s: Created SWO receiver", kReceiverTag);
-    } catch (...) {
-        delete instance;
-        instance = nullptr;
-        throw;
+    std::unique_ptr<Receiver> made(new (std::nothrow) Receiver);
+    if (made == nullptr) {
+        LogError("%s: Failed to create SWO receiver", kReceiverTag);
+        ThrowError("Failed to create SWO receiver");
     }
+    LogMessage(kLogOrdinary, "%s: Created SWO receiver", kReceiverTag);
+    instance = made.release();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "uart/UARTDataCollector.h"
 
 #include "host_api/throw_error.h"
+#include "source_utilities/on_failure.h"
 #include "source_utilities/trace_environment.h"
 #include "source_utilities/uMutex.h"
 #include "source_utilities/uThread.h"
@@ -48,18 +49,20 @@ UARTDataCollector::UARTDataCollector(uint32_t comPort, double traceClock, bool a
                                      bool breakOnStop)
     : portNumber(comPort), sendBreakOnStop(breakOnStop), buffer(SerialPort::kCaptureReadSize) {
     OpenLog();
+    KORR_PLIM::OnFailure closePort([this] {
+        if (portHandle.IsOpen()) portHandle.Close();
+    });
     try {
         OpenPort();
         ConfigurePort(portHandle, savedPortState, traceClock, autoPrescaler, prescaler, baudRate);
         DiscardPendingBytes();
         ReportConfiguration(traceClock, prescaler);
         MakeCaptureFile(captureFileName);
-    } catch (const cPelkitError&) {
-        throw;  // each of these has left the port as its step says
-    } catch (...) {
-        if (portHandle.IsOpen()) portHandle.Close();
-        throw;
+    } catch (const cPelkitError& refusal) {
+        closePort.Dismiss();          // each of these has left the port as its step says
+        throw cPelkitError(refusal);  // a new one: see OnFailure
     }
+    closePort.Dismiss();
     running = true;
 }
 
