@@ -11,7 +11,6 @@
 #include "source_utilities/environment_variables.h"
 #include "source_utilities/file_system.h"
 #include "source_utilities/visible_text.h"
-#include "tracehost/capture_watch.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
 #include "tracehost/own_board.h"
@@ -112,6 +111,14 @@ uint64_t Recording::CapturedBytes(uint64_t padded) const {
     return failure ? padded : size;
 }
 
+void Recording::NoteFault(const CaptureFault& fault) {
+    RecordedPart& part = result.parts.back();
+    part.fault = fault.what;
+    part.portFault = fault.ofThePort;
+    part.readError = fault.readError;
+    result.reason = EndReason::Fault;
+}
+
 /// One part, until it shall end or has ended by itself. A fault counts more than the end of the time: what
 /// should have come until then did not.
 void Recording::Capture(CChannelDriver& driver) {
@@ -120,7 +127,7 @@ void Recording::Capture(CChannelDriver& driver) {
     part.begin = Elapsed();
     follower.Begin();
     file.LimitStream(BytesLeft());
-    CaptureWatch watch(log, port, part.captureFile);
+    watch.emplace(log, port, part.captureFile, thread);
     RateMeter meter;
     double watchAt = 0;
     for (std::optional<EndReason> reason; !reason;) {
@@ -133,22 +140,19 @@ void Recording::Capture(CChannelDriver& driver) {
                                note ? note() : std::string()});
         follower.Follow(driver, seconds);
         reason = EndReached(seconds, bytes);
+        if (reason) result.reason = *reason;
         std::optional<CaptureFault> fault;
-        if (reason || seconds >= watchAt) {
-            fault = watch.Look(seconds, captured);
+        if (reason) {
+            fault = watch->LastLook(seconds, captured);
+        } else if (seconds >= watchAt) {
+            fault = watch->Look(seconds, captured);
             watchAt = seconds + kWatchPause;
         }
         if (fault && reason != EndReason::Size) {
+            NoteFault(*fault);
             reason = EndReason::Fault;
-            part.fault = fault->what;
-            part.portFault = fault->ofThePort;
-            part.readError = fault->readError;
         }
-        if (reason) {
-            result.reason = *reason;
-        } else {
-            std::this_thread::sleep_for(kPollPause);
-        }
+        if (!reason) std::this_thread::sleep_for(kPollPause);
     }
     display.Finish();
 }
@@ -159,6 +163,9 @@ void Recording::StopAndSave(CChannelDriver& driver) {
         driver.StopRecording();
     } catch (...) {
         stopError = CurrentErrorText();
+    }
+    if (result.reason != EndReason::Fault && result.reason != EndReason::Size) {
+        if (const auto fault = watch->AfterStop(Elapsed())) NoteFault(*fault);
     }
     result.parts.back().end = result.seconds = Elapsed();
     if (signal) result.lostBytes = signal->End();

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "tracehost/capture_follower.h"
+#include "tracehost/capture_thread.h"
+#include "tracehost/capture_watch.h"
 #include "tracehost/demo_signal.h"
 #include "tracehost/explanation.h"
 #include "tracehost/host_session.h"
@@ -65,7 +67,9 @@ class Recording {
     void ExplainFailure();
     bool StartAgain(CChannelDriver& driver);
     void ReadSettings(CChannelDriver& driver);
+    void StartDriver(CChannelDriver& driver);
     void Capture(CChannelDriver& driver);
+    void NoteFault(const CaptureFault& fault);
     std::optional<EndReason> EndReached(double elapsed, uint64_t captured) const;
     void StopAndSave(CChannelDriver& driver);
     void Save(CChannelDriver& driver);
@@ -93,6 +97,8 @@ class Recording {
     std::FILE* output;      ///< for progress and summary
     ProgressDisplay display;
     std::optional<HostSession> session;
+    CaptureThread thread;
+    std::optional<CaptureWatch> watch;  ///< of the present part
     CaptureFollower follower;
     std::function<std::string()> note;
     std::function<void(const RecordingResult&)> afterPart;

@@ -128,12 +128,18 @@ void Recording::ExplainFailure() {
     ExplainRates(foundClock);
 }
 
+void Recording::StartDriver(CChannelDriver& driver) {
+    thread.BeforeStart();
+    driver.StartRecording(0);
+    thread.AfterStart();
+}
+
 /// A port that has just come may not be ready to be opened, or not by this user yet.
 void Recording::Start(CChannelDriver& driver) {
     for (bool started = false; !started;) {
         RefuseIfInterrupted();
         try {
-            driver.StartRecording(0);
+            StartDriver(driver);
             started = true;
         } catch (const cPelkitErrorIF& error) {
             if (!IsPortRefusal(pelkit::TextOf(error)) || !MayStillWait()) throw;
@@ -166,7 +172,7 @@ bool Recording::StartAgain(CChannelDriver& driver) {
         try {
             if (!PortIdentity(*port).empty()) {
                 log.NewErrors();  // of the old port's end
-                driver.StartRecording(0);
+                StartDriver(driver);
                 display.Finish();
                 return true;
             }

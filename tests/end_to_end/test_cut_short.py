@@ -13,6 +13,7 @@ from hosting import LIMIT, ON_WINE, main, wait_for
 from recorder import BYTES, Recorder
 
 FILE_LIMIT = 40000  # bytes
+LOG_LIMIT = 4000  # bytes, which a log of level 6 has soon
 TINY = 256 * 1024  # bytes of a disk
 LATE = 10  # seconds; told within one, but machines can be busy
 
@@ -113,6 +114,25 @@ class Port(CutShort):
         running, began = self.vanishes(environment={"TMPDIR": temporary})
         self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
+
+    def test_port_that_vanishes_just_before_the_end_is_noticed_without_a_log(self):
+        os.environ["TMPDIR"] = self.small_temporary_folder()
+        self.addCleanup(os.environ.pop, "TMPDIR")
+        seconds = 2
+        for before in (0.2, 0.1):
+            number, *ends = self.plug_in()
+            running = self.begins(number, "--output", "o.bin", "--force", "--seconds", str(seconds))
+            wait_for(lambda: self.is_capturing(running), "a capture")
+            began = time.monotonic()
+            os.write(ends[0], BYTES)
+            time.sleep(seconds - before - 0.05)
+            self.is_taken_away(number, ends)
+            self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
+
+    def is_capturing(self, running):
+        """Has its capture file open, so that the recording begins at this moment."""
+        folder = f"/proc/{running.pid}/fd"
+        return any(os.path.realpath(f"{folder}/{file}") == self.capture() for file in os.listdir(folder))
 
     def test_port_whose_place_is_taken_at_once_is_noticed_without_a_log(self):
         temporary = self.small_temporary_folder()
@@ -284,6 +304,18 @@ class Disk(CutShort):
         self.floods(running, ends[0])
         self.is_cut_short(running, rf"{FILE_LIMIT} bytes: the capture file .* \(error 27: File too large; .*", time.monotonic())
         self.assertEqual(len(self.read(self.file("o.bin"))), FILE_LIMIT)
+        self.unplug(*ends)
+
+    def test_limit_on_the_size_of_files_that_the_log_has_reached_too_is_told(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (LOG_LIMIT, LOG_LIMIT))
+        self.level = 6
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin", preexec_fn=limit)
+        self.floods(running, ends[0])
+        self.is_cut_short(running, rf"{LOG_LIMIT} bytes: the capture file .* takes no more \(a file may have no more than "
+                          rf"{LOG_LIMIT} bytes; .*", time.monotonic())
+        self.assertEqual(len(self.read(self.file("o.bin"))), LOG_LIMIT)
         self.unplug(*ends)
 
     def test_capture_file_that_another_program_removes_is_told(self):

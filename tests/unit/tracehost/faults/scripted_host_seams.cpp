@@ -3,6 +3,7 @@
 
 #include "tests/unit/tracehost/faults/scripted_host_seams.h"
 #include "tracehost/log_space.h"
+#include "tracehost/own_process.h"
 #include "tracehost/platform_words.h"
 #include "tracehost/port_presence.h"
 
@@ -21,6 +22,9 @@ std::string ErrorWords(uint32_t number) { return "words of " + std::to_string(nu
 std::string LoaderWords(const std::string&, const std::string&) { return {}; }
 std::string ModuleFile(const void*) { return {}; }
 std::string ProgramFolder() { return {}; }
+
+std::vector<uint64_t> OwnThreads() { return host.threads; }
+std::optional<uint64_t> FileSizeLimit() { return host.fileSizeLimit; }
 
 bool ForgetBeginning(const std::string&, uint64_t bytes) {
     host.forgotten.push_back(bytes);
