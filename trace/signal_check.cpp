@@ -45,11 +45,14 @@ double Manchester(const SignalFeatures& f) {
     return std::min(Above(f.line.shortRuns, kManchesterRuns, 0.9), Below(f.line.entropy, kManchesterEntropy));
 }
 
+/// Beside the stretch all is well: where bytes are damaged all over, the longest damage is no reset.
 double ResetInBetween(const SignalFeatures& f) {
     const bool inside = f.stretchOffset > 0 && f.stretchOffset + f.stretchLength < f.line.bytes;
     if (!inside || f.stretchLength < kStretch || f.framed) return -1;
     const auto all = static_cast<double>(f.line.bytes);
-    const double rest = f.validity * all / (all - static_cast<double>(f.stretchLength));
+    const auto stretch = static_cast<double>(f.stretchLength);
+    if (all * (1 - f.validity) > 2 * stretch) return -1;
+    const double rest = f.validity * all / (all - stretch);
     return Above(rest, kRestGood, 1);
 }
 

@@ -470,8 +470,7 @@ class Record(HostTest):
                                 env=self.environment(), stdout=writer, stderr=subprocess.PIPE, text=True,
                                 timeout=120, cwd=self.folder)
         os.close(writer)
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("standard output cannot be written", result.stderr)
+        self.assertEqual((result.returncode, result.stderr), (1, ""))  # who ended the reader knows
         self.assertGreaterEqual(os.path.getsize(self.file("o.tdf")), 1000)
 
     def test_failing_stop_is_told_and_what_was_captured_is_saved(self):

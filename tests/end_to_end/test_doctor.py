@@ -173,7 +173,8 @@ class Doctor(HostTest):
     def test_temporary_folder_that_is_not_there(self):
         status, checks = self.ask(TMPDIR=self.file("none"))
         self.assertEqual(status, 1)
-        self.assertIn("no temporary folder can be made", checks["temporary files"][1])
+        self.assertEqual(checks["temporary files"][1], f'"{self.file("none")}" is no folder for temporary files (No such file '
+                         "or directory): set TMPDIR to one that is there")
         self.assertIn("not tried", checks["plug-in"][1])
 
     @unittest.skipIf(ON_WINE, "needs a port that opens")

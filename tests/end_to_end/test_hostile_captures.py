@@ -55,7 +55,8 @@ class Sizes(HostileCaptures):
         process.stdout.close()
         self.assertEqual(process.wait(timeout=100), 3)
         self.assertGreater(memory, 0)
-        self.assertLess(memory, MOST_MEMORY)
+        if not os.environ.get("TARNEL_SANITIZE"):  # which take memory of their own
+            self.assertLess(memory, MOST_MEMORY)
         begin = len(TEXT) * 260
         self.assertEqual([int(row["offset"]) for row in rows[:600 * 260]], list(range(0, begin, 2)))
         behind = [row for row in rows if int(row["offset"]) > end]
