@@ -126,8 +126,10 @@ bool CaptureWatch::ThreadHasEnded(double seconds, bool last) {
     return true;
 }
 
+/// A port that had no place when the watch began, and is then not read any more, had vanished before that.
 bool CaptureWatch::PortIsThere() const {
-    if (!port || identity.empty()) return true;
+    if (!port) return true;
+    if (identity.empty()) return !readError && !endedSince;
     return PortIdentity(*port) == identity && !HeldDeviceVanished(device);
 }
 

@@ -53,18 +53,18 @@ void CheckDriverErrors(const DriverCalls& driver) {
                 way, [&] { driver.SaveFile("Z:\\not\\there\\at\\all.bin", 2); });
 }
 
-const Plugin* loaded;
+CReceiver* asked;
 long wrongOnThreads;
 
 void ThrowOnThread(int thread) {
-    const ReceiverCalls receiver{loaded->create(), thread % 2 == 0};
+    const ReceiverCalls receiver{asked, thread % 2 == 0};
     const ExpectedError source = {"Cannot get data source", cPelkitErrorIF::eSEVERITY_ERROR};
     const ExpectedError stranger = {"Failed to release unknown SWO channel driver",
                                     cPelkitErrorIF::eSEVERITY_ERROR};
     for (int i = 0; i < 200; ++i) {
         const bool first = CaughtAfterRethrow(source, [&] { receiver.GetDataSource(nullptr); });
         const bool second = CaughtByReference(
-            stranger, [&] { receiver.Release(reinterpret_cast<CChannelDriver*>(&loaded)); });
+            stranger, [&] { receiver.Release(reinterpret_cast<CChannelDriver*>(&asked)); });
         if (!first || !second) Increment(&wrongOnThreads);
     }
 }
@@ -84,17 +84,13 @@ void CheckErrorsOnThreads(const Plugin& plugin) {
     Group("errors on several threads");
     ResetScript();
     const Session session(plugin, true);
-    loaded = &plugin;
-    for (int i = 0; i < 8; ++i) {
-        plugin.create();  // a reference for each thread, without a race on their number
-    }
+    asked = session.receiver.receiver;
     RunOnThreads(1, ThrowOnThread);
     Check(wrongOnThreads == 0 && cPelkitError::Living() == 0,
           "400 errors on a thread of its own, each caught there");
     RunOnThreads(8, ThrowOnThread);
     Check(wrongOnThreads == 0, "3200 errors on 8 threads at once, each caught on its own");
     Check(cPelkitError::Living() == 0, "no error stays behind");
-    for (int i = 0; i < 17; ++i) plugin.destroy(session.receiver.receiver);
 }
 
 }  // namespace host

@@ -103,6 +103,13 @@ TEST_F(CaptureWatchFaults, PortThatWasNeverSeenIsNotMissed) {
     EXPECT_EQ(What(watch.Look(2.0, 16)), "nothing");
 }
 
+TEST_F(CaptureWatchFaults, PortThatVanishedBeforeTheWatchBeganIsToldWhenItIsNotReadAnyMore) {
+    host.identity.clear();
+    CaptureWatch watch = Watch();
+    folder.Error(std::string(kRead) + "5");
+    EXPECT_NE(What(watch.Look(1.0, 8)).find("vanished"), std::string::npos);
+}
+
 TEST_F(CaptureWatchFaults, UnknownPortIsCalledThePort) {
     CaptureWatch watch(log, std::nullopt, capture);
     folder.Error(std::string(kRead) + "5");
