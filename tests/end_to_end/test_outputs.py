@@ -309,6 +309,8 @@ class Demo(HostTest):
         self.assertEqual(self.run_host("record", "--demo", "--seconds", "0.1", "--output", "o.bin").returncode, 0)
         self.assertEqual(os.listdir(self.temporary), ["tracehost-of-another-kind"])
 
+    @unittest.skipIf("thread" in os.environ.get("TARNEL_SANITIZE", ""),
+                     "the thread sanitizer keeps signals back while a call of the system blocks")
     def test_second_sigterm_leaves_no_program_and_its_folder_is_swept(self):
         """The first one is not answered: nobody reads what is written."""
         running = subprocess.Popen(self.command("record", "--demo", "--output", "-"), env=self.environment(),
