@@ -147,12 +147,15 @@ RecordingSheet LiveAnalysis::EndPart(const RecordingResult& result) {
     return sheet;
 }
 
-int LiveAnalysis::Finish(const RecordingResult& result, std::FILE* output) const {
+void LiveAnalysis::Finish(const RecordingResult& result, std::FILE* output, Conclusion& conclusion) const {
     const bool doubtful = result.bytes > 0 && diagnosis.confidence == Swo::Confidence::Low;
     const bool usable = IsUsable(features, diagnosis.verdict);
     if (output != nullptr) PrintVerdict(output);
-    if (request.failOn == FailOn::Never || (!usable && doubtful)) return kDone;
-    return StatusOf(totals, usable, request.failOn);
+    if (!usable && doubtful) return;
+    const int status = StatusOf(totals, usable, request.failOn);
+    if (status == kTraceLost) conclusion.Add(status, "trace was lost: " + SummariseLosses(totals));
+    if (status != kNothingUsable) return;
+    conclusion.Add(status, "nothing usable came: " + VerdictLine(features, diagnosis));
 }
 
 void LiveAnalysis::PrintVerdict(std::FILE* output) const {

@@ -30,8 +30,8 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     /// A part, the result's last one, has been stopped and saved. \return its sheet
     RecordingSheet EndPart(const RecordingResult& result);
     /// Nothing more comes. \param output of the summary; null: nothing is shown
-    /// \return the exit status, as far as the trace decides it
-    int Finish(const RecordingResult& result, std::FILE* output) const;
+    /// \param conclusion gets what the trace decides of the exit status, and why
+    void Finish(const RecordingResult& result, std::FILE* output, Conclusion& conclusion) const;
     /// For the progress line: "lost: 3 overflows, 0 damaged".
     std::string Line() const;
 

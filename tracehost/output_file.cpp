@@ -11,6 +11,7 @@
 
 #include "tracehost/errors.h"
 #include "tracehost/output_stream.h"
+#include "tracehost/sheet_file.h"
 #include "tracehost/tdf_file.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -55,6 +56,14 @@ bool IsDevice(const std::string& name) {
     std::error_code failure;
     const fs::file_type type = fs::status(name, failure).type();
     return IsDeviceName(name) || type == fs::file_type::character || type == fs::file_type::fifo;
+}
+
+/// Whether two names mean one file, be it there or not.
+bool IsSameFile(const std::string& one, const std::string& other) {
+    std::error_code failure;
+    if (fs::equivalent(one, other, failure)) return true;
+    const fs::path first = fs::weakly_canonical(fs::absolute(one, failure), failure);
+    return !failure && first == fs::weakly_canonical(other, failure) && !failure;
 }
 
 /// "trace-2.bin" for part 2 of "trace.bin".
@@ -105,15 +114,34 @@ void OutputFile::PrepareFile() {
     std::error_code failure;
     const bool existed = fs::exists(name, failure);
     if (fs::is_directory(name, failure)) throw UsageError("\"" + name + "\" is a folder: name a file in it");
-    if (raw && !force && SizeOf(name) > 0) {
-        throw UsageError("\"" + name + "\" exists: give another name, or --force to replace it");
-    }
+    RefuseWhatIsThere();
     if (std::ofstream(name, std::ios::binary | std::ios::app).fail()) {
         throw UsageError("\"" + name + "\" cannot be written: " + std::strerror(errno) +
                          ": is its folder there, and may you write in it?");
     }
     made = !existed;
     if (!raw && !force) BeginTdf();
+}
+
+/// Nothing is replaced unasked, and the capture file not even when asked.
+void OutputFile::RefuseWhatIsThere() const {
+    if (!captureFile.empty() && IsSameFile(name, captureFile)) {
+        throw UsageError("\"" + name +
+                         "\" is the file in which the plug-in keeps what it captures: give another name");
+    }
+    if (!raw || force) return;
+    if (SizeOf(name) > 0) {
+        throw UsageError("\"" + name + "\" exists: give another name, or --force to replace it");
+    }
+    if (HoldsNoSheet(SheetFileOf(name))) {
+        throw UsageError("\"" + SheetFileOf(name) +
+                         "\" exists and is no recording sheet: give another name, or --force to replace it");
+    }
+}
+
+void OutputFile::KeepApartFrom(const std::string& captures) {
+    captureFile = captures;
+    if (kind == Kind::File) RefuseWhatIsThere();
 }
 
 void OutputFile::BeginTdf() {
@@ -161,7 +189,10 @@ void OutputFile::NextPart() {
         return;
     }
     std::error_code ignored;
-    while (fs::exists(NameOfPart(firstName, part), ignored) && !force) ++part;
+    while (!force && (fs::exists(NameOfPart(firstName, part), ignored) ||
+                      HoldsNoSheet(SheetFileOf(NameOfPart(firstName, part))))) {
+        ++part;
+    }
     name = NameOfPart(firstName, part);
     PrepareFile();
 }
@@ -180,11 +211,11 @@ void OutputFile::NoteStreamFailure() {
     if (!readerGone) streamFailure = std::strerror(errno);
 }
 
-void OutputFile::FinishStream() {
-    if (!IsStream() || readerGone) return;
+std::string OutputFile::FinishStream() {
+    if (!IsStream() || readerGone) return {};
     if (streamFailure.empty() && std::fflush(stream) != 0) NoteStreamFailure();
-    if (streamFailure.empty()) return;
-    throw HostError("\"" + name + "\" cannot be written (" + streamFailure + "): is the disk full?");
+    if (streamFailure.empty() || readerGone) return {};
+    return "\"" + name + "\" cannot be written (" + streamFailure + "): is the disk full?";
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -28,6 +28,9 @@ class OutputFile : private CaptureObserver {
     /// Makes sure, before anything is recorded, that the output can be written and that nothing is replaced
     /// unasked. \throws UsageError, HostError
     void Prepare();
+    /// Refuses to be the plug-in's capture file, whose bytes would be destroyed. \param captures its path,
+    /// whether it is there yet or not \throws UsageError
+    void KeepApartFrom(const std::string& captures);
     /// What sees the bytes while they come; null for a file on a disk.
     CaptureObserver* Observer() { return IsStream() ? this : nullptr; }
     /// Saves a stopped capture. \param padded bytes of the capture in whole samples \param most bytes to
@@ -48,8 +51,8 @@ class OutputFile : private CaptureObserver {
     bool StreamHasFailed() const { return !streamFailure.empty(); }
     /// Gives a stream the number of bytes that may still go into it.
     void LimitStream(std::optional<uint64_t> bytes) { streamLeft = bytes; }
-    /// Ends a stream. \throws HostError when something of it could not be written
-    void FinishStream();
+    /// Ends a stream. \return what to tell when something of it could not be written, else empty
+    std::string FinishStream();
 
   private:
     enum class Kind { File, Device, StandardOutput };
@@ -58,13 +61,15 @@ class OutputFile : private CaptureObserver {
     void NoteStreamFailure();
     void OpenDevice();
     void PrepareFile();
+    void RefuseWhatIsThere() const;
     void BeginTdf();
     void CheckSaved(uint64_t bytes);
     void CutTo(uint64_t bytes);
 
     Kind kind;
     std::string name;
-    std::string firstName;  ///< the name of part 1
+    std::string captureFile;  ///< the plug-in's; empty: not known yet
+    std::string firstName;    ///< the name of part 1
     uint32_t part = 1;
     bool raw;
     bool force;

@@ -175,15 +175,35 @@ void Recording::StopAndSave(CChannelDriver& driver) {
         if (result.CutShort()) {
             std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(result.CutShortSentence()).Text());
         }
-        const std::string why =
-            stopError.empty() ? CurrentErrorText() : stopError + "\n" + CurrentErrorText();
-        const std::string explanation = Explain(CurrentErrorText(), Used());
-        throw PluginError(why, explanation + (explanation.empty() ? "" : "\n") +
-                                   "the bytes captured are still in \"" + CaptureFile() + "\"");
+        ThrowNotSaved(stopError);
     }
     if (!stopError.empty()) {
         throw PluginError(stopError, "what was captured until then is saved in \"" + file.Name() + "\"");
     }
+}
+
+/// To be called where a saving failed: its own failures are not the plug-in's.
+void Recording::ThrowNotSaved(const std::string& stopError) const {
+    const std::string kept = "the bytes captured are still in \"" + CaptureFile() + "\"";
+    const std::string text = CurrentErrorText();
+    try {
+        throw;
+    } catch (const HostError&) {
+        if (stopError.empty()) throw HostError(text + "; " + kept);
+        throw PluginError(stopError, text + "\n" + kept);
+    } catch (...) {
+        const std::string explanation = Explain(text, Used());
+        throw PluginError(stopError.empty() ? text : stopError + "\n" + text,
+                          explanation + (explanation.empty() ? "" : "\n") + kept);
+    }
+}
+
+/// A stream that takes no more cuts the recording short.
+void Recording::NoteStreamFailure(const std::string& why) {
+    RecordedPart& part = result.parts.back();
+    if (!part.fault.empty()) part.fault += "; ";
+    part.fault += why + "; the bytes captured are still in \"" + part.captureFile + "\"";
+    if (!result.CutShort()) result.reason = EndReason::OutputFull;
 }
 
 void Recording::Save(CChannelDriver& driver) {
@@ -194,7 +214,8 @@ void Recording::Save(CChannelDriver& driver) {
     const std::optional<uint64_t> most = BytesLeft();
     follower.Finish(driver, captured);
     file.Save(driver, padded, most);
-    file.FinishStream();
+    const std::string failure = file.FinishStream();
+    if (!failure.empty()) NoteStreamFailure(failure);
     part.bytes = most ? std::min(*most, captured) : captured;
     result.bytes += part.bytes;
     if (afterPart) afterPart(result);
@@ -214,6 +235,7 @@ Surroundings Recording::Used() const {
 
 void Recording::Record() {
     CreateReceiver();
+    file.KeepApartFrom(CaptureFile());
     RefuseIfInterrupted();
     CChannelDriver& driver = *session->Allocate(request.cpu.c_str(), kCpuId, session->NextChannel()).driver;
     PrepareOptions();
@@ -236,15 +258,18 @@ void Recording::Record() {
     if (!knownClock) ExplainRates(result.traceClock);
 }
 
-Recording::Conclusion Recording::Judge() const {
-    if (result.CutShort()) return {kCutShort, result.CutShortSentence()};
+Conclusion Recording::Judge() const {
+    Conclusion conclusion;
+    if (result.CutShort()) conclusion.Add(kCutShort, result.CutShortSentence());
     if (result.lostBytes > 0) {
-        return {kTraceLost, "trace was lost: the simulated probe had to drop " +
-                                std::to_string(result.lostBytes) +
-                                " bytes, because its port was not read in time"};
+        conclusion.Add(kTraceLost, "trace was lost: the simulated probe had to drop " +
+                                       std::to_string(result.lostBytes) +
+                                       " bytes, because its port was not read in time");
     }
-    if (result.parts.front().fault.empty()) return {kDone, {}};
-    return {kTraceLost, "trace was lost while the port was away"};
+    const bool onlyPart = result.parts.size() == 1;
+    const bool wasAway = !result.parts.front().fault.empty() && !(onlyPart && result.CutShort());
+    if (wasAway) conclusion.Add(kTraceLost, "trace was lost while the port was away");
+    return conclusion;
 }
 
 /// \return the exit status
@@ -252,16 +277,16 @@ int Recording::Conclude() {
     Conclusion conclusion = Judge();
     const bool summary = !request.json && !request.quiet;
     if (summary) PrintSummary(output, request, file, result);
-    const int told = atEnd ? atEnd(summary ? output : nullptr) : kDone;
-    if (!result.CutShort()) conclusion.status = std::max(conclusion.status, told);
+    if (atEnd) atEnd(summary ? output : nullptr, conclusion);
     if (request.json) {
-        PrintJson(jsonOutput, ToJson(request, file, result, conclusion.status, conclusion.problem));
-        FinishStandardOutput(jsonOutput);
+        PrintJson(jsonOutput, ToJson(request, file, result, conclusion));
     }
+    std::fflush(output);
+    for (const std::string& problem : conclusion.problems) {  // told also when nobody reads the summary
+        std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(problem).Text());
+    }
+    if (request.json) FinishStandardOutput(jsonOutput);
     FinishStandardOutput(output);
-    if (!conclusion.problem.empty()) {
-        std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(conclusion.problem).Text());
-    }
     return conclusion.status;
 }
 

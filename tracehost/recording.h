@@ -40,8 +40,8 @@ class Recording {
     /// Is called when a part, the result's last one, has been stopped and saved.
     void AfterPart(std::function<void(const RecordingResult&)> take) { afterPart = std::move(take); }
     /// Is called once all is saved and the summary shown. \param conclude is given the stream of the summary,
-    /// null when none is wanted; it returns an exit status, which is the recording's unless that is worse
-    void AtEnd(std::function<int(std::FILE*)> conclude) { atEnd = std::move(conclude); }
+    /// null when none is wanted, and adds what it knows
+    void AtEnd(std::function<void(std::FILE*, Conclusion&)> conclude) { atEnd = std::move(conclude); }
 
     /// Does it all. \return the exit status. \throws UsageError, HostError (with the plug-in's text as it
     /// stands). What was captured until then is saved when that is possible, else the message says where it
@@ -65,6 +65,8 @@ class Recording {
     void Start(CChannelDriver& driver);
     void ExplainRates(double clock);
     void ExplainFailure();
+    [[noreturn]] void RefuseToWaitOn(const std::string& wanted, double seconds);
+    void NextOutput();
     bool StartAgain(CChannelDriver& driver);
     void ReadSettings(CChannelDriver& driver);
     void StartDriver(CChannelDriver& driver);
@@ -73,12 +75,9 @@ class Recording {
     std::optional<EndReason> EndReached(double elapsed, uint64_t captured) const;
     void StopAndSave(CChannelDriver& driver);
     void Save(CChannelDriver& driver);
+    [[noreturn]] void ThrowNotSaved(const std::string& stopError) const;
+    void NoteStreamFailure(const std::string& why);
     bool ShallReconnect() const;
-    /// How a recording ends that is done.
-    struct Conclusion {
-        int status;           ///< exit status
-        std::string problem;  ///< what is told with it; empty for status 0
-    };
     Conclusion Judge() const;
     int Conclude();
     std::string CaptureFile() const;
@@ -102,7 +101,7 @@ class Recording {
     CaptureFollower follower;
     std::function<std::string()> note;
     std::function<void(const RecordingResult&)> afterPart;
-    std::function<int(std::FILE*)> atEnd;
+    std::function<void(std::FILE*, Conclusion&)> atEnd;
 
     std::string options;           ///< path of the user's options file or of tracehost's own
     std::optional<uint32_t> port;  ///< COM port number, where it is known

@@ -32,9 +32,11 @@ Json PartToJson(const RecordedPart& part) {
 
 }  // namespace
 
-Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result, int status,
-            const std::string& problem) {
-    Json object = {{"status", status},
+Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result,
+            const Conclusion& conclusion) {
+    std::string problem;
+    for (const std::string& each : conclusion.problems) problem += (problem.empty() ? "" : "; ") + each;
+    Json object = {{"status", conclusion.status},
                    {"problem", OrNull(problem)},
                    {"end", Name(result.reason)},
                    {"cpu", request.cpu},

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "tracehost/json_output.h"
 #include "tracehost/output_file.h"
 #include "tracehost/record_request.h"
@@ -10,8 +8,8 @@
 namespace Korr::Plim::Trace::Tracehost {
 
 /// What "record --json" prints at the end of a recording (docs/json.md).
-/// \param status the exit status \param problem what was lost or cut short, empty for status 0
-Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result, int status,
-            const std::string& problem);
+/// \param conclusion whose problems become one text
+Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result,
+            const Conclusion& conclusion);
 
 }  // namespace Korr::Plim::Trace::Tracehost

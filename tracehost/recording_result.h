@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tracehost/exit_status.h"
 #include "tracehost/recording_sheet.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -32,6 +34,18 @@ enum class EndReason {
     Fault,       ///< it was cut short
 };
 
+/// How a recording ends that is done.
+struct Conclusion {
+    int status = kDone;                 ///< exit status
+    std::vector<std::string> problems;  ///< sentences without their full stops; none for status 0
+
+    /// One more problem; the worse status counts.
+    void Add(int worse, std::string problem) {
+        status = status > worse ? status : worse;
+        problems.push_back(std::move(problem));
+    }
+};
+
 /// What came of a recording.
 struct RecordingResult {
     std::string plugin;  ///< file name and version
@@ -44,7 +58,7 @@ struct RecordingResult {
     std::vector<RateRow> rates;  ///< that the port was asked for, when the request wants that explained
     uint64_t lostBytes = 0;  ///< known to be lost: those that a demonstration's simulated probe had to drop
 
-    bool CutShort() const { return reason == EndReason::Fault; }
+    bool CutShort() const { return reason == EndReason::Fault || reason == EndReason::OutputFull; }
     /// The TPIU prescaler that clock and rate tell.
     uint32_t Prescaler() const;
     /// The sentence about a recording that was cut short: "the recording was cut short after 3.2 s and 12345

@@ -65,6 +65,12 @@ bool Recording::MayStillWait() const {
     return request.waitForPort && Elapsed() < *request.waitForPort;
 }
 
+void Recording::RefuseToWaitOn(const std::string& wanted, double seconds) {
+    display.Finish();
+    throw HostError(wanted + " did not come within " + FormatDuration(seconds) +
+                    ": is the probe plugged in? \"tracehost ports\" lists what is there");
+}
+
 /// Without a port in the request the first that a probe brings is taken.
 void Recording::PrepareOptions() {
     begun = Clock::now();
@@ -74,7 +80,8 @@ void Recording::PrepareOptions() {
             WriteOptionsFile(request, options);
             written = true;
         } catch (const UsageError&) {
-            if (!MayStillWait()) throw;
+            if (!request.waitForPort) throw;
+            if (!MayStillWait()) RefuseToWaitOn("the COM port of a probe", *request.waitForPort);
             display.ShowText(Elapsed(), "waiting for the COM port of a probe");
             std::this_thread::sleep_for(kTryPause);
         }
@@ -86,9 +93,7 @@ void Recording::PrepareOptions() {
 void Recording::AwaitPort() {
     while (request.waitForPort && port && PortIdentity(*port).empty()) {
         if (!MayStillWait()) {
-            display.Finish();
-            throw HostError(PortName(*port) + " did not come within " + FormatDuration(*request.waitForPort) +
-                            ": is the probe plugged in? \"tracehost ports\" lists what is there");
+            RefuseToWaitOn(PortName(*port), *request.waitForPort);
         }
         display.ShowText(Elapsed(), "waiting for " + PortName(*port));
         std::this_thread::sleep_for(kTryPause);
@@ -158,9 +163,19 @@ bool Recording::ShallReconnect() const {
     return request.reconnect && result.CutShort() && result.parts.back().portFault && port;
 }
 
+/// What was asked for is long under way: a refusal is no wrong usage any more.
+void Recording::NextOutput() {
+    const std::string saved = file.Name();
+    try {
+        file.NextPart();
+    } catch (const UsageError& error) {
+        throw HostError(error.what() + ("; what was captured until then is saved in \"" + saved + "\""));
+    }
+}
+
 /// \return false when the recording ended before the port came back
 bool Recording::StartAgain(CChannelDriver& driver) {
-    file.NextPart();
+    NextOutput();
     while (true) {
         if (const auto reason = EndReached(Elapsed(), result.bytes)) {
             result.reason = *reason;

@@ -60,6 +60,11 @@ void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputF
                      Kind(file).c_str());
     }
     PrintParts(output, result);
+    if (result.lostBytes > 0) {
+        std::fprintf(output,
+                     "  dropped       %llu bytes, by the simulated probe: its port was not read in time\n",
+                     static_cast<unsigned long long>(result.lostBytes));
+    }
     if (result.reason == EndReason::ReaderGone) {
         std::fprintf(output, "The reader of \"%s\" closed it: the recording ended there.\n",
                      Visible(file.Name()).Text());

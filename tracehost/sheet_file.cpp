@@ -53,6 +53,17 @@ void AppendSection(const std::string& name, const std::string& text) {
 
 std::string SheetFileOf(const std::string& rawFile) { return rawFile + ".sheet.json"; }
 
+bool HoldsNoSheet(const std::string& sheetFile) {
+    std::error_code failure;
+    if (!std::filesystem::exists(sheetFile, failure)) return false;
+    if (!std::filesystem::is_regular_file(sheetFile, failure)) return true;
+    if (std::filesystem::file_size(sheetFile, failure) == 0) return false;
+    std::ifstream text(sheetFile, std::ios::binary);
+    if (!text) return true;
+    const SheetReading reading = ParseSheet(ReadPart(text, 0, UINT64_MAX));
+    return !reading.problem.empty() && reading.sheet == RecordingSheet{};
+}
+
 std::optional<SheetReading> ReadSheetOf(const std::string& file, uint32_t section) {
     if (section > 0) return ReadTdfSheet(file, section);
     const std::string name = SheetFileOf(file);

@@ -9,6 +9,8 @@ namespace Korr::Plim::Trace::Tracehost {
 
 /// Where the sheet of a raw file lies: "FILE.sheet.json".
 std::string SheetFileOf(const std::string& rawFile);
+/// Whether something is there under that name with anything in it but a recording sheet.
+bool HoldsNoSheet(const std::string& sheetFile);
 
 /// Reads the sheet of a recording.
 /// \param file the recording, raw or TDF

@@ -1,7 +1,5 @@
 #include "tracehost/take_recording.h"
 
-#include <algorithm>
-
 #include "tracehost/errors.h"
 #include "tracehost/live_analysis.h"
 #include "tracehost/log_level.h"
@@ -29,11 +27,9 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
             sheetProblem = error.what();
         }
     });
-    recording.AtEnd([&](std::FILE* output) {
-        const int status = live.Finish(recording.Result(), output);
-        if (sheetProblem.empty()) return status;
-        std::fprintf(stderr, "tracehost: %s\n", sheetProblem.c_str());
-        return std::max(status, kFailed);
+    recording.AtEnd([&](std::FILE* output, Conclusion& conclusion) {
+        live.Finish(recording.Result(), output, conclusion);
+        if (!sheetProblem.empty()) conclusion.Add(kFailed, sheetProblem);
     });
     return recording.Run();
 }

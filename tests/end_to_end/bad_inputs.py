@@ -10,6 +10,7 @@ def make_files(test):
     os.symlink("circle", test.file("circle"))
     test.write("empty", "")
     test.write("text", "no XML, no JSON, no script\n")
+    test.write("sheeted.bin.sheet.json", "no recording sheet\n")
     test.write("board.bad", '{"jurnal": "x"}')
     test.write("refusing.txt", "create\nallocate\n")
     with open(test.file("damaged.tdf"), "wb") as out:
@@ -21,6 +22,12 @@ def make_files(test):
 
 
 def plain(test, words):
+    return words, {}
+
+
+def with_captures(test, words):
+    """After a first recording has made the folder of the captures."""
+    os.makedirs(os.path.dirname(test.capture()))
     return words, {}
 
 

@@ -8,7 +8,7 @@ import subprocess
 import unittest
 
 from bad_inputs import (can_mount, closed_input, closed_output, ended_reader, full_folder, full_home, full_output, make_files,
-                        mounted, no_rights, plain, read_only_folder, variables)
+                        mounted, no_rights, plain, read_only_folder, variables, with_captures)
 from hosting import BIN, HostTest, ON_WINE, main
 
 MISSING = "none/at/all"
@@ -25,6 +25,8 @@ UNPARSED = "Undefined exception occurred while parsing emulation setup file"
 NO_CAPTURE = "Failed to open binary file for trace data storage"
 WRITE_IT = "is its folder there, and may you write into it?"
 SAVE_IT = "is its folder there, and may you write in it?"
+CAPTURE = "home/.KORR-trace/data/swotrace_cpu.bin"
+OWN_CAPTURE = "the file in which the plug-in keeps what it captures: give another name"
 NO_PLUGIN = "it is missing, or a library that it needs is"
 NO_LIBRARY = "cannot open shared object file: No such file or directory"
 PORT = "give a number from 0 to 65535, COM5 or, on Linux, a device such as /dev/ttyACM5"
@@ -248,6 +250,10 @@ ROWS = [
     ((*RECORD[:-1], "circle"), plain, 2, said(f'"circle" cannot be written: Too many levels of symbolic links: {SAVE_IT}')),
     ((*RECORD[:-1], LONG), plain, 2, said(f'"{LONG}" cannot be written: File name too long: {SAVE_IT}')),
     ((*RECORD[:-1], "text"), plain, 2, said('"text" exists and is no TDF file of this host: give another --output')),
+    ((*RECORD[:-1], "sheeted.bin"), plain, 2,
+     said('"sheeted.bin.sheet.json" exists and is no recording sheet: give another name, or --force to replace it')),
+    ((*RECORD[:-1], CAPTURE), with_captures, 2, said(f'"{CAPTURE}" is {OWN_CAPTURE}')),
+    ((*RECORD[:-1], CAPTURE, "--force"), with_captures, 2, said(f'"{CAPTURE}" is {OWN_CAPTURE}')),
     ((*RECORD[:-1], "secret"), no_rights, 2, said(f'"secret" cannot be written: Permission denied: {SAVE_IT}')),
     ((*RECORD[:-1], "ro/o.tdf"), read_only_folder, 2, said(f'"ro/o.tdf" cannot be written: Read-only file system: {SAVE_IT}')),
     ((*RECORD[:-1], "full/o.tdf"), full_folder, 1, said('"full/o.tdf" cannot be written: is the folder there, and is there room?')),

@@ -446,7 +446,7 @@ class Record(HostTest):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
         os.symlink("/dev/full", self.file("full.bin"))
         result = self.run_host(*self.arguments(number, "--bytes", "1000", "--output", "full.bin", "--format", "raw"))
-        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.returncode, 5)
         self.assertIn("is the disk full?", result.stderr)
         self.assertIn(self.capture(), result.stderr)
         self.assertGreater(os.path.getsize(self.capture()), 0)

@@ -175,6 +175,23 @@ class Port(CutShort):
         self.assertIn(f"tracehost: COM{number} ({link}) did not come within 0:01: is the probe plugged in?", result.stderr)
         self.assertFalse(os.path.exists(self.file("o.bin")))
 
+    def test_any_port_that_does_not_come_is_told(self):
+        result = self.run_host("record", "--clock", "1152000", "--prescaler", "9", "--output", "o.bin", "--wait-for-port", "0.3")
+        self.assertEqual((result.returncode, result.stderr), (
+            1, 'tracehost: the COM port of a probe did not come within 0:01: is the probe plugged in? "tracehost ports" lists '
+            "what is there\n"))
+
+    def test_next_file_that_cannot_be_written_is_a_failure_and_no_wrong_usage(self):
+        os.mkdir(self.file("o-2.bin"))
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--reconnect", "--force", "--output", "o.bin")
+        self.sends(ends[0])
+        self.is_taken_away(number, ends)
+        error = running.communicate(timeout=LIMIT)[1]
+        self.assertEqual((running.returncode, error), (
+            1, 'tracehost: "o-2.bin" is a folder: name a file in it; what was captured until then is saved in "o.bin"\n'))
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+
     def comes_back(self, *more):
         """A recording whose port goes and comes once, with BYTES before and after."""
         number, *ends = self.plug_in()
@@ -312,7 +329,8 @@ class Disk(CutShort):
         self.level = 6
         number, *ends = self.plug_in()
         running = self.begins(number, "--output", "o.bin", preexec_fn=limit)
-        self.floods(running, ends[0])
+        wait_for(lambda: any(os.path.getsize(log) == LOG_LIMIT for log in self.logs()), "a full log")
+        os.write(ends[0], 5 * LOG_LIMIT // len(BYTES) * BYTES)
         self.is_cut_short(running, rf"{LOG_LIMIT} bytes: the capture file .* takes no more \(a file may have no more than "
                           rf"{LOG_LIMIT} bytes; .*", time.monotonic())
         self.assertEqual(len(self.read(self.file("o.bin"))), LOG_LIMIT)

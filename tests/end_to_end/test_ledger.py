@@ -377,7 +377,50 @@ class Recorded(Ledger):
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "itm", "--clock", "576000")
         result = self.record(number, "--bytes", "20000")
         self.assertEqual(result.returncode, 4, result.stdout)
-        self.assertIn("rate-too-high (sure): the port runs 1.88 to 2.12 times as fast as the line", result.stdout)
+        told = "rate-too-high (sure): the port runs 1.88 to 2.12 times as fast as the line"
+        self.assertIn(told, result.stdout)
+        self.assertEqual(result.stderr, f"tracehost: nothing usable came: {told}\n")
+
+    def test_what_went_wrong_is_told_without_a_summary_too(self):
+        number, link = self.port()
+        near_end, far_end = os.openpty()
+        os.symlink(os.ttyname(far_end), link)
+        told = "nothing usable came: no-bytes (sure): the port is open and silent"
+        quiet = self.record(number, "--seconds", "0.2", "--quiet")
+        self.assertEqual((quiet.returncode, quiet.stdout, quiet.stderr), (4, "", f"tracehost: {told}\n"))
+        result = self.record(number, "--seconds", "0.2", "--quiet", "--json")
+        shown = json.loads(result.stdout)
+        self.assertEqual((result.returncode, shown["status"], shown["problem"], result.stderr),
+                         (4, 4, told, f"tracehost: {told}\n"))
+        os.close(far_end)
+        os.close(near_end)
+
+    def test_lost_trace_is_told_without_a_summary_too(self):
+        data = bytearray(firmware(200_000))
+        for place in range(20_000, 180_000, 20_000):
+            del data[place:place + 777]
+        for index, more in enumerate((("--quiet",), ("--quiet", "--json"))):
+            number, link = self.port(index + 1)
+            near_end, far_end = os.openpty()
+            tty.setraw(far_end)
+            os.symlink(os.ttyname(far_end), link)
+            running = subprocess.Popen(self.command("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9",
+                                                    "--cpu", f"board/cpu{index}", "--counter-port", "1", "--bytes",
+                                                    str(len(data)), *more),
+                                       env=self.environment(), text=True, cwd=self.folder, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE)
+            wait_for(lambda name=f"cpu{index}": os.path.exists(self.capture(name)), "the capture file")
+            sent = 0
+            while sent < len(data):
+                sent += os.write(near_end, data[sent:sent + 1000])
+            output, error = running.communicate(timeout=100)
+            self.assertEqual(running.returncode, 3, error)
+            self.assertRegex(error, r"^tracehost: trace was lost: \d+ places? \(\d+ between pin and file")
+            if "--json" in more:
+                shown = json.loads(output)
+                self.assertEqual((shown["status"], f"tracehost: {shown['problem']}\n"), (3, error))
+            os.close(far_end)
+            os.close(near_end)
 
 
 if __name__ == "__main__":

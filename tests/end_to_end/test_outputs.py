@@ -167,11 +167,33 @@ class Streams(Played):
         self.is_done(result, 2)
         self.assertIn(b'"-" takes the captured bytes alone, not the sections of a TDF file', result.stderr)
 
-    def test_full_device_ends_the_recording_and_is_told(self):
+    def test_full_device_cuts_the_recording_short(self):
         result = self.record("--output", "/dev/full")
-        self.is_done(result, 1)
-        self.assertIn(b'"/dev/full" cannot be written (No space left on device): is the disk full?', result.stderr)
-        self.assertIn(self.capture().encode(), result.stderr)
+        self.is_done(result, 5)
+        self.assertRegex(result.stderr.decode(), r'tracehost: the recording was cut short after \d\.\d s and \d+ bytes: '
+                         r'"/dev/full" '
+                         r"cannot be written \(No space left on device\): is the disk full\?; the bytes captured are still in "
+                         rf'"{re.escape(self.capture())}"\n\Z')
+        result = self.record("--output", "/dev/full", "--json", "--quiet")
+        self.is_done(result, 5)
+        shown = json.loads(result.stdout)
+        self.assertEqual((shown["status"], shown["end"]), (5, "output-full"))
+        self.assertIn("is the disk full?", shown["parts"][0]["fault"])
+
+    def test_capture_file_is_no_output(self):
+        for more in ((), ("--force",), ("--format", "tdf")):
+            with self.subTest(more=more):
+                os.makedirs(os.path.dirname(self.capture()), exist_ok=True)
+                result = self.record("--bytes", "1000", "--output", self.capture(), *more)
+                self.is_done(result, 2)
+                self.assertEqual(result.stderr.decode(), f'tracehost: "{self.capture()}" is the file in which the plug-in keeps '
+                                 "what it captures: give another name\n")
+                self.assertFalse(os.path.exists(self.capture()))
+        self.is_done(self.record("--bytes", "1000", "--output", "o.bin"), 0)
+        before = self.read(self.capture())
+        os.link(self.capture(), self.file("link.bin"))
+        self.is_done(self.record("--bytes", "1000", "--output", "link.bin", "--force"), 2)
+        self.assertEqual(self.read(self.capture()), before)
 
 
 @unittest.skipIf(ON_WINE, "needs a terminal of this system")
@@ -284,7 +306,9 @@ class Demo(HostTest):
                                 cwd=self.folder, check=False)
         self.assertEqual(result.returncode, 3, result.stderr)
         self.assertRegex(result.stderr, r"^tracehost: trace was lost: the simulated probe had to drop \d+ bytes, because its "
-                         r"port was not read in time\n$")
+                         r"port was not read in time\n")
+        dropped = re.search(r"had to drop (\d+) bytes", result.stderr)[1]
+        self.assertIn(f"  dropped       {dropped} bytes, by the simulated probe: its port was not read in time\n", result.stdout)
 
     def ends_by(self, *signals):
         """A demonstration that is killed. Its signal ends as well, and the next start sweeps what it left."""

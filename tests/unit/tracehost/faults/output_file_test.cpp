@@ -12,6 +12,7 @@
 
 #include "tests/fakes/scripted_channel_driver.h"
 #include "tracehost/errors.h"
+#include "tracehost/recording_sheet.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -132,6 +133,45 @@ TEST_F(OutputFaults, NextPartsOfARawFilePassOverNamesThatAreTaken) {
     EXPECT_EQ(Read(Path("o-3.bin")), "12345678");
 }
 
+TEST_F(OutputFaults, SheetsNameThatHoldsSomethingElseIsNotTakenUnasked) {
+    std::ofstream(Path("o.bin.sheet.json")) << "somebody's";
+    EXPECT_EQ(Thrown([&] { OutputFile(To("o.bin"), nullptr).Prepare(); }),
+              "\"" + Path("o.bin.sheet.json") +
+                  "\" exists and is no recording sheet: give another name, or --force to replace it");
+    EXPECT_EQ(Thrown([&] { OutputFile(To("o.bin", true), nullptr).Prepare(); }), "nothing");
+    EXPECT_EQ(Thrown([&] { OutputFile(To("o.tdf"), nullptr).Prepare(); }), "nothing");
+    std::ofstream(Path("o.bin.sheet.json"), std::ios::trunc) << FormatSheet({});
+    EXPECT_EQ(Thrown([&] { OutputFile(To("o.bin"), nullptr).Prepare(); }), "nothing");
+    fs::create_directories(Path("p.bin.sheet.json"));
+    EXPECT_NE(Thrown([&] { OutputFile(To("p.bin"), nullptr).Prepare(); }), "nothing");
+}
+
+TEST_F(OutputFaults, NextPartsPassOverNamesWhoseSheetIsSomethingElse) {
+    std::ofstream(Path("o-2.bin.sheet.json")) << "somebody's";
+    OutputFile file(To("o.bin"), nullptr);
+    file.Prepare();
+    file.NextPart();
+    EXPECT_EQ(file.Name(), Path("o-3.bin"));
+}
+
+TEST_F(OutputFaults, CaptureFileIsNoOutputByWhateverName) {
+    const std::string refusal =
+        "\" is the file in which the plug-in keeps what it captures: give another name";
+    for (const bool force : {false, true}) {
+        OutputFile toCome(To("./o.bin", force), nullptr);
+        EXPECT_EQ(Thrown([&] { toCome.KeepApartFrom(Path("o.bin")); }), "\"" + Path("./o.bin") + refusal);
+    }
+    std::ofstream(Path("capture.bin")) << "captured";
+    fs::create_hard_link(Path("capture.bin"), Path("link.bin"));
+    OutputFile link(To("link.bin", true), nullptr);
+    EXPECT_EQ(Thrown([&] { link.KeepApartFrom(Path("capture.bin")); }), "\"" + Path("link.bin") + refusal);
+    OutputFile other(To("other.bin"), nullptr);
+    EXPECT_EQ(Thrown([&] { other.KeepApartFrom(Path("capture.bin")); }), "nothing");
+    OutputFile next(To("n.bin", true), nullptr);
+    next.KeepApartFrom(Path("n-2.bin"));
+    EXPECT_EQ(Thrown([&] { next.NextPart(); }), "\"" + Path("n-2.bin") + refusal);
+}
+
 TEST_F(OutputFaults, NextPartThatCannotBeMadeIsTold) {
     fs::create_directories(Path("sub"));
     OutputFile file(To("sub/o.bin"), nullptr);
@@ -150,7 +190,7 @@ TEST_F(OutputFaults, FullDeviceIsToldOnceItIsFinished) {
     EXPECT_TRUE(file.StreamHasFailed());
     EXPECT_FALSE(file.ReaderHasGone());
     Stream(file, "more");
-    EXPECT_EQ(Thrown([&] { file.FinishStream(); }),
+    EXPECT_EQ(file.FinishStream(),
               "\"/dev/full\" cannot be written (No space left on device): is the disk full?");
 }
 
@@ -165,7 +205,7 @@ TEST_F(OutputFaults, ReaderThatClosesAFifoIsNoFailure) {
     Stream(file, "12345678");
     EXPECT_TRUE(file.ReaderHasGone());
     EXPECT_FALSE(file.StreamHasFailed());
-    EXPECT_EQ(Thrown([&] { file.FinishStream(); }), "nothing");
+    EXPECT_EQ(file.FinishStream(), "");
 }
 
 TEST_F(OutputFaults, FifoThatNobodyReadsIsRefused) {
