@@ -5,6 +5,7 @@
 
 #include "host_api/cPelkitError.h"
 #include "simulator/pelkit/error_reading.h"
+#include "source_utilities/visible_text.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/explanation.h"
@@ -74,7 +75,7 @@ void Save(const Tarnel::OptionList& options, const std::string& file) {
 /// On standard error, in the neighbourhood of the file, so that standard output stays what it is.
 void TellWhatIsMissing(const std::string& file, const std::vector<MissingSetting>& missing) {
     for (const MissingSetting& setting : missing) {
-        std::fprintf(stderr, "tracehost: \"%s\": to be filled in: %s: %s\n", file.c_str(),
+        std::fprintf(stderr, "tracehost: \"%s\": to be filled in: %s: %s\n", KORR_PLIM::Visible(file).Text(),
                      setting.key.c_str(), setting.wanted.c_str());
     }
 }
@@ -90,7 +91,8 @@ int Run(const OptionsRequest& request) {
         PrintJson(output, ToJson(options, missing, request.output));
     } else {
         PrintTable(output, options, request.anySetting);
-        if (!request.output.empty()) std::fprintf(output, "\nWritten to %s\n", request.output.c_str());
+        if (!request.output.empty())
+            std::fprintf(output, "\nWritten to %s\n", KORR_PLIM::Visible(request.output).Text());
     }
     FinishStandardOutput(output);
     if (!request.output.empty()) TellWhatIsMissing(request.output, missing);

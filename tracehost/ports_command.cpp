@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "source_utilities/visible_text.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/json_output.h"
@@ -39,9 +40,10 @@ void PrintPort(std::FILE* output, const ListedPort& port) {
     const std::string variable = "KORR_TRACE_" + number;
     const std::string name = !port.name.empty() ? port.name : "named by " + variable;
     const std::string also = !port.name.empty() && port.byEnvironment ? ", named by " + variable : "";
-    std::fprintf(output, "%-7s %-16s %s%s%s\n", number.c_str(), port.access.device.c_str(), name.c_str(),
-                 also.c_str(), port.probe.empty() ? "" : (", " + port.probe + " probe").c_str());
-    std::fprintf(output, "        %s\n", WhyTaken(port).c_str());
+    std::fprintf(output, "%-7s %-16s %s%s%s\n", number.c_str(), KORR_PLIM::Visible(port.access.device).Text(),
+                 KORR_PLIM::Visible(name).Text(), also.c_str(),
+                 port.probe.empty() ? "" : (", " + port.probe + " probe").c_str());
+    std::fprintf(output, "        %s\n", KORR_PLIM::Visible(WhyTaken(port)).Text());
 }
 
 void Print(std::FILE* output, const std::vector<ListedPort>& ports) {

@@ -4,6 +4,7 @@
 #include "host_api/cPelkitError.h"
 #include "simulator/board/board_file.h"
 #include "simulator/pelkit/error_reading.h"
+#include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
 #include "tracehost/interrupt.h"
 #include "tracehost/number_option.h"
@@ -111,13 +112,15 @@ void Recording::ExplainRates(double clock) {
         result.rates = line.prescaler ? AskRates(*port, clock, *line.prescaler, *line.prescaler)
                                       : SearchRates(*port, clock);
         if (request.json) return;
-        std::fprintf(output, "%s at a trace clock of %s MHz, prescaler %s:\n%s\n", PortName(*port).c_str(),
-                     FormatExact(clock / 1e6).c_str(), line.prescaler ? "as given" : "searched",
+        std::fprintf(output, "%s at a trace clock of %s MHz, prescaler %s:\n%s\n",
+                     KORR_PLIM::Visible(PortName(*port)).Text(), FormatExact(clock / 1e6).c_str(),
+                     line.prescaler ? "as given" : "searched",
                      line.prescaler ? FormatRates(result.rates).c_str()
                                     : FormatSearch(result.rates, Taken(result.rates)).c_str());
         std::fflush(output);
     } catch (const HostError& error) {
-        std::fprintf(stderr, "tracehost: --explain: no rates can be shown: %s\n", error.what());
+        std::fprintf(stderr, "tracehost: --explain: no rates can be shown: %s\n",
+                     KORR_PLIM::Visible(error.what()).Text());
     }
 }
 

@@ -389,6 +389,19 @@ class Record(HostTest):
         quiet = self.run_host(*self.arguments(number, "--bytes", "100", "--output", "p.tdf", "--json", "--quiet"))
         self.assertEqual((quiet.stderr, json.loads(quiet.stdout)["status"]), ("", 0))
 
+    @unittest.skipIf(ON_WINE, "names of files there hold no control characters")
+    def test_control_characters_of_names_are_shown_escaped(self):
+        result = self.run_host("options", "--output", "a\x1b[1m.xml", board=False)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("Written to a\\x1B[1m.xml\n", result.stdout)
+        self.assertIn('tracehost: "a\\x1B[1m.xml": to be filled in: ', result.stderr)
+        os.environ["KORR_TRACE_COM41"] = "/dev/a\x1b[1m"
+        self.addCleanup(os.environ.pop, "KORR_TRACE_COM41")
+        for command in (("ports",), ("record", "--port", "41", "--explain", "--clock", "48M", "--prescaler", "9")):
+            result = self.run_host(*command)
+            self.assertIn("/dev/a\\x1B[1m", result.stdout + result.stderr)
+            self.assertNotIn("\x1b", result.stdout + result.stderr)
+
     def test_json_and_trace_do_not_share_standard_output(self):
         result = self.run_host(*self.arguments(59, "--output", "-", "--json"))
         self.assertEqual((result.returncode, result.stderr), (

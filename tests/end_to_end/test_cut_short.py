@@ -1,4 +1,5 @@
 """Recordings that something ends: a port that vanishes, a full disk, a limit, another recording on the same port."""
+import fcntl
 import json
 import os
 import re
@@ -6,6 +7,7 @@ import resource
 import signal
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -157,6 +159,15 @@ class Port(CutShort):
         error = first.communicate(timeout=LIMIT)[1]
         self.assertEqual(first.returncode, 0, error)
         self.assertEqual(self.read(self.file("first.bin")), 2 * BYTES)
+
+    def test_port_that_another_program_holds_exclusively_is_in_use(self):
+        number, *ends = self.plug_in()
+        fcntl.ioctl(ends[1], termios.TIOCEXCL)
+        result = self.run_host(*self.arguments(number, "--output", "o.bin", "--seconds", "0.2"))
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertTrue(result.stderr.startswith("Failed to open COM port\n"), result.stderr)
+        self.assertIn("tracehost: in use by another program", result.stderr)
+        self.assertIn("in use by another program", self.run_host("doctor", "--port", str(number)).stdout)
 
     def test_port_that_comes_late_is_waited_for(self):
         number, link = self.port()

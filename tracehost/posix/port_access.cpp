@@ -108,11 +108,14 @@ void TryToUse(PortAccess& access, const struct stat& info) {
         [&] { return open(access.device.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
     if (port < 0) return SetOpenFailure(access, errno, info);
     termios2 settings{};
+    int exclusive = 0;
     if (Tarnel::Uninterrupted([&] { return ioctl(port, TCGETS2, &settings); }) != 0) {
         access.problem = ErrorWords(static_cast<uint32_t>(errno));
         access.advice = "this is no serial port: \"tracehost ports\" lists those that are there";
     } else if (flock(port, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         SetHeld(access, LockedBy(info));
+    } else if (ioctl(port, TIOCGEXCL, &exclusive) == 0 && exclusive != 0) {  // does not keep root out
+        SetHeld(access, OpenIn(info));
     }
     close(port);
 }
