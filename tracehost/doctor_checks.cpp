@@ -31,7 +31,8 @@ constexpr uint64_t kLeastForLog = 5'120'000;      // bytes; with less free the p
 constexpr uint64_t kLeastForTrace = 100'000'000;  // bytes; little more than a minute at 1.2 MB/s
 constexpr const char* kTraceFolder = ".KORR-trace";
 constexpr const char* kBoardAdvice = "correct or unset TRACEHOST_BOARD";
-constexpr const char* kVariables[] = {"TRACEHOST_BOARD", "KORR_TRACE_LOGGING", "KORR_TRACE_DEBUGCLIENT_PID"};
+constexpr const char* kVariables[] = {"TRACEHOST_BOARD", "TRACEHOST_RUN_FOLDER", "KORR_TRACE_LOGGING",
+                                      "KORR_TRACE_DEBUGCLIENT_PID"};
 
 struct HostLibrary {
     const char* name;

@@ -103,9 +103,23 @@ class ManPage(HostTest):
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertIn("EXIT STATUS", result.stdout)
 
-    def test_every_variable_that_doctor_lists_is_told(self):
-        for variable in ("TRACEHOST_BOARD", "KORR_TRACE_LOGGING", "KORR_TRACE_COM", "USERPROFILE", "HOME"):
+    def test_every_variable_that_is_read_is_told_here_and_by_doctor(self):
+        read = set()
+        for folder in ("tracehost", "simulator/board", "source_utilities", "uart", "receiver", "channel"):
+            for where, _, names in os.walk(os.path.join(SOURCES, folder)):
+                for name in names:
+                    with open(os.path.join(where, name), errors="replace") as source:
+                        read |= set(re.findall(r'"((?:TRACEHOST|KORR_TRACE)_[A-Z_]+)"', source.read()))
+        read -= {"KORR_TRACE_LOGGING_DIR", "KORR_TRACE_DATA_DIR", "KORR_TRACE_SETTINGS_DIR"}  # the plug-in sets them
+        self.assertLessEqual({"TRACEHOST_RUN_FOLDER", "KORR_TRACE_COM"}, read)
+        for variable in {*read, "USERPROFILE", "HOME", "TMPDIR"}:
             self.assertIn(variable, self.sections["ENVIRONMENT"])
+        given = {name + "7" if name == "KORR_TRACE_COM" else name: "3" for name in read}
+        result = subprocess.run(self.command("doctor", "--json"), env=dict(self.environment(), **given), text=True,
+                                capture_output=True, timeout=60, cwd=self.folder, check=False)
+        found = [check["found"] for check in json.loads(result.stdout)["checks"] if check["name"] == "environment"]
+        for name in given:
+            self.assertTrue(any(f"{name}=3" in each for each in found), (name, found))
 
     def test_examples_are_commands_that_parse(self):
         """Up to what they need: no example is refused as wrong usage of the command line."""
