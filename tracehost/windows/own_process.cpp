@@ -1,8 +1,8 @@
 #include "tracehost/own_process.h"
 
-// clang-format off: the second needs the first
-#include <tlhelp32.h>
+// clang-format off
 #include <windows.h>
+#include <tlhelp32.h>  // needs what windows.h declares
 // clang-format on
 
 namespace Korr::Plim::Trace::Tracehost {
