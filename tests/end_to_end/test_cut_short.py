@@ -94,6 +94,16 @@ class Port(CutShort):
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
         self.assertEqual(self.logs(), [], "a log that nobody asked for was left in the home")
 
+    def test_vanished_port_stands_in_the_json_object(self):
+        running, _ = self.vanishes("--json", "--quiet")
+        output, error = running.communicate(timeout=LIMIT)
+        shown = json.loads(output)
+        self.assertEqual((running.returncode, shown["status"], shown["end"], shown["bytes"]), (5, 5, "fault", len(BYTES)))
+        self.assertEqual(error, f"tracehost: {shown['problem']}\n")
+        part, = shown["parts"]
+        self.assertRegex(part["fault"], r"^COM\d+ \(\S+\) vanished \(error 5: Input/output error\): is the probe plugged in\?$")
+        self.assertTrue(shown["problem"].endswith(f" s and {len(BYTES)} bytes: {part['fault']}"), shown)
+
     def test_vanished_port_stands_in_the_sheet_and_in_the_report(self):
         self.is_cut_short(*self.with_told(self.vanishes(), self.GONE.format(len(BYTES))))
         with open(self.file("o.bin.sheet.json")) as file:

@@ -114,7 +114,8 @@ class ManPage(HostTest):
         self.assertLessEqual({"TRACEHOST_RUN_FOLDER", "KORR_TRACE_COM"}, read)
         for variable in {*read, "USERPROFILE", "HOME", "TMPDIR"}:
             self.assertIn(variable, self.sections["ENVIRONMENT"])
-        given = {name + "7" if name == "KORR_TRACE_COM" else name: "3" for name in read}
+        given = {name + "7" if name == "KORR_TRACE_COM" else name: "3" for name in read
+                 if name != "KORR_TRACE_COM" or not ON_WINE}  # which has COM numbers of its own
         result = subprocess.run(self.command("doctor", "--json"), env=dict(self.environment(), **given), text=True,
                                 capture_output=True, timeout=60, cwd=self.folder, check=False)
         found = [check["found"] for check in json.loads(result.stdout)["checks"] if check["name"] == "environment"]

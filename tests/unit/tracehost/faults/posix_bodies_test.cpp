@@ -1,18 +1,24 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <map>
 #include <random>
+#include <thread>
 
+#include "tracehost/capture_thread.h"
 #include "tracehost/folder_hold.h"
 #include "tracehost/log_space.h"
 #include "tracehost/output_stream.h"
+#include "tracehost/own_process.h"
 
 namespace {
 
@@ -183,6 +189,37 @@ TEST_F(HostBodies, EachFailedCallOfForgettingIsToldAndTheFileStaysWhole) {
     std::string text;
     std::ifstream(file) >> text;
     EXPECT_EQ(text, "whole");
+}
+
+TEST_F(HostBodies, ThreadOfACaptureLivesUntilItEnds) {
+    CaptureThread capture;
+    EXPECT_EQ(capture.Lives(), std::nullopt);
+    std::thread(std::this_thread::yield).join();  // a sanitizer's own thread comes with the first
+    std::promise<void> end;
+    capture.BeforeStart();
+    std::thread thread([&end] { end.get_future().wait(); });
+    capture.AfterStart();
+    EXPECT_EQ(capture.Lives(), true);
+    end.set_value();
+    thread.join();
+    // A thread that was joined can be listed for another moment.
+    for (int tries = 0; tries < 1000 && capture.Lives() == true; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(capture.Lives(), false);
+}
+
+TEST_F(HostBodies, LimitOnFileSizesIsTheProcesss) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    rlimit limit = before;
+    limit.rlim_cur = 123'456'789;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_EQ(FileSizeLimit(), 123'456'789u);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    if (before.rlim_cur == RLIM_INFINITY) {
+        EXPECT_EQ(FileSizeLimit(), std::nullopt);
+    }
 }
 
 }  // namespace
