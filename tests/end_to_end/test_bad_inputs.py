@@ -165,7 +165,8 @@ ROWS = [
     (TERMINAL, mounted("ro"), 1, below(NO_CAPTURE, "Read-only file system: ...; captures go below the user's home: it must "
                                        "be a folder in which you may write")),
     (TERMINAL, closed_output, 1, said(CANNOT_USE)),
-    (TERMINAL, full_output, 1, said(CANNOT_WRITE)),
+    (TERMINAL, full_output, 1,
+     said("nothing usable came: no-bytes (sure): the port is open and silent") + said(CANNOT_WRITE)),
     (RECORD, variables(KORR_TRACE_LOGGING="7"), 1,
      said('KORR_TRACE_LOGGING "7" is no level from 0 to 6: the plug-in logs nothing') +
      below("Failed to open COM port", f"{NO_FILE}: /dev/ttyACM59; connect the probe; ...")),
