@@ -36,6 +36,13 @@ def read_text(path):
         return ""
 
 
+def built(program):
+    """The program, which has to be there."""
+    if not os.path.exists(program):
+        raise Failed(f"{program} is missing: build it first")
+    return program
+
+
 class Native:
     """Programs of the Linux build; the port is named by an environment variable."""
     name = "native"
@@ -50,15 +57,16 @@ class Native:
     def path(self, path):
         return path
 
-    def command(self, folder, arguments):
+    def environment(self, folder):
         home = os.path.join(folder, "home")
-        environment = dict(os.environ, HOME=home, USERPROFILE=home)
-        environment[f"KORR_TRACE_COM{PORT}"] = self.link(folder)
-        return [self.program, "--port", str(PORT), *arguments], environment
+        return dict(os.environ, HOME=home, USERPROFILE=home, **{f"KORR_TRACE_COM{PORT}": self.link(folder)})
+
+    def command(self, folder, arguments):
+        return [built(self.program), "--port", str(PORT), *arguments], self.environment(folder)
 
     def host_command(self, folder, arguments):
-        _, environment = self.command(folder, [])
-        return [os.path.join(os.path.dirname(self.program), "tracehost"), *arguments], environment
+        environment = self.environment(folder)
+        return [built(os.path.join(os.path.dirname(self.program), "tracehost")), *arguments], environment
 
 
 class Wine:
@@ -81,15 +89,17 @@ class Wine:
     def path(self, path):
         return "Z:" + os.path.abspath(path).replace("/", "\\")
 
+    def environment(self):
+        return dict(os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all",
+                    WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
+
     def command(self, _, arguments):
-        environment = dict(os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all",
-                           WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
-        return [self.wine, self.program, "--port", str(self.port), *arguments], environment
+        return [self.wine, built(self.program), "--port", str(self.port), *arguments], self.environment()
 
     def host_command(self, folder, arguments):
         """Through the command interpreter, because Wine sets the user's home itself."""
-        _, environment = self.command(folder, [])
-        program = self.path(os.path.join(os.path.dirname(self.program), "tracehost.exe"))
+        environment = self.environment()
+        program = self.path(built(os.path.join(os.path.dirname(self.program), "tracehost.exe")))
         home = self.path(os.path.join(folder, "home"))
         return [self.wine, "cmd", "/c", f"set USERPROFILE={home}&& {program} {' '.join(arguments)}"], environment
 
@@ -99,9 +109,7 @@ class Session:
 
     def __init__(self, build, platform, folder, clock):
         self.swosource = os.path.join(build, "bin", "swosource")
-        for program in (self.swosource, platform.program):
-            if not os.path.exists(program):
-                raise Failed(f"{program} is missing: build it first")
+        built(self.swosource)
         self.platform = platform
         self.folder = folder
         self.clock = clock

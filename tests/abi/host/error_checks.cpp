@@ -63,8 +63,8 @@ void ThrowOnThread(int thread) {
                                     cPelkitErrorIF::eSEVERITY_ERROR};
     for (int i = 0; i < 200; ++i) {
         const bool first = CaughtAfterRethrow(source, [&] { receiver.GetDataSource(nullptr); });
-        const bool second = CaughtByReference(
-            stranger, [&] { receiver.Release(reinterpret_cast<CChannelDriver*>(&asked)); });
+        const bool second =
+            CaughtByReference(stranger, [&] { receiver.Release(reinterpret_cast<CChannelDriver*>(&asked)); });
         if (!first || !second) Increment(&wrongOnThreads);
     }
 }

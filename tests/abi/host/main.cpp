@@ -104,7 +104,8 @@ uint32_t RunAll(const char* folder) {
     Group("processes");
     Expect(kPassed, "all checks, objects of the interfaces' classes", Line("%s headers", folder), false);
     Expect(kPassed, "all checks, tables made by hand, heap checked", Line("%s raw", folder), true);
-    Expect(kPassed, "what needs no port, objects of the interfaces' classes", Line("%s portless", folder), false);
+    Expect(kPassed, "what needs no port, objects of the interfaces' classes", Line("%s portless", folder),
+           false);
     Expect(kPassed, "strings, heap checked", Line("%s strings", folder), true);
     Expect(kPassed, "destructor by slot, heap checked", Line("%s destructors-raw", folder), true);
     Expect(kPassed, "destructor by name, heap checked", Line("%s destructors-headers", folder), true);
