@@ -91,8 +91,9 @@ int Run(const OptionsRequest& request) {
         PrintJson(output, ToJson(options, missing, request.output));
     } else {
         PrintTable(output, options, request.anySetting);
-        if (!request.output.empty())
+        if (!request.output.empty()) {
             std::fprintf(output, "\nWritten to %s\n", KORR_PLIM::Visible(request.output).Text());
+        }
     }
     FinishStandardOutput(output);
     if (!request.output.empty()) TellWhatIsMissing(request.output, missing);

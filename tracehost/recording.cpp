@@ -278,9 +278,7 @@ int Recording::Conclude() {
     const bool summary = !request.json && !request.quiet;
     if (summary) PrintSummary(output, request, file, result);
     if (atEnd) atEnd(summary ? output : nullptr, conclusion);
-    if (request.json) {
-        PrintJson(jsonOutput, ToJson(request, file, result, conclusion));
-    }
+    if (request.json) PrintJson(jsonOutput, ToJson(request, file, result, conclusion));
     std::fflush(output);
     for (const std::string& problem : conclusion.problems) {  // told also when nobody reads the summary
         std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(problem).Text());

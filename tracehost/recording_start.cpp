@@ -93,9 +93,7 @@ void Recording::PrepareOptions() {
 
 void Recording::AwaitPort() {
     while (request.waitForPort && port && PortIdentity(*port).empty()) {
-        if (!MayStillWait()) {
-            RefuseToWaitOn(PortName(*port), *request.waitForPort);
-        }
+        if (!MayStillWait()) RefuseToWaitOn(PortName(*port), *request.waitForPort);
         display.ShowText(Elapsed(), "waiting for " + PortName(*port));
         std::this_thread::sleep_for(kTryPause);
     }
