@@ -13,16 +13,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-constexpr const char* kSetUpData =
-    "$ brantor\n"
-    "$ product\n"
-    "name=\"Brantor\"\n"
-    "$ swd\n"
-    "swd_debug=enabled\n"
-    "swo_data=tdo_pin\n"
-    "$ dot7\n"
-    "ts_pin_width=only_two\n";
-
 std::string WriteBoard(const TemporaryFolder& folder, Json board) {
     folder.Write("set-up.txt", kSetUpData);
     board["set_up_file"] = "set-up.txt";

@@ -9,6 +9,17 @@ namespace Korr::Plim::Trace::Tracehost {
 
 inline constexpr double kDemoClock = 24e6;  ///< Hz, trace clock of the simulated target
 
+/// The target set-up file of these boards: a probe and a pin that can send SWO.
+inline constexpr const char* kSetUpData =
+    "$ brantor\n"
+    "$ product\n"
+    "name=\"Brantor\"\n"
+    "$ swd\n"
+    "swd_debug=enabled\n"
+    "swo_data=tdo_pin\n"
+    "$ dot7\n"
+    "ts_pin_width=only_two\n";
+
 /// Boards that tracehost brings itself. Both are written into `folder`; the path of the board file is
 /// returned. \throws HostError
 

@@ -12,6 +12,7 @@
 #include "simulator/pelkit/error_reading.h"
 #include "source_utilities/environment_variables.h"
 #include "tracehost/errors.h"
+#include "tracehost/own_board.h"
 #include "tracehost/platform_words.h"
 #include "tracehost/standard_output.h"
 
@@ -22,15 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr auto kPatience = std::chrono::seconds(5);
-constexpr const char* kSetUpData =
-    "$ brantor\n"
-    "$ product\n"
-    "name=\"Brantor\"\n"
-    "$ swd\n"
-    "swd_debug=enabled\n"
-    "swo_data=tdo_pin\n"
-    "$ dot7\n"
-    "ts_pin_width=only_two\n";
 constexpr const char* kHostLibraries[] = {"SetupAdapter4", "DeviceIdentifier", "ICETargetAdapter"};
 
 }  // namespace
