@@ -11,13 +11,16 @@ namespace Korr::Plim::Trace::Tracehost {
 
 inline constexpr const char* kDefaultPlugin = "Tarnel";
 
+/// What a plug-in that is asked for stands for: the default one may lie in the folder above the program's.
+std::string PluginToLoad(const std::string& path);
+
 /// The plug-in, seen through its two exports.
 class Plugin {
   public:
     /// \throws HostError when it cannot be loaded or misses an export
     explicit Plugin(const std::string& path)
         : simulated(ProgramFolder()),
-          library(path),
+          library(PluginToLoad(path)),
           createRcvr(library.Entry<CreateRcvrFunction>("CreateRcvr")),
           destroyRcvr(library.Entry<DestroyRcvrFunction>("DestroyRcvr")) {}
 

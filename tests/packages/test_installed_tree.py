@@ -93,6 +93,19 @@ class InstalledTree(unittest.TestCase):
         found = {check["name"]: check["found"] for check in json.loads(said)["checks"]}
         self.assertEqual(found["library SetupAdapter4"], own)
 
+    def test_plug_in_alone_in_the_folder_above_is_found(self):
+        """As the archive for Windows has it."""
+        below = os.path.join(self.work, "simulated")
+        shutil.copytree(os.path.join(self.libraries, "simulated"), below)
+        for program in ("tracehost", "swosource"):
+            shutil.copy(os.path.join(self.libraries, program), below)
+        plugin = os.path.join(self.work, "Tarnel.so")
+        shutil.copy(os.path.join(self.libraries, "libTarnel.so"), plugin)
+        _, said, error = run(os.path.join(below, "tracehost"), "doctor", "--json", env=self.environment, cwd=self.work)
+        found = {check["name"]: check["found"] for check in json.loads(said)["checks"]}
+        self.assertTrue(found["plug-in"].startswith(plugin), said + error)
+        self.assertIn("was made", found["plug-in's answer"])
+
     def test_man_page_and_completion_are_where_the_system_looks(self):
         for place in ("share/man/man1/tracehost.1.gz", "share/bash-completion/completions/tracehost"):
             self.assertTrue(os.path.isfile(os.path.join(self.root, place)), place)
