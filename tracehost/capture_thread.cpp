@@ -1,6 +1,8 @@
 #include "tracehost/capture_thread.h"
 
 #include <algorithm>
+#include <system_error>
+#include <thread>
 
 #include "tracehost/own_process.h"
 
@@ -12,9 +14,20 @@ bool Contains(const std::vector<uint64_t>& ids, uint64_t id) {
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
+/// The first thread of a process can bring others with it, as a sanitizer's own. A process that gets none
+/// hears that from the plug-in's start.
+void BringCompanions() {
+    try {
+        std::thread([] {}).join();
+    } catch (const std::system_error&) {
+        return;
+    }
+}
+
 }  // namespace
 
 void CaptureThread::BeforeStart() {
+    BringCompanions();
     before = OwnThreads();
     started.clear();
 }
