@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "source_utilities/file_system.h"
+#include "tracehost/file_access.h"
 #include "tracehost/own_process.h"
 #include "tracehost/platform_words.h"
 #include "tracehost/port_presence.h"
@@ -85,7 +86,8 @@ CaptureWatch::CaptureWatch(RecordingLog& recordingLog, std::optional<uint32_t> p
       file(std::move(captureFile)),
       thread(std::move(captureThread)),
       identity(portNumber ? PortIdentity(*portNumber) : std::string()),
-      device(portNumber ? PortDevice(*portNumber) : std::string()) {}
+      device(portNumber ? PortDevice(*portNumber) : std::string()),
+      fileIdentity(FileIdentity(file)) {}
 
 std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes) {
     return Look(seconds, bytes, false);
@@ -108,7 +110,7 @@ std::optional<CaptureFault> CaptureWatch::Look(double seconds, uint64_t bytes, b
     const bool ended = ThreadHasEnded(seconds, last) && (last || seconds - *endedSince >= kOtherComes);
     if (auto fault = FromLog(seconds)) return fault;
     if (auto fault = FromPort(seconds, last || ended ? 0 : kOtherComes)) return fault;
-    if (shorter) {
+    if (shorter || !FileIsThere()) {
         return CaptureFault{false, std::nullopt,
                             "the capture file \"" + file + "\" was removed or shortened"};
     }
@@ -132,6 +134,9 @@ bool CaptureWatch::PortIsThere() const {
     if (identity.empty()) return !readError && !endedSince;
     return PortIdentity(*port) == identity && !HeldDeviceVanished(device);
 }
+
+/// The file in which bytes are captured, whatever stands in its place: one that was removed takes them still.
+bool CaptureWatch::FileIsThere() const { return fileIdentity.empty() || FileIdentity(file) == fileIdentity; }
 
 std::string CaptureWatch::Port() const { return port ? PortName(*port) : "the COM port"; }
 

@@ -41,6 +41,7 @@ class CaptureWatch {
     std::optional<CaptureFault> FromDisk(double seconds, bool atOnce);
     std::optional<CaptureFault> FromWriting(bool lives) const;
     bool PortIsThere() const;
+    bool FileIsThere() const;
     std::string Port() const;
 
     RecordingLog& log;
@@ -49,6 +50,7 @@ class CaptureWatch {
     CaptureThread thread;
     std::string identity;             ///< of the port when the capture began
     std::string device;               ///< the port's own, at that time
+    std::string fileIdentity;         ///< of the capture file when the capture began
     std::optional<double> goneSince;  ///< the port's place
     std::optional<int> readError;     ///< that ended the capture
     double readFailedAt = 0;

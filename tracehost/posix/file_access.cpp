@@ -50,4 +50,10 @@ std::string WhyNotWritable(const std::string& path) {
     return IsFolder(Folder(path)) ? std::string() : ErrorWords(ENOTDIR);
 }
 
+std::string FileIdentity(const std::string& path) {
+    struct stat node {};
+    if (stat(path.c_str(), &node) != 0) return {};
+    return std::to_string(node.st_dev) + ":" + std::to_string(node.st_ino);
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

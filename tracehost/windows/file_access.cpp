@@ -23,6 +23,12 @@ DWORD TryToOpen(const std::string& path, DWORD access, DWORD disposition, DWORD 
     return ERROR_SUCCESS;
 }
 
+/// Opens for no more than questions about it, which whoever holds it open allows.
+HANDLE OpenToAsk(const std::string& path) {
+    return CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
 std::string Words(DWORD number) { return number != ERROR_SUCCESS ? ErrorWords(number) : std::string(); }
 
 }  // namespace
@@ -37,6 +43,17 @@ std::string WhyNotWritable(const std::string& path) {
     const DWORD number = TryToOpen(path, GENERIC_WRITE, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
     if (number != ERROR_FILE_NOT_FOUND) return Words(number);
     return Words(TryToOpen(path, GENERIC_WRITE | DELETE, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE));
+}
+
+std::string FileIdentity(const std::string& path) {
+    const HANDLE file = OpenToAsk(path);
+    if (file == INVALID_HANDLE_VALUE) return {};
+    BY_HANDLE_FILE_INFORMATION info{};
+    const bool told = GetFileInformationByHandle(file, &info) != 0;
+    CloseHandle(file);
+    if (!told) return {};
+    return std::to_string(info.dwVolumeSerialNumber) + ":" + std::to_string(info.nFileIndexHigh) + ":" +
+           std::to_string(info.nFileIndexLow);
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -210,6 +210,26 @@ TEST_F(CaptureWatchFaults, CaptureFileThatBecameShorterIsTold) {
     EXPECT_FALSE(fault->ofThePort);
 }
 
+TEST_F(CaptureWatchFaults, CaptureFileThatIsRemovedBeforeItsFirstByteIsTold) {
+    std::ofstream(capture) << "";
+    CaptureWatch watch = Watch();
+    EXPECT_EQ(What(watch.Look(1.0, 0)), "nothing");
+    std::filesystem::remove(capture);
+    EXPECT_EQ(What(watch.Look(1.1, 0)), "the capture file \"" + capture + "\" was removed or shortened");
+}
+
+TEST_F(CaptureWatchFaults, OtherFileInTheCaptureFilesPlaceIsNotTakenForIt) {
+    std::ofstream(capture) << "captured";
+    std::ifstream held(capture);  // as by the plug-in
+    CaptureWatch watch = Watch();
+    EXPECT_EQ(What(watch.Look(1.0, 8)), "nothing");
+    std::ofstream(capture + ".other") << "of another";
+    std::filesystem::rename(capture + ".other", capture);
+    const auto fault = watch.Look(1.1, 16);
+    EXPECT_EQ(What(fault), "the capture file \"" + capture + "\" was removed or shortened");
+    EXPECT_FALSE(fault->ofThePort);
+}
+
 TEST_F(CaptureWatchFaults, LogThatCannotBeReadForAMomentLosesNoLine) {
     CaptureWatch watch = Watch();
     folder.Error(std::string(kWrite) + "28");
