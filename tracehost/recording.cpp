@@ -114,6 +114,7 @@ uint64_t Recording::CapturedBytes(uint64_t padded) const {
 void Recording::NoteFault(const CaptureFault& fault) {
     RecordedPart& part = result.parts.back();
     part.fault = fault.what;
+    part.faultAt = Elapsed();
     part.portFault = fault.ofThePort;
     part.readError = fault.readError;
     result.reason = EndReason::Fault;
@@ -201,7 +202,11 @@ void Recording::ThrowNotSaved(const std::string& stopError) const {
 /// A stream that takes no more cuts the recording short.
 void Recording::NoteStreamFailure(const std::string& why) {
     RecordedPart& part = result.parts.back();
-    if (!part.fault.empty()) part.fault += "; ";
+    if (part.fault.empty()) {
+        part.faultAt = Elapsed();
+    } else {
+        part.fault += "; ";
+    }
     part.fault += why + "; the bytes captured are still in \"" + part.captureFile + "\"";
     if (!result.CutShort()) result.reason = EndReason::OutputFull;
 }
@@ -266,9 +271,7 @@ Conclusion Recording::Judge() const {
                                        std::to_string(result.lostBytes) +
                                        " bytes, because its port was not read in time");
     }
-    const bool onlyPart = result.parts.size() == 1;
-    const bool wasAway = !result.parts.front().fault.empty() && !(onlyPart && result.CutShort());
-    if (wasAway) conclusion.Add(kTraceLost, "trace was lost while the port was away");
+    if (result.TimesAway() > 0) conclusion.Add(kTraceLost, result.AwaySentence());
     return conclusion;
 }
 
@@ -298,8 +301,10 @@ int Recording::Run() {
     try {
         Record();
     } catch (const HostError&) {
+        display.Finish();
         throw;
     } catch (...) {
+        display.Finish();
         const std::string text = CurrentErrorText();
         const std::string further = Explain(text, Used());
         ExplainFailure();

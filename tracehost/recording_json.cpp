@@ -24,10 +24,19 @@ const char* Name(EndReason reason) {
     return "fault";
 }
 
+/// Since 1970.
+double SecondsOf(std::chrono::system_clock::time_point time) {
+    return std::chrono::duration<double>(time.time_since_epoch()).count();
+}
+
 Json PartToJson(const RecordedPart& part) {
-    return {{"file", part.file},   {"capture_file", part.captureFile},
-            {"begin", part.begin}, {"end", part.end},
-            {"bytes", part.bytes}, {"fault", OrNull(part.fault)}};
+    return {{"file", part.file},
+            {"capture_file", part.captureFile},
+            {"begin", part.begin},
+            {"end", part.end},
+            {"bytes", part.bytes},
+            {"fault", OrNull(part.fault)},
+            {"fault_at", part.fault.empty() ? Json() : Json(part.faultAt)}};
 }
 
 }  // namespace
@@ -41,6 +50,7 @@ Json ToJson(const RecordRequest& request, const OutputFile& file, const Recordin
                    {"end", Name(result.reason)},
                    {"cpu", request.cpu},
                    {"bytes", result.bytes},
+                   {"started", SecondsOf(result.started)},
                    {"seconds", result.seconds},
                    {"lost_bytes", result.lostBytes},
                    {"trace_clock_hz", result.traceClock},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct RecordedPart {
     double end = 0;
     uint64_t bytes = 0;                 ///< saved, without padding
     std::string fault;                  ///< why it ended though nobody stopped it, empty: it was stopped
+    double faultAt = 0;                 ///< seconds since the recording began when that was noticed
     bool portFault = false;             ///< because of the port
     std::optional<uint32_t> readError;  ///< the platform's number, when reading the port ended it
 };
@@ -51,19 +53,25 @@ struct RecordingResult {
     std::string plugin;  ///< file name and version
     std::vector<RecordedPart> parts;
     EndReason reason = EndReason::Asked;
-    double seconds = 0;          ///< from the first start to the last stop
-    uint64_t bytes = 0;          ///< saved, of all parts
-    double traceClock = 0;       ///< Hz
-    double bitRate = 0;          ///< bits per second on the pin
+    std::chrono::system_clock::time_point started;  ///< the first start
+    double seconds = 0;                             ///< from the first start to the last stop
+    uint64_t bytes = 0;                             ///< saved, of all parts
+    double traceClock = 0;                          ///< Hz
+    double bitRate = 0;                             ///< bits per second on the pin
     std::vector<RateRow> rates;  ///< that the port was asked for, when the request wants that explained
     uint64_t lostBytes = 0;  ///< known to be lost: those that a demonstration's simulated probe had to drop
 
     bool CutShort() const { return reason == EndReason::Fault || reason == EndReason::OutputFull; }
+    /// How many parts ended because the port went away while the recording went on, be it only with waiting.
+    std::size_t TimesAway() const;
     /// The TPIU prescaler that clock and rate tell.
     uint32_t Prescaler() const;
     /// The sentence about a recording that was cut short: "the recording was cut short after 3.2 s and 12345
     /// bytes: …".
     std::string CutShortSentence() const;
+    /// The sentence about a port that was away, of which there is at least one time: "trace was lost while
+    /// the port was away 1 time(s), first after 3.2 s and 12345 bytes: …".
+    std::string AwaySentence() const;
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

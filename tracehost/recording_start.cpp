@@ -149,10 +149,14 @@ void Recording::Start(CChannelDriver& driver) {
             started = true;
         } catch (const cPelkitErrorIF& error) {
             if (!IsPortRefusal(pelkit::TextOf(error)) || !MayStillWait()) throw;
+            display.ShowText(Elapsed(), "waiting for " + (port ? PortName(*port) : "the COM port") +
+                                            ", which cannot be opened yet");
             std::this_thread::sleep_for(kTryPause);
         }
     }
+    display.Finish();
     begun = Clock::now();
+    result.started = std::chrono::system_clock::now();
     StatusRecord status;
     driver.GetStatus(status);
     if (status.code == kStatusRecording) return;

@@ -1,5 +1,6 @@
 #include "tracehost/recording_summary.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "source_utilities/visible_text.h"
@@ -19,14 +20,22 @@ std::string Kind(const OutputFile& file) {
     return file.Raw() ? "raw" : "TDF, section \"BinTraceData\"";
 }
 
+/// "3.2 s and 12345 bytes".
+std::string Extent(double seconds, uint64_t bytes) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f s and ", seconds);
+    return text + std::to_string(bytes) + " bytes";
+}
+
 /// The stretches between which the port was away.
 void PrintParts(std::FILE* output, const RecordingResult& result) {
-    if (result.parts.size() < 2) return;
-    std::fprintf(output, "The port went away %zu time(s); what the target sent meanwhile is lost:\n",
-                 result.parts.size() - 1);
+    const std::size_t away = result.TimesAway();
+    if (away == 0) return;
+    std::fprintf(output, "The port went away %zu time(s); what the target sent meanwhile is lost:\n", away);
+    std::size_t number = 0;
     for (const RecordedPart& part : result.parts) {
-        std::fprintf(output, "  %.1f s to %.1f s  %llu bytes in %s%s%s\n", part.begin, part.end,
-                     static_cast<unsigned long long>(part.bytes), Visible(part.file).Text(),
+        std::fprintf(output, "  part %zu  %.1f s to %.1f s  %llu bytes in %s%s%s\n", ++number, part.begin,
+                     part.end, static_cast<unsigned long long>(part.bytes), Visible(part.file).Text(),
                      part.fault.empty() ? "" : ", then ", Visible(part.fault).Text());
     }
 }
@@ -37,11 +46,22 @@ uint32_t RecordingResult::Prescaler() const {
     return bitRate > 0 ? static_cast<uint32_t>(std::max(std::round(traceClock / bitRate) - 1, 0.0)) : 0;
 }
 
+std::size_t RecordingResult::TimesAway() const {
+    const auto faults =
+        std::count_if(parts.begin(), parts.end(), [](const RecordedPart& part) { return part.portFault; });
+    const bool endedBySuch = CutShort() && !parts.empty() && parts.back().portFault;
+    return static_cast<std::size_t>(faults) - (endedBySuch ? 1 : 0);
+}
+
 std::string RecordingResult::CutShortSentence() const {
-    char text[128];
-    std::snprintf(text, sizeof text, "the recording was cut short after %.1f s and %llu bytes: ", seconds,
-                  static_cast<unsigned long long>(bytes));
-    return text + (parts.empty() ? std::string() : parts.back().fault);
+    return "the recording was cut short after " + Extent(seconds, bytes) + ": " +
+           (parts.empty() ? std::string() : parts.back().fault);
+}
+
+std::string RecordingResult::AwaySentence() const {
+    const RecordedPart& first = parts.front();  // only after such an end a recording goes on
+    return "trace was lost while the port was away " + std::to_string(TimesAway()) +
+           " time(s), first after " + Extent(first.end, first.bytes) + ": " + first.fault;
 }
 
 void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputFile& file,

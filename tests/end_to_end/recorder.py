@@ -1,4 +1,5 @@
 """Hosts that record what is written into terminals, and what they have open before and after."""
+import fcntl
 import os
 import re
 import tty
@@ -14,10 +15,13 @@ class Recorder(HostTest):
     """Records what is written into a terminal. After each stop, refused start and release a host has open what it had
     before the first start."""
 
-    def plug_in(self, index=1):
+    def plug_in(self, index=1, held=False):
+        """A terminal in a port's place, which its far end can hold exclusively."""
         number, link = self.port(index)
         near_end, far_end = os.openpty()
         tty.setraw(far_end)
+        if held:
+            fcntl.flock(far_end, fcntl.LOCK_EX)
         os.symlink(os.ttyname(far_end), link)
         return number, near_end, far_end
 

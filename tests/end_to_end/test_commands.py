@@ -7,9 +7,10 @@ import shutil
 import signal
 import struct
 import subprocess
+import time
 import unittest
 
-from hosting import BIN, HostTest, ON_WINE, find_process, main, wait_for
+from hosting import BIN, LIMIT, HostTest, ON_WINE, find_process, main, wait_for
 
 DOCS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
 
@@ -376,15 +377,16 @@ class Record(HostTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(len(result.stdout.splitlines()), 1)
         shown = json.loads(result.stdout)
-        self.assertEqual(list(shown), ["status", "problem", "end", "cpu", "bytes", "seconds", "lost_bytes",
+        self.assertEqual(list(shown), ["status", "problem", "end", "cpu", "bytes", "started", "seconds", "lost_bytes",
                                        "trace_clock_hz", "prescaler", "baud_rate", "format", "rates", "parts"])
+        self.assertLess(abs(time.time() - shown["seconds"] - shown["started"]), LIMIT)
         self.assertEqual([shown[name] for name in ("status", "problem", "end", "cpu", "bytes", "lost_bytes")],
                          [0, None, "bytes", "board/cpu", 2000, 0])
         self.assertEqual([shown[name] for name in ("trace_clock_hz", "prescaler", "baud_rate", "format")],
                          [1152000, 9, 115200, "tdf"])
         part, = shown["parts"]
-        self.assertEqual(list(part), ["file", "capture_file", "begin", "end", "bytes", "fault"])
-        self.assertEqual((part["file"], part["bytes"], part["fault"]), ("o.tdf", 2000, None))
+        self.assertEqual(list(part), ["file", "capture_file", "begin", "end", "bytes", "fault", "fault_at"])
+        self.assertEqual((part["file"], part["bytes"], part["fault"], part["fault_at"]), ("o.tdf", 2000, None, None))
         self.assertIn(" bytes/s ", result.stderr)  # the progress
         quiet = self.run_host(*self.arguments(number, "--bytes", "100", "--output", "p.tdf", "--json", "--quiet"))
         self.assertEqual((quiet.stderr, json.loads(quiet.stdout)["status"]), ("", 0))

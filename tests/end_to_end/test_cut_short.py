@@ -101,6 +101,8 @@ class Port(CutShort):
         self.assertEqual((running.returncode, shown["status"], shown["end"], shown["bytes"]), (5, 5, "fault", len(BYTES)))
         self.assertEqual(error, f"tracehost: {shown['problem']}\n")
         part, = shown["parts"]
+        self.assertLess(part["begin"], part["fault_at"])
+        self.assertLessEqual(part["fault_at"], part["end"])
         self.assertRegex(part["fault"], r"^COM\d+ \(\S+\) vanished \(error 5: Input/output error\): is the probe plugged in\?$")
         self.assertTrue(shown["problem"].endswith(f" s and {len(BYTES)} bytes: {part['fault']}"), shown)
 
@@ -140,6 +142,17 @@ class Port(CutShort):
             time.sleep(seconds - before - 0.05)
             self.is_taken_away(number, ends)
             self.is_cut_short(running, rf"{len(BYTES)} bytes: COM\d+ \(\S+\) vanished: is the probe plugged in\?", began)
+
+    def test_port_that_vanishes_once_all_bytes_have_come_is_no_fault(self):
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin", "--bytes", str(len(BYTES)))
+        self.sends(ends[0])
+        running.send_signal(signal.SIGSTOP)  # mostly before it has looked
+        self.unplug(*ends)
+        running.send_signal(signal.SIGCONT)
+        error = running.communicate(timeout=LIMIT)[1]
+        self.assertEqual((running.returncode, error), (0, ""))
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
 
     def is_capturing(self, running):
         """Has its capture file open, so that the recording begins at this moment."""
@@ -189,6 +202,24 @@ class Port(CutShort):
         self.assertEqual(running.returncode, 0, error)
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
 
+    def test_port_that_cannot_be_opened_yet_is_waited_for(self):
+        number, *ends = self.plug_in()
+        fcntl.flock(ends[1], fcntl.LOCK_EX)
+        running = self.begins(number, "--output", "o.bin", "--wait-for-port", "60", "--bytes", str(len(BYTES)))
+        self.assertIn(f"waiting for COM{number} ({self.links[number]}), which cannot be opened yet", running.stdout.readline())
+        fcntl.flock(ends[1], fcntl.LOCK_UN)
+        self.sends(ends[0])
+        _, error = running.communicate(timeout=LIMIT)
+        self.assertEqual(running.returncode, 0, error)
+        self.assertEqual(self.read(self.file("o.bin")), BYTES)
+
+    def test_port_that_cannot_be_opened_in_time_is_told_with_the_reason(self):
+        number, *ends = self.plug_in()
+        fcntl.flock(ends[1], fcntl.LOCK_EX)
+        result = self.run_host(*self.arguments(number, "--output", "o.bin", "--wait-for-port", "0.3"))
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertTrue(result.stderr.startswith("Failed to open COM port\ntracehost: in use by another program"), result.stderr)
+
     def test_port_that_does_not_come_is_told(self):
         number, link = self.port()
         result = self.run_host(*self.arguments(number, "--output", "o.bin", "--wait-for-port", "0.3"))
@@ -213,8 +244,9 @@ class Port(CutShort):
             1, 'tracehost: "o-2.bin" is a folder: name a file in it; what was captured until then is saved in "o.bin"\n'))
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
 
-    def comes_back(self, *more):
-        """A recording whose port goes and comes once, with BYTES before and after."""
+    def comes_back(self, *more, held=False):
+        """A recording whose port goes and comes once, with BYTES before and after. Somebody can hold it for a moment when it
+        comes."""
         number, *ends = self.plug_in()
         running = self.begins(number, "--reconnect", *more)
         self.sends(ends[0])
@@ -222,7 +254,11 @@ class Port(CutShort):
         time.sleep(0.5)
         self.assertIsNone(running.poll())
         before = os.stat(self.capture())
-        _, *ends = self.plug_in()
+        _, *ends = self.plug_in(held=held)
+        if held:
+            time.sleep(0.5)
+            self.assertEqual((running.poll(), os.path.getsize(self.capture())), (None, len(BYTES)))
+            fcntl.flock(ends[1], fcntl.LOCK_UN)
         wait_for(lambda: os.path.getsize(self.capture()) == 0, "the second capture")
         self.assertEqual(os.stat(self.capture()).st_ino, before.st_ino)
         os.write(ends[0], BYTES[::-1])
@@ -234,25 +270,34 @@ class Port(CutShort):
         os.unlink(self.links[number])
         self.unplug(*ends)
 
-    def is_told_as_lost(self, running):
+    AWAY = (r"trace was lost while the port was away 1 time\(s\), first after \d+\.\d s and {} bytes: COM\d+ \(\S+\) vanished"
+            r" \(error 5: Input/output error\): is the probe plugged in\?").format(len(BYTES))
+
+    def is_told_as_lost(self, running, count=2 * len(BYTES)):
         output, error = running.communicate(timeout=LIMIT)
         self.assertEqual(running.returncode, 3, error)
-        self.assertIn("tracehost: trace was lost while the port was away", error)
+        self.assertRegex(error, rf"(?m)^tracehost: {self.AWAY}$")
         self.assertIn("The port went away 1 time(s); what the target sent meanwhile is lost:", output)
-        self.assertIn(f"Recorded {2 * len(BYTES)} bytes in", output)
+        self.assertIn(f"Recorded {count} bytes in", output)
         return output
 
     def test_replugged_port_is_recorded_into_another_file(self):
         running, _ = self.comes_back("--output", "o.bin")
         running.send_signal(signal.SIGINT)
         output = self.is_told_as_lost(running)
-        self.assertRegex(output, rf"0.0 s to \d+\.\d s  {len(BYTES)} bytes in o\.bin, then COM\d+ .* vanished")
-        self.assertRegex(output, rf"s  {len(BYTES)} bytes in o-2\.bin\n")
+        self.assertRegex(output, rf"  part 1  0.0 s to \d+\.\d s  {len(BYTES)} bytes in o\.bin, then COM\d+ .* vanished")
+        self.assertRegex(output, rf"  part 2  .* s  {len(BYTES)} bytes in o-2\.bin\n")
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
         self.assertEqual(self.read(self.file("o-2.bin")), BYTES[::-1])
         for name in ("o.bin", "o-2.bin"):
             with open(self.file(name + ".sheet.json")) as file:
                 self.assertEqual(json.load(file)["bytes"], len(BYTES))
+
+    def test_replugged_port_that_cannot_be_opened_yet_is_waited_for(self):
+        running, _ = self.comes_back("--output", "o.bin", held=True)
+        running.send_signal(signal.SIGINT)
+        self.is_told_as_lost(running)
+        self.assertEqual(self.read(self.file("o-2.bin")), BYTES[::-1])
 
     def test_replugged_port_is_recorded_into_another_section(self):
         running, _ = self.comes_back("--output", "o.tdf", "--bytes", str(2 * len(BYTES)))
@@ -266,6 +311,22 @@ class Port(CutShort):
         self.assertRegex(first["stop_reason"], "^a fault: COM")
         self.assertEqual(second["stop_reason"], "size")
 
+    def test_replugged_port_stands_in_the_json_object_part_by_part(self):
+        running, _ = self.comes_back("--output", "o.bin", "--json", "--quiet")
+        running.send_signal(signal.SIGINT)
+        output, error = running.communicate(timeout=LIMIT)
+        shown = json.loads(output)
+        self.assertEqual((running.returncode, shown["status"], shown["end"]), (3, 3, "interrupt"))
+        self.assertRegex(shown["problem"], f"^{self.AWAY}$")
+        self.assertEqual(error, f"tracehost: {shown['problem']}\n")
+        first, second = shown["parts"]
+        self.assertEqual([(part["file"], part["bytes"]) for part in (first, second)],
+                         [("o.bin", len(BYTES)), ("o-2.bin", len(BYTES))])
+        self.assertRegex(first["fault"], r"^COM\d+ \(\S+\) vanished \(error 5: ")
+        self.assertLessEqual(first["fault_at"], first["end"])
+        self.assertGreater(second["begin"], first["end"] + 0.4)
+        self.assertEqual((second["fault"], second["fault_at"]), (None, None))
+
     def sheets(self, name):
         """Of the sections of a TDF file."""
         with open(self.file(name), "rb") as file:
@@ -277,10 +338,9 @@ class Port(CutShort):
         running = self.begins(number, "--reconnect", "--output", "o.bin", "--seconds", "3")
         self.sends(ends[0])
         self.is_taken_away(number, ends)
-        output, error = running.communicate(timeout=LIMIT)
-        self.assertEqual(running.returncode, 3, error)
-        self.assertIn("tracehost: trace was lost while the port was away", error)
+        output = self.is_told_as_lost(running, len(BYTES))
         self.assertIn(f"waiting for COM{number}", output)
+        self.assertRegex(output, rf"  part 1  0.0 s to \d+\.\d s  {len(BYTES)} bytes in o\.bin, then COM\d+ .* vanished")
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
         self.assertFalse(os.path.exists(self.file("o-2.bin")))
 
@@ -308,6 +368,15 @@ class Disk(CutShort):
                           r"No space left on device; 0 bytes free on its disk\): make room there, or lift the limit on file "
                           "sizes", time.monotonic())
         self.assertEqual(self.read(self.file("o.bin")), sent[:TINY])
+        self.unplug(*ends)
+
+    def test_full_disk_is_no_port_that_comes_back(self):
+        self.disk(self.home, TINY)
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin", "--reconnect")
+        self.floods(running, ends[0])
+        self.is_cut_short(running, rf"{TINY} bytes: the capture file .* takes no more \(error 28: .*", time.monotonic())
+        self.assertFalse(os.path.exists(self.file("o-2.bin")))
         self.unplug(*ends)
 
     def test_full_disk_is_noticed_without_a_log(self):
@@ -366,6 +435,16 @@ class Disk(CutShort):
         output, error = running.communicate(timeout=LIMIT)
         self.assertEqual(running.returncode, 5, error)
         self.assertIn(f'the capture file "{self.capture()}" was removed or shortened', error)
+        self.unplug(*ends)
+
+    def test_capture_file_that_is_removed_before_its_first_byte_is_told(self):
+        number, *ends = self.plug_in()
+        running = self.begins(number, "--output", "o.bin")
+        wait_for(running.stdout.readline, "the progress")
+        os.unlink(self.capture())
+        error = running.communicate(timeout=LIMIT)[1]
+        self.assertEqual(running.returncode, 5, error)
+        self.assertIn(f' s and 0 bytes: the capture file "{self.capture()}" was removed or shortened', error)
         self.unplug(*ends)
 
     def knows_of_bytes(self, running):

@@ -15,9 +15,6 @@ import unittest
 from hosting import BIN, HostTest, LIMIT, ON_WINE, SOURCE, find_process, main, wait_for
 
 
-BOARDS = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "simulator", "boards"))
-
-
 class Played(HostTest):
     """Recordings of a counter that plays as long as it takes."""
 
@@ -137,6 +134,19 @@ class Streams(Played):
         self.assertEqual((running.returncode, self.read(self.errors.name)), (0, b""))
         self.assertEqual(data, self.read(self.capture()))
 
+    def test_request_to_end_while_a_reader_is_slow_loses_nothing(self):
+        with subprocess.Popen(self.command(*self.arguments("--output", "-", "--quiet")), env=self.environment(),
+                              cwd=self.folder, stdout=subprocess.PIPE, stderr=self.errors) as running:
+            fcntl.fcntl(running.stdout, fcntl.F_SETPIPE_SZ, 4096)
+            wait_for(lambda: os.path.exists(self.capture()) and os.path.getsize(self.capture()) > 12_000, "a full pipe")
+            running.send_signal(signal.SIGTERM)
+            time.sleep(0.2)
+            self.assertIsNone(running.poll())
+            data = running.stdout.read()
+            running.wait(LIMIT)
+        self.assertEqual((running.returncode, self.read(self.errors.name)), (0, b""))
+        self.assertEqual(data, self.read(self.capture()))
+
     def test_reader_that_closes_ends_the_recording(self):
         with subprocess.Popen(self.command(*self.arguments("--output", "-")), env=self.environment(), cwd=self.folder,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
@@ -198,14 +208,15 @@ class Streams(Played):
 
 @unittest.skipIf(ON_WINE, "needs a terminal of this system")
 class Shown(Played):
-    def on_terminal(self, *more, columns=80, keys=b"", keys_after=b""):
-        """What a terminal is shown, and the exit status. Keys are pressed once `keys_after` was shown."""
+    def on_terminal(self, *more, words=None, columns=80, keys=b"", keys_after=b""):
+        """What a terminal is shown of a recording, or of other words, and the exit status. Keys are pressed once `keys_after`
+        was shown."""
         pid, terminal = pty.fork()
         if pid == 0:
             try:
                 fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", 25, columns, 0, 0))
                 os.chdir(self.folder)
-                command = self.command(*self.arguments(*more))
+                command = self.command(*(words or self.arguments(*more)))
                 os.execve(command[0], command, self.environment())
             finally:
                 os._exit(99)
@@ -247,6 +258,12 @@ class Shown(Played):
             screen[at:at + 1] = character
             at += 1
         self.assertRegex("".join(screen), r"^\d.*Ctrl-C stops and saves +lost: 0 overflows, \d+ damaged *$")
+
+    def test_interrupted_wait_is_told_on_a_line_of_its_own(self):
+        shown, status = self.on_terminal(words=("record", "--port", "77", "--clock", "1M", "--prescaler", "0", "--output",
+                                                "o.bin", "--wait-for-port", "60"), keys=b"\x03", keys_after=b"waiting for COM77")
+        self.assertEqual(status, 1, shown)
+        self.assertTrue(shown.endswith("\r\ntracehost: interrupted before the recording began: nothing was captured\r\n"), shown)
 
     def test_time_left_is_no_second_when_it_is_less(self):
         shown, status = self.on_terminal("--seconds", "0.5", "--output", "o.bin")
@@ -431,30 +448,6 @@ def alive(pid):
             return stat.read().rsplit(")", 1)[1].split()[0] != "Z"
     except OSError:
         return False
-
-
-class Boards(HostTest):
-    """The example boards, which lie in a folder in which nothing may be written."""
-
-    def test_example_boards_write_nothing_beside_themselves(self):
-        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
-        before = sorted(os.listdir(BOARDS))
-        run = self.file("run")
-        for name, clock in (("ferrin", 12), ("glintar", 33.3333), ("mothwing", 24)):
-            with self.subTest(board=name):
-                environment = dict(self.environment(), TRACEHOST_RUN_FOLDER=self.host_path(run))
-                board = self.host_path(os.path.join(BOARDS, name + ".json"))
-                result = subprocess.run(
-                    self.command("record", "--board", board, "--port", str(number), "--prescaler", "9", "--seconds", "0.2",
-                                 "--output", name + ".bin"), env=environment, capture_output=True, text=True,
-                    timeout=LIMIT, cwd=self.folder, check=False)
-                # Silent: the source has another board, whose TPIU nobody enables.
-                self.assertEqual(result.returncode, 4, result.stderr)
-                self.assertRegex(result.stdout, rf"trace clock   {clock:g}\d* MHz")
-                self.assertGreater(os.path.getsize(os.path.join(run, name + ".journal")), 0)
-                with open(os.path.join(run, name + ".tpiu")) as state:
-                    self.assertIn("prescaler", json.load(state))
-        self.assertEqual(sorted(os.listdir(BOARDS)), before)
 
 
 if __name__ == "__main__":
