@@ -1,6 +1,9 @@
 """Situations in which a command is given something bad: how each is made."""
 import os
+import re
 import subprocess
+
+CANNOT_WRITE = "standard output cannot be written: is the disk full, or did its reader end?"
 
 
 def make_files(test):
@@ -73,14 +76,41 @@ def variables(**changes):
     """With these environment variables; None removes one."""
     def changed_variables(test, words):
         return words, changes
+    changed_variables.of_linux = any(name in ("TMPDIR", "USERPROFILE") for name in changes)
     return changed_variables
 
 
+for everywhere in (plain, with_captures):
+    everywhere.of_linux = False
 closed_output = shell("closed_output", 'exec "$@" >&-')
 closed_input = shell("closed_input", 'exec "$@" <&-')
 full_output = shell("full_output", 'exec "$@" >/dev/full')
 ended_reader = shell("ended_reader", '{ sleep 0.2; "$@"; echo $? >status; } | true; sleep 0.1; '
                      'while ! [ -s status ]; do sleep 0.05; done; exit $(cat status)')
+ended_reader.of_linux = False
+
+LINUX_WORDS = re.compile(r"\S+\.so: .*?(?=;)|cannot open shared object file: No such file or directory|No such file or "
+                         r"directory|File name too long|Too many levels of symbolic links")
+
+
+def not_on_windows(words, situation):
+    """Why a row has no meaning there; empty when it has one."""
+    if getattr(situation, "of_linux", True):
+        return "closed and full outputs, rights and mounts of Linux"
+    if any(isinstance(word, bytes) for word in words):
+        return "names that are no text are of Linux"
+    if situation is with_captures:
+        return "the home is given otherwise under Wine"
+    if any(word.startswith(("/dev/", "/nowhere")) for word in words):
+        return "devices of Linux"
+    return ""
+
+
+def on_windows(errors, situation):
+    """What is said there: the system's own words are others, and stand as "..."; that a reader has ended is not known, and
+    told like any other failure."""
+    told = LINUX_WORDS.sub("...", errors).replace("/dev/ttyACM59", r"\\.\COM59")
+    return told + f"tracehost: {CANNOT_WRITE}\n" if situation is ended_reader else told
 
 
 def can_mount():

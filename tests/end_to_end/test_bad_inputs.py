@@ -1,15 +1,18 @@
 """Every command with bad inputs: a table of what is given, the status, and what is said of it.
 
-A row that needs root's rights, or what only this system has, is skipped, and said to be, where it cannot be had."""
+A row that needs root's rights, or what only one system has, is skipped, and said to be, where it cannot be had."""
 import os
 import re
 import shutil
 import subprocess
 import unittest
 
-from bad_inputs import (can_mount, closed_input, closed_output, ended_reader, full_folder, full_home, full_output, make_files,
-                        mounted, no_rights, plain, read_only_folder, variables, with_captures)
-from hosting import BIN, HostTest, ON_WINE, main
+from bad_inputs import (CANNOT_WRITE, can_mount, closed_input, closed_output, ended_reader, full_folder, full_home,
+                        full_output, make_files, mounted, no_rights, not_on_windows, on_windows, plain, read_only_folder,
+                        variables, with_captures)
+from hosting import BIN, HostTest, ON_WINE, main, wine_program
+
+PROGRAM = [wine_program(), os.path.join(BIN, "tracehost.exe")] if ON_WINE else [os.path.join(BIN, "tracehost")]
 
 MISSING = "none/at/all"
 LONG = "x" * 300
@@ -19,7 +22,6 @@ TERMINAL = ("record", "--port", "/dev/ptmx", "--clock", "48M", "--prescaler", "2
 NO_FILE = "No such file or directory"
 HELP = 'see "tracehost {}--help"'
 CANNOT_USE = "standard output cannot be used: is it open?"
-CANNOT_WRITE = "standard output cannot be written: is the disk full, or did its reader end?"
 NO_OPTIONS = 'it is no options file that the plug-in takes: "tracehost options --output FILE" writes one'
 UNPARSED = "Undefined exception occurred while parsing emulation setup file"
 NO_CAPTURE = "Failed to open binary file for trace data storage"
@@ -275,11 +277,12 @@ ROWS = [
 ]
 
 
-@unittest.skipIf(ON_WINE, "situations and words of this system")
 class BadInputs(HostTest):
     """One method a row, so that each can be run alone."""
 
     def check(self, words, situation, status, errors):
+        if ON_WINE and (reason := not_on_windows(words, situation)):
+            self.skipTest(reason)
         needs_mount = situation in (full_folder, full_home, read_only_folder) or situation.__qualname__.startswith("mounted")
         if situation is no_rights and not (os.geteuid() == 0 and shutil.which("setpriv")):
             self.skipTest("needs root, to give up its rights")
@@ -287,15 +290,16 @@ class BadInputs(HostTest):
             self.skipTest("needs root, and a file system of its own")
         make_files(self)
         environment = self.environment()
-        command, changes = situation(self, [os.path.join(BIN, "tracehost"), *words])
+        command, changes = situation(self, [*PROGRAM, *words])
         for name, value in changes.items():
             environment.pop(name, None)
             if value is not None:
                 environment[name] = value
         result = subprocess.run(command, env=environment, input=b"", capture_output=True, timeout=60, cwd=self.folder,
                                 check=False)
-        told = result.stderr.decode(errors="replace")
-        pattern = ".*".join(re.escape(piece) for piece in errors.split("..."))
+        told = result.stderr.decode(errors="replace").replace("\r\n", "\n")
+        expected = on_windows(errors, situation) if ON_WINE else errors
+        pattern = ".*".join(re.escape(piece) for piece in expected.split("..."))
         self.assertRegex(told, re.compile(rf"\A{pattern}\Z", re.DOTALL))
         self.assertEqual(result.returncode, status)
         self.assertFalse(os.path.exists(self.file("o.tdf")) and status in (1, 2) and CANNOT_WRITE not in errors)
