@@ -11,7 +11,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
 .PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
-    bench bench-loss fuzz mutants docs pictures package packages-native packages-all clean
+    bench bench-loss fuzz mutants docs pictures package test-packages test-reproducible packages-native packages-all clean
 
 help: ## list the targets
 	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
@@ -54,9 +54,9 @@ test: test-native ## the native suite: unit, contract and end-to-end tests on Li
 	@$(call name_skipped,build/linux/tests.xml)
 	@echo "The native tests passed."
 
-check: test packages-all lint docs test-soak test-asan test-tsan test-windows ## everything: native, lint, documents, soak, sanitizers, Windows under Wine
+check: test packages-all lint docs test-soak test-asan test-tsan test-windows test-packages ## everything: native, lint, documents, soak, sanitizers, Windows under Wine, packages
 	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
-	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine."
+	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine, packages."
 
 test-native: build ## the fast loop: what `make test` runs
 	@$(CTEST) --test-dir build/linux -LE 'long|soak'
@@ -97,7 +97,10 @@ mutants: packages-all build ## change one line at a time and see that the tests 
 
 # Files in packages carry the time of the last commit, so that the same sources make the same bytes.
 package: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct 2>/dev/null || echo 0)
+package: export TZ = UTC
 package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Windows, into build/packages
+	@rm -rf build/packages build/linux-package/packages build/windows/packages
+	@cmake/build-linux-xerces
 	@$(call build_preset,linux-package,products)
 	@cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
 	@cmake/build-windows-libraries
@@ -105,6 +108,12 @@ package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Wind
 	@cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
 	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/
 	@ls -l build/packages
+
+test-packages: package ## install each package into an empty root, record with it, and remove it
+	@python3 tests/packages/test_packages.py build/packages
+
+test-reproducible: package ## make the packages again, elsewhere and later, and compare them byte for byte
+	@tests/packages/compare_packages
 
 docs: packages-all ## the reference of the host's interfaces, into build/docs/html; a warning is a failure
 	@mkdir -p build/docs

@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # The packages that `make package` makes from an install tree: on Linux tarnel and tarnel-host-dev (.deb), with the debug
-# symbols in packages of their own, and one .tar.gz of everything; on Windows one .zip.
+# symbols in packages of their own, one .tar.gz of everything, and one of the debug symbols; on Windows one .zip, and one of the debug symbols.
 #
-# Made twice from the same sources they are the same bytes: files carry the time of the last commit (SOURCE_DATE_EPOCH).
+# Made twice from the same sources they are the same bytes: files carry the time of the last commit (SOURCE_DATE_EPOCH), whatever
+# the umask and the time zone are.
 set(CPACK_PACKAGE_NAME tarnel)
 set(CPACK_PACKAGE_VENDOR "the Tarnel authors")
 set(CPACK_PACKAGE_CONTACT "the Tarnel authors <authors@tarnel.example>")
@@ -12,16 +13,29 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_COMPONENTS_ALL runtime host_kit examples docs)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
+    WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/set_file_times.cmake)
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 
 if(WIN32)
     set(CPACK_GENERATOR ZIP)
-    set(CPACK_PACKAGE_FILE_NAME tarnel-${PROJECT_VERSION}-windows-x64)
-    set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
+    set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+    set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+    set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+    list(APPEND CPACK_COMPONENTS_ALL symbols)
+    foreach(component runtime host_kit examples docs)
+        string(TOUPPER ${component} upper)
+        set(CPACK_COMPONENT_${upper}_GROUP tarnel)
+    endforeach()
+    set(CPACK_COMPONENT_SYMBOLS_GROUP symbols)
+    set(CPACK_PACKAGE_FILE_NAME tarnel-${PROJECT_VERSION}-windows-x64)  # the folder in the archives
+    set(CPACK_ARCHIVE_TARNEL_FILE_NAME tarnel-${PROJECT_VERSION}-windows-x64)
+    set(CPACK_ARCHIVE_SYMBOLS_FILE_NAME tarnel-${PROJECT_VERSION}-windows-x64-symbols)
 else()
     set(CPACK_GENERATOR DEB TGZ)
     set(CPACK_PACKAGE_FILE_NAME tarnel-${PROJECT_VERSION}-linux-x64)
+    set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/symbols_archive.cmake)
     set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_SOURCE_DIR}/one_generator.cmake)
     foreach(component runtime examples docs)
         string(TOUPPER ${component} upper)

@@ -96,7 +96,9 @@ void AddFailOn(CLI::App& command, FailOn& failOn) {
 }
 
 void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
-    command.add_option("FILE", request.file, "Raw or TDF file; - is standard input")->required();
+    command.add_option("FILE", request.file, "Raw or TDF file; - is standard input")
+        ->type_name("")
+        ->required();
     AddSection(command, request);
     AddNumber(command, kCaptureClock, "Trace clock (default: from the recording's sheet)",
               [&request](std::optional<double> number) { request.clock = number; });

@@ -12,7 +12,7 @@ void AddPortsCommand(CLI::App& program, int& status);
 void AddOptionsCommand(CLI::App& program, int& status);
 void AddInfoCommand(CLI::App& program, int& status);
 void AddDoctorCommand(CLI::App& program, int& status);
-/// "help" and "version". \param program must outlive the parsing
+/// "help", "version" and "completion". \param program must outlive the parsing
 void AddAboutCommands(CLI::App& program, int& status);
 void AddDecodeCommand(CLI::App& program, int& status);
 void AddReportCommand(CLI::App& program, int& status);

@@ -108,7 +108,8 @@ void AddDiagnoseCommand(CLI::App& program, int& status) {
     CLI::App* const command = program.add_subcommand(
         "diagnose", "Say why a capture, or what a port gives, is as it is, and what can be done about it");
     request->record.seconds = kLookFor;
-    command->add_option("FILE", request->capture.file, "Raw or TDF file; - is standard input; none: a port");
+    command->add_option("FILE", request->capture.file, "Raw or TDF file; - is standard input; none: a port")
+        ->type_name("");
     const TargetOptions target = AddTarget(*command, request->record);
     std::vector<CLI::Option*> ofPorts = target.settings;
     ofPorts.insert(ofPorts.end(), target.others.begin(), target.others.end());

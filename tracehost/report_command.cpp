@@ -77,8 +77,10 @@ void AddReportCommand(CLI::App& program, int& status) {
     CLI::App* const command =
         program.add_subcommand("report", "Tell what a capture holds, and what was lost of it");
     AddCaptureOptions(*command, request->capture);
-    command->add_option("--json", request->json,
-                        "File for programs: a JSON object a ledger entry, then the totals");
+    command
+        ->add_option("--json", request->json,
+                     "File for programs: a JSON object a ledger entry, then the totals")
+        ->type_name("FILE");
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kReportFooter);

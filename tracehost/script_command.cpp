@@ -98,7 +98,9 @@ void AddScriptCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<ScriptRequest>();
     CLI::App* const command = program.add_subcommand(
         "script", "Carry out the plug-in's operations line by line, one JSON answer each");
-    command->add_option("FILE", request->file, "Script file, - for standard input")->required();
+    command->add_option("FILE", request->file, "Script file, - for standard input")
+        ->type_name("")
+        ->required();
     AddText(*command, "--board", "FILE", "Board file (default: TRACEHOST_BOARD, else a plain board)",
             request->board);
     command->add_flag("--strict", request->strict, "End with status 1 at the first answer that is not ok");

@@ -1,24 +1,14 @@
-"""The man page and the completion say what the help says, no more and no less."""
+"""The man page says what the help says, no more and no less."""
 import json
 import os
 import re
 import subprocess
-import unittest
 
-from hosting import BIN, HostTest, ON_WINE, main
+from help_text import commands_of, options_of
+from hosting import HostTest, ON_WINE, main
 
 SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 EVERYWHERE = ("--help", "--plugin")  # told once, for all commands
-
-
-def commands_of(help_text):
-    return re.findall(r"^  ([a-z]+) ", help_text.split("\nSubcommands:\n")[1].split("\n\n")[0], re.MULTILINE)
-
-
-def options_of(help_text):
-    """Option to what it takes, as help shows it; empty for a flag."""
-    lines = re.findall(r"^  (?:-\w,)?(--[a-z-]+)(?: ([^ \n]+))?", help_text, re.MULTILINE)
-    return {name: kind.split("=")[0] for name, kind in lines}
 
 
 def sections_of(page):
@@ -131,39 +121,6 @@ class ManPage(HostTest):
             known = options_of(self.help(words[0]))
             for word in words[1:]:
                 self.assertTrue(not word.startswith("--") or word in known, line)
-
-
-@unittest.skipIf(ON_WINE, "a shell of this system")
-class Completion(HostTest):
-    def complete(self, *words):
-        """What the completion offers for the last word."""
-        line = (f'source "{SOURCES}/tracehost/completion.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tracehost; '
-                'printf "%s\\n" "${COMPREPLY[@]}"')
-        result = subprocess.run(["bash", "-c", line, "bash", os.path.join(BIN, "tracehost"), *words], text=True,
-                                capture_output=True, timeout=60, cwd=self.folder, check=True)
-        self.assertEqual(result.stderr, "")
-        return result.stdout.split()
-
-    def test_offers_every_command_and_every_option(self):
-        text = self.run_host("--help").stdout
-        commands = commands_of(text)
-        self.assertEqual(sorted(self.complete("")), sorted([*commands, "--help", "--version"]))
-        self.assertEqual(sorted(self.complete("help", "")), sorted(commands))
-        for command in commands:
-            if command != "help":
-                with self.subTest(command):
-                    self.assertEqual(sorted(self.complete(command, "--")),
-                                     sorted(options_of(self.run_host(command, "--help").stdout)))
-
-    def test_offers_words_and_files_where_an_option_takes_them(self):
-        self.write("trace.tdf", "")
-        self.assertEqual(self.complete("record", "--format", ""), ["tdf", "raw"])
-        self.assertEqual(self.complete("record", "--clock", ""), ["auto"])
-        self.assertEqual(self.complete("record", "--timestamp-prescale", "1"), ["1", "16"])
-        self.assertEqual(self.complete("record", "--seconds", ""), [])
-        for words in (("info", "tr"), ("record", "--output", "tr"), ("script", "tr"), ("record", "--options", "tr")):
-            self.assertEqual(self.complete(*words), ["trace.tdf"], words)
-        self.assertEqual(self.complete("nonsense", ""), [])
 
 
 if __name__ == "__main__":

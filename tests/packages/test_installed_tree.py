@@ -106,9 +106,10 @@ class InstalledTree(unittest.TestCase):
         self.assertTrue(found["plug-in"].startswith(plugin), said + error)
         self.assertIn("was made", found["plug-in's answer"])
 
-    def test_man_page_and_completion_are_where_the_system_looks(self):
-        for place in ("share/man/man1/tracehost.1.gz", "share/bash-completion/completions/tracehost"):
-            self.assertTrue(os.path.isfile(os.path.join(self.root, place)), place)
+    def test_man_page_and_completions_are_where_the_system_looks(self):
+        for place in ("share/man/man1/tracehost.1.gz", "share/bash-completion/completions/tracehost",
+                      "share/zsh/site-functions/_tracehost", "share/fish/vendor_completions.d/tracehost.fish"):
+            self.assertTrue(os.path.getsize(os.path.join(self.root, place)), place)
 
     # --- the example host
     def minimal_host_records(self, host):

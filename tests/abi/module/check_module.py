@@ -4,7 +4,7 @@
 usage: check_module.py exports MODULE NAME...
        check_module.py imports MODULE LIST
        check_module.py hardening MODULE
-       check_module.py version MODULE VERSION
+       check_module.py version MODULE VERSION FILE_NAME DESCRIPTION
 
 LIST holds a library and a name a line; with --write in its place the list is printed. Exit status: 0 as it must be, 1
 not, with the differences.
@@ -56,11 +56,11 @@ def check_hardening(module):
     return all(wanted.values())
 
 
-def check_version(module, version):
+def check_version(module, version, name, description):
     found = module.version()
     expected = {"FixedFileVersion": f"{version}.0", "FileVersion": version, "ProductVersion": version,
-                "ProductName": "Tarnel", "FileDescription": "SWO trace receiver plug-in",
-                "InternalName": "Tarnel", "OriginalFilename": "Tarnel.dll"}
+                "ProductName": "Tarnel", "FileDescription": description,
+                "InternalName": name.partition(".")[0], "OriginalFilename": name}
     return compare("version value", [f"{name} = {value}" for name, value in found.items()],
                    [f"{name} = {value}" for name, value in expected.items()])
 
