@@ -55,8 +55,9 @@ bool CaughtByBase(const ExpectedError& expected, Call call) {
     return false;
 }
 
+/// In a frame of its own: errors are large.
 template <class Call>
-bool CaughtByValue(const ExpectedError& expected, Call call) {
+__declspec(noinline) bool CaughtByValue(const ExpectedError& expected, Call call) {
     try {
         call();
     } catch (cPelkitError error) {

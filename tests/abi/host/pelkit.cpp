@@ -21,11 +21,11 @@ cPelkitErrorIF::cPelkitErrorIF(const cPelkitErrorIF&) {}
 cPelkitErrorIF::~cPelkitErrorIF() {}
 
 cPelkitError::cPelkitError(const char* text, Severity_Type level)
-    : mark(kMark), message(text), endMark(kMark), severity(level) {
+    : mark(kMark), message(text), severity(level), endMark(kMark) {
     host::Increment(&living);
 }
 cPelkitError::cPelkitError(const std::string& text, Severity_Type level)
-    : mark(kMark), message(text), endMark(kMark), severity(level) {
+    : mark(kMark), message(text), severity(level), endMark(kMark) {
     host::Increment(&living);
     host::Increment(&madeOfStrings);
 }
@@ -33,8 +33,9 @@ cPelkitError::cPelkitError(const cPelkitError& other)
     : cPelkitErrorIF(other),
       mark(other.mark),
       message(other.message),
-      endMark(other.endMark),
-      severity(other.severity) {
+
+      severity(other.severity),
+      endMark(other.endMark) {
     host::Increment(&living);
 }
 cPelkitError::~cPelkitError() {
@@ -44,7 +45,7 @@ cPelkitError::~cPelkitError() {
 }
 uint32_t cPelkitError::Origin() const { return mark; }
 const char* cPelkitError::Message() const { return message.c_str(); }
-void cPelkitError::Annotate(const char* text) { notes[5] = text; }
+void cPelkitError::Annotate(const char* text) { notes[29] = text; }
 cPelkitErrorIF::Severity_Type cPelkitError::Severity() const { return severity; }
 void cPelkitError::Delete() {}
 long cPelkitError::Living() { return living; }

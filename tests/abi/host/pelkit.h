@@ -5,7 +5,8 @@
 
 /// \file
 /// The error library as its maker declares it. Nothing of the project's own declaration holds here but the
-/// names: the errors are larger, have more operations, and keep their text and severity elsewhere.
+/// names: the errors have more operations, keep their text and severity elsewhere, and take all the room that
+/// the plug-in leaves for them.
 
 #if defined(PELKIT_BUILD)
 #define PELKIT_CLASS __declspec(dllexport)
@@ -46,8 +47,9 @@ class PELKIT_CLASS cPelkitError : public cPelkitErrorIF {
 
   private:
     uint32_t mark;
-    std::string notes[6];
+    std::string notes[30];
     std::string message;
-    uint32_t endMark;
     Severity_Type severity;
+    uint64_t endMark;  ///< the last bytes
 };
+static_assert(sizeof(cPelkitError) == 1024);

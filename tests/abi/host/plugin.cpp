@@ -3,25 +3,50 @@
 #include "tests/abi/host/system.h"
 
 namespace host {
+namespace {
 
-Plugin::Plugin()
-    : module(LoadModule(Line("%sTarnel.dll", ProgramFolder()))),
+struct CalledTable {
+    const void* table;
+    uint32_t slots;
+};
+CalledTable called[8];
+
+CalledTable& Called(const void* table) {
+    for (CalledTable& entry : called) {
+        if (entry.table == nullptr) entry.table = table;
+        if (entry.table == table) return entry;
+    }
+    Fail("too many tables");
+}
+
+}  // namespace
+
+// Errors are thrown on several threads at once, through slots that were called before.
+void NoteCall(const void* table, int slot) {
+    CalledTable& entry = Called(table);
+    if ((entry.slots >> slot & 1) == 0) entry.slots |= 1u << slot;
+}
+uint32_t SlotsCalled(const void* object) { return Called(*static_cast<const void* const*>(object)).slots; }
+
+Plugin::Plugin(const char* fileName)
+    : module(LoadModule(Line("%s%s", ProgramFolder(), fileName))),
       create(reinterpret_cast<CreateRcvrFunction>(FindSymbol(module, "CreateRcvr"))),
       destroy(reinterpret_cast<DestroyRcvrFunction>(FindSymbol(module, "DestroyRcvr"))) {
     if (module == nullptr || create == nullptr || destroy == nullptr) {
-        Fail("Tarnel.dll or its exports are missing");
+        Fail(Line("%s or its exports are missing", fileName));
     }
 }
 Plugin::~Plugin() { UnloadModule(module); }
 
+CTargetStateNotification& ReceiverCalls::Notified() const { return *receiver; }
 void ReceiverCalls::TargetStateChanged(const char* cpu, uint32_t state) const {
-    return raw ? Slot<void>(receiver, 0, cpu, state) : receiver->TargetStateChanged(cpu, state);
+    return raw ? Slot<void>(receiver, 0, cpu, state) : Notified().TargetStateChanged(cpu, state);
 }
 void ReceiverCalls::TargetEvent(const char* cpu, uint32_t event) const {
-    return raw ? Slot<void>(receiver, 1, cpu, event) : receiver->TargetEvent(cpu, event);
+    return raw ? Slot<void>(receiver, 1, cpu, event) : Notified().TargetEvent(cpu, event);
 }
 void ReceiverCalls::TargetNotice(const char* cpu, uint32_t notice, uint32_t value) const {
-    return raw ? Slot<void>(receiver, 2, cpu, notice, value) : receiver->TargetNotice(cpu, notice, value);
+    return raw ? Slot<void>(receiver, 2, cpu, notice, value) : Notified().TargetNotice(cpu, notice, value);
 }
 uint32_t ReceiverCalls::GetNumCpus() const {
     return raw ? Slot<uint32_t>(receiver, 4) : receiver->GetNumCpus();
@@ -59,8 +84,9 @@ uint32_t ReceiverCalls::ConstantQueryC() const {
     return raw ? Slot<uint32_t>(receiver, 14) : receiver->ConstantQueryC();
 }
 
+TraceChannelAttributes& DriverCalls::Attributes() const { return *driver; }
 void DriverCalls::GetAttribute(const char* name, TraceAttribute& answer) const {
-    return raw ? Slot<void>(driver, 1, name, &answer) : driver->GetAttribute(name, answer);
+    return raw ? Slot<void>(driver, 1, name, &answer) : Attributes().GetAttribute(name, answer);
 }
 bool DriverCalls::IsBufferWrapped() const { return raw ? Slot<bool>(driver, 2) : driver->IsBufferWrapped(); }
 void DriverCalls::SetConfiguration(const char* name) const {

@@ -11,17 +11,23 @@ namespace host {
 
 using namespace Korr::Plim::Trace;
 
+/// Notes that a slot of a table is called by its number.
+void NoteCall(const void* table, int slot);
+/// The slots of an object's table that were called by their numbers, each a bit.
+uint32_t SlotsCalled(const void* object);
+
 /// Calls a slot of an object's table.
 template <class Result, class... Arguments>
 Result Slot(void* object, int slot, Arguments... arguments) {
     void* const* const table = *static_cast<void* const* const*>(object);
+    NoteCall(table, slot);
     return reinterpret_cast<Result (*)(void*, Arguments...)>(table[slot])(object, arguments...);
 }
 
 /// The plug-in, loaded from the host's own folder.
 class Plugin {
   public:
-    Plugin();
+    explicit Plugin(const char* fileName = "Tarnel.dll");
     ~Plugin();
     Plugin(const Plugin&) = delete;
     Plugin& operator=(const Plugin&) = delete;
@@ -31,7 +37,8 @@ class Plugin {
     const DestroyRcvrFunction destroy;
 };
 
-/// A receiver's operations, all through its table or all through the interface.
+/// A receiver's operations, all through its table or all through the interfaces: what a base declares through
+/// the base.
 struct ReceiverCalls {
     CReceiver* receiver;
     bool raw;
@@ -51,6 +58,9 @@ struct ReceiverCalls {
     uint32_t ConstantQueryB(uint32_t argument) const;
     void ProgressNotice() const;
     uint32_t ConstantQueryC() const;
+
+  private:
+    CTargetStateNotification& Notified() const;
 };
 
 /// A driver's operations, in the same way.
@@ -78,6 +88,9 @@ struct DriverCalls {
     void UnregisterCpu(const char* cpu) const;
 
     uint32_t Code() const;
+
+  private:
+    TraceChannelAttributes& Attributes() const;
 };
 
 }  // namespace host

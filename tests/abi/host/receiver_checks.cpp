@@ -102,4 +102,15 @@ void CheckNotifications(const Plugin& plugin, bool raw) {
     Check(record.code == 99 && log.Holds("CPU unregistered."), "slot 0 TargetStateChanged: no connection");
 }
 
+void CheckEverySlotCalled(const Plugin& plugin) {
+    Group("slots called by number");
+    ResetScript();
+    const Session session(plugin, false);
+    CChannelDriver* const driver = session.driver.driver;
+    Check(SlotsCalled(session.receiver.receiver) == 0x7FFF - (1u << 3),
+          "CReceiver: 0 to 14 but the destructor, 3");
+    Check(SlotsCalled(driver) == 0x3FFFF - 1, "CChannelDriver: 0 to 17 but the destructor, 0");
+    Check(SlotsCalled(dynamic_cast<CChannelDriverProgress*>(driver)) == 1, "CChannelDriverProgress: 0");
+}
+
 }  // namespace host

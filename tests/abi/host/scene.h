@@ -69,6 +69,13 @@ void CheckSwallowed(const Plugin& plugin);
 void CheckStrings(const Plugin& plugin);
 void CheckStringExchange();
 void CheckRecording(const Plugin& plugin, bool raw);
-void CheckDestructors(const Plugin& plugin, bool raw);
+/// Loads the plug-in itself.
+void CheckDestructors(bool raw);
+/// After all others: that they left no slot out.
+void CheckEverySlotCalled(const Plugin& plugin);
+/// The plug-in in another C++ ABI: what the host's calls become there.
+void CheckTwin();
+/// Does not come back: what the twin throws finds no handler.
+void CallTwinThatThrows();
 
 }  // namespace host

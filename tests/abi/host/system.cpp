@@ -236,6 +236,11 @@ uint32_t HeapBlocks() {
     while (HeapWalk(heap, &entry)) blocks += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1 : 0;
     return blocks;
 }
+bool IsFreed(const void* block) {
+    uint64_t fill = 0;  // behind what links free blocks
+    memcpy(&fill, static_cast<const char*>(block) + 16, sizeof fill);
+    return fill == 0xFEEEFEEEFEEEFEEE;
+}
 size_t BlockSize(const void* block) {
     const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
     return HeapValidate(heap, 0, block) ? HeapSize(heap, 0, block) : 0;

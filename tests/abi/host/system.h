@@ -85,5 +85,8 @@ bool HeapIsSound();
 uint32_t HeapBlocks();
 /// Bytes of a block of the C runtime's heap as they were asked for; 0 when it is no such block.
 size_t BlockSize(const void* block);
+/// Whether a block of at least 24 bytes was given back, where the system looks at freed blocks: it fills
+/// them.
+bool IsFreed(const void* block);
 
 }  // namespace host

@@ -2,19 +2,31 @@
 """Compares what a Windows module tells of itself with what it must be.
 
 usage: check_module.py exports MODULE NAME...
-       check_module.py imports MODULE LIST
+       check_module.py imports MODULE LIBRARIES LIST
        check_module.py hardening MODULE
        check_module.py version MODULE VERSION FILE_NAME DESCRIPTION
 
-LIST holds a library and a name a line; with --write in its place the list is printed. Exit status: 0 as it must be, 1
-not, with the differences.
+LIST holds a library, a name and where the name is known from a line; with --write in its place the list is printed.
+LIBRARIES is the folder of the import libraries. Exit status: 0 as it must be, 1 not, with the differences.
 """
+import pathlib
+import re
 import sys
 
 from pe_file import PeFile
 
+# Functions of the plug-in's rooms, of libc++ and of xerces-c have arrays on the stack. The pieces of msvc_abi/ alone have
+# a handful.
+ENOUGH_CHECKS = 500
+
+# The operations that the host's error library is known to have (host_api/cPelkitError.h).
+ERROR_CLASS = ("??0cPelkitError@@QEAA@AEBV0@@Z", "??0cPelkitError@@QEAA@PEBDW4Severity_Type@cPelkitErrorIF@@@Z",
+               "??0cPelkitError@@QEAA@AEBV?$basic_string@DU?$char_traits@D@std@@V?$allocator@D@2@@std@@"
+               "W4Severity_Type@cPelkitErrorIF@@@Z", "??1cPelkitError@@UEAA@XZ")
+
 ADVICE = """The plug-in's imports have changed. A host's machine must have each of them: see whether a new one can be done
-without, and whether every Windows 10 has it; then keep the list that "check_module.py imports MODULE --write" prints."""
+without, and whether every Windows 10 has it; then keep the list that "check_module.py imports MODULE LIBRARIES --write"
+prints."""
 
 
 def read_list(path):
@@ -31,8 +43,21 @@ def compare(what, found, expected):
     return not missing and not additional
 
 
-def check_imports(module, path):
-    found = [" ".join(pair) for pair in module.imports()]
+def known_names(folder):
+    """Library and name of each entry of the import libraries, and the list that the library was made of."""
+    known = {("pelkit.dll", name): "host_api" for name in ERROR_CLASS}
+    for file in pathlib.Path(folder).glob("*.lib"):
+        if file.stem in ("c++", "xerces-c"):
+            continue
+        for name, library in re.findall(rb"([!-~]+)\0([\w-]+\.dll)\0", file.read_bytes()):
+            source = "ucrt_math.def" if file.stem == "ucrt_math" else "mingw-w64"
+            known.setdefault((library.decode().lower(), name.decode()), source)
+    return known
+
+
+def check_imports(module, folder, path):
+    known = known_names(folder)
+    found = [f"{library} {name} {known.get((library, name), 'unknown')}" for library, name in module.imports()]
     if path == "--write":
         print(*sorted(found), sep="\n")
         return True
@@ -43,12 +68,15 @@ def check_imports(module, path):
 
 
 def check_hardening(module):
+    checks = module.stack_cookie_checks()
+    print(f"calls that check a stack cookie: {checks}")
     wanted = {
         "loaded at a random address": module.characteristics & module.DYNAMIC_BASE and module.has_relocations(),
         "random address in all 64 bits": module.characteristics & module.HIGH_ENTROPY_BASE,
         "data is not executed": module.characteristics & module.NX_COMPATIBLE,
         "code is not written": not module.writable_code(),
-        "stack cookies": module.has_stack_cookie(),
+        "stack cookie that the loader finds": module.stack_cookie() is not None,
+        "functions that check their stack cookie": checks >= ENOUGH_CHECKS,
         "no thread-local section": not module.has_thread_local_section(),
     }
     for name, given in wanted.items():

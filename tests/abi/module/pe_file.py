@@ -1,9 +1,11 @@
 """Reads what a Windows program or library tells of itself: headers, exports, imports, resources."""
+import collections
 import struct
 
 
 class PeFile:
     DYNAMIC_BASE, NX_COMPATIBLE, HIGH_ENTROPY_BASE = 0x40, 0x100, 0x20
+    _EXECUTED, _WRITTEN = 0x20000000, 0x80000000
     _EXPORTS, _IMPORTS, _RESOURCES, _RELOCATIONS, _THREAD_LOCALS, _LOAD_CONFIGURATION = 0, 1, 2, 5, 9, 10
 
     def __init__(self, path):
@@ -67,12 +69,37 @@ class PeFile:
 
     def writable_code(self):
         """Names of the sections that can be both written and executed."""
-        return [name for name, _, _, _, flags in self.sections if flags & 0x20000000 and flags & 0x80000000]
+        return [name for name, _, _, _, flags in self.sections if flags & self._EXECUTED and flags & self._WRITTEN]
 
-    def has_stack_cookie(self):
-        """Whether the load configuration tells the loader where the cookie is."""
+    def stack_cookie(self):
+        """Where the load configuration tells the loader that the cookie is, from the module's beginning; None without."""
         address, size = self.directories[self._LOAD_CONFIGURATION]
-        return size >= 96 and self._at("<Q", self._offset(address) + 88) != 0
+        cookie = self._at("<Q", self._offset(address) + 88) if size >= 96 else 0
+        return cookie - self.base if cookie else None
+
+    def stack_cookie_checks(self):
+        """Calls of the function that compares a cookie with the module's and ends the program (int 0x29)."""
+        cookie = self.stack_cookie()
+        calls = collections.Counter(target for _, target in self._calls())
+        return sum(count for target, count in calls.items() if cookie and self._is_cookie_check(target, cookie))
+
+    def _calls(self):
+        """Where the code has what reads like a direct call, and the address that it calls."""
+        for _, start, size, raw, flags in self.sections:
+            end = min(raw + size, len(self.data)) - 4 if flags & self._EXECUTED else 0
+            at = self.data.find(b"\xE8", raw, end)
+            while at >= 0:
+                yield at, at - raw + start + 5 + self._at("<i", at + 1)
+                at = self.data.find(b"\xE8", at + 1, end)
+
+    def _is_cookie_check(self, function, cookie):
+        try:
+            start = self._offset(function)
+        except ValueError:
+            return False
+        body = self.data[start:start + 32]
+        refers = any(function + at + 4 + struct.unpack_from("<i", body, at)[0] == cookie for at in range(len(body) - 3))
+        return refers and b"\xCD\x29" in body
 
     def version(self):
         """The version resource: {"FixedFileVersion": "1.2.3.4", "ProductName": ...}; empty without one."""
