@@ -20,10 +20,6 @@ constexpr uint32_t kLongestWait = 3600000;
 constexpr uint8_t kFill = 0xEE;
 constexpr auto kPollPause = std::chrono::milliseconds(5);
 
-CChannelDriver& Driver(Session& session, const Arguments& arguments) {
-    return *session.host.Find(arguments.Text(0)).driver;
-}
-
 std::string Hexadecimal(const uint8_t* bytes, std::size_t count) {
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string text;
@@ -36,12 +32,12 @@ std::string Hexadecimal(const uint8_t* bytes, std::size_t count) {
 }
 
 void Samples(Session& session, const Arguments& arguments, Answer& answer) {
-    answer["samples"] = Driver(session, arguments).GetNumSamples();
+    answer["samples"] = DriverOf(session, arguments).GetNumSamples();
 }
 
 /// The buffer stands between two guard samples: a driver that writes beside it is found out.
 void Read(Session& session, const Arguments& arguments, Answer& answer) {
-    CChannelDriver& driver = Driver(session, arguments);
+    CChannelDriver& driver = DriverOf(session, arguments);
     const uint32_t start = arguments.Number(1);
     const uint32_t count = arguments.Number(2, kMostSamples);
     const std::size_t size = count * kSampleSize;
@@ -59,15 +55,15 @@ void Read(Session& session, const Arguments& arguments, Answer& answer) {
 }
 
 void Save(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).SaveFile(arguments.TextOrNull(1), arguments.SignedNumber(2));
+    DriverOf(session, arguments).SaveFile(arguments.TextOrNull(1), arguments.SignedNumber(2));
 }
 
 void Load(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).LoadFile(arguments.TextOrNull(1));
+    DriverOf(session, arguments).LoadFile(arguments.TextOrNull(1));
 }
 
 void WaitSamples(Session& session, const Arguments& arguments, Answer& answer) {
-    CChannelDriver& driver = Driver(session, arguments);
+    CChannelDriver& driver = DriverOf(session, arguments);
     const uint32_t wanted = arguments.Number(1);
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(arguments.Number(2, kLongestWait));

@@ -9,30 +9,25 @@ namespace {
 using Session = ScriptSession;
 using Arguments = ScriptArguments;
 
-/// The driver that a command's first word names.
-CChannelDriver& Driver(Session& session, const Arguments& arguments) {
-    return *session.host.Find(arguments.Text(0)).driver;
-}
-
 void Configure(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).SetConfiguration(arguments.TextOrNull(1));
+    DriverOf(session, arguments).SetConfiguration(arguments.TextOrNull(1));
 }
 
 void Start(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).StartRecording(0);
+    DriverOf(session, arguments).StartRecording(0);
 }
 
 void Stop(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).StopRecording();
+    DriverOf(session, arguments).StopRecording();
 }
 
 void Resume(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).ResumeRecording();
+    DriverOf(session, arguments).ResumeRecording();
 }
 
 void Status(Session& session, const Arguments& arguments, Answer& answer) {
     StatusRecord record{99, "untouched", {1, 1, 1, 1, 1}};
-    Driver(session, arguments).GetStatus(record);
+    DriverOf(session, arguments).GetStatus(record);
     answer["code"] = record.code;
     answer["text"] = std::string(record.text);
     answer["flags"] = Answer::array();
@@ -41,23 +36,23 @@ void Status(Session& session, const Arguments& arguments, Answer& answer) {
 
 void Attribute(Session& session, const Arguments& arguments, Answer& answer) {
     TraceAttribute attribute;
-    Driver(session, arguments).GetAttribute(arguments.TextOrNull(1), attribute);
+    DriverOf(session, arguments).GetAttribute(arguments.TextOrNull(1), attribute);
     answer["name"] = attribute.name != nullptr ? Answer(attribute.name) : Answer(nullptr);
     answer["type"] = attribute.type;
     answer["value"] = attribute.value != nullptr ? Answer(attribute.value) : Answer(nullptr);
 }
 
 void Wrapped(Session& session, const Arguments& arguments, Answer& answer) {
-    answer["wrapped"] = Driver(session, arguments).IsBufferWrapped();
+    answer["wrapped"] = DriverOf(session, arguments).IsBufferWrapped();
 }
 
 void Info(Session& session, const Arguments& arguments, Answer& answer) {
     HostString text = "untouched";
-    answer["text"] = std::string(Driver(session, arguments).GetExtendedInfo(text));
+    answer["text"] = std::string(DriverOf(session, arguments).GetExtendedInfo(text));
 }
 
 void Progress(Session& session, const Arguments& arguments, Answer& answer) {
-    auto* const progress = dynamic_cast<CChannelDriverProgress*>(&Driver(session, arguments));
+    auto* const progress = dynamic_cast<CChannelDriverProgress*>(&DriverOf(session, arguments));
     if (progress == nullptr) throw HostError("the driver offers no CChannelDriverProgress");
     uint32_t current = 0;
     uint32_t total = 0;
@@ -67,20 +62,20 @@ void Progress(Session& session, const Arguments& arguments, Answer& answer) {
 }
 
 void JobState(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).JobStateChanged(arguments.Number(1));
+    DriverOf(session, arguments).JobStateChanged(arguments.Number(1));
 }
 
 void SetTargetState(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).SetTargetState(arguments.Number(1));
+    DriverOf(session, arguments).SetTargetState(arguments.Number(1));
 }
 
 void SetHaltState(Session& session, const Arguments& arguments, Answer&) {
     const auto state = static_cast<uint8_t>(arguments.Number(2, UINT8_MAX));
-    Driver(session, arguments).SetHaltState(arguments.TextOrNull(1), state);
+    DriverOf(session, arguments).SetHaltState(arguments.TextOrNull(1), state);
 }
 
 void Unregister(Session& session, const Arguments& arguments, Answer&) {
-    Driver(session, arguments).UnregisterCpu(arguments.TextOrNull(1));
+    DriverOf(session, arguments).UnregisterCpu(arguments.TextOrNull(1));
 }
 
 }  // namespace

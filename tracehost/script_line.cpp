@@ -50,6 +50,10 @@ void RunCommand(const ScriptCommand& command, ScriptSession& session, const Scri
 
 }  // namespace
 
+CChannelDriver& DriverOf(ScriptSession& session, const ScriptArguments& arguments) {
+    return *session.host.Find(arguments.Text(0)).driver;
+}
+
 Answer RunScriptLine(ScriptSession& session, const std::string& line, uint32_t lineNumber) {
     std::vector<ScriptWord> words = SplitScriptLine(line);
     if (words.empty()) return nullptr;

@@ -29,6 +29,9 @@ struct ScriptCommand {
     std::function<void(ScriptSession&, const ScriptArguments&, Answer&)> run;
 };
 
+/// The driver that a command's first argument names. \throws ScriptError or HostError when there is none
+CChannelDriver& DriverOf(ScriptSession& session, const ScriptArguments& arguments);
+
 /// The commands of the receiver, of a channel driver, and of tracehost itself.
 const std::vector<ScriptCommand>& ReceiverCommands();
 const std::vector<ScriptCommand>& DriverCommands();
