@@ -49,8 +49,8 @@ class Naps(threading.Thread):
 @unittest.skipIf(ON_WINE, "terminals, disks and limits of this system")
 class Noticing(CutShort):
     def records(self, number, **keywords):
-        if os.path.exists(self.capture()):
-            os.unlink(self.capture())  # of the try before
+        for file in filter(os.path.exists, [self.capture(), *self.logs()]):
+            os.unlink(file)  # of the try before
         return self.begins(number, "--output", "o.bin", "--force", "--json", "--quiet", **keywords)
 
     def delay(self, begun, moment, reason):
@@ -119,6 +119,8 @@ class Noticing(CutShort):
         running = self.records(number, preexec_fn=limited)
         os.set_blocking(ends[0], False)
         wait_for(lambda: os.path.exists(self.capture()), "the capture file")
+        if self.level:
+            wait_for(lambda: any(os.path.getsize(log) == size for log in self.logs()), "a full log")
         moment = None
         while running.poll() is None:
             try:
