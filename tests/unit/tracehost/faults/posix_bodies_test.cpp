@@ -19,6 +19,8 @@
 #include "tracehost/log_space.h"
 #include "tracehost/output_stream.h"
 #include "tracehost/own_process.h"
+#include "tracehost/port_presence.h"
+#include "tracehost/temporary_folder.h"
 
 namespace {
 
@@ -189,6 +191,30 @@ TEST_F(HostBodies, EachFailedCallOfForgettingIsToldAndTheFileStaysWhole) {
     std::string text;
     std::ifstream(file) >> text;
     EXPECT_EQ(text, "whole");
+}
+
+TEST_F(HostBodies, DeviceThatIsHeldHasVanishedWhateverTakesItsPlace) {
+    const std::string device = Path("device");
+    std::ofstream(device) << "x";
+    const std::ifstream held(device);
+    EXPECT_FALSE(HeldDeviceVanished(device));
+    fs::remove(device);
+    EXPECT_TRUE(HeldDeviceVanished(device));
+    std::ofstream(device) << "another";
+    EXPECT_TRUE(HeldDeviceVanished(device));
+    EXPECT_FALSE(HeldDeviceVanished(Path("other")));
+    EXPECT_FALSE(HeldDeviceVanished(""));
+}
+
+TEST_F(HostBodies, TemporaryFolderIsItsUsersAloneAndGoesWithItsObject) {
+    std::string path;
+    {
+        const TemporaryFolder temporary;
+        path = temporary.Path("");
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
+        EXPECT_FALSE(FolderHold::IsLeftBehind(path));
+    }
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(HostBodies, ThreadOfACaptureLivesUntilItEnds) {
