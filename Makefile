@@ -102,10 +102,10 @@ package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Wind
 	@rm -rf build/packages build/linux-package/packages build/windows/packages
 	@cmake/build-linux-xerces
 	@$(call build_preset,linux-package,products)
-	@cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
+	@umask 022; cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
 	@cmake/build-windows-libraries
 	@$(call build_preset,windows,products)
-	@cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
+	@umask 022; cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
 	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/
 	@ls -l build/packages
 

@@ -2,8 +2,8 @@
 # The packages that `make package` makes from an install tree: on Linux tarnel and tarnel-host-dev (.deb), with the debug
 # symbols in packages of their own, one .tar.gz of everything, and one of the debug symbols; on Windows one .zip, and one of the debug symbols.
 #
-# Made twice from the same sources they are the same bytes: files carry the time of the last commit (SOURCE_DATE_EPOCH), whatever
-# the umask and the time zone are.
+# Made twice from the same sources they are the same bytes: files carry the time of the last commit (SOURCE_DATE_EPOCH). For
+# that, and for folders that all may read, `make package` sets the umask and the time zone, too.
 set(CPACK_PACKAGE_NAME tarnel)
 set(CPACK_PACKAGE_VENDOR "the Tarnel authors")
 set(CPACK_PACKAGE_CONTACT "the Tarnel authors <authors@tarnel.example>")
@@ -13,8 +13,6 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_COMPONENTS_ALL runtime host_kit examples docs)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
-    WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/set_file_times.cmake)
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 

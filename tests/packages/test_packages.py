@@ -3,6 +3,7 @@
 Installs each of the packages in a folder into an empty root, looks at what is there, records with it, and removes it.
 """
 import glob
+import io
 import os
 import re
 import shutil
@@ -166,6 +167,17 @@ class Deb(LinuxFiles, PackageTest):
             own = build_id(module)
             file = os.path.join(symbols, "usr/lib/debug/.build-id", own[:2], own[2:] + ".debug")
             self.assertIn(".debug_info", run("readelf", "-SW", file), module)
+
+    def test_sums_name_the_files_as_they_are_installed(self):
+        for file in (*self.packages, package("tarnel-dbgsym_*deb")):
+            control = os.path.join(self.place, "control-" + os.path.basename(file))
+            run("dpkg-deb", "--control", file, control)
+            with open(os.path.join(control, "md5sums"), encoding="utf-8") as sums:
+                named = {line.split("  ", 1)[1].rstrip("\n") for line in sums}
+            listed = subprocess.run(["dpkg-deb", "--fsys-tarfile", file], capture_output=True, timeout=LIMIT, check=True)
+            with tarfile.open(fileobj=io.BytesIO(listed.stdout)) as archive:
+                inside = {member.name.removeprefix("./") for member in archive if member.isfile()}
+            self.assertEqual(named, inside, file)
 
     def test_lintian_finds_no_error(self):
         if not shutil.which("lintian"):
