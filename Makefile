@@ -122,6 +122,7 @@ docs: packages-all ## the reference of the host's interfaces, into build/docs/ht
 pictures: packages-native ## draw the README's pictures anew
 	@$(call build_preset,linux,products)
 	@docs/pictures/draw_terminal build/linux docs/pictures/terminal.svg
+	@docs/pictures/draw_trace build/linux docs/pictures/trace.svg
 
 clean: ## remove the build trees
 	rm -rf build
