@@ -90,7 +90,7 @@ class CaptureAnalysis::Work {
 
     /// From the decoder.
     void OnPacket(const Packet& packet) {
-        if (packet.kind == PacketKind::Stimulus && options.text != nullptr &&
+        if (options.text != nullptr && packet.kind == PacketKind::Stimulus &&
             options.textPorts[packet.source]) {
             const TextBytes text = TextOf(packet);
             options.text->Write(static_cast<uint8_t>(packet.source), text.bytes.data(), text.count);
@@ -103,9 +103,7 @@ class CaptureAnalysis::Work {
         Count(packet, time);
         ledger.OnPacket(packet, time);
         if (const uint64_t missing = periods.Take(packet, time)) ledger.OnPeriodGap(packet, time, missing);
-        if (packet.kind == PacketKind::LocalTime && timer.Clock().Missed() > 0) {
-            ledger.OnGlobalGap(packet, time, timer.Clock().Missed());
-        }
+        if (packet.kind == PacketKind::LocalTime) OnLocalTime(packet, time);
         if (options.packets != nullptr) options.packets->OnPacket(packet, time);
     }
 
@@ -158,32 +156,24 @@ class CaptureAnalysis::Work {
     uint64_t fed = 0;
 
   private:
+    /// Without branches on the packet's kind, which nobody can foresee.
     void Count(const Packet& packet, const PacketTime& time) {
         const auto kind = static_cast<size_t>(packet.kind);
         ++counts.packets[kind];
         counts.bytes[kind] += packet.length;
         ++counts.qualities[static_cast<size_t>(time.quality)];
-        switch (packet.kind) {
-            case PacketKind::Stimulus:
-                ++counts.portPackets[packet.source & 0xFF];
-                counts.portBytes[packet.source & 0xFF] += packet.size;
-                break;
-            case PacketKind::Exception:
-                if ((packet.flags & kKindFlags) == kEntered) {
-                    ++counts.exceptionsEntered[packet.source & 0x1FF];
-                }
-                break;
-            case PacketKind::LocalTime:
-                if (!timed) counts.firstTicks = time.ticks;
-                timed = true;
-                counts.lastTicks = time.ticks;
-                break;
-            case PacketKind::Sync:
-                if (!counts.firstSync) counts.firstSync = packet.offset;
-                break;
-            default:
-                break;
-        }
+        const bool stimulus = packet.kind == PacketKind::Stimulus;
+        counts.portPackets[packet.source & 0xFF] += stimulus ? 1 : 0;
+        counts.portBytes[packet.source & 0xFF] += stimulus ? packet.size : 0;
+        const bool entered = packet.kind == PacketKind::Exception && (packet.flags & kKindFlags) == kEntered;
+        counts.exceptionsEntered[packet.source & 0x1FF] += entered ? 1 : 0;
+        if (packet.kind == PacketKind::Sync && !counts.firstSync) counts.firstSync = packet.offset;
+    }
+    void OnLocalTime(const Packet& packet, const PacketTime& time) {
+        if (!timed) counts.firstTicks = time.ticks;
+        timed = true;
+        counts.lastTicks = time.ticks;
+        if (timer.Clock().Missed() > 0) ledger.OnGlobalGap(packet, time, timer.Clock().Missed());
     }
     /// \param last no more bytes come
     void ShowEntries(bool last) {

@@ -13,28 +13,35 @@ constexpr size_t kCommonest = 4;
 constexpr double kLeastShare = 0.02;
 constexpr double kLeastFrames = 0.5;
 
-/// Calls frame(bytes) for each whole frame, and data(stream, byte) for all that it carries.
-template <class Data, class Frame>
-void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data, Frame&& frame) {
+/// Calls frame(bytes) for each whole frame, and run as UnpackFrame does for what it carries.
+template <class Run, class Frame>
+void Unframe(std::span<const uint8_t> bytes, unsigned phase, Run&& run, Frame&& frame) {
     FrameAssembler assembler;
     uint8_t current = kNoStream;
-    for (const uint8_t byte : bytes.subspan(std::min<size_t>(phase, bytes.size()))) {
-        if (assembler.Put(byte, 0) != FrameAssembler::Got::Frame) continue;
-        frame(assembler.Frame());
-        UnpackFrame(assembler.Frame(), current,
-                    [&](uint8_t of, size_t, uint8_t content) { data(of, content); });
+    bytes = bytes.subspan(std::min<size_t>(phase, bytes.size()));
+    while (!bytes.empty()) {
+        const uint8_t* whole = nullptr;
+        size_t taken = 1;
+        if (assembler.AtStart() && !assembler.InSync() && bytes.size() >= kFrame && !HasSync(bytes.data())) {
+            whole = bytes.data();
+            taken = kFrame;
+            assembler.Pass(whole[kFrame - 1]);
+        } else if (assembler.Put(bytes[0], 0) == FrameAssembler::Got::Frame) {
+            whole = assembler.Frame();
+        }
+        bytes = bytes.subspan(taken);
+        if (whole == nullptr) continue;
+        frame(whole);
+        UnpackFrame(whole, current, run);
     }
-}
-template <class Data>
-void Unframe(std::span<const uint8_t> bytes, unsigned phase, Data&& data) {
-    Unframe(bytes, phase, data, [](const uint8_t*) {});
 }
 
 void CountStreams(std::span<const uint8_t> bytes, PhaseScore& score) {
     uint64_t frames = 0;
     uint64_t numbersFirst = 0;
     Unframe(
-        bytes, score.phase, [&](uint8_t of, uint8_t) { ++score.bytesOf[of]; },
+        bytes, score.phase,
+        [&](uint8_t of, const uint8_t*, size_t from, size_t to) { score.bytesOf[of] += to - from; },
         [&](const uint8_t* frame) {
             ++frames;
             numbersFirst += frame[0] & 1;
@@ -52,13 +59,20 @@ void CountStreams(std::span<const uint8_t> bytes, PhaseScore& score) {
     score.frames = static_cast<double>(common) / static_cast<double>(all);
 }
 
-Validity MeasureStream(std::span<const uint8_t> bytes, unsigned phase, uint8_t stream,
-                       std::span<uint8_t> scratch) {
-    size_t count = 0;
-    Unframe(bytes, phase, [&](uint8_t of, uint8_t content) {
-        if (of == stream) scratch[count++] = content;
-    });
-    return MeasureItm(scratch.first(count));
+/// Puts the bytes of all streams into `sorted`, one stream behind the other. Returns where each begins.
+std::array<size_t, kStreams> SortByStream(std::span<const uint8_t> bytes, const PhaseScore& score,
+                                          std::span<uint8_t> sorted) {
+    std::array<size_t, kStreams> begins{};
+    std::exclusive_scan(score.bytesOf.begin(), score.bytesOf.end(), begins.begin(), size_t{0});
+    auto next = begins;
+    Unframe(
+        bytes, score.phase,
+        [&](uint8_t of, const uint8_t* content, size_t from, size_t to) {
+            std::copy(content + from, content + to, sorted.begin() + static_cast<std::ptrdiff_t>(next[of]));
+            next[of] += to - from;
+        },
+        [](const uint8_t*) {});
+    return begins;
 }
 
 bool HasFairShare(const PhaseScore& score, uint8_t stream) {
@@ -124,10 +138,11 @@ PhaseScore ScorePhase(std::span<const uint8_t> bytes, unsigned phase, std::optio
     score.phase = phase;
     CountStreams(bytes, score);
     if (score.frames < kLeastFrames) return score;
+    const auto begins = SortByStream(bytes, score, scratch);
     for (unsigned i = 0; i < kStreams; ++i) {
         const auto candidate = static_cast<uint8_t>(i);
         if (stream ? candidate != *stream : !MayBeItm(score, candidate)) continue;
-        const Validity itm = MeasureStream(bytes, phase, candidate, scratch);
+        const Validity itm = MeasureItm(scratch.subspan(begins[i], score.bytesOf[i]));
         const bool better = itm.Share() > score.itm.Share() ||
                             (itm.Share() == score.itm.Share() && itm.good > score.itm.good);
         if (!better) continue;

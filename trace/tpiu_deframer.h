@@ -78,7 +78,8 @@ class TpiuDeframer {
     Stop TakeByte(uint8_t byte, StreamBytes& out);
     Stop OnFullSync(size_t before);
     void TakeWhole(const uint8_t* bytes, StreamBytes& out);
-    void TakeRun(const uint8_t* content, size_t from, size_t to, uint64_t start, StreamBytes& out);
+    template <class PlaceOf>
+    void TakeFrame(const uint8_t* bytes, StreamBytes& out, PlaceOf&& placeOf);
     bool Questionable(const uint8_t* bytes);
     void TakeAssembled(StreamBytes& out);
 

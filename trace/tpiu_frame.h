@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 /// \file
 /// Frames of the Trace Port Interface Unit (TPIU): 16 bytes that mix up to 111 streams. Bytes 0, 2, ... 14
@@ -27,20 +29,69 @@ constexpr bool IsReservedStream(uint8_t stream) {
     return stream > kLastStream && stream < kNoStream && stream != kFlushStream && stream != kTriggerStream;
 }
 
-/// Calls data(stream, place in the frame, byte) for each byte that a frame carries; `stream` is the one in
-/// force, before and after.
-template <class Data>
-void UnpackFrame(const uint8_t* frame, uint8_t& stream, Data&& data) {
+namespace tpiu_frame_detail {
+
+static_assert(std::endian::native == std::endian::little, "frames are read in words of 8 bytes");
+
+inline constexpr uint64_t kEvenBytes = 0x00FF00FF00FF00FF;
+inline constexpr uint64_t kEvenLowBits = 0x0001000100010001;
+
+inline uint64_t Load(const uint8_t* bytes) {
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// Whether a byte at an even place is FF.
+inline bool HasSync(uint64_t word) {
+    const uint64_t others = (word & kEvenBytes) ^ kEvenBytes;  // 0 in 16 bits where one is
+    return ((others - kEvenLowBits) & ~others & (kEvenLowBits << 15)) != 0;
+}
+
+/// Bit j of four at bit 0 of byte 2j.
+inline uint64_t Spread(unsigned bits) {
+    return uint64_t{bits & 1} | uint64_t{bits & 2} << 15 | uint64_t{bits & 4} << 30 |
+           uint64_t{bits & 8} << 45;
+}
+
+/// Bit 0 of byte 2j at bit j of four.
+inline unsigned Gather(uint64_t word) {
+    return static_cast<unsigned>((word & kEvenLowBits) * 0x0001000200040008 >> 48 & 0xF);
+}
+
+}  // namespace tpiu_frame_detail
+
+/// Whether a synchronisation stands in 16 bytes: an even byte FF is neither data nor a stream that is used.
+inline bool HasSync(const uint8_t* frame) {
+    using namespace tpiu_frame_detail;
+    return HasSync(Load(frame)) || HasSync(Load(frame + 8));
+}
+
+/// Calls run(stream, content, from, to) for what a frame carries, run by run: the bytes of one stream at
+/// places [from, to) of the frame, which are content[from] and on; 16 bytes can be read from each place on.
+/// `stream` is the one in force, before and after. A run can be empty.
+template <class Run>
+void UnpackFrame(const uint8_t* frame, uint8_t& stream, Run&& run) {
+    using namespace tpiu_frame_detail;
     const unsigned lowBits = frame[kFrame - 1];
-    for (size_t pair = 0; pair < kFrame / 2; ++pair) {
-        const uint8_t even = frame[2 * pair];
-        const bool low = (lowBits >> pair & 1) != 0;
-        const bool change = (even & 1) != 0;
-        if (change && !low) stream = even >> 1;
-        if (!change) data(stream, 2 * pair, static_cast<uint8_t>(even | (low ? 1 : 0)));
-        if (pair < kFrame / 2 - 1) data(stream, 2 * pair + 1, frame[2 * pair + 1]);
-        if (change && low) stream = even >> 1;
+    const uint64_t low = Load(frame);
+    const uint64_t high = Load(frame + 8);
+    const uint64_t data[4] = {low | Spread(lowBits), high | Spread(lowBits >> 4), 0, 0};
+    const auto* content = reinterpret_cast<const uint8_t*>(data);
+    size_t from = 0;
+    for (unsigned changes = Gather(low) | Gather(high) << 4; changes != 0; changes &= changes - 1) {
+        const auto pair = static_cast<unsigned>(std::countr_zero(changes));
+        const size_t at = 2 * size_t{pair};
+        const bool late = (lowBits >> pair & 1) != 0;
+        run(stream, content, from, at);
+        from = at + 1;
+        if (late && from < kMostFrameData) {
+            run(stream, content, from, from + 1);
+            ++from;
+        }
+        stream = frame[at] >> 1;
     }
+    run(stream, content, from, kMostFrameData);
 }
 
 /// Makes frames of single bytes and takes synchronisation out of them: the full one (FF FF FF 7F) begins a

@@ -19,8 +19,7 @@ std::string_view QualityName(TimeQuality quality) {
     return kNames[static_cast<size_t>(quality)];
 }
 
-void TraceClock::OnPacket(const Packet& packet) {
-    missed = 0;
+void TraceClock::OnTelling(const Packet& packet) {
     switch (packet.kind) {
         case PacketKind::LocalTime:
             return OnLocalTime(packet);
@@ -31,14 +30,9 @@ void TraceClock::OnPacket(const Packet& packet) {
             highKnown = true;
             globalIsNew = true;
             return;
-        case PacketKind::Overflow:
-        case PacketKind::Reserved:
-        case PacketKind::Malformed:
-        case PacketKind::Unsynchronised:
+        default:  // what was lost before it, or with it
             late = true;
             globalIsNew = false;
-            return;
-        default:
             return;
     }
 }

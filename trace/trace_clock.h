@@ -37,7 +37,10 @@ class TraceClock {
     explicit TraceClock(uint32_t prescale = 1) : cyclesPerTick(prescale == 0 ? 1 : prescale) {}
 
     /// Every packet of the stream, in its order.
-    void OnPacket(const Packet& packet);
+    void OnPacket(const Packet& packet) {
+        missed = 0;
+        if ((kTelling >> static_cast<unsigned>(packet.kind) & 1) != 0) OnTelling(packet);
+    }
 
     /// The last local timestamp: also the time of the packets between it and the one before it.
     const PacketTime& Last() const { return last; }
@@ -64,6 +67,18 @@ class TraceClock {
         bool valid = false;
     };
 
+    /// The kinds of packets that tell of the time.
+    static constexpr uint32_t kTelling = [] {
+        uint32_t kinds = 0;
+        for (const PacketKind kind : {PacketKind::LocalTime, PacketKind::GlobalTimeLow,
+                                      PacketKind::GlobalTimeHigh, PacketKind::Overflow, PacketKind::Reserved,
+                                      PacketKind::Malformed, PacketKind::Unsynchronised}) {
+            kinds |= uint32_t{1} << static_cast<unsigned>(kind);
+        }
+        return kinds;
+    }();
+
+    void OnTelling(const Packet& packet);
     void OnLocalTime(const Packet& packet);
     void OnGlobalTimeLow(const Packet& packet);
     /// A global timestamp and a local one behind it.

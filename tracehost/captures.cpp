@@ -20,6 +20,7 @@ constexpr uint32_t kOperationAborted = 995;  // Windows ends reads with it when 
 constexpr uint64_t kMostPadding = 7;         // bytes that a save adds
 
 constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
+constexpr NumberOption kCaptureBaud{"--baud", Measure::Count, 1, 1e9};
 constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
 constexpr NumberOption kCounterPortOption{"--counter-port", Measure::Count, 0, 255, true};
 
@@ -55,6 +56,7 @@ void Settle(const CaptureRequest& request, Capture& capture) {
     const double clock = request.clock.value_or(capture.sheet.traceClock.value_or(0));
     capture.scale.clockHz = static_cast<uint64_t>(std::llround(std::clamp(clock, 0.0, 4e9)));
     capture.scale.prescale = request.timestampPrescale.value_or(capture.sheet.timestampPrescale.value_or(1));
+    capture.baud = request.baud;
     capture.options.prescale = capture.scale.prescale;
     capture.options.counterPort = request.counterPort;
     capture.options.waitForSync = request.waitForSync;
@@ -106,6 +108,9 @@ void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
               {"1", "4", "16", "64"}, [&request](const std::string& word) {
                   request.timestampPrescale = static_cast<uint32_t>(std::stoul(word));
               });
+    AddNumber(command, kCaptureBaud,
+              "Bits a second on the line, for places without timestamps (default: from the sheet)",
+              [&request](std::optional<double> number) { request.baud = number; });
     AddDecodingOptions(command, request);
 }
 

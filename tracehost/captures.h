@@ -22,6 +22,7 @@ struct CaptureRequest {
     Swo::FramingOptions framing;
     std::optional<double> clock;  ///< Hz
     std::optional<uint32_t> timestampPrescale;
+    std::optional<double> baud;  ///< of the line
     std::optional<uint8_t> counterPort;
     bool waitForSync = false;
     FailOn failOn = FailOn::Line;
@@ -47,6 +48,7 @@ struct Capture {
     std::optional<uint64_t> length;  ///< bytes, when known; without the padding that the sheet tells of
     uint64_t base = 0;               ///< bytes of the captures before it
     Exports::TimeScale scale;
+    std::optional<double> baud;  ///< as the user gave it
     Swo::AnalysisOptions options;
 
     /// Reads it to its end. \param each is called with every piece, at most kPiece bytes \return bytes read

@@ -92,11 +92,19 @@ void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
         decided = true;
         analysis->Decide();
     }
-    if (request.print) std::fflush(print);
+    PrintText();
 }
 
 void LiveAnalysis::Write(uint8_t, const uint8_t* bytes, std::size_t count) {
-    std::fwrite(bytes, 1, count, print);
+    text.append(reinterpret_cast<const char*>(bytes), count);
+}
+
+/// What the ports have said since the last time, at once.
+void LiveAnalysis::PrintText() {
+    if (text.empty()) return;
+    std::fwrite(text.data(), 1, text.size(), print);
+    std::fflush(print);
+    text.clear();
 }
 
 void LiveAnalysis::WatchPort(std::optional<uint32_t> number) {
@@ -126,7 +134,7 @@ std::string LiveAnalysis::Line() const {
 RecordingSheet LiveAnalysis::EndPart(const RecordingResult& result) {
     const RecordedPart& part = result.parts.back();
     analysis->Finish();
-    if (request.print) std::fflush(print);
+    PrintText();
     Swo::SignalFeatures measured = analysis->Features();
     Capture known{};
     known.sheet = Sheet(result);

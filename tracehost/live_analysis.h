@@ -39,6 +39,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     using Clock = std::chrono::steady_clock;
 
     void Write(uint8_t port, const uint8_t* bytes, std::size_t count) override;
+    void PrintText();
     void BeginPart();
     void LookAtCounters();
     void PrintVerdict(std::FILE* output) const;
@@ -47,6 +48,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     const RecordRequest& request;
     const AskedLine asked;
     std::FILE* print;
+    std::string text;  ///< to be printed
 
     // Of the present part.
     std::unique_ptr<Swo::CaptureAnalysis> analysis;

@@ -8,6 +8,7 @@
 #include "tracehost/diagnosis_text.h"
 #include "tracehost/human_numbers.h"
 #include "tracehost/loss_text.h"
+#include "tracehost/place_times.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -71,9 +72,17 @@ std::string Recorded(const RecordingSheet& sheet) {
     return text;
 }
 
+bool HasTimestamps(const CaptureReport& report) {
+    return report.analysis.Counts().Of(PacketKind::LocalTime) > 0;
+}
+
+PlaceTimes PlaceTimesOf(const CaptureReport& report) {
+    return PlaceTimes(report.capture.sheet, report.capture.baud);
+}
+
 std::string Time(const CaptureReport& report) {
     const auto& counts = report.analysis.Counts();
-    if (counts.Of(PacketKind::LocalTime) == 0) return "no timestamps: a place is an offset";
+    if (!HasTimestamps(report)) return "no timestamps: " + PlaceTimesOf(report).Explained();
     const auto& scale = report.capture.scale;
     const uint64_t ticks = counts.lastTicks;
     std::string text = CountOf(ticks, "tick");
@@ -153,18 +162,37 @@ std::string Contents(const CaptureReport& report) {
     return text;
 }
 
-std::string EntryLine(const Swo::LedgerEntry& entry, const CaptureReport& report) {
-    const auto& scale = report.capture.scale;
-    const bool timed = entry.timeQuality != Swo::TimeQuality::None;
-    std::string time;
-    if (timed) {
-        time =
-            scale.clockHz > 0 ? FormatNanoseconds(scale.Nanoseconds(entry.ticks)) : FormatCount(entry.ticks);
+/// What the table tells of when an entry was: trace time, and in captures without timestamps what else is
+/// known.
+class TimeColumn {
+  public:
+    explicit TimeColumn(const CaptureReport& told)
+        : scale(told.capture.scale), traced(HasTimestamps(told)), places(PlaceTimesOf(told)) {}
+
+    std::string Title() const {
+        if (traced) return scale.clockHz > 0 ? "time" : "ticks";
+        return places.Title();
     }
-    if (entry.timeQuality == Swo::TimeQuality::Late) time += "+";
+    std::string Of(const Swo::LedgerEntry& entry) const {
+        if (!traced && places.Known() != PlaceTimes::Kind::None) {
+            return FormatNanoseconds(places.Nanoseconds(entry.offset));
+        }
+        if (entry.timeQuality == Swo::TimeQuality::None) return "";
+        const std::string time =
+            scale.clockHz > 0 ? FormatNanoseconds(scale.Nanoseconds(entry.ticks)) : FormatCount(entry.ticks);
+        return entry.timeQuality == Swo::TimeQuality::Late ? time + "+" : time;
+    }
+
+  private:
+    const Exports::TimeScale& scale;
+    bool traced;
+    PlaceTimes places;
+};
+
+std::string EntryLine(const Swo::LedgerEntry& entry, const TimeColumn& times) {
     char line[160];
     std::snprintf(line, sizeof line, "%15s %9s %17s  ", FormatCount(entry.offset).c_str(),
-                  FormatCount(entry.length).c_str(), time.c_str());
+                  FormatCount(entry.length).c_str(), times.Of(entry).c_str());
     return line + DescribeLoss(entry) + "\n";
 }
 
@@ -173,17 +201,20 @@ std::string Losses(const CaptureReport& report) {
     const auto& entries = ledger.Entries();
     std::string text = "LOST  " + SummariseLosses(ledger.Totals()) + "\n";
     if (entries.empty()) return text;
+    const TimeColumn times(report);
     char line[160];
-    const bool scaled = report.capture.scale.clockHz > 0;
-    std::snprintf(line, sizeof line, "%15s %9s %17s  %s\n", "offset", "bytes", scaled ? "time" : "ticks",
-                  "what");
+    std::snprintf(line, sizeof line, "%15s %9s %17s  %s\n", "offset", "bytes", times.Title().c_str(), "what");
     text += line;
     for (std::size_t i = 0; i < std::min(entries.size(), kEntriesShown); ++i) {
-        text += EntryLine(entries[i], report);
+        text += EntryLine(entries[i], times);
     }
-    const uint64_t more = entries.size() - std::min(entries.size(), kEntriesShown) + ledger.UnlistedPlaces();
-    if (more > 0) {
-        text += "                ... and " + FormatCount(more) + " more (--json FILE has all of them)\n";
+    const uint64_t listed = entries.size() - std::min(entries.size(), kEntriesShown);
+    if (listed + ledger.UnlistedPlaces() > 0) {
+        text += "                ... and " + FormatCount(listed + ledger.UnlistedPlaces()) +
+                " more (--json FILE has " +
+                (ledger.UnlistedPlaces() > 0 ? "the first " + FormatCount(entries.size())
+                                             : std::string("all of them")) +
+                ")\n";
     }
     return text;
 }

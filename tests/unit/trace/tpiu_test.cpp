@@ -124,6 +124,18 @@ TEST(TpiuDeframer, ASynchronisationAcrossTheEndOfAFrameIsOne) {
     EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
 }
 
+TEST(TpiuDeframer, ASynchronisationThatBeginsWithTheLastByteOfAWholeFrameIsOne) {
+    Bytes bytes(16, 0x10);
+    bytes[15] = 0xFF;
+    bytes.insert(bytes.end(), {0xFF, 0xFF, 0x7F, 0x03, 9});
+    bytes.resize(19 + 16);
+    TpiuDeframer deframer(1);
+    auto chunk = std::make_unique<StreamBytes>();
+    const TpiuDeframer::Result result = deframer.Feed(bytes, *chunk);
+    EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
+    EXPECT_EQ(result.taken, 19U);
+}
+
 TEST(TpiuDeframer, AsksAboutStreamsThatWereNotExpected) {
     TpiuDeframer deframer(1);
     deframer.Expect(std::bitset<kStreams>(0b11));
@@ -351,6 +363,30 @@ TEST(FrameFollower, AfterEachFruitlessDoubtItIsTwiceAsPatient) {
         follower.Assess(false, follower.Deframer().Offset());
     }
     EXPECT_THAT(trusted, ElementsAre(64U - 16, 128U - 16, 256U - 16, 512U - 16));
+}
+
+/// A follower in the null stream that doubts its frames, which are given to it from offset 256 on.
+FrameFollower::Stop Doubted(const Bytes& ahead) {
+    FrameFollower follower(2, 0);
+    auto chunk = std::make_unique<StreamBytes>();
+    Bytes padding(FrameFollower::kCheckpoint, 0);
+    padding[0] = 0x01;
+    EXPECT_EQ(follower.Feed(padding, *chunk).stop, FrameFollower::Stop::Checkpoint);
+    follower.Assess(false, follower.Deframer().Offset());
+    return follower.Feed(ahead, *chunk).stop;
+}
+
+TEST(FrameFollower, FewBytesThatDecodeBetterInOtherFramesAreNoReasonToTakeThose) {
+    // Local timestamps and 5 bytes of no assigned meaning, which are an exception and more timestamps when
+    // the frames are taken to begin in the padding: then 0F is 0E.
+    const Bytes frame{0x05, 0x10, 0x0E, 0x0F, 0x10, 0x10, 0x20, 0x10, 0x01, 0, 0, 0, 0, 0, 0, 0x02};
+    Bytes ahead(FrameFollower::kAhead, 0);
+    std::copy(frame.begin(), frame.end(), ahead.begin() + 2 * kFrame);
+    EXPECT_NE(Doubted(ahead), FrameFollower::Stop::Slipped) << "7 bytes";
+    for (size_t at : {3, 4, 5}) {
+        std::copy(frame.begin(), frame.end(), ahead.begin() + static_cast<std::ptrdiff_t>(at * kFrame));
+    }
+    EXPECT_EQ(Doubted(ahead), FrameFollower::Stop::Slipped) << "28 bytes";
 }
 
 TEST(CaptureDecoder, DecidesWhenItIsToldTo) {
