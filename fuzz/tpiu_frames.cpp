@@ -82,7 +82,7 @@ void FuzzTpiuFrames(std::string_view input) {
     const auto choice = static_cast<uint8_t>(input[0]);
     const size_t times = 1 + static_cast<uint8_t>(input[1]) % 64;
     std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < times && bytes.size() < 6000; ++i) {
+    for (size_t i = 0; i < times && bytes.size() < 4500; ++i) {
         bytes.insert(bytes.end(), input.begin() + 2, input.end());
     }
     CaptureOptions options;

@@ -194,8 +194,10 @@ template <class Sink>
 void CaptureDecoder<Sink>::OnStop(FrameFollower::Stop stop) {
     if (stop == FrameFollower::Stop::Checkpoint) OnCheckpoint();
     if (stop != FrameFollower::Stop::Slipped) return;
-    decoder.Break();
-    sink.OnFrameStep(frames->follower.LastStep());
+    const FrameStep& step = frames->follower.LastStep();
+    const bool comesAnew = step.from <= frames->map.LastPlace();  // of what was given to the decoder
+    decoder.Break(!comesAnew);
+    sink.OnFrameStep(step);
 }
 
 template <class Sink>

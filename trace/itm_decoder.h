@@ -59,8 +59,9 @@ class ItmDecoder {
     /// and no packet.
     void Finish();
 
-    /// Bytes are missing before those that come next: no packet goes across.
-    void Break();
+    /// Bytes are missing before those that come next: no packet goes across. \param sound whether those that
+    /// wait for others can still be read; else they are damage, all from FirstOpen on
+    void Break(bool sound);
 
     /// To go on from here later.
     DecoderState State() const {
@@ -180,8 +181,8 @@ void ItmDecoder<Sink>::RunToEnd() {
 }
 
 template <class Sink>
-void ItmDecoder<Sink>::Break() {
-    RunToEnd();
+void ItmDecoder<Sink>::Break(bool sound) {
+    if (sound) RunToEnd();
     const uint64_t start = base - state.zeros;
     const auto length = static_cast<uint32_t>(std::min<uint64_t>(held + state.zeros, kLongestRun));
     if (state.inStep) {

@@ -48,15 +48,15 @@ void CountStreams(std::span<const uint8_t> bytes, PhaseScore& score) {
         });
     if (frames != 0) score.numbersFirst = static_cast<double>(numbersFirst) / static_cast<double>(frames);
     auto counts = score.bytesOf;
-    const uint64_t all = std::accumulate(counts.begin(), counts.end(), uint64_t{0});
-    if (all == 0) return;
+    score.bytes = std::accumulate(counts.begin(), counts.end(), uint64_t{0});
+    if (score.bytes == 0) return;
     for (unsigned i = 0; i < kStreams; ++i) {
         if (counts[i] != 0) ++score.streams;
         if (IsReservedStream(static_cast<uint8_t>(i))) counts[i] = 0;
     }
     std::partial_sort(counts.begin(), counts.begin() + kCommonest, counts.end(), std::greater<>());
     const uint64_t common = std::accumulate(counts.begin(), counts.begin() + kCommonest, uint64_t{0});
-    score.frames = static_cast<double>(common) / static_cast<double>(all);
+    score.frames = static_cast<double>(common) / static_cast<double>(score.bytes);
 }
 
 /// Puts the bytes of all streams into `sorted`, one stream behind the other. Returns where each begins.
@@ -76,9 +76,8 @@ std::array<size_t, kStreams> SortByStream(std::span<const uint8_t> bytes, const 
 }
 
 bool HasFairShare(const PhaseScore& score, uint8_t stream) {
-    const uint64_t all = std::accumulate(score.bytesOf.begin(), score.bytesOf.end(), uint64_t{0});
     const uint64_t bytes = score.bytesOf[stream];
-    return bytes != 0 && static_cast<double>(bytes) >= kLeastShare * static_cast<double>(all);
+    return bytes != 0 && static_cast<double>(bytes) >= kLeastShare * static_cast<double>(score.bytes);
 }
 
 bool IsSpecialStream(uint8_t stream) {

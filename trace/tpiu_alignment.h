@@ -22,6 +22,7 @@ struct PhaseScore {
     uint8_t stream = kNoStream;  ///< the one that is an ITM stream the most
     Validity itm;                ///< of that one
     std::array<uint64_t, kStreams> bytesOf{};
+    uint64_t bytes = 0;  ///< of all streams
 
     double Score() const { return frames * itm.Share(); }
     /// Streams that carry a fair share of the bytes, and those that are never more than a few.

@@ -96,15 +96,15 @@ void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
 }
 
 void LiveAnalysis::Write(uint8_t, const uint8_t* bytes, std::size_t count) {
-    text.append(reinterpret_cast<const char*>(bytes), count);
+    pending.append(reinterpret_cast<const char*>(bytes), count);
 }
 
 /// What the ports have said since the last time, at once.
 void LiveAnalysis::PrintText() {
-    if (text.empty()) return;
-    std::fwrite(text.data(), 1, text.size(), print);
+    if (pending.empty()) return;
+    std::fwrite(pending.data(), 1, pending.size(), print);
     std::fflush(print);
-    text.clear();
+    pending.clear();
 }
 
 void LiveAnalysis::WatchPort(std::optional<uint32_t> number) {

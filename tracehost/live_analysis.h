@@ -48,7 +48,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     const RecordRequest& request;
     const AskedLine asked;
     std::FILE* print;
-    std::string text;  ///< to be printed
+    std::string pending;  ///< text to be printed
 
     // Of the present part.
     std::unique_ptr<Swo::CaptureAnalysis> analysis;

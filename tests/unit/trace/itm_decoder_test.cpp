@@ -168,7 +168,7 @@ TEST(ItmDecoder, NoPacketGoesAcrossAnAnnouncedGap) {
     const Stream stream = FirmwareStream(1, 400, true);
     decoder.Feed(stream.bytes);
     decoder.Feed(Bytes{0x13, 1, 2});
-    decoder.Break();
+    decoder.Break(true);
     decoder.Feed(stream.bytes);
     decoder.Finish();
     ASSERT_EQ(log.packets.size(), 801U);
@@ -180,12 +180,30 @@ TEST(ItmDecoder, NoPacketGoesAcrossAnAnnouncedGap) {
     EXPECT_EQ(log.packets[401].flags & kSalvaged, kSalvaged);
 }
 
+TEST(ItmDecoder, BytesThatAreRejectedAreDamageWhateverTheyMayBe) {
+    PacketLog log;
+    ItmDecoder<PacketLog> decoder(log);
+    const Stream stream = FirmwareStream(1, 400, true);
+    decoder.Feed(stream.bytes);
+    const uint64_t end = stream.bytes.size();
+    // Out of step, then known packets, too few to show that they are: unless they were the last ones.
+    decoder.Feed(Bytes{0x04});
+    decoder.Feed(std::span(stream.bytes).first(60));
+    ASSERT_FALSE(decoder.InStep());
+    decoder.Break(false);
+    decoder.Feed(stream.bytes);
+    decoder.Finish();
+    EXPECT_EQ(log.packets[400].kind, PacketKind::Reserved);
+    EXPECT_EQ(log.packets[401], (Packet{end + 1, 0, 0, PacketKind::Unsynchronised, 60, 60, 0}));
+    EXPECT_EQ(log.packets[402].offset, end + 61);
+}
+
 TEST(ItmDecoder, AnAnnouncedGapBetweenPacketsCostsNoByte) {
     PacketLog log;
     ItmDecoder<PacketLog> decoder(log);
     const Stream stream = FirmwareStream(1, 400, true);
     decoder.Feed(stream.bytes);
-    decoder.Break();
+    decoder.Break(true);
     decoder.Feed(stream.bytes);
     decoder.Finish();
     ASSERT_EQ(log.packets.size(), 800U);
