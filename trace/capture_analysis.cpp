@@ -58,7 +58,7 @@ struct HeadCounts {
     uint64_t longestOffset = 0;
     uint64_t longestLength = 0;
 
-    void OnPacket(const Packet& packet) {
+    void OnPacket(Packet packet) {
         bytes += packet.length;
         if (!IsAssigned(packet.kind)) {
             if (IsDamage(packet.kind)) OnDamage(packet);
@@ -89,7 +89,7 @@ class CaptureAnalysis::Work {
           decoder(*this, CaptureOptions{wanted.framing, ItmOptions{!wanted.waitForSync}}) {}
 
     /// From the decoder.
-    void OnPacket(const Packet& packet) {
+    [[gnu::always_inline]] void OnPacket(const Packet& packet) {
         if (options.text != nullptr && packet.kind == PacketKind::Stimulus &&
             options.textPorts[packet.source]) {
             const TextBytes text = TextOf(packet);

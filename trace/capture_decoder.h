@@ -95,7 +95,7 @@ class CaptureDecoder {
         const OffsetMap* map;
         uint64_t damaged;  ///< bytes
 
-        void OnPacket(const Packet& packet) {
+        [[gnu::always_inline]] void OnPacket(const Packet& packet) {
             if (map == nullptr) return sink.OnPacket(packet);
             if (IsDamage(packet.kind)) damaged += packet.length;
             Packet placed = packet;

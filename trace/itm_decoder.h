@@ -107,7 +107,7 @@ class ItmDecoder {
     size_t WalkOther(const Window& window, size_t place, const HeaderEntry& entry);
     bool TakeUnusual(const Window& window, size_t place, uint16_t signature, PacketKind kind);
     void TakeRival(const Window& window, size_t place, size_t rival);
-    void Lose(const Packet& broken, uint64_t offset);
+    void Lose(Packet broken, uint64_t offset);
     void Regain(uint64_t offset);
     void GiveBroken(uint64_t end);
     void GiveUp(uint64_t end);
@@ -399,7 +399,7 @@ size_t ItmDecoder<Sink>::Search(const Window& window, size_t stop, size_t place)
 }
 
 template <class Sink>
-void ItmDecoder<Sink>::Lose(const Packet& broken, uint64_t offset) {
+void ItmDecoder<Sink>::Lose(Packet broken, uint64_t offset) {
     known.Damage();
     search.Begin();
     if (!known.Empty() && !known.Knows(table[kPage0 | static_cast<unsigned>(state.page) << 4].signature)) {

@@ -23,23 +23,17 @@ class PacketTimer {
 
     explicit PacketTimer(Sink& target, const TraceClock& start = TraceClock{}) : sink(target), clock(start) {}
 
-    void OnPacket(const Packet& packet) {
-        clock.OnPacket(packet);
-        if (packet.kind == PacketKind::LocalTime) {
-            timed = true;
-            Release(count, clock.Last());
-            sink.OnPacket(packet, clock.Last());
-            anchored = 0;
-            return;
-        }
-        const bool damage = IsDamage(packet.kind) && packet.kind != PacketKind::TruncatedEnd;
-        if (damage) {
-            Suspect();
-            Release(count, clock.Open());
-            sink.OnPacket(packet, clock.Open());
-            return;
-        }
-        Hold(packet);
+    /// Inlined into the decoder: a packet goes from there to where it is held without being copied.
+    [[gnu::always_inline]] void OnPacket(const Packet& packet) {
+        Packet& place = held[(first + count++) % kPlaces];
+        Keep(packet, place);
+        clock.OnPacket(place);
+        if (packet.kind == PacketKind::LocalTime) return OnLocalTime();
+        if (IsDamage(packet.kind) && packet.kind != PacketKind::TruncatedEnd) return OnDamage();
+        const bool anchor = packet.kind == PacketKind::Sync || packet.kind == PacketKind::GlobalTimeLow ||
+                            packet.kind == PacketKind::GlobalTimeHigh;
+        anchored = anchor ? 0 : anchored + 1;
+        if (count > (timed ? kMostHeld : kMostSuspect)) Release(1, clock.Open());
     }
     /// Gives all that is held back: the stream has ended.
     void Flush() { Release(count, clock.Open()); }
@@ -47,25 +41,39 @@ class PacketTimer {
     const TraceClock& Clock() const { return clock; }
 
   private:
-    void Hold(const Packet& packet) {
-        if (count == (timed ? kMostHeld : kMostSuspect)) Release(1, clock.Open());
-        held[(first + count++) % kMostHeld] = packet;
-        const bool anchor = packet.kind == PacketKind::Sync || packet.kind == PacketKind::GlobalTimeLow ||
-                            packet.kind == PacketKind::GlobalTimeHigh;
-        anchored = anchor ? 0 : anchored + 1;
+    /// Field by field, as they were just made: read back as a whole they would have to wait for the memory.
+    [[gnu::always_inline]] static void Keep(const Packet& packet, Packet& place) {
+        place.offset = packet.offset;
+        place.value = packet.value;
+        place.source = packet.source;
+        place.kind = packet.kind;
+        place.size = packet.size;
+        place.length = packet.length;
+        place.flags = packet.flags;
     }
-    void Suspect() {
+    void OnLocalTime() {
+        timed = true;
+        anchored = 0;
+        Release(count, clock.Last());
+    }
+    /// The packets before it, back to the last anchor, are suspect.
+    void OnDamage() {
+        const size_t before = count - 1;
         const size_t suspect = anchored < kMostSuspect ? anchored : kMostSuspect;
-        for (size_t i = 0; i < suspect && i < count; ++i) {
-            held[(first + count - 1 - i) % kMostHeld].flags |= kSuspect;
+        for (size_t i = 1; i <= suspect && i <= before; ++i) {
+            held[(first + before - i) % kPlaces].flags |= kSuspect;
         }
         anchored = 0;
+        Release(count, clock.Open());
     }
     void Release(size_t packets, const PacketTime& time) {
-        for (size_t i = 0; i < packets; ++i) sink.OnPacket(held[(first + i) % kMostHeld], time);
-        first = (first + packets) % kMostHeld;
+        for (size_t i = 0; i < packets; ++i) sink.OnPacket(held[(first + i) % kPlaces], time);
         count -= packets;
+        first = count == 0 ? 0 : (first + packets) % kPlaces;  // what is used often stays in the caches
     }
+
+    /// Room for what ends the wait as well.
+    static constexpr size_t kPlaces = 2 * kMostHeld;
 
     Sink& sink;
     TraceClock clock;
@@ -73,7 +81,7 @@ class PacketTimer {
     size_t anchored = 0;  ///< packets since the last anchor
     size_t first = 0;
     size_t count = 0;
-    std::array<Packet, kMostHeld> held;
+    std::array<Packet, kPlaces> held;
 };
 
 }  // namespace Korr::Plim::Trace::Swo
