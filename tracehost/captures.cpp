@@ -20,7 +20,6 @@ constexpr uint32_t kOperationAborted = 995;  // Windows ends reads with it when 
 constexpr uint64_t kMostPadding = 7;         // bytes that a save adds
 
 constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
-constexpr NumberOption kCaptureBaud{"--baud", Measure::Count, 1, 1e9};
 constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
 constexpr NumberOption kCounterPortOption{"--counter-port", Measure::Count, 0, 255, true};
 
@@ -108,9 +107,6 @@ void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
               {"1", "4", "16", "64"}, [&request](const std::string& word) {
                   request.timestampPrescale = static_cast<uint32_t>(std::stoul(word));
               });
-    AddNumber(command, kCaptureBaud,
-              "Bits a second on the line, for places without timestamps (default: from the sheet)",
-              [&request](std::optional<double> number) { request.baud = number; });
     AddDecodingOptions(command, request);
 }
 

@@ -2,6 +2,7 @@
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/number_option.h"
 #include "tracehost/plugin.h"
 #include "tracehost/report_text.h"
 #include "tracehost/text_output.h"
@@ -16,6 +17,8 @@ struct ReportRequest {
     bool force = false;
     std::string plugin = kDefaultPlugin;
 };
+
+constexpr NumberOption kLineRate{"--baud", Measure::Count, 1, 1e9};
 
 constexpr const char* kReportFooter =
     "Examples:\n"
@@ -77,6 +80,9 @@ void AddReportCommand(CLI::App& program, int& status) {
     CLI::App* const command =
         program.add_subcommand("report", "Tell what a capture holds, and what was lost of it");
     AddCaptureOptions(*command, request->capture);
+    AddNumber(*command, kLineRate,
+              "Bits a second on the line, for places without timestamps (default: from the sheet)",
+              [request](std::optional<double> number) { request->capture.baud = number; });
     command
         ->add_option("--json", request->json,
                      "File for programs: a JSON object a ledger entry, then the totals")
