@@ -24,8 +24,9 @@ std::string Escaped(const std::string& text, const std::string& characters) {
 /// In single quotes, as bash and zsh read them.
 std::string Quoted(const std::string& text) {
     std::string quoted = "'";
-    for (const char character : text)
+    for (const char character : text) {
         quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    }
     return quoted + "'";
 }
 
@@ -54,8 +55,9 @@ std::string BashValues(const CompletedCommand& command) {
 std::string BashRest(const CompletedCommand& command) {
     std::string names;
     std::string list;
-    for (const Completion& option : command.options)
+    for (const Completion& option : command.options) {
         names += (names.empty() ? "" : " ") + option.names.back();
+    }
     for (const Completion& positional : command.positionals) list = BashList(positional);
     // Of the program itself all is offered at once.
     if (command.name.empty()) return "            '') " + list + "\" " + names + "\" ;;\n";
@@ -186,8 +188,9 @@ std::string FishCompletion(const std::vector<CompletedCommand>& commands) {
         }
         for (const Completion& option : command.options) text += FishCompletion(command.name, option);
         if (command.name.empty()) continue;  // whose words are told above
-        for (const Completion& positional : command.positionals)
+        for (const Completion& positional : command.positionals) {
             text += FishCompletion(command.name, positional);
+        }
     }
     return text;
 }
