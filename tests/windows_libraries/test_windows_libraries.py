@@ -169,9 +169,9 @@ class Sources(Libraries):
 
     def test_name_of_the_result_follows_everything_that_goes_in(self):
         names = {self.root()}
-        for name in ("cmake/build-windows-libraries", "cmake/library-builds", "cmake/windows-sources.sha256", "cmake/windows-x64.cmake",
-                     "cmake/make-import-libraries", "msvc_abi/ucrt_math.def", "msvc_abi/include/stdio.h",
-                     "msvc_abi/include/sys/types.h"):
+        for name in ("cmake/build-windows-libraries", "cmake/library-builds", "cmake/windows-sources.sha256",
+                     "cmake/windows-x64.cmake", "cmake/make-import-libraries", "msvc_abi/ucrt_math.def",
+                     "msvc_abi/include/stdio.h", "msvc_abi/include/sys/types.h"):
             with open(self.folder / name, "a") as file:
                 file.write("# another\n")
             names.add(self.root())
