@@ -16,6 +16,8 @@ LIMIT = 60  # seconds
 
 def play(swosource, folder):
     """The path of a file with what swosource has played."""
+    if not os.path.exists(swosource):
+        sys.exit(f"{swosource} is not there: build the preset linux first")
     link, path = os.path.join(folder, "stream_port"), os.path.join(folder, "stream.bin")
     playing = subprocess.Popen([swosource, "--enabled", "--clock", "48000000", "--prescaler", "23", "--rate", "max",
                                 "--baud-check", "off", "--bytes", str(BYTES), "--link", link, "--record", path])
