@@ -54,6 +54,7 @@ class CutShort(Recorder):
         self.assertLess(time.monotonic() - began, LATE)
         sentence = rf"^tracehost: the recording was cut short after \d+\.\d s and {told}$"
         self.assertEqual(len(re.findall(sentence, error, re.MULTILINE)), 1, error)
+        self.assertNotIn("while the port was away", error)
         return output
 
     def disk(self, folder, size):
