@@ -14,7 +14,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
     bench bench-loss fuzz mutants docs pictures package test-packages test-reproducible packages-native packages-all clean
 
 help: ## list the targets
-	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 16
+	@sed -n 's/^\([a-z-]*\):.*## /\1\t/p' $(MAKEFILE_LIST) | expand -t 20
 
 packages-native:
 	@cmake/install-packages native
