@@ -44,6 +44,17 @@ std::vector<Found> Gaps(const std::vector<uint32_t>& values, uint8_t size = 4,
 
 using Gapped = std::vector<Found>;
 
+TEST(CounterGaps, AnEndIsToldOnce) {
+    CounterGaps gaps;
+    gaps.Take({1, 4, 0, {}, false});
+    gaps.Take({5, 4, 1, {}, false});
+    EXPECT_FALSE(gaps.First());
+    gaps.Finish();
+    EXPECT_TRUE(gaps.First());
+    gaps.Finish();
+    EXPECT_FALSE(gaps.First());
+}
+
 TEST(CounterGaps, ARowWithoutAHoleHasNone) {
     EXPECT_EQ(Gaps({}), Gapped{});
     EXPECT_EQ(Gaps({7}), Gapped{});

@@ -199,6 +199,25 @@ TEST(ArrivalGaps, TheLineMustBeBusyBeforeAndBehind) {
     EXPECT_THAT(Silences(looks), IsEmpty());
 }
 
+TEST(ArrivalGaps, AllFourLooksBesideItMustBeSteady) {
+    std::vector<Arrival> looks = WithLook({400, 10000});
+    looks[0].bytes = 6000;
+    EXPECT_THAT(Silences(looks), IsEmpty());
+    looks = WithLook({400, 10000});
+    looks[0].milliseconds = 125;
+    looks[8].milliseconds = 75;
+    EXPECT_EQ(Silences(looks).size(), 1U) << "25 ms early and late";
+    looks[0].milliseconds = 126;
+    looks[8].milliseconds = 74;
+    EXPECT_THAT(Silences(looks), IsEmpty());
+}
+
+TEST(ArrivalGaps, ALineWithoutATimeIsNotBusy) {
+    std::vector<Arrival> looks(9, {0, 10000});
+    looks[4].milliseconds = 400;
+    EXPECT_THAT(Silences(looks), IsEmpty());
+}
+
 TEST(ArrivalGaps, FewOrNoArrivalsAreNone) {
     EXPECT_THAT(FindSilences({}), IsEmpty());
     EXPECT_THAT(Silences({}), IsEmpty());

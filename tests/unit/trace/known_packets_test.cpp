@@ -107,6 +107,30 @@ TEST(KnownPackets, WhatComesSeldomIsBelievedTheEighthTime) {
     EXPECT_TRUE(recording.known.Knows(kOdd));
 }
 
+TEST(KnownPackets, SoonIsUpTo1024Packets) {
+    Recording recording;
+    recording.Usual(400);
+    EXPECT_EQ(recording.Odd(kOdd, 511), kKindHint);
+    EXPECT_EQ(recording.Odd(), 0) << "1,024 packets behind the first one";
+    Recording later;
+    later.Usual(400);
+    EXPECT_EQ(later.Odd(kOdd, 512), kKindHint);
+    EXPECT_EQ(later.Odd(), kKindHint);
+}
+
+TEST(KnownPackets, NewsAreBelievedUpTo256PacketsBehindTheLast) {
+    for (const uint16_t since : {uint16_t{255}, uint16_t{256}}) {
+        Recording recording;
+        recording.Usual(60);
+        for (int i = 0; recording.known.Now().sinceLearning < since; ++i) {
+            recording.Packet(i % 2 == 0 ? kText : kTime);
+        }
+        recording.known.Interrupt();
+        recording.Odd();
+        EXPECT_EQ(recording.known.Knows(kOdd), since == 255) << since;
+    }
+}
+
 TEST(KnownPackets, AnOrderThatIsNewLateIsAHintUntilItComesAgainSoon) {
     Recording recording;
     recording.Usual(400);
@@ -150,6 +174,16 @@ TEST(KnownPackets, AnEarlierStateGoesOnInTheSameWay) {
     EXPECT_TRUE(other.known.Knows(kOdd));
     EXPECT_FALSE(other.known.Knows(0x0B));
     EXPECT_EQ(other.Odd(0x0B), recording.Odd(0x0C));
+}
+
+TEST(KnownPackets, AnEarlierStateKnowsWhichPacketCameLast) {
+    Recording recording;
+    recording.Usual(400);
+    const KnownPackets::Mark mark = recording.known.Now();
+    EXPECT_EQ(recording.Packet(kTime), kOrderHint) << "behind a timestamp";
+    Recording other;
+    other.known.Rewind(mark, recording.known);
+    EXPECT_EQ(other.Packet(kTime), kOrderHint);
 }
 
 TEST(KnownPackets, AnEarlierStateKnowsHowLongNothingWasNew) {

@@ -72,6 +72,15 @@ TEST(Ledger, DamageApartIsTwoPlacesAndSuspectsBelongToTheNearest) {
     EXPECT_EQ(ledger.Totals().Of(LossKind::Malformed), 2u);
 }
 
+TEST(Ledger, DamageDirectlyBehindSomethingElseIsAPlaceOfItsOwn) {
+    const LedgerOf ledger({PacketAt(100, PacketKind::Overflow, 1), PacketAt(101, PacketKind::Malformed, 2),
+                           PacketAt(103, kText)});
+    ASSERT_EQ(ledger.Size(), 2u);
+    EXPECT_EQ(ledger[0].length, 1u);
+    EXPECT_EQ(ledger[1].kind, LossKind::Malformed);
+    EXPECT_EQ(ledger[1].length, 2u);
+}
+
 TEST(Ledger, BeginningAndEndInsideAPacketAreNoLoss) {
     const LedgerOf ledger({PacketAt(0, PacketKind::Malformed, 4), PacketAt(4, PacketKind::Unsynchronised, 3),
                            PacketAt(7, kText), PacketAt(9, PacketKind::TruncatedEnd, 2)});

@@ -219,6 +219,8 @@ TEST(LineRatio, IsToldFromTheBitsThatAreDoubled) {
     }
     EXPECT_FALSE(EstimateTooFast(Made().line));
     EXPECT_FALSE(EstimateTooFast(MadeTooFast(1.03)));
+    EXPECT_FALSE(EstimateTooFast(MadeTooFast(8.6))) << "a byte holds one bit of the line";
+    EXPECT_LE(EstimateTooFast(MadeTooFast(7.7))->highest, 8);
 }
 
 TEST(LineRatio, OfAPortThatLosesItsPlaceIsToldFromTheBitsThatAreOftenDoubled) {

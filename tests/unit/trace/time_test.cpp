@@ -90,6 +90,12 @@ TEST(TraceClock, NorOneThatWasLostOrIsNotComplete) {
               "12 from 12 late");
 }
 
+TEST(TraceClock, NorOneFromBeforeTheLoss) {
+    EXPECT_EQ(
+        Text(After({Low(1), High(0), Local(5), Low(2000), Kind(PacketKind::Overflow), Local(7)}).Last()),
+        "12 from 12 late");
+}
+
 TEST(TraceClock, NorOneOfAClockAtAnotherRate) {
     const TraceClock clock = After({Low(0), High(0), Local(1000), Low(5000), Local(1000),
                                     Kind(PacketKind::Overflow), Low(20000), Local(1000)});
