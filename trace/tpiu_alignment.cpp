@@ -139,6 +139,7 @@ PhaseScore ScorePhase(std::span<const uint8_t> bytes, unsigned phase, std::optio
     if (score.frames < kLeastFrames) return score;
     const auto begins = SortByStream(bytes, score, scratch);
     for (unsigned i = 0; i < kStreams; ++i) {
+        if (score.bytesOf[i] == 0) continue;
         const auto candidate = static_cast<uint8_t>(i);
         if (stream ? candidate != *stream : !MayBeItm(score, candidate)) continue;
         const Validity itm = MeasureItm(scratch.subspan(begins[i], score.bytesOf[i]));

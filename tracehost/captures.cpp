@@ -146,6 +146,9 @@ void ForEachCapture(const CaptureRequest& request, const std::function<void(Capt
     uint32_t captures = 0;
     uint64_t base = 0;
     while (input.Next()) {
+        if (request.section && !input.IsTdf()) {
+            throw UsageError("--section: \"" + request.file + "\" is no TDF file, it has no sections");
+        }
         ++captures;
         Capture capture;
         capture.input = &input;

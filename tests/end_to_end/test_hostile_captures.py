@@ -153,6 +153,13 @@ class Tdf(HostileCaptures):
         self.check(capture + (12).to_bytes(4, "little") + bytes(4) + (50).to_bytes(4, "little"), 1, text,
                    (behind, "the name is longer than the section"))
 
+    def test_section_of_a_raw_capture_is_refused(self):
+        path = self.host_path(self.capture(bytes((0x01, 0x68)) * 100))
+        for command in ("decode", "report"):
+            result = self.run_host(command, path, "--section", "1")
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
+            self.assertEqual(result.stderr, f'tracehost: --section: "{path}" is no TDF file, it has no sections\n')
+
 
 class Sheets(HostileCaptures):
     def check(self, sheet, problem):
