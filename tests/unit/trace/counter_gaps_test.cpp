@@ -55,6 +55,8 @@ TEST(CounterGaps, AnEndIsToldOnce) {
     EXPECT_FALSE(gaps.First());
 }
 
+TEST(CounterGaps, TwoHolesAtTheEndAreToldOnce) { EXPECT_EQ(Gaps({1, 4, 8}), (Gapped{{0, 1, 2}, {1, 2, 3}})); }
+
 TEST(CounterGaps, ARowWithoutAHoleHasNone) {
     EXPECT_EQ(Gaps({}), Gapped{});
     EXPECT_EQ(Gaps({7}), Gapped{});

@@ -186,6 +186,19 @@ TEST(KnownPackets, AnEarlierStateKnowsWhichPacketCameLast) {
     EXPECT_EQ(other.Packet(kTime), kOrderHint);
 }
 
+TEST(KnownPackets, AnEarlierStateKnowsWhatIsOnProbation) {
+    Recording recording;
+    recording.Usual(60);
+    recording.Packet(kOdd);
+    recording.Packet(kTime);
+    const KnownPackets::Mark mark = recording.known.Now();
+    Recording other;
+    other.known.Rewind(mark, recording.known);
+    other.Usual(40);
+    other.known.Settle();
+    EXPECT_TRUE(other.known.Knows(kOdd));
+}
+
 TEST(KnownPackets, AnEarlierStateKnowsHowLongNothingWasNew) {
     Recording recording;
     recording.Usual(400);

@@ -81,6 +81,15 @@ TEST(Ledger, DamageDirectlyBehindSomethingElseIsAPlaceOfItsOwn) {
     EXPECT_EQ(ledger[1].length, 2u);
 }
 
+TEST(Ledger, SaysWhyBytesAreMalformed) {
+    Packet malformed = PacketAt(100, PacketKind::Malformed);
+    malformed.source = static_cast<uint16_t>(MalformedReason::PcByte);
+    EXPECT_EQ(LedgerOf({malformed})[0].reason, static_cast<uint8_t>(MalformedReason::PcByte));
+    Packet reserved = PacketAt(100, PacketKind::Reserved, 1);
+    reserved.source = 3;
+    EXPECT_EQ(LedgerOf({reserved})[0].reason, 0u);
+}
+
 TEST(Ledger, BeginningAndEndInsideAPacketAreNoLoss) {
     const LedgerOf ledger({PacketAt(0, PacketKind::Malformed, 4), PacketAt(4, PacketKind::Unsynchronised, 3),
                            PacketAt(7, kText), PacketAt(9, PacketKind::TruncatedEnd, 2)});
@@ -196,6 +205,15 @@ TEST(Ledger, AGapBesideAnOverflowIsTheTargets) {
     EXPECT_EQ(ledger[1].kind, LossKind::CounterGap);
     EXPECT_EQ(ledger[1].lossClass, LossClass::Target);
     EXPECT_EQ(ledger.Totals().lostOnTheWay, 0u);
+    EXPECT_EQ(ledger.Totals().lostInTarget, 2u);
+}
+
+TEST(Ledger, AGapFarFromAnOverflowIsNot) {
+    std::vector<Packet> packets = Counting({1, 2, 3, 7, 8, 9});
+    packets.insert(packets.begin() + 1, PacketAt(6, PacketKind::Overflow, 1));
+    packets.push_back(PacketAt(70, PacketKind::Overflow, 1));
+    const LedgerOf ledger(packets, {uint8_t{5}, false});
+    EXPECT_EQ(ledger.Totals().lostOnTheWay, 1u);
     EXPECT_EQ(ledger.Totals().lostInTarget, 2u);
 }
 

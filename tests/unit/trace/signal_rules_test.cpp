@@ -121,6 +121,8 @@ TEST(SignalRules, FramesHaveToFitOrToBeGiven) {
     EXPECT_EQ(framed(0, 0.80), "tpiu-framed unsure");
     EXPECT_EQ(framed(0, 0.79), "rate-too-low unsure");
     EXPECT_EQ(framed(0.949, 1), "rate-too-low unsure");
+    EXPECT_EQ(Told([](SignalFeatures& f) { f.phaseScore = 0.5, f.validity = 0.85; }), "damaged likely")
+        << "frames that were not taken";
 }
 
 TEST(SignalRules, WithoutSynchronisationIn64KiBItIsGoodForUsAlone) {
