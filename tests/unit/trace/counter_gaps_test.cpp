@@ -57,6 +57,11 @@ TEST(CounterGaps, AnEndIsToldOnce) {
 
 TEST(CounterGaps, TwoHolesAtTheEndAreToldOnce) { EXPECT_EQ(Gaps({1, 4, 8}), (Gapped{{0, 1, 2}, {1, 2, 3}})); }
 
+TEST(CounterGaps, AValueThatStaysIsAWholeRoundFurther) {
+    EXPECT_EQ(Gaps({5, 5, 5}, 1), (Gapped{{0, 2, 255}}));
+    EXPECT_EQ(Gaps({1, 4, 4}), (Gapped{{0, 2, 2}})) << "one that does not fit, and comes again";
+}
+
 TEST(CounterGaps, ARowWithoutAHoleHasNone) {
     EXPECT_EQ(Gaps({}), Gapped{});
     EXPECT_EQ(Gaps({7}), Gapped{});

@@ -81,6 +81,16 @@ TEST(Ledger, DamageDirectlyBehindSomethingElseIsAPlaceOfItsOwn) {
     EXPECT_EQ(ledger[1].length, 2u);
 }
 
+TEST(Ledger, SuspectsBelongToOneDamageAlone) {
+    const LedgerOf ledger({PacketAt(98, kText), PacketAt(100, kText, 2, kSuspect),
+                           PacketAt(102, PacketKind::Malformed, 2), PacketAt(104, kText, 2, kSuspect),
+                           PacketAt(106, PacketKind::Malformed, 3), PacketAt(109, kText)});
+    ASSERT_EQ(ledger.Size(), 2u);
+    EXPECT_EQ(ledger[0].suspects, 1u);
+    EXPECT_EQ(ledger[1].suspects, 1u);
+    EXPECT_EQ(ledger[1].suspectFrom, 104u);
+}
+
 TEST(Ledger, SaysWhyBytesAreMalformed) {
     Packet malformed = PacketAt(100, PacketKind::Malformed);
     malformed.source = static_cast<uint16_t>(MalformedReason::PcByte);
