@@ -238,6 +238,14 @@ ROWS = [
     (("rates", "--port", "59", "--clock", "48M", "--from", "9", "--to", "3"), plain, 2,
      said("--from is above --to: no prescaler lies between them")),
     (("rates", "--port", "/dev/null", "--clock", "48M"), closed_output, 1, said(CANNOT_USE)),
+    # --- completion
+    (("completion",), plain, 2, said(f"SHELL is required: {HELP.format('completion ')}")),
+    (("completion", "nosh"), plain, 2, said('SHELL "nosh": give bash, zsh or fish')),
+    (("completion", ""), plain, 2, said('SHELL "": give bash, zsh or fish')),
+    (("completion", "bash", "x"), plain, 2, said(f'not understood: "x": {HELP.format("completion ")}')),
+    (("completion", "bash"), full_output, 1, said(CANNOT_WRITE)),
+    (("completion", "bash"), closed_output, 1, said(CANNOT_USE)),
+    (("completion", "zsh"), ended_reader, 1, ""),
     # --- temporary folder
     (("record", "--demo"), variables(TMPDIR=MISSING), 1,
      said(f'"{MISSING}" is no folder for temporary files ({NO_FILE}): set TMPDIR to one that is there')),
@@ -260,7 +268,7 @@ ROWS = [
     ((*RECORD[:-1], "secret"), no_rights, 2, said(f'"secret" cannot be written: Permission denied: {SAVE_IT}')),
     ((*RECORD[:-1], "ro/o.tdf"), read_only_folder, 2, said(f'"ro/o.tdf" cannot be written: Read-only file system: {SAVE_IT}')),
     ((*RECORD[:-1], "full/o.tdf"), full_folder, 1, said('"full/o.tdf" cannot be written: is the folder there, and is there room?')),
-    # --- doctor
+    # --- check, doctor
     (("check", "--only", "nonsense"), plain, 2, said('--only "nonsense" is no check: see "tracehost check --list"')),
     (("check", "--pair", "5"), plain, 2, said('--pair "5": give two ports, such as 5=6')),
     (("check", "--pair", "5=x"), plain, 2, said(f'--port "x": {PORT}')),
