@@ -71,6 +71,12 @@ TEST(TraceClock, GlobalTimestampsTellHowMuchIsMissing) {
     EXPECT_EQ(clock.GlobalTime(), (1U << 26) + 3000U);
 }
 
+TEST(TraceClock, TheUpperPartAloneIsAGlobalTimestampToo) {
+    const TraceClock clock =
+        After({Low(1000), High(0), Local(100), Kind(PacketKind::Overflow), High(1), Local(70)});
+    EXPECT_EQ(Text(clock.Last()), "67108964 from 67108964 exact");
+}
+
 TEST(TraceClock, TheyCountCyclesNotTicks) {
     const TraceClock clock = After(
         {Low(1000), High(0), Local(100), Kind(PacketKind::Overflow), Low(1000 + 16 * 500), Local(70)}, 16);
