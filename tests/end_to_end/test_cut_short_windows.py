@@ -5,16 +5,24 @@ answering the reads of a pseudo-terminal without a far end with no bytes, so tha
 """
 import os
 import re
+import signal
 import subprocess
 import time
 import unittest
 
-from hosting import BIN, LIMIT, ON_WINE, main, server_process, wait_for, wine_program
+from hosting import BIN, LIMIT, ON_WINE, find_process, main, server_process, wait_for, wine_program
 from recorder import BYTES
 from test_cut_short import TINY, CutShort
 
 
 class Seen(CutShort):
+    def is_over(self, running):
+        """Ends tracehost itself, which is a child of the process that was started and holds its output open."""
+        process = find_process("tracehost", self.folder)
+        if process:
+            os.kill(process, signal.SIGKILL)
+        super().is_over(running)
+
     def sends_and_is_seen(self, running, near_end):
         """Until the recording has looked at its capture: it cannot tell a port that went before, as no read fails here."""
         self.sends(near_end)
