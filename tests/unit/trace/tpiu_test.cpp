@@ -383,7 +383,7 @@ TEST(FrameFollower, FewBytesThatDecodeBetterInOtherFramesAreNoReasonToTakeThose)
     Bytes ahead(FrameFollower::kAhead, 0);
     std::copy(frame.begin(), frame.end(), ahead.begin() + 2 * kFrame);
     EXPECT_NE(Doubted(ahead), FrameFollower::Stop::Slipped) << "7 bytes";
-    for (size_t at : {3, 4, 5}) {
+    for (const size_t at : {size_t{3}, size_t{4}, size_t{5}}) {
         std::copy(frame.begin(), frame.end(), ahead.begin() + static_cast<std::ptrdiff_t>(at * kFrame));
     }
     EXPECT_EQ(Doubted(ahead), FrameFollower::Stop::Slipped) << "28 bytes";
