@@ -185,18 +185,16 @@ void AddDecodeCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<DecodeRequest>();
     CLI::App* const command = program.add_subcommand("decode", "Show the packets or the text in a capture");
     AddCaptureOptions(*command, request->capture);
-    command
-        ->add_option("--kinds", request->kinds, "Kinds of packets, such as stimulus,exception (default: all)")
-        ->type_name("KINDS");
-    command->add_option("--ports", request->ports, "Stimulus ports, such as 0,3,8-15")->type_name("PORTS");
-    command->add_option("--from", request->from, "First packet: a time (1.5s, 300ms) or an offset (#12345)")
-        ->type_name("PLACE");
-    command->add_option("--to", request->to, "Where to end, likewise")->type_name("PLACE");
+    AddText(*command, "--kinds", "KINDS", "Kinds of packets, such as stimulus,exception (default: all)",
+            request->kinds);
+    AddText(*command, "--ports", "PORTS", "Stimulus ports, such as 0,3,8-15", request->ports);
+    AddText(*command, "--from", "PLACE", "First packet: a time (1.5s, 300ms) or an offset (#12345)",
+            request->from);
+    AddText(*command, "--to", "PLACE", "Where to end, likewise", request->to);
     AddChoice(*command, "--format", "What is written", {"text", "csv", "jsonl"},
               [request](const std::string& word) { request->format = word; });
-    command->add_option("--output", request->output, "File to write; - is standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
+    AddText(*command, "--output", "FILE", "File to write; - is standard output", request->output)
+        ->default_str("-");
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kDecodeFooter);

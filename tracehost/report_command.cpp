@@ -83,10 +83,8 @@ void AddReportCommand(CLI::App& program, int& status) {
     AddNumber(*command, kLineRate,
               "Bits a second on the line, for places without timestamps (default: from the sheet)",
               [request](std::optional<double> number) { request->capture.baud = number; });
-    command
-        ->add_option("--json", request->json,
-                     "File for programs: a JSON object a ledger entry, then the totals")
-        ->type_name("FILE");
+    AddText(*command, "--json", "FILE", "File for programs: a JSON object a ledger entry, then the totals",
+            request->json);
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kReportFooter);

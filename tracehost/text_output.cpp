@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tracehost/errors.h"
+#include "tracehost/file_access.h"
 #include "tracehost/standard_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -13,12 +14,13 @@ TextOutput::TextOutput(const std::string& name, bool force) : fileName(name == "
         return;
     }
     std::error_code failure;
-    if (!force && std::filesystem::exists(fileName, failure)) {
+    if (!force && std::filesystem::is_regular_file(fileName, failure)) {
         throw UsageError("\"" + fileName + "\" exists: give another name, or --force to replace it");
     }
     stream = std::fopen(fileName.c_str(), "wb");
     if (stream != nullptr) return;
-    throw UsageError("\"" + fileName + "\" cannot be written: is its folder there, and may you write in it?");
+    throw UsageError("\"" + fileName + "\" cannot be written: " + WhyNotWritable(fileName) +
+                     ": is its folder there, and may you write in it?");
 }
 
 TextOutput::~TextOutput() {
