@@ -207,7 +207,7 @@ ROWS = [
      said(f'"folder" cannot be written: ...: {SAVE_IT}')),
     (("decode", "some.bin", "--output", "none/x"), plain, 2, said(f'"none/x" cannot be written: {NO_FILE}: {SAVE_IT}')),
     (("decode", "some.bin", "--format", "csv", "--output", "/dev/full"), plain, 1,
-     said('"/dev/full" could not be written whole: is the disk full?')),
+     "some.bin: nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?')),
     (("report", "some.bin", "--json", ""), plain, 2, said('--json "": it must not be empty')),
     (("report",), plain, 2, said(f"FILE is required: {HELP.format('report ')}")),
     (("report", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
