@@ -50,7 +50,7 @@ int RunRates(RatesRequest request) {
 void AddRatesCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<RatesRequest>();
     CLI::App* const command = program.add_subcommand("rates", "Show which rates a port takes, and how well");
-    command->add_option("--port", request->port, "COM port")->type_name("N")->required();
+    command->add_option("--port", request->port, "COM port")->type_name("PORT")->required();
     AddNumber(*command, {"--clock", Measure::Hertz, 1, 4e9}, "Trace clock",
               [request](std::optional<double> number) { request->clock = *number; })
         ->required();
