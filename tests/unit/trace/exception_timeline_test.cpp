@@ -124,6 +124,16 @@ TEST(ExceptionTimeline, AfterLossNothingIsKnownUntilThreadModeIsReached) {
     }
 }
 
+TEST(ExceptionTimeline, LossInThreadModeIsToldToo) {
+    Timeline trace;
+    EXPECT_EQ(trace.Take(Of(PacketKind::Overflow)), "U0@0 ") << "thread mode was known";
+    EXPECT_FALSE(trace.timeline.Known());
+    EXPECT_EQ(trace.Take(Of(PacketKind::Overflow)), "");
+    trace.Enter(20);
+    EXPECT_EQ(trace.Take(Of(PacketKind::Overflow)), "U0@0 ") << "20 ran, if nothing else is known";
+    EXPECT_TRUE(trace.timeline.Running().empty());
+}
+
 TEST(ExceptionTimeline, OtherPacketsChangeNothing) {
     Timeline trace;
     trace.Enter(15);

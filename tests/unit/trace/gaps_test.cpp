@@ -57,6 +57,33 @@ TEST(PeriodGaps, DistancesMayDifferALittle) {
     EXPECT_EQ(source.Come(2040), 0U) << "too far from a multiple";
 }
 
+/// What shows to be missing at the last of these distances, behind 100 equal ones.
+uint64_t MissingBehind(uint64_t equal, std::initializer_list<uint64_t> distances) {
+    Source source;
+    EXPECT_EQ(source.Often(101, equal), 0U);
+    uint64_t missing = 0;
+    for (const uint64_t distance : distances) missing = source.Come(distance);
+    return missing;
+}
+
+TEST(PeriodGaps, DistancesMayDifferByATickAndThe128thPart) {
+    EXPECT_EQ(MissingBehind(1000, {1008, 2000}), 1U);
+    EXPECT_EQ(MissingBehind(1000, {1009, 2000}), 0U) << "the period begins anew";
+    EXPECT_EQ(MissingBehind(128, {130, 256}), 1U);
+    EXPECT_EQ(MissingBehind(128, {131, 256}), 0U);
+    EXPECT_EQ(MissingBehind(127, {128, 254}), 1U);
+    EXPECT_EQ(MissingBehind(127, {129, 254}), 0U);
+}
+
+TEST(PeriodGaps, MultiplesMayDifferByAsManyTimesThat) {
+    EXPECT_EQ(MissingBehind(1000, {2016}), 1U);
+    EXPECT_EQ(MissingBehind(1000, {2017}), 0U);
+    EXPECT_EQ(MissingBehind(1000, {3024}), 2U);
+    EXPECT_EQ(MissingBehind(1000, {3025}), 0U);
+    EXPECT_EQ(MissingBehind(1000, {2976}), 2U);
+    EXPECT_EQ(MissingBehind(1000, {2975}), 0U);
+}
+
 TEST(PeriodGaps, AnythingElseThanAMultipleIsNone) {
     Source source;
     source.Often(101, 1000);
@@ -114,20 +141,16 @@ TEST(PeriodGaps, WhatCameBeforeALossThatWasToldIsNotCompared) {
 }
 
 TEST(PeriodGaps, EachSourceHasItsOwn) {
-    const std::vector<Packet> kinds = {Of(PacketKind::Stimulus, 0),
-                                       Of(PacketKind::Stimulus, 255),
-                                       Of(PacketKind::Exception, 15, kEntered),
-                                       Of(PacketKind::DataValue, 1),
-
-                                       Of(PacketKind::DataPc, 1),
-                                       Of(PacketKind::DataAddress, 1),
-                                       Of(PacketKind::PcSample),
-                                       Of(PacketKind::EventCounters),
-                                       Of(PacketKind::DataValue, 3),
-
-                                       Of(PacketKind::DataPc, 3),
-                                       Of(PacketKind::DataAddress, 3),
-                                       Of(PacketKind::Exception, 511, kEntered)};
+    using Numbers = std::initializer_list<uint16_t>;
+    std::vector<Packet> kinds = {Of(PacketKind::PcSample), Of(PacketKind::EventCounters)};
+    for (const uint16_t port : Numbers{0, 1, 2, 128, 254, 255})
+        kinds.push_back(Of(PacketKind::Stimulus, port));
+    for (const uint16_t number : Numbers{2, 3, 15, 256, 510, 511}) {
+        kinds.push_back(Of(PacketKind::Exception, number, kEntered));
+    }
+    for (const PacketKind kind : {PacketKind::DataValue, PacketKind::DataPc, PacketKind::DataAddress}) {
+        for (uint16_t comparator = 0; comparator < 4; ++comparator) kinds.push_back(Of(kind, comparator));
+    }
     PeriodGaps gaps;
     for (uint64_t i = 0; i < 110; ++i) {
         for (size_t kind = 0; kind < kinds.size(); ++kind) {
@@ -197,6 +220,16 @@ TEST(ArrivalGaps, TheLineMustBeBusyBeforeAndBehind) {
     looks[3].bytes = 10000;
     looks[7].milliseconds = 140;
     EXPECT_THAT(Silences(looks), IsEmpty());
+}
+
+TEST(ArrivalGaps, WhatStandsBehindTheLastArrivalIsNotLookedAt) {
+    std::vector<Arrival> arrivals{{}};
+    for (const Arrival& look : WithLook({400, 10000})) {
+        arrivals.push_back(
+            {arrivals.back().milliseconds + look.milliseconds, arrivals.back().bytes + look.bytes});
+    }
+    EXPECT_EQ(FindSilences(arrivals).size(), 1U);
+    EXPECT_THAT(FindSilences(std::span(arrivals).first(arrivals.size() - 1)), IsEmpty());
 }
 
 TEST(ArrivalGaps, AllFourLooksBesideItMustBeSteady) {

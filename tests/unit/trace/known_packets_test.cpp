@@ -131,6 +131,30 @@ TEST(KnownPackets, NewsAreBelievedUpTo256PacketsBehindTheLast) {
     }
 }
 
+TEST(KnownPackets, NewsAreAHintMoreThan256PacketsBehindTheLast) {
+    for (const uint16_t since : {uint16_t{255}, uint16_t{256}}) {
+        Recording recording;
+        recording.Usual(60);
+        for (int i = 0; recording.known.Now().sinceNews < since; ++i) {
+            recording.Packet(i % 2 == 0 ? kText : kTime);
+        }
+        EXPECT_EQ(recording.Packet(kOdd), since == 255 ? 0 : kKindHint) << since;
+    }
+}
+
+TEST(KnownPackets, AnOrderIsNoHintWhereNoneHasBeenSeen) {
+    Recording recording;
+    recording.Usual(20);
+    recording.Odd(kOdd, 400);  // known, but not what comes before and behind it
+    ASSERT_TRUE(recording.known.Knows(kOdd));
+    EXPECT_EQ(recording.Packet(kOdd), 0) << "nothing has come before it";
+    recording.known.Interrupt();
+    recording.Usual(400);
+    recording.known.Interrupt();
+    EXPECT_EQ(recording.Packet(kOdd), 0);
+    EXPECT_EQ(recording.Packet(kTime), 0) << "nothing has come behind it";
+}
+
 TEST(KnownPackets, AnOrderThatIsNewLateIsAHintUntilItComesAgainSoon) {
     Recording recording;
     recording.Usual(400);
@@ -145,6 +169,73 @@ TEST(KnownPackets, AnOrderThatIsNewLateIsAHintUntilItComesAgainSoon) {
     EXPECT_EQ(twice(200), kOrderHint);  // not soon enough
     EXPECT_EQ(twice(700), 0);
     EXPECT_EQ(twice(700), 0);
+}
+
+/// A recording of many kinds of packets: eight by turns, then the next eight. The n-th that became known has
+/// signature n.
+class ManyKinds {
+  public:
+    static constexpr uint16_t kKinds = 136;
+    ManyKinds() {
+        for (uint16_t first = 1; first < kKinds; first = static_cast<uint16_t>(first + kTogether)) {
+            Turns(first, 12);
+        }
+        EXPECT_EQ(recording.known.Now().known, kKinds);
+        Usual();
+    }
+    /// The last eight of them, 400 packets.
+    void Usual() {
+        recording.known.Interrupt();
+        Turns(kKinds - kTogether + 1, 50);
+    }
+    /// The hint for `to` behind `from`.
+    uint8_t Pair(uint16_t from, uint16_t to) {
+        recording.known.Interrupt();
+        EXPECT_EQ(recording.Packet(from), 0);
+        return recording.Packet(to);
+    }
+
+  private:
+    static constexpr uint16_t kTogether = KnownPackets::kMostFresh;
+    void Turns(uint16_t first, int times) {
+        for (int i = 0; i < times * kTogether; ++i) {
+            EXPECT_EQ(recording.Packet(static_cast<uint16_t>(first + i % kTogether)), 0);
+        }
+    }
+
+    Recording recording;
+};
+
+TEST(KnownPackets, EveryOneOfManyOrdersIsToldApart) {
+    ManyKinds recording;
+    EXPECT_EQ(recording.Pair(63, 64), 0);
+    EXPECT_EQ(recording.Pair(63, 66), kOrderHint);
+    recording.Usual();
+    EXPECT_EQ(recording.Pair(127, 128), 0);
+    EXPECT_EQ(recording.Pair(127, 130), kOrderHint);
+}
+
+TEST(KnownPackets, AnOrderThatCameBeforeIsNoOtherOne) {
+    ManyKinds recording;
+    EXPECT_EQ(recording.Pair(1, 132), kOrderHint);
+    recording.Usual();
+    EXPECT_EQ(recording.Pair(129, 132), kOrderHint);
+    recording.Usual();
+    EXPECT_EQ(recording.Pair(129, 4), kOrderHint);
+    recording.Usual();
+    EXPECT_EQ(recording.Pair(129, 4), 0) << "again";
+}
+
+TEST(KnownPackets, ExceptionsHaveNoHeaderOfTheirOwn) {
+    const auto headers = [](uint16_t signature) {
+        Recording recording;
+        for (int i = 0; i < 65; ++i) recording.Packet(signature);
+        recording.known.Settle();
+        EXPECT_TRUE(recording.known.KnowsOnAnyPage(signature));
+        return recording.known.Headers();
+    };
+    EXPECT_EQ(headers(kExceptionSignatures - 1), 1U);
+    EXPECT_EQ(headers(kExceptionSignatures), 0U);
 }
 
 TEST(KnownPackets, ManyOddThingsAreBelievedInTheEnd) {
@@ -197,6 +288,35 @@ TEST(KnownPackets, AnEarlierStateKnowsWhatIsOnProbation) {
     other.Usual(40);
     other.known.Settle();
     EXPECT_TRUE(other.known.Knows(kOdd));
+}
+
+TEST(KnownPackets, AnEarlierStateKnowsHowLongProbationHasLasted) {
+    for (const int after : {11, 12}) {  // 64 packets in all, or 66
+        Recording recording;
+        recording.Usual(60);
+        recording.Packet(kOdd);
+        recording.Packet(kTime);
+        recording.Usual(20);
+        const KnownPackets::Mark mark = recording.known.Now();
+        Recording other;
+        other.known.Rewind(mark, recording.known);
+        other.Usual(after);
+        EXPECT_FALSE(other.known.Knows(kOdd));
+        other.known.Settle();
+        EXPECT_EQ(other.known.Knows(kOdd), after == 12) << after;
+    }
+}
+
+TEST(KnownPackets, AMarkHoldsNothingOfWhatIsForgotten) {
+    Recording recording;
+    recording.Usual(100);
+    recording.Packet(kOdd);
+    EXPECT_EQ(recording.known.Now().freshSignature[0], kOdd);
+    recording.known.Damage();
+    const KnownPackets::Mark mark = recording.known.Now();
+    EXPECT_EQ(mark.fresh, 0);
+    EXPECT_EQ(mark.freshSignature, decltype(mark.freshSignature){});
+    EXPECT_EQ(mark.freshAge, decltype(mark.freshAge){});
 }
 
 TEST(KnownPackets, AnEarlierStateKnowsHowLongNothingWasNew) {

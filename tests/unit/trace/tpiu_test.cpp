@@ -259,6 +259,40 @@ TEST(TpiuAlignment, OfPhasesThatCarryTheSameTheOneWithNumbersInFrontIsRight) {
     EXPECT_EQ(AlignFrames(std::span(capture).subspan(4), std::nullopt, scratch).best.phase, 12U);
 }
 
+TEST(TpiuAlignment, FlushAndTriggerAreNoItmStreamHoweverWellTheyDecode) {
+    const Bytes itm = FirmwareStream(1, 300, true).bytes;
+    std::mt19937 random(1);
+    for (const uint8_t special : {kNullStream, kFlushStream, kTriggerStream}) {
+        std::vector<Given> given;
+        for (const uint8_t byte : itm) {
+            given.push_back({special, byte});
+            given.push_back({2, static_cast<uint8_t>(random())});
+        }
+        const Framed framed = Frame(given);
+        Bytes scratch(framed.bytes.size());
+        const PhaseScore score = ScorePhase(framed.bytes, 0, std::nullopt, scratch);
+        EXPECT_EQ(score.stream, 2) << int{special};
+        EXPECT_LT(score.itm.Share(), 0.9);
+        EXPECT_EQ(ScorePhase(framed.bytes, 0, special, scratch).itm.Share(), 1.0) << "it is asked for";
+    }
+}
+
+TEST(TpiuAlignment, StreamsOfAFiftiethOfTheBytesAreCommonAndSpecialOnesAlways) {
+    PhaseScore score;
+    score.bytes = 10000;
+    score.bytesOf[2] = 9400;
+    score.bytesOf[3] = 200;
+    score.bytesOf[4] = 199;
+    score.bytesOf[0x70] = 201;  // reserved
+    std::bitset<kStreams> common;
+    for (const uint8_t stream : {uint8_t{2}, uint8_t{3}, kNullStream, kFlushStream, kTriggerStream}) {
+        common.set(stream);
+    }
+    EXPECT_EQ(score.CommonStreams(), common);
+    score.bytesOf[kNoStream] = 200;
+    EXPECT_EQ(score.CommonStreams(), common.set(kNoStream));
+}
+
 TEST(TpiuAlignment, BytesThatAreNoFramesScoreLow) {
     std::mt19937 random(1);
     Bytes bytes(20000);
@@ -326,6 +360,41 @@ TEST(CaptureDecoder, KnowsFramesAt4096BytesAndNotBefore) {
     EXPECT_TRUE(decoder.Found().framed);
 }
 
+/// 4,096 bytes of an idle target: 250 frames of five bytes of stream 1 and padding. Where frames begin in the
+/// padding the bytes say the same, but in as many frames as `different`: there one byte of the five is in no
+/// packet.
+Bytes IdleTarget(int different) {
+    Bytes capture(2 * kFrame, 0);
+    capture[0] = 0x01;
+    for (int i = 0; i < 250; ++i) {
+        if (i < different) {  // 05 is a header, 04 is none
+            capture.insert(capture.end(), {0x03, 0x10, 0x04, 0x20, 0x10, 0x10, 0x01});
+            capture.insert(capture.end(), 8, 0);
+            capture.push_back(0x02);
+        } else {
+            capture.insert(capture.end(), {0x03, 0x01, 0x40, 0xC0, 0x82, 0x05, 0x01});
+            capture.insert(capture.end(), 9, 0);
+        }
+    }
+    capture.resize(4096);
+    return capture;
+}
+
+TEST(FramingFinder, WaitsUnlessTheNextPhaseIsTwoPerCentWorse) {
+    FramingFinder clear{FramingOptions{}};
+    clear.Feed(IdleTarget(25));
+    ASSERT_TRUE(clear.Decided());
+    EXPECT_TRUE(clear.Found().framed);
+    EXPECT_EQ(clear.Found().alignment.best.phase, 0U);
+    EXPECT_EQ(clear.Found().alignment.best.Score(), 1.0);
+    EXPECT_EQ(clear.Found().alignment.next, 0.98);
+    FramingFinder doubtful{FramingOptions{}};
+    doubtful.Feed(IdleTarget(24));
+    EXPECT_FALSE(doubtful.Decided());
+    for (int i = 0; i < 3; ++i) doubtful.Feed(IdleTarget(24));
+    EXPECT_TRUE(doubtful.Decided()) << "there are 16,384 bytes";
+}
+
 TEST(CaptureDecoder, KnowsADamagedItmStreamAt4096BytesAndNotBefore) {
     Bytes bytes;
     while (bytes.size() < 4096) {
@@ -363,6 +432,21 @@ TEST(FrameFollower, AfterEachFruitlessDoubtItIsTwiceAsPatient) {
         follower.Assess(false, follower.Deframer().Offset());
     }
     EXPECT_THAT(trusted, ElementsAre(64U - 16, 128U - 16, 256U - 16, 512U - 16));
+}
+
+TEST(FrameFollower, HasNoStateJustBehindOneThatItGoesOnFrom) {
+    auto chunk = std::make_unique<StreamBytes>();
+    Bytes padding(FrameFollower::kCheckpoint, 0);
+    padding[0] = 0x01;
+    FrameFollower first(2, 0);
+    EXPECT_EQ(first.Feed(padding, *chunk).stop, FrameFollower::Stop::Checkpoint);
+    const auto state = first.State();
+    ASSERT_TRUE(state);
+    FrameFollower second(2, 0);
+    second.Restore(*state);
+    EXPECT_FALSE(second.State()) << "it has not seen the byte before";
+    EXPECT_EQ(second.Feed(padding, *chunk).stop, FrameFollower::Stop::Checkpoint);
+    EXPECT_TRUE(second.State());
 }
 
 /// A follower in the null stream that doubts its frames, which are given to it from offset 256 on.
