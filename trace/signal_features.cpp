@@ -151,9 +151,10 @@ LineFeatures MeasureLine(const ByteCounts& counts) {
     for (unsigned value = 0; value < 256; ++value) {
         CountRuns(value, counts[value], runs);
         const double share = static_cast<double>(counts[value]) / total;
-        for (unsigned bit = 0; bit < 8; ++bit) line.bitSet[bit] += (value >> bit & 1U) != 0 ? share : 0;
-        for (unsigned bit = 0; bit < 7; ++bit) {
-            line.pairEqual[bit] += ((value >> bit ^ value >> (bit + 1)) & 1U) == 0 ? share : 0;
+        for (unsigned bit = 0; double& set : line.bitSet) set += (value >> bit++ & 1U) != 0 ? share : 0;
+        for (unsigned equals = ~(value ^ value >> 1); double& equal : line.pairEqual) {
+            equal += (equals & 1U) != 0 ? share : 0;
+            equals >>= 1;
         }
     }
     line.innerRuns = runs.all;

@@ -75,8 +75,7 @@ std::array<size_t, kStreams> SortByStream(std::span<const uint8_t> bytes, const 
     return begins;
 }
 
-bool HasFairShare(const PhaseScore& score, uint8_t stream) {
-    const uint64_t bytes = score.bytesOf[stream];
+bool IsFairShare(uint64_t bytes, const PhaseScore& score) {
     return bytes != 0 && static_cast<double>(bytes) >= kLeastShare * static_cast<double>(score.bytes);
 }
 
@@ -85,7 +84,7 @@ bool IsSpecialStream(uint8_t stream) {
 }
 
 bool MayBeItm(const PhaseScore& score, uint8_t stream) {
-    return !IsSpecialStream(stream) && !IsReservedStream(stream) && HasFairShare(score, stream);
+    return !IsSpecialStream(stream) && !IsReservedStream(stream) && IsFairShare(score.bytesOf[stream], score);
 }
 
 /// The phases that are not much worse than the best one, by the first of many bytes. All when none of them is
@@ -123,10 +122,10 @@ bool Better(const PhaseScore& a, const PhaseScore& b) {
 
 std::bitset<kStreams> PhaseScore::CommonStreams() const {
     std::bitset<kStreams> common;
-    for (unsigned i = 0; i < kStreams; ++i) {
-        const auto candidate = static_cast<uint8_t>(i);
-        common[i] =
-            IsSpecialStream(candidate) || (!IsReservedStream(candidate) && HasFairShare(*this, candidate));
+    for (uint8_t candidate = 0; const uint64_t carried : bytesOf) {
+        common[candidate] =
+            IsSpecialStream(candidate) || (!IsReservedStream(candidate) && IsFairShare(carried, *this));
+        ++candidate;
     }
     return common;
 }
