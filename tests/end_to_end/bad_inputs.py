@@ -18,6 +18,8 @@ def make_files(test):
     test.write("refusing.txt", "create\nallocate\n")
     with open(test.file("damaged.tdf"), "wb") as out:
         out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\xff\xff\xff\xff\x01\0\0\0\x04\0\0\0name")
+    with open(test.file("other.tdf"), "wb") as out:
+        out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\x10\0\0\0\x01\0\0\0\x04\0\0\0name")
     with open(test.file("some.bin"), "wb") as out:
         out.write(b"\x80\x80\x80\x80\x01x" * 100)
     test.write("secret", "x")

@@ -34,6 +34,13 @@ NO_LIBRARY = "cannot open shared object file: No such file or directory"
 PORT = "give a number from 0 to 65535, COM5 or, on Linux, a device such as /dev/ttyACM5"
 CLOCK = "give auto or a frequency from 1 Hz to 4 GHz, such as 48000000, 48M or 32.768kHz"
 TIME = "give a time from 1 ms to 30 d, such as 10s, 500ms, 2min or 1h"
+KINDS = ("sync overflow local-time global-time-low global-time-high page extension stimulus event-counters exception pc-sample "
+         "pc-sleep pc-prohibited pmu-overflow data-match data-pc data-address data-value unknown-hardware reserved malformed "
+         "unsynchronised truncated-end")
+PORTS = "give stimulus ports from 0 to 255, such as 0,3,8-15"
+FRAMING = "give auto, itm, tpiu or tpiu:ID"
+STREAM = "give a number from 1 to 111"
+PLACE = "give a time from 0 to 1000000000 s, such as 10s, 500ms, 2min or 1h"
 SIZE = "give a size from 1 B to 34359738360 B, such as 10k, 1.5MB or 4MiB"
 
 
@@ -209,6 +216,34 @@ ROWS = [
     (("decode", "some.bin", "--format", "csv", "--output", "/dev/full"), plain, 1,
      "some.bin: nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?')),
     (("report", "some.bin", "--json", ""), plain, 2, said('--json "": it must not be empty')),
+    (("decode", "some.bin", "--kinds", "stimulus,sample"), plain, 2, said(f'--kinds "sample": the kinds are {KINDS}')),
+    (("decode", "some.bin", "--kinds", "Stimulus"), plain, 2, said(f'--kinds "Stimulus": the kinds are {KINDS}')),
+    (("decode", "some.bin", "--ports", "0,256"), plain, 2, said(f'--ports "0,256": {PORTS}')),
+    (("decode", "some.bin", "--ports", "3-"), plain, 2, said(f'--ports "3-": {PORTS}')),
+    (("decode", "some.bin", "--format", "csv", "--ports", "x"), plain, 2, said(f'--ports "x": {PORTS}')),
+    (("decode", "some.bin", "--from", "#x"), plain, 2,
+     said('--from "#x": give a time such as 1.5s, or an offset such as #12345')),
+    (("decode", "some.bin", "--to", "#"), plain, 2, said('--to "#": give a time such as 1.5s, or an offset such as #12345')),
+    (("decode", "some.bin", "--to", "x"), plain, 2, said(f'--to "x": {PLACE}')),
+    (("decode", "some.bin", "--from", "1s"), plain, 2,
+     said("a time needs the trace clock, which no recording sheet tells: give --clock")),
+    (("decode", "some.bin", "--format", "jsonl", "--to", "1s"), plain, 2,
+     said("a time needs the trace clock, which no recording sheet tells: give --clock")),
+    (("decode", "some.bin", "--framing", "TPIU"), plain, 2, said(f'--framing "TPIU": {FRAMING}')),
+    (("report", "some.bin", "--framing", "tpiu1"), plain, 2, said(f'--framing "tpiu1": {FRAMING}')),
+    (("diagnose", "some.bin", "--framing", "swo"), plain, 2, said(f'--framing "swo": {FRAMING}')),
+    (("decode", "some.bin", "--framing", "tpiu:0"), plain, 2, said(f'--framing tpiu:ID "0": {STREAM}')),
+    (("decode", "some.bin", "--framing", "tpiu:112"), plain, 2, said(f'--framing tpiu:ID "112": {STREAM}')),
+    (("decode", "some.bin", "--framing", "tpiu:x"), plain, 2, said(f'--framing tpiu:ID "x": {STREAM}')),
+    (("decode", "some.bin", "--format", "xml"), plain, 2, said('--format "xml": give text, csv or jsonl')),
+    (("decode", "some.bin", "--section", "1"), plain, 2,
+     said('--section: "some.bin" is no TDF file, it has no sections')),
+    (("decode", "other.tdf"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')),
+    (("report", "other.tdf"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')),
+    (("diagnose", "other.tdf"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')),
+    (("decode", "other.tdf", "--section", "2"), plain, 2, said('"other.tdf" has no section "BinTraceData" number 2')),
+    ((*RECORD, "--print", "0,,1"), plain, 2, said(f'--print "0,,1": {PORTS}')),
+    ((*RECORD, "--print", "256"), plain, 2, said(f'--print "256": {PORTS}')),
     (("report",), plain, 2, said(f"FILE is required: {HELP.format('report ')}")),
     (("report", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
     (("report", "folder"), plain, 2, said('"folder" cannot be read: Is a directory')),

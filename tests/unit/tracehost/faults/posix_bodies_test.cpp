@@ -1,16 +1,22 @@
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/serial.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <map>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -19,6 +25,7 @@
 #include "tracehost/log_space.h"
 #include "tracehost/output_stream.h"
 #include "tracehost/own_process.h"
+#include "tracehost/port_counters.h"
 #include "tracehost/port_presence.h"
 #include "tracehost/temporary_folder.h"
 
@@ -26,6 +33,8 @@ namespace {
 
 /// Which call of a name fails next, and with what.
 std::map<std::string, int> failures;
+/// What a port's driver has counted; absent: it is asked.
+std::optional<serial_icounter_struct> counted;
 
 bool MustFail(const char* call) {
     const auto found = failures.find(call);
@@ -44,6 +53,7 @@ int __real_rename(const char* from, const char* to);
 int __real_fcntl(int file, int command, ...);
 FILE* __real_fdopen(int file, const char* mode);
 int __real_fallocate(int file, int mode, off_t from, off_t length);
+int __real_ioctl(int file, unsigned long request, ...);
 
 int __wrap_open(const char* path, int flags, ...) {
     std::va_list rest;
@@ -69,6 +79,17 @@ FILE* __wrap_fdopen(int file, const char* mode) {
 }
 int __wrap_fallocate(int file, int mode, off_t from, off_t length) {
     return MustFail("fallocate") ? -1 : __real_fallocate(file, mode, from, length);
+}
+int __wrap_ioctl(int file, unsigned long request, ...) {
+    std::va_list rest;
+    va_start(rest, request);
+    void* const argument = va_arg(rest, void*);
+    va_end(rest);
+    if (request == TCGETS2 && MustFail("TCGETS2")) return -1;
+    if (request == TIOCGICOUNT && MustFail("TIOCGICOUNT")) return -1;
+    if (request != TIOCGICOUNT || !counted) return __real_ioctl(file, request, argument);
+    *static_cast<serial_icounter_struct*>(argument) = *counted;
+    return 0;
 }
 }
 
@@ -232,6 +253,105 @@ TEST_F(HostBodies, ThreadOfACaptureLivesUntilItEnds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_EQ(capture.Lives(), false);
+}
+
+/// A pseudo-terminal as COM41, whose driver counts as a test wants it.
+class PortCounts : public HostBodies {
+  protected:
+    PortCounts() : nearEnd(::posix_openpt(O_RDWR | O_NOCTTY)) {
+        EXPECT_EQ(::grantpt(nearEnd), 0);
+        EXPECT_EQ(::unlockpt(nearEnd), 0);
+        farEnd = ::ptsname(nearEnd);
+        ::setenv("KORR_TRACE_COM41", farEnd.c_str(), 1);
+        counted.emplace();
+        counted->cts = counted->dsr = counted->rng = counted->dcd = 1;
+        counted->rx = counted->tx = 2;
+        counted->frame = 13;
+        counted->overrun = 11;
+        counted->parity = 14;
+        counted->brk = 15;
+        counted->buf_overrun = 12;
+        openBefore = OpenFiles();
+    }
+    ~PortCounts() override {
+        counted.reset();
+        ::unsetenv("KORR_TRACE_COM41");
+        ::close(nearEnd);
+    }
+    PortGlance Look() {
+        PortGlance glance = LookAtPort(41);
+        EXPECT_EQ(OpenFiles(), openBefore);
+        return glance;
+    }
+
+    static constexpr uint32_t kBaud = 38400;  // of a pseudo-terminal that nobody has set up
+    const PortCounters kTold{11, 12, 13, 14, 15};
+    int nearEnd;
+    std::string farEnd;
+};
+
+TEST_F(PortCounts, CountersAndRateOfAPortAreTold) {
+    const PortGlance glance = Look();
+    ASSERT_TRUE(glance.counters);
+    EXPECT_EQ(glance.counters->overrun, 11u);
+    EXPECT_EQ(glance.counters->bufferOverrun, 12u);
+    EXPECT_EQ(glance.counters->framing, 13u);
+    EXPECT_EQ(glance.counters->parity, 14u);
+    EXPECT_EQ(glance.counters->breaks, 15u);
+    EXPECT_EQ(glance.note, "");
+    EXPECT_EQ(glance.baud, kBaud);
+}
+
+TEST_F(PortCounts, CounterThatIsFullOnceIsNotNegative) {
+    counted->overrun = -1;
+    EXPECT_EQ(Look().counters.value_or(PortCounters{}).overrun, UINT32_MAX);
+}
+
+TEST_F(PortCounts, PortThatThisProcessHasOpenIsNotOpenedAgain) {
+    const int own = __real_open(farEnd.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(own, 0);
+    ++openBefore;
+    failures = {{"open", EBUSY}};
+    EXPECT_EQ(Look().counters, kTold);
+    EXPECT_EQ(failures.count("open"), 1u);
+    failures = {{"fcntl", EMFILE}};
+    const PortGlance refused = Look();
+    EXPECT_TRUE(failures.empty());
+    EXPECT_EQ(refused.note, "the port cannot be opened a second time: Too many open files");
+    EXPECT_EQ(refused.counters, std::nullopt);
+    EXPECT_EQ(refused.baud, std::nullopt);
+    ::close(own);
+}
+
+TEST_F(PortCounts, PortThatCannotBeOpenedTellsNothingButWhy) {
+    failures = {{"open", EBUSY}};
+    const PortGlance glance = Look();
+    EXPECT_TRUE(failures.empty());
+    EXPECT_EQ(glance.counters, std::nullopt);
+    EXPECT_EQ(glance.note, "the port cannot be opened a second time: Device or resource busy");
+    EXPECT_EQ(glance.baud, std::nullopt);
+}
+
+TEST_F(PortCounts, PortThatDoesNotTellItsRateTellsItsCounters) {
+    failures = {{"TCGETS2", ENOTTY}};
+    const PortGlance glance = Look();
+    EXPECT_TRUE(failures.empty());
+    EXPECT_EQ(glance.baud, std::nullopt);
+    EXPECT_EQ(glance.counters, kTold);
+    EXPECT_EQ(glance.note, "");
+}
+
+TEST_F(PortCounts, PortThatDoesNotCountTellsItsRate) {
+    failures = {{"TIOCGICOUNT", ENOTTY}};
+    PortGlance glance = Look();
+    EXPECT_TRUE(failures.empty());
+    EXPECT_EQ(glance.counters, std::nullopt);
+    EXPECT_EQ(glance.note, "not told by this port");
+    EXPECT_EQ(glance.baud, kBaud);
+    counted.reset();  // the pseudo-terminal itself
+    glance = Look();
+    EXPECT_EQ(glance.counters, std::nullopt);
+    EXPECT_EQ(glance.note, "not told by this port");
 }
 
 TEST_F(HostBodies, LimitOnFileSizesIsTheProcesss) {

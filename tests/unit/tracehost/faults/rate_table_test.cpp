@@ -90,6 +90,27 @@ TEST_F(RateTable, RefusedRateEndsTheSearch) {
     EXPECT_TRUE(text.ends_with("The port refused the last rate: give --prescaler.\n")) << text;
 }
 
+TEST_F(RateTable, EveryRateAskedForIsALineOfTheTable) {
+    port.rateTaken = [](uint32_t asked) {
+        if (asked == 48'000'000) return uint32_t{38400};
+        return asked == 16'000'000   ? uint32_t{15'519'999}
+               : asked == 12'000'000 ? uint32_t{12'360'000}
+                                     : asked;
+    };
+    Fail("port.SetState", 2);
+    EXPECT_EQ(FormatRates(AskRates(kPort, kClock, 0, 6)),
+              std::string(kHead) +
+                  "        0     48,000,000         38,400   -99.92 %  another rate taken without a word\n"
+                  "        1     24,000,000              0  -100.00 %  refused\n"
+                  "        2     16,000,000     15,519,999    -3.00 %  another rate taken without a word\n"
+                  "        3     12,000,000     12,360,000     3.00 %\n"
+                  "        4      9,600,000      9,600,000     0.00 %\n"
+                  "        5      8,000,000      8,000,000     0.00 %\n"
+                  "        6      6,857,143      6,857,142    -0.00 %\n");
+}
+
+TEST_F(RateTable, WithoutRatesTheTableIsItsHead) { EXPECT_EQ(FormatRates({}), kHead); }
+
 TEST_F(RateTable, PortIsGivenBackAsItWasFound) {
     const auto found = fakes::ScriptedPort::ForeignLine();
     AskRates(kPort, kClock, 0, 3);
