@@ -148,7 +148,7 @@ TEST(DiagnosisText, AddsWhatPortAndDriverToldOfThemselves) {
 TEST(DiagnosisText, ListsWhatWasMeasured) {
     Swo::SignalFeatures f;
     f.line.bytes = 12345;
-    f.line.entropy = 5.125;
+    f.line.entropy = 5.1234;
     f.line.zeros = 0.25;
     f.line.ones = 0.5;
     f.line.shortRuns = 0.333;
