@@ -46,8 +46,11 @@ class RecentBytes {
     size_t size = 0;
 };
 
-/// What the beginning of a capture shows.
+/// What the beginning of a capture shows: its first kHead bytes, and when synchronisation is waited for,
+/// those from there on.
 struct HeadCounts {
+    bool waiting = false;  ///< for the first synchronisation packet: what comes before it is not looked at
+    uint64_t end = CaptureAnalysis::kHead;  ///< offset from which on nothing is looked at
     ByteCounts values{};
     uint64_t bytes = 0;  ///< of the stream, in packets of any kind
     uint64_t good = 0;   ///< of them, in assigned packets
@@ -59,6 +62,11 @@ struct HeadCounts {
     uint64_t longestLength = 0;
 
     void OnPacket(Packet packet) {
+        if (waiting) {
+            if (packet.kind != PacketKind::Sync) return;
+            waiting = false;
+            end = packet.offset + CaptureAnalysis::kHead;
+        }
         bytes += packet.length;
         if (!IsAssigned(packet.kind)) {
             if (IsDamage(packet.kind)) OnDamage(packet);
@@ -86,7 +94,9 @@ class CaptureAnalysis::Work {
         : options(wanted),
           ledger({wanted.counterPort, wanted.waitForSync}),
           timer(*this, TraceClock(wanted.prescale)),
-          decoder(*this, CaptureOptions{wanted.framing, ItmOptions{!wanted.waitForSync}}) {}
+          decoder(*this, CaptureOptions{wanted.framing, ItmOptions{!wanted.waitForSync}}) {
+        head.waiting = wanted.waitForSync;
+    }
 
     /// From the decoder.
     [[gnu::always_inline]] void OnPacket(const Packet& packet) {
@@ -95,7 +105,7 @@ class CaptureAnalysis::Work {
             const TextBytes text = TextOf(packet);
             options.text->Write(static_cast<uint8_t>(packet.source), text.bytes.data(), text.count);
         }
-        if (packet.offset < kHead) head.OnPacket(packet);
+        if (packet.offset < head.end || head.waiting) head.OnPacket(packet);
         timer.OnPacket(packet);
     }
     /// From the timer.

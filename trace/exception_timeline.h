@@ -35,6 +35,9 @@ class ExceptionTimeline {
     /// their numbers.
     const std::vector<Event>& OnPacket(const Packet& packet);
 
+    /// From here on nothing is known: bytes were lost, or the recording begins.
+    void Lose();
+    bool Runs(uint16_t number) const;
     /// What runs, the innermost last; empty in thread mode, or when nothing is known.
     const std::vector<uint16_t>& Running() const { return running; }
     /// Whether the whole stack is known.
@@ -44,9 +47,7 @@ class ExceptionTimeline {
     void Enter(uint16_t number);
     void Exit(uint16_t number);
     void Return(uint16_t number);
-    void Lose();
     void Pop(Change change);
-    bool Runs(uint16_t number) const;
     void PopAbove(uint16_t number);
 
     std::vector<uint16_t> running;

@@ -22,6 +22,8 @@ constexpr std::array<Description, kLossKinds> kKinds = {{{"itm-overflow", LossCl
                                                          {"frame-step", LossClass::Line},
                                                          {"order-hint", LossClass::Line},
                                                          {"kind-hint", LossClass::Line},
+                                                         {"exit-hint", LossClass::Line},
+                                                         {"time-hint", LossClass::Line},
                                                          {"truncated-end", LossClass::Edge},
                                                          {"start-mid-packet", LossClass::Edge},
                                                          {"driver-overrun", LossClass::Host},
@@ -81,12 +83,16 @@ std::string_view LossClassName(LossClass lossClass) {
     return kNames[static_cast<size_t>(lossClass)];
 }
 
-Ledger::Ledger(const Options& wanted) : options(wanted) {
+Ledger::Ledger(const Options& wanted) : options(wanted), waiting(wanted.waitForSync) {
     for (int kind = static_cast<int>(PacketKind::Reserved); kind < kPacketKinds; ++kind) {
         watched[static_cast<size_t>(kind)] = true;
     }
     watched[static_cast<size_t>(PacketKind::Overflow)] = true;
+    watched[static_cast<size_t>(PacketKind::Exception)] = true;
+    watched[static_cast<size_t>(PacketKind::GlobalTimeHigh)] = true;
+    watched[static_cast<size_t>(PacketKind::Sync)] = waiting;
     watched[static_cast<size_t>(PacketKind::Stimulus)] = options.counterPort.has_value();
+    exceptions.Lose();  // a recording may begin inside an exception
 }
 
 void Ledger::Look(const Packet& packet, const PacketTime& time) {
@@ -94,9 +100,13 @@ void Ledger::Look(const Packet& packet, const PacketTime& time) {
     entry.ticks = time.ticks;
     entry.timeQuality = time.quality;
     if (IsDamage(packet.kind)) {
+        exceptions.Lose();
         OnDamage(packet, entry);
         return;
     }
+    if (packet.kind == PacketKind::Sync) waiting = watched[static_cast<size_t>(PacketKind::Sync)] = false;
+    if (packet.kind == PacketKind::Exception) OnException(packet, entry);
+    if (packet.kind == PacketKind::GlobalTimeHigh) OnGlobalTime(packet, entry);
     if ((packet.flags & (kOrderHint | kKindHint)) != 0) OnHint(packet, entry);
     if (packet.kind == PacketKind::Overflow) OnOverflow(packet, entry);
     if (packet.kind == PacketKind::LocalTime && (packet.flags & kKindFlags) != 0) {
@@ -116,8 +126,7 @@ void Ledger::Look(const Packet& packet, const PacketTime& time) {
 }
 
 bool Ledger::AtTheBeginning(const Packet& packet) const {
-    if (options.waitForSync && packet.offset == 0) return true;
-    return packet.offset + packet.length <= begin.value_or(0) + kLongestBeginning;
+    return waiting || packet.offset + packet.length <= begin.value_or(0) + kLongestBeginning;
 }
 
 void Ledger::OnDamage(const Packet& packet, LedgerEntry entry) {
@@ -170,7 +179,30 @@ void Ledger::OnHint(const Packet& packet, LedgerEntry entry) {
     Keep(entry);
 }
 
+/// Only where it is known what runs: behind a return to thread mode, up to the next loss.
+void Ledger::OnException(const Packet& packet, LedgerEntry entry) {
+    const bool exit = (packet.flags & kKindFlags) == kExited;
+    const bool odd = exit && exceptions.Known() && !exceptions.Runs(packet.source);
+    exceptions.OnPacket(packet);
+    if (!odd || (packet.flags & (kSuspect | kOrderHint | kKindHint)) != 0) return;
+    entry.kind = LossKind::ExitHint;
+    entry.hint = true;
+    entry.source = packet.source;
+    Add(entry);
+}
+
+void Ledger::OnGlobalTime(const Packet& packet, LedgerEntry entry) {
+    constexpr uint8_t kBytesOf48 = 4;
+    constexpr uint8_t kBytesOf64 = 6;
+    if (packet.size == kBytesOf48 || packet.size == kBytesOf64) return;
+    entry.kind = LossKind::TimeHint;
+    entry.source = packet.size;
+    entry.hint = true;
+    Add(entry);
+}
+
 void Ledger::OnOverflow(const Packet& packet, LedgerEntry entry) {
+    exceptions.Lose();
     entry.kind = lastLocalTime >= kTimestampCounter ? LossKind::TimestampOverflow : LossKind::ItmOverflow;
     entry.lossClass = LossClass::Target;
     entry.length = packet.length;

@@ -9,6 +9,7 @@
 
 #include "trace/arrival_gaps.h"
 #include "trace/counter_gaps.h"
+#include "trace/exception_timeline.h"
 #include "trace/packets.h"
 #include "trace/trace_clock.h"
 
@@ -34,6 +35,8 @@ enum class LossKind : uint8_t {
     FrameStep,
     OrderHint,  ///< an order of packets never seen before
     KindHint,   ///< a packet never seen before
+    ExitHint,   ///< the exit of an exception that never entered
+    TimeHint,   ///< upper bits of the global time, of neither 48 nor 64 bits
     TruncatedEnd,
     StartMidPacket,
     DriverOverrun,
@@ -122,13 +125,14 @@ class Ledger {
     /// Frames were out of step between two places of the capture.
     /// \param phase by how much the frames begin later than before, 1 to 15 bytes
     void OnFrameStep(uint64_t from, uint64_t to, unsigned phase);
-    /// What the host itself knows. \param offset bytes captured by then
+    /// What the host itself knows. To be told at the end, before OnSilences, which puts it in its place.
+    /// \param offset bytes captured by then
     void OnHost(LossKind kind, uint64_t count, uint64_t offset);
     /// Ticks are missing before a local timestamp, as the global ones tell.
     void OnGlobalGap(const Packet& packet, const PacketTime& time, uint64_t ticks);
     /// So many packets of a periodic source are missing before this one: a hint.
     void OnPeriodGap(const Packet& packet, const PacketTime& time, uint64_t missing);
-    /// A busy line was silent: hints. To be told at the end.
+    /// A busy line was silent: hints. To be told at the end, last.
     void OnSilences(std::span<const Silence> silences);
     /// The capture has ended.
     void Finish();
@@ -148,6 +152,8 @@ class Ledger {
     void Look(const Packet& packet, const PacketTime& time);
     void OnDamage(const Packet& packet, LedgerEntry entry);
     void OnHint(const Packet& packet, LedgerEntry entry);
+    void OnException(const Packet& packet, LedgerEntry entry);
+    void OnGlobalTime(const Packet& packet, LedgerEntry entry);
     void OnOverflow(const Packet& packet, LedgerEntry entry);
     void OnCounter(const Packet& packet, const LedgerEntry& entry);
     void AddGap(const CounterGap& gap);
@@ -165,6 +171,7 @@ class Ledger {
     Options options;
     std::array<bool, kPacketKinds> watched{};  ///< kinds that are looked at whatever their flags
     CounterGaps counter;
+    ExceptionTimeline exceptions;
     std::vector<LedgerEntry> entries;
     LedgerTotals totals;
     std::vector<LedgerBlock> unlisted;
@@ -174,6 +181,7 @@ class Ledger {
     uint32_t lastLocalTime = 0;  ///< of the packet before; 0: it was none
     uint64_t lastOverflow = UINT64_MAX;
     std::optional<uint64_t> begin;  ///< offset of the first packet
+    bool waiting;                   ///< for the first synchronisation packet, which is wanted alone
 };
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -71,9 +71,10 @@ double GoodLine(const SignalFeatures& f) {
     return Above(f.validity, kGood, 1);
 }
 
+/// A port at a wrong rate has errors of the line as a rule: garbage is told by what the rate rules see in it.
 double LineErrors(const SignalFeatures& f) {
     const bool told = f.lineErrors.value_or(0) > 0 || f.readErrorLogged;
-    return told && !(Garbage(f) && EstimateTooFast(f.line)) ? 1 : -1;
+    return told && !Garbage(f) ? 1 : -1;
 }
 
 double Damaged(const SignalFeatures& f) {
@@ -150,15 +151,17 @@ std::string_view ConfidenceName(Confidence confidence) {
     return kNames[static_cast<size_t>(confidence)];
 }
 
-bool IsUsable(SignalVerdict verdict) {
+bool IsUsable(const SignalFeatures& features, SignalVerdict verdict) {
     switch (verdict) {
         case SignalVerdict::Good:
         case SignalVerdict::GoodNoSync:
         case SignalVerdict::TpiuFramed:
         case SignalVerdict::ResetInBetween:
-        case SignalVerdict::LineErrors:
         case SignalVerdict::Damaged:
             return true;
+        case SignalVerdict::LineErrors:
+        case SignalVerdict::Unclear:
+            return features.packets > 0;
         default:
             return false;
     }

@@ -31,9 +31,6 @@ inline constexpr int kVerdicts = static_cast<int>(SignalVerdict::Unclear) + 1;
 /// The name that files and reports show: "rate-too-high".
 std::string_view SignalVerdictName(SignalVerdict verdict);
 
-/// Whether what was received can be used: packets of the target stand in it.
-bool IsUsable(SignalVerdict verdict);
-
 /// How far the measures are from where another verdict would begin.
 enum class Confidence : uint8_t { Low, Fair, High };
 std::string_view ConfidenceName(Confidence confidence);  ///< "unsure", "likely", "sure"
@@ -63,5 +60,9 @@ struct Diagnosis {
 
 /// Decides by a table of rules, the first of which that fits gives the verdict.
 Diagnosis Diagnose(const SignalFeatures& features);
+
+/// Whether what was received can be used: packets of the target stand in it. Of few bytes any packet is
+/// believed.
+bool IsUsable(const SignalFeatures& features, SignalVerdict verdict);
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -17,6 +17,7 @@ constexpr double kOneOften = 0.76;
 constexpr double kDoubledGap = 0.08;
 constexpr double kOneDoubledGap = 0.05;
 constexpr double kOneDoubledRuns = 0.47;
+constexpr double kMostShortRuns = 0.6;  // bits that are doubled make no run shorter
 constexpr double kFewShortRatio = 1.3;
 constexpr double kFewShortRuns = 0.35;
 
@@ -118,6 +119,7 @@ std::optional<RateRatio> FromAlwaysDoubled(const LineFeatures& line) {
 }
 
 std::optional<RateRatio> FromOftenDoubled(const LineFeatures& line) {
+    if (line.shortRuns > kMostShortRuns) return std::nullopt;
     std::optional<RateRatio> found;
     double best = 0;
     for (int step = 1; 1 + step * kStep <= kHighestOften; ++step) {

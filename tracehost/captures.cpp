@@ -81,6 +81,30 @@ void RefuseMissing(const CaptureRequest& request, const CaptureInput& input, uin
                      std::to_string(*request.section));
 }
 
+constexpr struct {
+    Swo::LossKind kind;
+    uint64_t PortCounters::*field;
+} kCountedLosses[] = {{Swo::LossKind::DriverOverrun, &PortCounters::overrun},
+                      {Swo::LossKind::DriverBufferOverrun, &PortCounters::bufferOverrun},
+                      {Swo::LossKind::Framing, &PortCounters::framing},
+                      {Swo::LossKind::Parity, &PortCounters::parity},
+                      {Swo::LossKind::Break, &PortCounters::breaks}};
+
+/// Adds what the port's driver has counted, each growth where it was noticed and the rest at the end.
+void AddCounted(PortCounters grown, const std::vector<CounterGrowth>& places,
+                Swo::CaptureAnalysis& analysis) {
+    const uint64_t end = analysis.Bytes();
+    for (const auto& counted : kCountedLosses) {
+        uint64_t& left = grown.*counted.field;
+        for (const CounterGrowth& place : places) {
+            const uint64_t here = std::min(place.by.*counted.field, left);
+            analysis.Losses().OnHost(counted.kind, here, std::min(place.bytes, end));
+            left -= here;
+        }
+        analysis.Losses().OnHost(counted.kind, left, end);
+    }
+}
+
 }  // namespace
 
 void AddCounterPort(CLI::App& command, std::optional<uint8_t>& port) {
@@ -168,29 +192,15 @@ void AddHostKnowledge(const Capture& capture, Swo::CaptureAnalysis& analysis, Sw
         const auto told = sheet.ledger.find(std::string(Swo::LossKindName(kind)));
         if (told != sheet.ledger.end()) analysis.Losses().OnHost(kind, told->second, analysis.Bytes());
     }
+    if (sheet.countersBefore && sheet.countersAfter) {
+        const PortCounters grown = GrownBy(*sheet.countersBefore, *sheet.countersAfter);
+        AddCounted(grown, sheet.counterGrowth, analysis);
+        features.lineErrors = grown.framing + grown.parity + grown.breaks;
+    }
     std::vector<Swo::Arrival> arrivals;
     for (const ArrivalPoint& point : sheet.arrivals) arrivals.push_back({point.milliseconds, point.bytes});
     analysis.Losses().OnSilences(Swo::FindSilences(arrivals));
     features.readErrorLogged = sheet.readError == kOperationAborted;
-    if (!sheet.countersBefore || !sheet.countersAfter) return;
-    const PortCounters& before = *sheet.countersBefore;
-    const PortCounters& after = *sheet.countersAfter;
-    const auto grown = [&](uint64_t PortCounters::*field) {
-        return after.*field > before.*field ? after.*field - before.*field : 0;
-    };
-    Swo::Ledger& ledger = analysis.Losses();
-    const uint64_t end = analysis.Bytes();
-    ledger.OnHost(Swo::LossKind::DriverOverrun, grown(&PortCounters::overrun), end);
-    ledger.OnHost(Swo::LossKind::DriverBufferOverrun, grown(&PortCounters::bufferOverrun), end);
-    ledger.OnHost(Swo::LossKind::Framing, grown(&PortCounters::framing), end);
-    ledger.OnHost(Swo::LossKind::Parity, grown(&PortCounters::parity), end);
-    ledger.OnHost(Swo::LossKind::Break, grown(&PortCounters::breaks), end);
-    features.lineErrors =
-        grown(&PortCounters::framing) + grown(&PortCounters::parity) + grown(&PortCounters::breaks);
-}
-
-bool IsUsable(const Swo::SignalFeatures& features, Swo::SignalVerdict verdict) {
-    return Swo::IsUsable(verdict) || (verdict == Swo::SignalVerdict::Unclear && features.packets > 0);
 }
 
 int StatusOf(const Swo::LedgerTotals& totals, bool usable, FailOn failOn) {

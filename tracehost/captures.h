@@ -66,8 +66,6 @@ void AddHostKnowledge(const Capture& capture, Swo::CaptureAnalysis& analysis, Sw
 
 /// The exit status of what was decoded. \param usable whether packets of the target stand in it
 int StatusOf(const Swo::LedgerTotals& totals, bool usable, FailOn failOn);
-/// Whether packets of the target stand in a capture. Of few bytes any packet is believed.
-bool IsUsable(const Swo::SignalFeatures& features, Swo::SignalVerdict verdict);
 /// The one of several statuses that tells most.
 int WorseStatus(int one, int other);
 

@@ -156,8 +156,9 @@ class Decoding {
     }
 
     /// On standard error, because standard output is the packets'.
-    void Tell(const Capture& capture, const Swo::CaptureAnalysis& analysis) {
-        const Swo::SignalFeatures features = analysis.Features();
+    void Tell(const Capture& capture, Swo::CaptureAnalysis& analysis) {
+        Swo::SignalFeatures features = analysis.Features();
+        AddHostKnowledge(capture, analysis, features);
         const Swo::SignalVerdict verdict = Swo::Diagnose(features).verdict;
         const bool usable = IsUsable(features, verdict);
         status = WorseStatus(status, StatusOf(analysis.Losses().Totals(), usable, request.capture.failOn));

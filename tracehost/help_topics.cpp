@@ -13,7 +13,8 @@ Trace can be lost at three places, and "tracehost report" tells them apart:
   between pin        bytes did not reach the file: the probe's or the driver's buffer ran full, a byte was
   and file           changed on the line. The bytes that did come no longer fit together.
   on the host        the port's driver counted overruns or errors of the line, where it tells (Linux; a
-                     pseudo-terminal and Windows do not).
+                     pseudo-terminal and Windows do not). It is looked at ten times a second: a loss stands at the
+                     end of what had come when it was noticed.
 
 A recording begins and ends somewhere inside the stream: "start inside a packet" and "the recording ends inside a
 packet" are no loss.
@@ -38,8 +39,9 @@ What raises the probability:
   global timestamps  tell how much time a hole took, and show a hole that took local timestamps with it: when the two
                      have agreed four times and then do not, the difference is told as loss.
 
-Two more things are told as hints, for a target may pause: a source that came at equal distances a hundred times and
-then misses some of them, and a line that was busy and then silent for more than 50 ms.
+More is told as hints, for a target may do so: a source that came at equal distances a hundred times and then misses
+some of them; a line that was busy and then silent for more than 50 ms; the exit of an exception that was not entered
+since the last return to thread mode; upper bits of the global time that come neither in 4 nor in 6 bytes.
 
 What may be wrong around a hole
 

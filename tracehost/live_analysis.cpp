@@ -77,8 +77,7 @@ void LiveAnalysis::BeginPart() {
     started = UtcNow();
     decided = false;
     arrivals = ArrivalLog();
-    before.reset();
-    after.reset();
+    counters = CounterLog();
     countersNote.clear();
     baud.reset();
 }
@@ -120,14 +119,13 @@ void LiveAnalysis::LookAtCounters() {
         baud = glance.baud;
         countersNote = glance.note;
     }
-    if (!glance.counters) return;
-    if (!before) before = glance.counters;
-    after = glance.counters;
+    if (glance.counters) counters.Add(*glance.counters, analysis->Bytes());
 }
 
 std::string LiveAnalysis::Line() const {
     Swo::LedgerTotals sum = totals;
     AddTotals(sum, analysis->Losses().Totals());
+    for (const CounterGrowth& growth : counters.Growth()) sum.lostOnTheWay += SumOf(growth.by);
     return LiveLosses(sum);
 }
 
@@ -195,8 +193,9 @@ RecordingSheet LiveAnalysis::Sheet(const RecordingResult& result) const {
     sheet.bytes = part.bytes;
     sheet.readError = part.readError;
     sheet.arrivals = arrivals.Points();
-    sheet.countersBefore = before;
-    sheet.countersAfter = after;
+    sheet.countersBefore = counters.First();
+    sheet.countersAfter = counters.Last();
+    sheet.counterGrowth = counters.Growth();
     sheet.countersNote = countersNote;
     const Swo::LedgerTotals& found = analysis->Losses().Totals();
     for (int i = 0; i < Swo::kLossKinds; ++i) {

@@ -58,8 +58,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     std::optional<uint32_t> port;
     Clock::time_point lookAt;
     ArrivalLog arrivals;
-    std::optional<PortCounters> before;
-    std::optional<PortCounters> after;
+    CounterLog counters;
     std::string countersNote;
     std::optional<uint32_t> baud;  ///< that the port reports
 

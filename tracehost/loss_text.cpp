@@ -79,7 +79,8 @@ std::string DescribeLoss(const LedgerEntry& entry) {
         case LossKind::TimestampOverflow:
             return "the timestamp counter overflowed: no packet for 2,097,152 ticks";
         case LossKind::Delayed:
-            return "hint: " + CountOf(entry.count, "timestamp") + " or packets delayed in the target";
+            return "hint: " + CountOf(entry.count, "timestamp") + " or packet" +
+                   (entry.count == 1 ? "" : "s") + " delayed in the target";
         case LossKind::Malformed:
             return Damage(entry, Malformed(entry));
         case LossKind::Reserved:
@@ -94,6 +95,12 @@ std::string DescribeLoss(const LedgerEntry& entry) {
             return "hint: an order of packets never seen before; bytes missing?";
         case LossKind::KindHint:
             return "hint: a kind of packet never seen before; bytes missing?";
+        case LossKind::ExitHint:
+            return "hint: exception " + std::to_string(entry.source) +
+                   " is left and was never entered; bytes missing?";
+        case LossKind::TimeHint:
+            return "hint: the upper bits of the global time come in " + CountOf(entry.source, "byte") +
+                   ", not in 4 or 6";
         case LossKind::TruncatedEnd:
             return "the recording ends inside a packet";
         case LossKind::StartMidPacket:

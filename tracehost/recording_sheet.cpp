@@ -67,6 +67,12 @@ Json ToJson(const RecordingSheet& sheet) {
     if (sheet.readError) object["read_error"] = *sheet.readError;
     if (sheet.countersBefore) object["port_counters_before"] = CountersToJson(*sheet.countersBefore);
     if (sheet.countersAfter) object["port_counters_after"] = CountersToJson(*sheet.countersAfter);
+    for (const CounterGrowth& growth : sheet.counterGrowth) {
+        if (object["port_counter_growth"].size() == kMostCounterGrowths) break;
+        Json row = {growth.bytes};
+        for (const auto& counter : kCounters) row.push_back(growth.by.*counter.field);
+        object["port_counter_growth"].push_back(std::move(row));
+    }
     for (const auto& [kind, count] : sheet.ledger) object["ledger"][kind] = count;
     for (const RateRow& row : sheet.rates) {
         if (object["rates"].size() == kMostRateRows) break;
@@ -140,6 +146,25 @@ bool ReadArrivals(const Json& value, std::vector<ArrivalPoint>& arrivals) {
     return true;
 }
 
+/// Rows of the bytes and the counters, in the order of kCounters.
+bool ReadGrowth(const Json& value, std::vector<CounterGrowth>& growth) {
+    if (!value.is_array() || value.size() > kMostCounterGrowths) return false;
+    std::vector<CounterGrowth> read;
+    uint64_t last = 0;
+    for (const Json& row : value) {
+        CounterGrowth point;
+        if (!row.is_array() || row.size() != 1 + std::size(kCounters)) return false;
+        if (!ReadWhole(row[0], UINT64_MAX, point.bytes) || point.bytes < last) return false;
+        for (std::size_t i = 0; i < std::size(kCounters); ++i) {
+            if (!ReadWhole(row[i + 1], UINT64_MAX, point.by.*kCounters[i].field)) return false;
+        }
+        last = point.bytes;
+        read.push_back(point);
+    }
+    growth = std::move(read);
+    return true;
+}
+
 bool ReadRates(const Json& value, std::vector<RateRow>& rates) {
     if (!value.is_array() || value.size() > kMostRateRows) return false;
     std::vector<RateRow> read;
@@ -198,6 +223,7 @@ bool ReadField(const std::string& name, const Json& value, RecordingSheet& sheet
     }
     if (name == "port_counters_before") return ReadCounters(value, sheet.countersBefore);
     if (name == "port_counters_after") return ReadCounters(value, sheet.countersAfter);
+    if (name == "port_counter_growth") return ReadGrowth(value, sheet.counterGrowth);
     if (name == "ledger") return ReadLedger(value, sheet.ledger);
     if (name == "rates") return ReadRates(value, sheet.rates);
     if (name == "arrivals") return ReadArrivals(value, sheet.arrivals);

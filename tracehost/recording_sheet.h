@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tracehost/counter_log.h"
 #include "tracehost/port_counters.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -53,9 +54,10 @@ struct RecordingSheet {
     std::vector<ArrivalPoint> arrivals;         ///< both numbers never fall
     std::optional<PortCounters> countersBefore;
     std::optional<PortCounters> countersAfter;
-    std::string countersNote;                ///< why there are no counters
-    std::map<std::string, uint64_t> ledger;  ///< what was lost, by kind
-    std::vector<RateRow> rates;              ///< of a search for the prescaler
+    std::vector<CounterGrowth> counterGrowth;  ///< between the two; the bytes never fall
+    std::string countersNote;                  ///< why there are no counters
+    std::map<std::string, uint64_t> ledger;    ///< what was lost, by kind
+    std::vector<RateRow> rates;                ///< of a search for the prescaler
     bool operator==(const RecordingSheet&) const = default;
 };
 

@@ -181,6 +181,78 @@ class Holes(Ledger):
         self.assertIn("nothing usable (no-bytes)", result.stderr)
 
 
+def framed(stream):
+    """The stream as stream 1 of TPIU frames, each of which begins with its number; the last one is filled up."""
+    frames = bytearray()
+    for begin in range(0, len(stream), 14):
+        part = stream[begin:begin + 14]
+        places = bytearray(b"\x03" + part + bytes(14 - len(part)))
+        lowest = 0
+        for place in range(2, 15, 2):
+            lowest |= (places[place] & 1) << place // 2
+            places[place] &= 0xFE
+        frames += places + bytes((lowest,))
+    return bytes(frames)
+
+
+class Waiting(Ledger):
+    """What comes before the first synchronisation packet is not wanted: it is neither damage nor loss."""
+
+    def setUp(self):
+        super().setUp()
+        self.late = firmware(6000)[6:]  # without its first synchronisation packet
+        self.sync = self.late.index(bytes(5) + b"\x80")
+        self.assertGreater(self.sync, len(self.late) // 5)
+
+    def check(self, data, verdict):
+        entries, totals = self.report(data, "--wait-for-sync", status=0)
+        self.assertEqual((totals["verdict"], totals["lost_between_pin_and_file"]), (verdict, 0))
+        self.assertEqual({entry["severity"] for entry in entries}, {"edge"})
+        decoded = self.run_host("decode", self.host_path(self.file("capture.bin")), "--wait-for-sync", "--format", "csv")
+        self.assertEqual(decoded.returncode, 0, decoded.stderr)
+
+    def test_raw_capture(self):
+        self.check(self.late, "good")
+
+    def test_framed_capture(self):
+        self.check(framed(self.late), "tpiu-framed")
+
+
+class TheSheetTells(Ledger):
+    """What the port's driver counted while recording stands in the sheet beside the capture."""
+
+    def check(self, data, status, verdict, **sheet):
+        with open(self.file("capture.bin.sheet.json"), "w") as out:
+            json.dump({"format": "KTRS", "version": 1, **sheet}, out)
+        entries, totals = self.report(data, status=status)
+        self.assertEqual(totals["verdict"], verdict)
+        decoded = self.run_host("decode", self.host_path(self.file("capture.bin")), "--format", "csv", "--output",
+                                self.host_path(self.file("rows.csv")), "--force")
+        self.assertEqual(decoded.returncode, status, decoded.stderr)
+        return entries, decoded.stderr
+
+    def test_driver_losses_stand_where_they_were_noticed(self):
+        entries, told = self.check(
+            firmware(50_000), 3, "good", port_counters_before={"overrun": 1}, port_counters_after={"overrun": 7},
+            port_counter_growth=[[10_000, 2, 0, 0, 0, 0], [30_000, 1, 0, 0, 0, 0]])
+        losses = [(entry["offset"], entry["kind"], entry["count"]) for entry in entries if entry["severity"] == "loss"]
+        self.assertEqual(losses, [(10_000, "driver-overrun", 2), (30_000, "driver-overrun", 1), (50_000, "driver-overrun", 3)])
+        self.assertIn("lost: 6 places (6 between pin and file)", told)
+
+    def test_a_port_that_was_lost_is_a_loss_for_decode_too(self):
+        _, told = self.check(firmware(50_000), 3, "good", ledger={"port-lost": 1})
+        self.assertIn("lost: 1 place (1 between pin and file)", told)
+
+    def test_line_errors_hide_no_wrong_rate(self):
+        errors = {"port_counters_before": {"framing": 0}, "port_counters_after": {"framing": 90}}
+        _, told = self.check(bytes((0x04, 0x0C, 0x84)) * 1000, 4, "rate-too-high", **errors)
+        self.assertIn("nothing usable (rate-too-high)", told)
+        _, told = self.check(bytes(random.Random(1).choices(range(64, 192), k=5000)), 4, "rate-too-low", **errors)
+        self.assertIn("nothing usable (rate-too-low)", told)
+        self.check(b"", 4, "line-errors", **errors)
+        self.check(firmware(50_000), 3, "line-errors", **errors)
+
+
 @unittest.skipIf(ON_WINE, "swosource hands its bytes to a port of the same platform")
 class Overrun(Ledger):
     """What a probe drops because nobody takes its bytes: swosource tells where."""

@@ -6,13 +6,12 @@
 #include <random>
 
 #include "simulator/swosource/signal/itm_pattern.h"
+#include "tests/unit/trace/tpiu_encoder.h"
 #include "trace/hole_forecast.h"
 
 namespace Korr::Plim::Trace::Swo {
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 Bytes Firmware(size_t count) {
     Simulator::ItmPattern pattern;
@@ -74,6 +73,55 @@ TEST(CaptureAnalysis, PacketsThatAPeriodMissesAreAHint) {
     EXPECT_EQ(entries[1].source, 2u);
     EXPECT_EQ(entries[1].offset, at - 5);
     EXPECT_TRUE(entries[1].hint);
+}
+
+/// Whole packets, the first `before` bytes of which hold no synchronisation.
+Bytes SynchronisedLate(size_t before, size_t behind) {
+    Bytes bytes;
+    while (bytes.size() < before) Append(bytes, {0x01, 'h', 0xC0, 0x05});
+    bytes.resize(before);
+    const Bytes rest = Firmware(behind);  // begins with one
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    return bytes;
+}
+
+void ExpectGoodFromTheFirstSyncOn(const Bytes& bytes, uint64_t sync, SignalVerdict verdict) {
+    AnalysisOptions options;
+    options.waitForSync = true;
+    CaptureAnalysis analysis(options);
+    analysis.Feed(bytes);
+    analysis.Finish();
+    EXPECT_EQ(analysis.Counts().firstSync, sync);
+    EXPECT_GT(analysis.Features().validity, 0.999) << "all but a packet at the end";
+    EXPECT_LT(analysis.Features().stretchLength, 8u);
+    EXPECT_EQ(Diagnose(analysis.Features()).verdict, verdict);
+    EXPECT_EQ(analysis.Losses().Totals().lostOnTheWay, 0u);
+    EXPECT_EQ(analysis.Losses().Totals().Of(LossKind::StartMidPacket), 1u);
+}
+
+TEST(CaptureAnalysis, WaitingForASyncTellsOfWhatComesFromItOn) {
+    ExpectGoodFromTheFirstSyncOn(SynchronisedLate(2708, 12288 - 2708), 2708, SignalVerdict::Good);
+    ExpectGoodFromTheFirstSyncOn(SynchronisedLate(CaptureAnalysis::kHead + 4000, 12288),
+                                 CaptureAnalysis::kHead + 4000, SignalVerdict::Good);
+}
+
+TEST(CaptureAnalysis, WaitingForASyncInFramesTellsOfWhatComesFromItOn) {
+    std::vector<Given> given;
+    for (const uint8_t byte : SynchronisedLate(2708, 12288 - 2708)) given.push_back({1, byte});
+    const Framed framed = Frame(given);
+    EXPECT_GT(framed.places[0], 0u) << "the stream begins behind its number";
+    ExpectGoodFromTheFirstSyncOn(framed.bytes, framed.places[2708], SignalVerdict::TpiuFramed);
+}
+
+TEST(CaptureAnalysis, WithoutASyncThatIsWaitedForThereIsNothing) {
+    AnalysisOptions options;
+    options.waitForSync = true;
+    CaptureAnalysis analysis(options);
+    analysis.Feed(SynchronisedLate(12288, 0));
+    analysis.Finish();
+    EXPECT_EQ(analysis.Features().packets, 0u);
+    EXPECT_EQ(analysis.Features().validity, 0);
+    EXPECT_FALSE(IsUsable(analysis.Features(), Diagnose(analysis.Features()).verdict));
 }
 
 class Text : public TextReceiver {

@@ -128,6 +128,22 @@ TEST(Ledger, WhatComesBeforeTheFirstSyncIsNotMissedWhenItWasNotWanted) {
     EXPECT_EQ(LedgerOf(packets, {std::nullopt, true}).Totals().lostOnTheWay, 0u);
 }
 
+TEST(Ledger, WhatComesBeforeTheFirstSyncIsNotMissedWhereverItBegins) {
+    Ledger ledger({std::nullopt, true});
+    // As of a stream in frames, whose first byte is not the capture's, and which takes two runs to give up.
+    for (const Packet& packet :
+         {PacketAt(3, PacketKind::Unsynchronised, 3000), PacketAt(3003, PacketKind::Unsynchronised, 40),
+          PacketAt(3043, PacketKind::Sync, 6), PacketAt(3049, kText)}) {
+        ledger.OnPacket(packet, kTime);
+    }
+    EXPECT_EQ(ledger.Totals().lostOnTheWay, 0u);
+    ASSERT_EQ(ledger.Entries().size(), 1u);
+    EXPECT_EQ(ledger.Entries()[0].kind, LossKind::StartMidPacket);
+    EXPECT_EQ(ledger.Entries()[0].length, 3040u);
+    ledger.OnPacket(PacketAt(3051, PacketKind::Reserved, 1), kTime);
+    EXPECT_EQ(ledger.Totals().lostOnTheWay, 1u) << "from then on damage is a loss";
+}
+
 TEST(Ledger, OverflowsAreTheTargetsAndABurstIsOneEntry) {
     const LedgerOf ledger({PacketAt(100, PacketKind::Overflow, 1), PacketAt(101, kText),
                            PacketAt(140, PacketKind::Overflow, 1), PacketAt(141, kText),
@@ -169,6 +185,73 @@ TEST(Ledger, HintsAndDelaysAreNoLoss) {
     EXPECT_EQ(ledger[2].length, 4u);
     EXPECT_EQ(ledger.Totals().hints, 4u);
     EXPECT_EQ(ledger.Totals().lostOnTheWay + ledger.Totals().lostInTarget, 0u);
+}
+
+Packet ExceptionAt(uint64_t offset, uint16_t number, uint8_t function, uint8_t flags = 0) {
+    Packet packet = PacketAt(offset, PacketKind::Exception, 3, static_cast<uint8_t>(function | flags));
+    packet.source = number;
+    return packet;
+}
+
+TEST(Ledger, AnExitOfAnExceptionThatNeverEnteredIsAHint) {
+    const LedgerOf ledger({ExceptionAt(100, 15, kExited),  // the recording began inside it
+                           ExceptionAt(103, 0, kReturned), ExceptionAt(106, 15, kEntered),
+                           ExceptionAt(109, 40, kEntered), ExceptionAt(112, 40, kExited),
+                           ExceptionAt(115, 15, kExited), ExceptionAt(118, 15, kExited),
+                           ExceptionAt(121, 300, kExited), ExceptionAt(124, 0, kReturned)});
+    ASSERT_EQ(ledger.Size(), 2u);
+    EXPECT_EQ(ledger[0].kind, LossKind::ExitHint);
+    EXPECT_EQ(ledger[0].lossClass, LossClass::Line);
+    EXPECT_EQ(ledger[0].offset, 118u);
+    EXPECT_EQ(ledger[0].length, 0u);
+    EXPECT_EQ(ledger[0].source, 15u);
+    EXPECT_TRUE(ledger[0].hint);
+    EXPECT_EQ(ledger[0].ticks, 77u);
+    EXPECT_EQ(ledger[1].offset, 121u);
+    EXPECT_EQ(ledger[1].source, 300u);
+    EXPECT_EQ(ledger.Totals().hints, 2u);
+    EXPECT_EQ(ledger.Totals().lostOnTheWay + ledger.Totals().lostInTarget, 0u);
+}
+
+TEST(Ledger, AnExitWhoseEntryMayHaveBeenLostIsNoHint) {
+    const LedgerOf ledger({ExceptionAt(100, 0, kReturned), PacketAt(103, PacketKind::Overflow, 1),
+                           ExceptionAt(104, 15, kExited), ExceptionAt(107, 0, kReturned),
+                           PacketAt(110, PacketKind::Reserved, 1), ExceptionAt(111, 15, kExited),
+                           ExceptionAt(114, 0, kReturned), ExceptionAt(117, 16, kReturned),
+                           ExceptionAt(120, 16, kExited), ExceptionAt(123, 17, kExited, kSuspect)});
+    EXPECT_EQ(ledger.Totals().Of(LossKind::ExitHint), 0u);
+    EXPECT_EQ(ledger.Totals().hints, 0u);
+}
+
+TEST(Ledger, UpperGlobalTimeOfAnotherLengthIsAHint) {
+    std::vector<Packet> packets;
+    for (uint8_t size = 1; size <= 6; ++size) {
+        Packet packet = PacketAt(100 + 10 * size, PacketKind::GlobalTimeHigh, size + 1U);
+        packet.size = size;
+        packets.push_back(packet);
+    }
+    const LedgerOf ledger(packets);
+    ASSERT_EQ(ledger.Size(), 4u);
+    const std::array<uint16_t, 4> sizes = {1, 2, 3, 5};
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        EXPECT_EQ(ledger[i].kind, LossKind::TimeHint);
+        EXPECT_EQ(ledger[i].lossClass, LossClass::Line);
+        EXPECT_EQ(ledger[i].source, sizes[i]);
+        EXPECT_EQ(ledger[i].offset, 100u + 10u * sizes[i]);
+        EXPECT_TRUE(ledger[i].hint);
+    }
+    EXPECT_EQ(ledger.Totals().hints, 4u);
+    EXPECT_EQ(ledger.Totals().lostOnTheWay, 0u);
+}
+
+TEST(Ledger, WhatTheHostKnowsStandsWhereItWasNoticed) {
+    LedgerOf ledger({PacketAt(100, PacketKind::Reserved, 1), PacketAt(900, PacketKind::Reserved, 1)});
+    ledger.ledger.OnHost(LossKind::DriverOverrun, 2, 500);
+    ledger.ledger.OnSilences({});
+    ASSERT_EQ(ledger.Size(), 3u);
+    EXPECT_EQ(ledger[1].kind, LossKind::DriverOverrun);
+    EXPECT_EQ(ledger[1].offset, 500u);
+    EXPECT_EQ(ledger[1].count, 2u);
 }
 
 TEST(Ledger, AnOverflowIsNoHint) {
@@ -288,6 +371,8 @@ TEST(Ledger, NamesAreThoseOfTheContract) {
                                                  "frame-step",
                                                  "order-hint",
                                                  "kind-hint",
+                                                 "exit-hint",
+                                                 "time-hint",
                                                  "truncated-end",
                                                  "start-mid-packet",
                                                  "driver-overrun",

@@ -195,7 +195,7 @@ TEST(SignalRules, ARatioUpTo118PerCentIsNear) {
     EXPECT_EQ(ratio(7.0), "rate-too-high sure");
 }
 
-TEST(SignalRules, ErrorsOfTheLineCountUnlessTheRateExplainsThem) {
+TEST(SignalRules, ErrorsOfTheLineCountUnlessWhatCameIsGarbage) {
     const auto errors = [](std::optional<uint64_t> counted, bool logged, double validity, double ratio) {
         return Told([=](SignalFeatures& f) {
             f.lineErrors = counted, f.readErrorLogged = logged, f.validity = validity;
@@ -203,12 +203,22 @@ TEST(SignalRules, ErrorsOfTheLineCountUnlessTheRateExplainsThem) {
         });
     };
     EXPECT_EQ(errors(0, false, 0.3, 0), "rate-too-low unsure");
-    EXPECT_EQ(errors(1, false, 0.3, 0), "line-errors sure");
-    EXPECT_EQ(errors(std::nullopt, true, 0.3, 0), "line-errors sure");
+    EXPECT_EQ(errors(1, false, 0.3, 0), "rate-too-low unsure");
+    EXPECT_EQ(errors(std::nullopt, true, 0.3, 0), "rate-too-low unsure");
+    EXPECT_EQ(errors(1, true, 0.799, 0), "rate-too-low unsure");
+    EXPECT_EQ(errors(1, true, 0.8, 0), "line-errors sure");
     EXPECT_EQ(errors(1, false, 0.3, 2), "rate-too-high sure");
     EXPECT_EQ(errors(1, false, 0.9, 2), "line-errors sure");
     EXPECT_EQ(errors(1, false, 1, 0), "line-errors sure");
     EXPECT_EQ(errors(0, true, 1, 0), "good sure") << "it was an end of another kind";
+    const auto few = [](uint64_t bytes) {
+        return Told([=](SignalFeatures& f) { f.lineErrors = 1, f.validity = 0, f.line.bytes = bytes; });
+    };
+    EXPECT_EQ(few(0), "line-errors sure");
+    EXPECT_EQ(few(255), "line-errors sure") << "too few to be garbage";
+    EXPECT_EQ(few(256), "rate-too-low unsure");
+    EXPECT_EQ(Told([](SignalFeatures& f) { f.lineErrors = 1, f.validity = 0.3, f.line.entropy = 7.95; }),
+              "noise sure");
 }
 
 TEST(LineRatio, IsToldFromTheBitsThatAreDoubled) {
@@ -237,7 +247,12 @@ TEST(LineRatio, OfAPortThatLosesItsPlaceIsToldFromTheBitsThatAreOftenDoubled) {
     EXPECT_TRUE(told(2, 0.661));
     EXPECT_FALSE(told(2, 0.659)) << "not often enough";
     EXPECT_FALSE(told(5, 0.85)) << "beyond 4.5 bits of few places are left";
-    LineFeatures line = MadeTooFast(2, 0.75);
+    LineFeatures line = MadeTooFast(1.4, 0.75);
+    line.shortRuns = 0.6;
+    EXPECT_TRUE(EstimateTooFast(line));
+    line.shortRuns = 0.601;
+    EXPECT_FALSE(EstimateTooFast(line)) << "doubled bits make no short runs";
+    line = MadeTooFast(2, 0.75);
     line.pairEqual[0] = 0.669;
     EXPECT_TRUE(EstimateTooFast(line)) << "0.08 apart";
     line.pairEqual[0] = 0.671;

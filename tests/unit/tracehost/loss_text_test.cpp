@@ -43,7 +43,7 @@ TEST(LossText, OfTheTarget) {
     EXPECT_EQ(Text(LossKind::ItmOverflow, 1234), "the target dropped packets 1,234 times (overflow)");
     EXPECT_EQ(Text(LossKind::TimestampOverflow),
               "the timestamp counter overflowed: no packet for 2,097,152 ticks");
-    EXPECT_EQ(Text(LossKind::Delayed), "hint: 1 timestamp or packets delayed in the target");
+    EXPECT_EQ(Text(LossKind::Delayed), "hint: 1 timestamp or packet delayed in the target");
     EXPECT_EQ(Text(LossKind::Delayed, 2), "hint: 2 timestamps or packets delayed in the target");
 }
 
@@ -82,6 +82,14 @@ TEST(LossText, OfFramesHintsAndEdges) {
     EXPECT_EQ(DescribeLoss(step), "bytes missing: frames out of step; in step again at 1,009 (phase +7)");
     EXPECT_EQ(Text(LossKind::OrderHint), "hint: an order of packets never seen before; bytes missing?");
     EXPECT_EQ(Text(LossKind::KindHint), "hint: a kind of packet never seen before; bytes missing?");
+    LedgerEntry entry = Entry(LossKind::ExitHint);
+    entry.source = 15;
+    EXPECT_EQ(DescribeLoss(entry), "hint: exception 15 is left and was never entered; bytes missing?");
+    entry = Entry(LossKind::TimeHint);
+    entry.source = 1;
+    EXPECT_EQ(DescribeLoss(entry), "hint: the upper bits of the global time come in 1 byte, not in 4 or 6");
+    entry.source = 5;
+    EXPECT_EQ(DescribeLoss(entry), "hint: the upper bits of the global time come in 5 bytes, not in 4 or 6");
     EXPECT_EQ(Text(LossKind::TruncatedEnd), "the recording ends inside a packet");
     EXPECT_EQ(Text(LossKind::StartMidPacket), "start inside a packet");
 }

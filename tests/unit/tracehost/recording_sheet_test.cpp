@@ -29,6 +29,7 @@ RecordingSheet FullSheet() {
     sheet.arrivals = {{0, 0}, {20, 4096}, {40, 4096}};
     sheet.countersBefore = PortCounters{1, 2, 3, 4, 5};
     sheet.countersAfter = PortCounters{1, 2, 3, 4, UINT64_MAX};
+    sheet.counterGrowth = {{0, {0, 0, 0, 0, 1}}, {4096, {1, 2, 3, 4, 5}}, {4096, {0, 0, 0, 0, UINT64_MAX}}};
     sheet.countersNote = "note";
     sheet.ledger = {{"itm-overflow", 3}, {"malformed", 0}};
     sheet.rates = {{0, 48e6, 0}, {23, 2e6, 2000000}};
@@ -82,6 +83,13 @@ TEST(RecordingSheetText, AFieldThatCannotBeUsedIsNamedAndLeftOut) {
         {"read_error", "\"5\""},
         {"port_counters_before", "[]"},
         {"port_counters_after", R"({"framing": -1})"},
+        {"port_counter_growth", "{}"},
+        {"port_counter_growth", "[7]"},
+        {"port_counter_growth", "[[1, 2, 3, 4, 5]]"},
+        {"port_counter_growth", "[[1, 2, 3, 4, 5, 6, 7]]"},
+        {"port_counter_growth", "[[-1, 2, 3, 4, 5, 6]]"},
+        {"port_counter_growth", "[[1, 2, 3, 4, 5, \"6\"]]"},
+        {"port_counter_growth", "[[2, 0, 0, 0, 0, 1], [1, 0, 0, 0, 0, 1]]"},
         {"ledger", "[]"},
         {"ledger", R"({"malformed": "many"})"},
         {"rates", "{}"},
@@ -110,6 +118,11 @@ TEST(RecordingSheetText, MoreListsThanAreKeptCannotBeUsed) {
     for (std::size_t i = 0; i <= kMostRateRows; ++i) many += (i == 0 ? "[1,2,3]" : ",[1,2,3]");
     EXPECT_EQ(Problem(R"(, "rates": [)" + many + "]"), "its field \"rates\" cannot be used");
     EXPECT_EQ(Problem(R"(, "arrivals": [)" + many + "]"), "its field \"arrivals\" cannot be used");
+    many.clear();
+    for (std::size_t i = 0; i <= kMostCounterGrowths; ++i)
+        many += (i == 0 ? "[1,2,3,4,5,6]" : ",[1,2,3,4,5,6]");
+    EXPECT_EQ(Problem(R"(, "port_counter_growth": [)" + many + "]"),
+              "its field \"port_counter_growth\" cannot be used");
     std::string kinds;
     for (int i = 0; i < 65; ++i) kinds += (i == 0 ? "\"k" : ",\"k") + std::to_string(i) + "\": 1";
     EXPECT_EQ(Problem(R"(, "ledger": {)" + kinds + "}"), "its field \"ledger\" cannot be used");
@@ -127,6 +140,8 @@ TEST(RecordingSheetText, TheLargestSheetCanBeReadAgain) {
     RecordingSheet sheet = FullSheet();
     sheet.rates.assign(kMostRateRows + 5, {8191, 123456.789012345678, UINT32_MAX});
     sheet.arrivals.assign(kMostArrivalPoints + 5, {UINT64_MAX, UINT64_MAX});
+    constexpr uint64_t kMost = UINT64_MAX;
+    sheet.counterGrowth.assign(kMostCounterGrowths + 5, {kMost, {kMost, kMost, kMost, kMost, kMost}});
     sheet.plugin = std::string(3 * kLongestSheetText, '\x1f');
     const std::string text = FormatSheet(sheet);
     EXPECT_LE(text.size(), kLongestSheet);
@@ -134,6 +149,7 @@ TEST(RecordingSheetText, TheLargestSheetCanBeReadAgain) {
     EXPECT_EQ(reading.problem, "");
     EXPECT_EQ(reading.sheet.rates.size(), kMostRateRows);
     EXPECT_EQ(reading.sheet.arrivals.size(), kMostArrivalPoints);
+    EXPECT_EQ(reading.sheet.counterGrowth.size(), kMostCounterGrowths);
 }
 
 TEST(RecordingSheetText, ChangedSheetsAreReadOrRefusedInWords) {
