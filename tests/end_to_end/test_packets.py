@@ -399,12 +399,15 @@ class Sheet(Packets):
         self.assertEqual((totals["hints"], report.returncode), (1, 0))
 
     def test_read_error_of_the_line_is_told_by_diagnose(self):
-        data = Encoder(1).stream(3)[0] + random.Random(5).randbytes(30_000)
+        noise = Encoder(1).stream(3)[0] + random.Random(5).randbytes(30_000)
+        damaged = bytearray(firmware(20_000))
+        damaged[50::97] = bytes((0x04,)) * len(damaged[50::97])
         told = "  The driver ended the reads with error 995, as it does when the line has errors.\n"
         for code, there in ((995, True), (5, False)):
-            _, totals, _, diagnosis = self.told(data, read_error=code)
-            self.assertEqual(told in diagnosis.stdout, there, diagnosis.stdout)
-            self.assertEqual(totals["verdict"] == "line-errors", there, totals)
+            for data, verdict in ((noise, "noise"), (bytes(damaged), "line-errors" if there else "damaged")):
+                _, totals, _, diagnosis = self.told(data, read_error=code)
+                self.assertEqual(told in diagnosis.stdout, there, diagnosis.stdout)
+                self.assertEqual(totals["verdict"], verdict, totals)
 
 
 class Documented(Packets):
