@@ -13,6 +13,8 @@ import tempfile
 import time
 import unittest
 
+from pages import dead_links, without_links
+
 BUILD = sys.argv.pop(1)
 LIMIT = 300  # seconds; generous, because machines can be busy
 OPTIONS = '''<?xml version="1.0" encoding="UTF-8"?>
@@ -110,6 +112,25 @@ class InstalledTree(unittest.TestCase):
         for place in ("share/man/man1/tracehost.1.gz", "share/bash-completion/completions/tracehost",
                       "share/zsh/site-functions/_tracehost", "share/fish/vendor_completions.d/tracehost.fish"):
             self.assertTrue(os.path.getsize(os.path.join(self.root, place)), place)
+
+    def test_links_of_the_documents_lead_to_what_is_installed(self):
+        pages, links, dead = dead_links(self.root)
+        self.assertEqual(dead, [])
+        self.assertIn("share/doc/tarnel/first-trace.md", pages)
+        self.assertGreater(links, 20)
+
+    def test_pages_lose_nothing_but_links(self):
+        """What is not installed is named as before; no bracket of a link is left behind."""
+        installed = os.path.join(self.root, "share", "doc", "tarnel")
+        sources = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
+        for name in os.listdir(sources):
+            if not name.endswith(".md"):
+                continue
+            with open(os.path.join(sources, name), encoding="utf-8") as file:
+                source = file.read()
+            with open(os.path.join(installed, name), encoding="utf-8") as file:
+                page = file.read()
+            self.assertEqual(without_links(page), without_links(source), name)
 
     # --- the example host
     def minimal_host_records(self, host):

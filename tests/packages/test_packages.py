@@ -22,6 +22,7 @@ os.environ.setdefault("TARNEL_BIN", "")  # each class sets its own
 os.environ.setdefault("TARNEL_SOURCE", "")
 sys.path.insert(0, os.path.join(HERE, "..", "end_to_end"))
 import hosting  # noqa: E402
+from pages import dead_links  # noqa: E402
 
 SYSTEM = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6", "ld-linux-x86-64.so.2"}
 EXPORTS = {"CreateRcvr", "DestroyRcvr", "_ZN12cPelkitError6DeleteEv"}
@@ -137,6 +138,12 @@ class LinuxFiles:
                       "share/zsh/vendor-completions/_tracehost", "share/fish/vendor_completions.d/tracehost.fish"):
             self.assertTrue(os.path.getsize(os.path.join(usr, place)), place)
 
+    def test_links_of_the_documents_lead_to_what_is_installed(self):
+        pages, links, dead = dead_links(self.root)
+        self.assertEqual(dead, [])
+        self.assertTrue(any(page.endswith("doc/tarnel/first-trace.md") for page in pages), pages)
+        self.assertGreater(links, 20)
+
     def test_records(self):
         self.tells_versions()
         self.records()
@@ -250,6 +257,12 @@ class Zip(PackageTest):
 
     def test_carries_the_licences(self):
         self.assertLessEqual({"LICENSE", "NOTICE", "README.md"}, set(os.listdir(self.zip)))
+
+    def test_links_of_the_documents_lead_to_what_is_installed(self):
+        pages, links, dead = dead_links(self.zip)
+        self.assertEqual(dead, [])
+        self.assertLessEqual({"README.md", "docs/first-trace.md"}, set(pages))
+        self.assertGreater(links, 20)
 
     def test_debug_symbols_fit(self):
         count = 0
