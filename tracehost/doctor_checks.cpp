@@ -130,7 +130,12 @@ Check CheckTemporaryFolder() {
 }
 
 Check ToCheck(uint32_t number, const PortAccess& access) {
-    const std::string name = "port " + std::to_string(number);
+    const std::string digits = std::to_string(number);
+    const std::string name = "port " + digits;
+    if (!access.lookedAt) {
+        return NotOk(name, FormatFinding("not opened", access.device, ""),
+                     "--port " + digits + " looks at it");
+    }
     const std::string holder = access.holder.empty() ? "" : " (" + access.holder + ")";
     if (access.problem.empty()) return Ok(name, access.device);
     return NotOk(name, FormatFinding(access.problem + holder, access.device, ""), access.advice);

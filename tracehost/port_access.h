@@ -13,7 +13,8 @@ struct PortAccess {
     std::string problem;  ///< in the platform's words, or "in use by another program"; empty: it can be used
     std::string
         holder;  ///< who has it open or locked, as far as that can be told: "cat (process 77)"; may be empty
-    std::string advice;  ///< what to do; empty when nothing stands in the way
+    std::string advice;    ///< what to do; empty when nothing stands in the way
+    bool lookedAt = true;  ///< false: the platform tells nothing of a port that is not opened
 };
 
 enum class PortCheck {

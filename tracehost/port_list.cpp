@@ -65,6 +65,14 @@ void AddFromEnvironment(std::vector<ListedPort>& ports) {
     }
 }
 
+/// The end of a sentence about the port; empty when it was seen to be well.
+std::string Trouble(const PortAccess& access, uint32_t number) {
+    if (!access.lookedAt) {
+        return "; not opened, \"tracehost doctor --port " + std::to_string(number) + "\" looks at it";
+    }
+    return access.problem.empty() ? "" : "; but " + FormatFinding(access.problem, "", access.advice);
+}
+
 }  // namespace
 
 std::vector<ListedPort> ListPorts() {
@@ -91,9 +99,7 @@ std::string PortDeviceName(uint32_t number) {
 std::string WhyTaken(const ListedPort& port) {
     if (!port.number) return "not taken: its name tells no COM number";
     const std::string asked = "--port " + std::to_string(*port.number) + " takes it";
-    const std::string trouble = port.access.problem.empty()
-                                    ? ""
-                                    : "; but " + FormatFinding(port.access.problem, "", port.access.advice);
+    const std::string trouble = Trouble(port.access, *port.number);
     if (port.isDefault) return "taken: the first port of a probe" + trouble;
     if (!port.probe.empty()) {
         return "not taken by itself: another probe's port comes first; " + asked + trouble;

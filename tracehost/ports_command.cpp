@@ -28,6 +28,7 @@ Json ToJson(const std::vector<ListedPort>& ports) {
                         {"probe", OrNull(port.probe)},
                         {"environment", port.byEnvironment},
                         {"default", port.isDefault},
+                        {"looked_at", port.number && port.access.lookedAt},
                         {"problem", OrNull(port.access.problem)},
                         {"advice", OrNull(port.access.advice)},
                         {"why", WhyTaken(port)}});

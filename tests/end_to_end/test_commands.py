@@ -256,9 +256,10 @@ class Commands(HostTest):
                          "KORR_TRACE_COM12, which names this device$")
         shown = json.loads(self.run_host("ports", "--json").stdout)["ports"]
         port, = [port for port in shown if port["number"] == 7]
-        self.assertEqual(list(port), ["number", "device", "name", "probe", "environment", "default", "problem", "advice",
-                                      "why"])
-        self.assertEqual((port["device"], port["environment"], port["default"]), (self.file("terminal"), True, False))
+        self.assertEqual(list(port), ["number", "device", "name", "probe", "environment", "default", "looked_at", "problem",
+                                      "advice", "why"])
+        self.assertEqual((port["device"], port["environment"], port["default"], port["looked_at"]),
+                         (self.file("terminal"), True, False, True))
 
     @unittest.skipIf(ON_WINE, "ports have numbers alone there")
     def test_port_can_be_a_number_a_com_name_or_a_device(self):

@@ -6,12 +6,19 @@ import shutil
 import subprocess
 import unittest
 
-from hosting import BIN, HostTest, ON_WINE, main
+from hosting import BIN, HostTest, ON_WINE, main, wine_program
 
+DEVICE = r"HKLM\System\CurrentControlSet\Enum\USB\VID_1234&PID_5678&MI_03"
+PORTS = "{4d36e978-e325-11ce-bfc1-08002be10318}"  # the class of ports
 ROOT = not ON_WINE and os.geteuid() == 0
 
 
 class Doctor(HostTest):
+    @classmethod
+    def setUpClass(cls):
+        if ON_WINE:
+            cls.registry("delete", DEVICE, "/f", check=False)  # of a run that was killed
+
     def setUp(self):
         super().setUp()
         self.number, link = self.port()
@@ -81,6 +88,32 @@ class Doctor(HostTest):
             self.assertTrue(checks[name][0], checks[name])
 
     # --- ports
+    def probe_device(self, number):
+        """The entry of a probe's port in Wine's registry, which the run shares with nobody."""
+        for value, text in (("Class", "Ports"), ("ClassGUID", PORTS), ("FriendlyName", f"Brantor Serial Port (COM{number})")):
+            self.registry("add", DEVICE + r"\1001", "/v", value, "/d", text, "/f")
+        self.addCleanup(self.registry, "delete", DEVICE, "/f")
+
+    @staticmethod
+    def registry(*words, check=True):
+        environment = dict(os.environ, WINEPREFIX=os.environ["TARNEL_WINEPREFIX"], WINEDEBUG="-all")
+        subprocess.run([wine_program(), "reg", *words], env=environment, capture_output=True, timeout=120, check=check)
+
+    @unittest.skipUnless(ON_WINE, "ports are looked at without opening them here")
+    def test_port_of_a_probe_that_is_not_opened_is_not_said_to_be_well(self):
+        number = self.number + 1  # nothing is there
+        self.probe_device(number)
+        status, checks = self.ask("--plugin", "Tarnel")
+        self.assertEqual((status, checks[f"port {number}"]),
+                         (1, (False, rf"not opened: \\.\COM{number}", f"--port {number} looks at it")))
+        self.assertIn(f'taken: the first port of a probe; not opened, "tracehost doctor --port {number}" looks at it',
+                      self.run_host("ports").stdout)
+        port, = [port for port in json.loads(self.run_host("ports", "--json").stdout)["ports"] if port["number"] == number]
+        self.assertEqual((port["looked_at"], port["problem"]), (False, None))
+        status, checks = self.ask("--port", str(number))
+        self.assertEqual((status, checks[f"port {number}"][0]), (1, False))
+        self.assertNotIn("not opened", checks[f"port {number}"][1])
+
     @unittest.skipIf(ON_WINE, "devices of this system")
     def test_port_that_is_not_there(self):
         os.unlink(self.links[self.number])

@@ -9,7 +9,10 @@ namespace Korr::Plim::Trace::Tracehost {
 PortAccess CheckPort(uint32_t number, PortCheck check) {
     PortAccess access;
     access.device = R"(\\.\COM)" + std::to_string(number);
-    if (check == PortCheck::FromOutside) return access;
+    if (check == PortCheck::FromOutside) {
+        access.lookedAt = false;
+        return access;
+    }
     const HANDLE port = CreateFileA(access.device.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (port != INVALID_HANDLE_VALUE) {
