@@ -29,9 +29,8 @@ class Seen(CutShort):
         wait_for(lambda: f"{len(BYTES)} bytes" in running.stdout.readline(), "a look at the capture")
 
 
-@unittest.skipUnless(ON_WINE, "test_cut_short.py is this system's")
-class Port(Seen):
-    GONE = r"COM\d+ vanished( \(error \d+: [^\n]*\))?: is the probe plugged in\?"  # the error, should a read fail after all
+class Probed(Seen):
+    """Records a port whose device can be taken away."""
 
     def plug_in(self, index=1):
         number, *ends = super().plug_in(index)
@@ -47,6 +46,11 @@ class Port(Seen):
         self.device.stdin = None
         os.unlink(self.links[number])
         self.unplug(*ends)
+
+
+@unittest.skipUnless(ON_WINE, "test_cut_short.py is this system's")
+class Port(Probed):
+    GONE = r"COM\d+ vanished( \(error \d+: [^\n]*\))?: is the probe plugged in\?"  # the error, should a read fail after all
 
     def test_port_that_vanishes_ends_the_recording_and_what_came_is_saved(self):
         number, *ends = self.plug_in()
