@@ -1,6 +1,6 @@
 // std::exception_ptr for exceptions of this ABI: a counted copy of the thrown object. libc++ calls these
 // functions, which the platform's compiler brings in a library that is not part of the system.
-#include <stdlib.h>
+#include <malloc.h>
 #include <string.h>
 
 #include <exception>
@@ -36,8 +36,11 @@ struct ExceptionRecord {
 };
 constexpr unsigned kCxxException = 0xE06D7363;
 
+/// Of every copy. What is thrown does not tell its own; more is not served.
+constexpr size_t kAlignment = 64;
+
 /// What an exception pointer points to; the object follows it.
-struct alignas(16) Held {
+struct alignas(kAlignment) Held {
     long references;
     ThrowInformation* information;
     char* base;
@@ -61,7 +64,8 @@ void CopyObject(void* to, const void* from, const CatchableType& type, char* bas
 
 Held* Hold(const void* object, ThrowInformation* information, char* base) {
     const CatchableType& type = Thrown(*information, base);
-    auto* const held = static_cast<Held*>(malloc(sizeof(Held) + static_cast<size_t>(type.size)));
+    auto* const held =
+        static_cast<Held*>(_aligned_malloc(sizeof(Held) + static_cast<size_t>(type.size), kAlignment));
     if (held == nullptr) std::terminate();
     *held = {1, information, base};
     CopyObject(held->Object(), object, type, base);
@@ -73,7 +77,7 @@ void Release(Held* held) {
     if (held->information->destructor != 0) {
         reinterpret_cast<void (*)(void*)>(held->base + held->information->destructor)(held->Object());
     }
-    free(held);
+    _aligned_free(held);
 }
 
 Held*& Of(void* pointer) { return *static_cast<Held**>(pointer); }
@@ -125,7 +129,7 @@ void __ExceptionPtrCopyException(void* pointer, const void* object, const void* 
     Held* const held = Of(pointer);
     if (held == nullptr) std::terminate();
     const CatchableType& type = Thrown(*held->information, held->base);
-    void* const copy = __builtin_alloca_with_align(static_cast<size_t>(type.size), 128);
+    void* const copy = __builtin_alloca_with_align(static_cast<size_t>(type.size), 8 * kAlignment);
     CopyObject(copy, held->Object(), type, held->base);
     _CxxThrowException(copy, held->information);
 }

@@ -1,3 +1,4 @@
+// Arrays are taken and given back as single objects are, also by a program's own operators.
 #include <new>
 
 void* operator new[](size_t size) { return operator new(size); }

@@ -93,8 +93,13 @@ struct Counted {
     virtual ~Counted() { --living; }
     int value;
 };
+int misplaced = 0;  // objects at addresses that are not aligned to what their type asks for
 struct alignas(32) Derived : virtual Counted, std::runtime_error {
     Derived() : Counted(5), std::runtime_error("derived") {}
+    Derived(const Derived& other) : Counted(other), std::runtime_error(other) {
+        volatile const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(this);
+        if (address % alignof(Derived) != 0) ++misplaced;
+    }
 };
 
 TEST(ExceptionPointers, HoldACopyThatIsThrownAgainOnAnotherThread) {
@@ -124,6 +129,13 @@ TEST(ExceptionPointers, HoldACopyThatIsThrownAgainOnAnotherThread) {
     copy = std::make_exception_ptr(std::string("another"));
     EXPECT_EQ(living, 0);
     EXPECT_THROW(std::rethrow_exception(copy), std::string);
+}
+
+TEST(ExceptionPointers, CopiesAreAlignedAsTheirTypeAsks) {
+    std::vector<std::exception_ptr> held;
+    for (int i = 0; i < 16; ++i) held.push_back(std::make_exception_ptr(Derived()));
+    for (const std::exception_ptr& one : held) EXPECT_THROW(std::rethrow_exception(one), Derived);
+    EXPECT_EQ(misplaced, 0);
 }
 
 TEST(ExceptionPointers, AreEmptyWhereNothingIsCaught) {
