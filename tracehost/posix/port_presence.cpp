@@ -30,9 +30,10 @@ std::string PortDevice(uint32_t number) {
 bool HeldDeviceVanished(const std::string& device) {
     if (device.empty()) return false;
     std::error_code failure;
-    for (const fs::directory_entry& file : fs::directory_iterator("/proc/self/fd", failure)) {
+    for (fs::directory_iterator file("/proc/self/fd", failure), end; !failure && file != end;
+         file.increment(failure)) {
         std::error_code closed;  // meanwhile, by another thread
-        if (fs::read_symlink(file.path(), closed).string() == device + " (deleted)") return true;
+        if (fs::read_symlink(file->path(), closed).string() == device + " (deleted)") return true;
     }
     return false;
 }
