@@ -153,11 +153,9 @@ RecordingSheet LiveAnalysis::EndPart(const RecordingResult& result) {
     return sheet;
 }
 
-void LiveAnalysis::Finish(const RecordingResult& result, std::FILE* output, Conclusion& conclusion) const {
-    const bool doubtful = result.bytes > 0 && diagnosis.confidence == Swo::Confidence::Low;
+void LiveAnalysis::Finish(std::FILE* output, Conclusion& conclusion) const {
     const bool usable = IsUsable(features, diagnosis.verdict);
     if (output != nullptr) PrintVerdict(output);
-    if (!usable && doubtful) return;
     const int status = StatusOf(totals, usable, request.failOn);
     if (status == kTraceLost) conclusion.Add(status, "trace was lost: " + SummariseLosses(totals));
     if (status != kNothingUsable) return;

@@ -31,7 +31,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     RecordingSheet EndPart(const RecordingResult& result);
     /// Nothing more comes. \param output of the summary; null: nothing is shown
     /// \param conclusion gets what the trace decides of the exit status, and why
-    void Finish(const RecordingResult& result, std::FILE* output, Conclusion& conclusion) const;
+    void Finish(std::FILE* output, Conclusion& conclusion) const;
     /// For the progress line: "lost: 3 overflows, 0 damaged".
     std::string Line() const;
 

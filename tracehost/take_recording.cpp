@@ -28,7 +28,7 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         }
     });
     recording.AtEnd([&](std::FILE* output, Conclusion& conclusion) {
-        live.Finish(recording.Result(), output, conclusion);
+        live.Finish(output, conclusion);
         if (!sheetProblem.empty()) conclusion.Add(kFailed, sheetProblem);
     });
     return recording.Run();

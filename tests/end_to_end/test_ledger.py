@@ -453,6 +453,14 @@ class Recorded(Ledger):
         self.assertIn(told, result.stdout)
         self.assertEqual(result.stderr, f"tracehost: nothing usable came: {told}\n")
 
+    def test_recording_and_file_have_the_same_status_however_sure_the_verdict_is(self):
+        number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
+        result = self.record(number, "--bytes", "20000")
+        self.assertRegex(result.stderr, r"^tracehost: nothing usable came: rate-too-low \(unsure\): ")
+        report = self.run_host("report", self.file("trace.bin"))
+        decoded = self.run_host("decode", self.file("trace.bin"))
+        self.assertEqual((result.returncode, report.returncode, decoded.returncode), (4, 4, 4))
+
     def test_what_went_wrong_is_told_without_a_summary_too(self):
         number, link = self.port()
         near_end, far_end = os.openpty()

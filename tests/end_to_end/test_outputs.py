@@ -321,7 +321,8 @@ class Demo(HostTest):
         result = subprocess.run([os.path.join(folder, "tracehost"), "record", "--demo", "--seconds", "0.5", "--output",
                                  "demo.bin"], env=environment, capture_output=True, text=True, timeout=LIMIT,
                                 cwd=self.folder, check=False)
-        self.assertEqual(result.returncode, 3, result.stderr)
+        # What so many holes leave may be no trace any more.
+        self.assertIn(result.returncode, (3, 4), result.stderr)
         self.assertRegex(result.stderr, r"^tracehost: trace was lost: the simulated probe had to drop \d+ bytes, because its "
                          r"port was not read in time\n")
         dropped = re.search(r"had to drop (\d+) bytes", result.stderr)[1]
