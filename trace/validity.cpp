@@ -14,12 +14,9 @@ Validity MeasureItm(std::span<const uint8_t> bytes, Architecture architecture) {
         validity.all += packet.length;
         if (found == PacketWalk::Found::Broken) {
             walk.Skip();
-            continue;
+        } else if (IsAssigned(packet.kind)) {
+            validity.good += packet.length;
         }
-        ++validity.packets;
-        if (found == PacketWalk::Found::Sync) ++validity.syncs;
-        if (packet.kind == PacketKind::LocalTime) ++validity.localTimes;
-        if (IsAssigned(packet.kind)) validity.good += packet.length;
     }
 }
 

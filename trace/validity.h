@@ -12,9 +12,6 @@ namespace Korr::Plim::Trace::Swo {
 struct Validity {
     uint64_t good = 0;  ///< bytes in well-formed packets with an assigned meaning
     uint64_t all = 0;   ///< bytes, but for an incomplete packet at the end
-    uint64_t packets = 0;
-    uint64_t syncs = 0;
-    uint64_t localTimes = 0;
 
     /// 0 to 1; 0 when there were no bytes.
     double Share() const { return all == 0 ? 0 : static_cast<double>(good) / static_cast<double>(all); }
