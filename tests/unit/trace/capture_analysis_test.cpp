@@ -204,6 +204,33 @@ TEST(CaptureAnalysis, EntriesShowTheBytesThatStandThere) {
     EXPECT_GT(shown, 0);
 }
 
+struct Damage : PacketReceiver {
+    void OnPacket(const Packet& packet, const PacketTime&) override {
+        if (IsDamage(packet.kind)) packets.push_back(packet);
+    }
+    std::vector<Packet> packets;
+};
+
+TEST(CaptureAnalysis, TheLongestStretchWithoutAPacketBeginsWithItsFirstByte) {
+    Bytes bytes = Firmware(20000);
+    bytes.insert(bytes.begin() + 10000, 100, uint8_t{0x04});
+    Damage damage;
+    AnalysisOptions options;
+    options.packets = &damage;
+    CaptureAnalysis analysis(options);
+    analysis.Feed(bytes);
+    analysis.Finish();
+    ASSERT_GE(damage.packets.size(), 2U);
+    uint64_t length = 0;
+    for (const Packet& packet : damage.packets) {
+        EXPECT_EQ(packet.offset, damage.packets[0].offset + length) << "it is one stretch";
+        length += packet.length;
+    }
+    EXPECT_NEAR(static_cast<double>(damage.packets[0].offset), 10000, 8);
+    EXPECT_EQ(analysis.Features().stretchOffset, damage.packets[0].offset);
+    EXPECT_EQ(analysis.Features().stretchLength, length);
+}
+
 TEST(CaptureAnalysis, AnyBytesGetAnAnswer) {
     std::mt19937 random(11);
     for (int round = 0; round < 60; ++round) {

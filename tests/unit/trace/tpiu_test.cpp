@@ -473,6 +473,37 @@ TEST(FrameFollower, FewBytesThatDecodeBetterInOtherFramesAreNoReasonToTakeThose)
     EXPECT_EQ(Doubted(ahead), FrameFollower::Stop::Slipped) << "28 bytes";
 }
 
+TEST(FrameFollower, FewBytesAreFewerThan16) {
+    // The frames of before; the second one with two timestamps more.
+    const Bytes seven{0x05, 0x10, 0x0E, 0x0F, 0x10, 0x10, 0x20, 0x10, 0x01, 0, 0, 0, 0, 0, 0, 0x02};
+    Bytes nine{0x05, 0x10, 0x0E, 0x0F, 0x10, 0x10, 0x20, 0x10, 0x20, 0x10, 0x01, 0, 0, 0, 0, 0x02};
+    const auto with = [&] {
+        Bytes ahead(FrameFollower::kAhead, 0);
+        std::copy(seven.begin(), seven.end(), ahead.begin() + 2 * kFrame);
+        std::copy(nine.begin(), nine.end(), ahead.begin() + 3 * kFrame);
+        return ahead;
+    };
+    EXPECT_EQ(Doubted(with()), FrameFollower::Stop::Slipped);
+    nine[9] = 0x01;  // of a packet that is not complete
+    EXPECT_NE(Doubted(with()), FrameFollower::Stop::Slipped);
+}
+
+TEST(FrameFollower, TellsCheckpointsAtTheEndOfACaptureToo) {
+    FrameFollower follower(2, 0);
+    auto chunk = std::make_unique<StreamBytes>();
+    Bytes padding(FrameFollower::kCheckpoint, 0);
+    padding[0] = 0x01;
+    EXPECT_EQ(follower.Feed(padding, *chunk).stop, FrameFollower::Stop::Checkpoint);
+    follower.Assess(false, follower.Deframer().Offset());
+    const Bytes rest(600, 0);
+    EXPECT_EQ(follower.Feed(rest, *chunk).stop, FrameFollower::Stop::Taken) << "held back";
+    EXPECT_EQ(follower.Finish(*chunk), FrameFollower::Stop::Checkpoint);
+    EXPECT_EQ(follower.Deframer().Offset(), 2 * FrameFollower::kCheckpoint);
+    EXPECT_EQ(follower.Finish(*chunk), FrameFollower::Stop::Checkpoint);
+    EXPECT_EQ(follower.Finish(*chunk), FrameFollower::Stop::Taken);
+    EXPECT_EQ(follower.Deframer().Offset(), padding.size() + rest.size());
+}
+
 TEST(CaptureDecoder, DecidesWhenItIsToldTo) {
     const Stream stream = FirmwareStream(1, 100, false);
     CaptureLog log;
