@@ -1,5 +1,6 @@
 #include "tracehost/live_analysis.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include "tracehost/diagnosis_text.h"
@@ -84,7 +85,7 @@ void LiveAnalysis::BeginPart() {
 
 void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
     const auto age = Clock::now() - begun;
-    analysis->Feed(bytes);
+    analysis->Feed(bytes.first(std::min(bytes.size(), BytesToSave())));
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(age).count();
     arrivals.Add({static_cast<uint64_t>(milliseconds), analysis->Bytes()});
     if (!decided && age > kFramingPatience) {
@@ -92,6 +93,13 @@ void LiveAnalysis::Take(std::span<const uint8_t> bytes) {
         analysis->Decide();
     }
     PrintText();
+}
+
+/// How many of the bytes that come are still saved: more are captured than --bytes wants.
+std::size_t LiveAnalysis::BytesToSave() const {
+    if (!request.bytes) return SIZE_MAX;
+    const uint64_t had = saved + analysis->Bytes();
+    return static_cast<std::size_t>(*request.bytes - std::min(*request.bytes, had));
 }
 
 void LiveAnalysis::Write(uint8_t, const uint8_t* bytes, std::size_t count) {
@@ -149,6 +157,7 @@ RecordingSheet LiveAnalysis::EndPart(const RecordingResult& result) {
         diagnosis = Swo::Diagnose(features);
     }
     AddTotals(totals, analysis->Losses().Totals());
+    saved = result.bytes;
     BeginPart();
     return sheet;
 }

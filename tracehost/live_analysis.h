@@ -42,6 +42,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     void PrintText();
     void BeginPart();
     void LookAtCounters();
+    std::size_t BytesToSave() const;
     void PrintVerdict(std::FILE* output) const;
     RecordingSheet Sheet(const RecordingResult& result) const;
 
@@ -63,6 +64,7 @@ class LiveAnalysis : public CaptureObserver, private Swo::TextReceiver {
     std::optional<uint32_t> baud;  ///< that the port reports
 
     // Of the parts that have ended.
+    uint64_t saved = 0;  ///< bytes
     Swo::LedgerTotals totals;
     uint64_t told = 0;  ///< bytes of the part that the verdict is about, the longest one
     Swo::SignalFeatures features;

@@ -119,8 +119,8 @@ TEST(RecordingSheetText, MoreListsThanAreKeptCannotBeUsed) {
     EXPECT_EQ(Problem(R"(, "rates": [)" + many + "]"), "its field \"rates\" cannot be used");
     EXPECT_EQ(Problem(R"(, "arrivals": [)" + many + "]"), "its field \"arrivals\" cannot be used");
     many.clear();
-    for (std::size_t i = 0; i <= kMostCounterGrowths; ++i)
-        many += (i == 0 ? "[1,2,3,4,5,6]" : ",[1,2,3,4,5,6]");
+    const std::string row = "[1,2,3,4,5,6]";
+    for (std::size_t i = 0; i <= kMostCounterGrowths; ++i) many += (i == 0 ? "" : ",") + row;
     EXPECT_EQ(Problem(R"(, "port_counter_growth": [)" + many + "]"),
               "its field \"port_counter_growth\" cannot be used");
     std::string kinds;

@@ -1,4 +1,4 @@
-// What a port's counters tell while it is recorded: the port's are scripted.
+// What a recording and its port's counters tell while it is made: the counters are scripted.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -67,6 +67,23 @@ TEST_F(LiveCounters, EveryPartHasItsOwn) {
     Come(10);
     EXPECT_TRUE(End().counterGrowth.empty());
     EXPECT_EQ(live.Line(), "lost: 0 overflows, 3 damaged");
+}
+
+TEST_F(LiveCounters, WhatIsCapturedBeyondTheBytesWantedIsNotLookedAt) {
+    request.bytes = 8;
+    live.Take(std::vector<uint8_t>{0x01, 'h', 0x01, 'e', 0x01, 'l', 0x01, 'l', 0x04, 0x04, 0x04});
+    live.Take(std::vector<uint8_t>{0x04, 0x04});
+    RecordingResult result;
+    result.parts.emplace_back();
+    result.bytes = 8;
+    const RecordingSheet sheet = live.EndPart(result);
+    EXPECT_TRUE(sheet.ledger.empty());
+    EXPECT_EQ(sheet.arrivals.back().bytes, 8U);
+    request.bytes = 10;
+    live.Take(std::vector<uint8_t>{0x01, 'o', 0x04});
+    result.bytes = 10;
+    EXPECT_EQ(live.EndPart(result).arrivals.back().bytes, 2U) << "of the next part";
+    EXPECT_EQ(live.Line(), "lost: 0 overflows, 0 damaged");
 }
 
 }  // namespace
