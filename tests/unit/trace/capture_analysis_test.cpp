@@ -294,6 +294,16 @@ TEST(HoleForecast, ACounterPortShowsEveryHoleThatTookOneOfItsValues) {
     EXPECT_NEAR(forecast.Share(), SeenShare(whole, options, 200), 0.1);
 }
 
+TEST(HoleForecast, HolesAreSeenWhereTheLastTimestampWasLongAgo) {
+    Bytes bytes{0xC0, 0x88, 0x27};
+    for (uint32_t turn = 0; bytes.size() < 4096; ++turn) {
+        Append(bytes, {0x01, 0x41 + turn % 26, 0x0B, turn, 0x10, 0x55, 0x66, 0x17, 2 * turn, 0x40, 0, 0x08});
+    }
+    const HoleForecast forecast = ForecastHoles(bytes, {});
+    EXPECT_EQ(forecast.holes, 200);
+    EXPECT_GT(forecast.Share(), 0.8);  // but for whole turns; hints wait for a timestamp or the end
+}
+
 TEST(HoleForecast, TooFewBytesAreForecastNothing) {
     EXPECT_EQ(ForecastHoles(Firmware(2000), {}).holes, 0);
     EXPECT_EQ(ForecastHoles({}, {}).holes, 0);
