@@ -3,7 +3,7 @@
 
 Runs the independent host's command with the name of an SWO stream in TARNEL_SWO_STREAM: the recording of a real target that
 TARNEL_SWO_RECORDING names or, where that is not at hand, a stream of all kinds of packets that swosource plays. Says which
-one it is. FOLDER is for files of the run.
+one it is. FOLDER is for files of the run. Exit status: 0 when the command ended with 0 and said that it passed, else not 0.
 """
 import os
 import subprocess
@@ -12,6 +12,7 @@ import time
 
 BYTES = 16000
 LIMIT = 60  # seconds
+PASSED = "independent host: passed"
 
 
 def play(swosource, folder):
@@ -38,6 +39,16 @@ def play(swosource, folder):
     return path
 
 
+def run(command):
+    """Its exit status; 1 where that is 0 and the pass line did not come."""
+    running = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, errors="replace")
+    passed = False
+    for line in running.stdout:
+        print(line, end="", flush=True)
+        passed = passed or line.strip() == PASSED
+    return running.wait() or (0 if passed else 1)
+
+
 def main():
     swosource, folder, *command = sys.argv[1:]
     stream = os.environ.get("TARNEL_SWO_RECORDING", "")
@@ -47,8 +58,8 @@ def main():
         stream = play(swosource, folder)
         print(f"SWO stream: {BYTES} bytes by {swosource}", flush=True)
     os.environ["TARNEL_SWO_STREAM"] = "Z:" + os.path.abspath(stream).replace("/", "\\")
-    os.execvp(command[0], command)
+    return run(command)
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())
