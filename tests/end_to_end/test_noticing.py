@@ -183,7 +183,7 @@ class NoticingOnWindows(InTime, Probed):
         number, *ends = self.plug_in()
         running = self.records(number)
         self.sends(ends[0])
-        time.sleep(1)
+        time.sleep(2)
         return running, number, ends
 
     def port_vanishes(self):
