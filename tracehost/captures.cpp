@@ -113,11 +113,12 @@ void AddCounterPort(CLI::App& command, std::optional<uint8_t>& port) {
 }
 
 void AddFailOn(CLI::App& command, FailOn& failOn) {
-    AddChoice(command, "--fail-on",
-              "Which loss gives exit status 3: between pin and file, also in the target, none",
-              {"line", "any", "never"}, [&failOn](const std::string& word) {
-                  failOn = word == "any" ? FailOn::Any : word == "never" ? FailOn::Never : FailOn::Line;
-              });
+    AddChoice(
+        command, "--fail-on",
+        "Which loss gives exit status 3: between pin and file, also in the target, none (then no 4, either)",
+        {"line", "any", "never"}, [&failOn](const std::string& word) {
+            failOn = word == "any" ? FailOn::Any : word == "never" ? FailOn::Never : FailOn::Line;
+        });
 }
 
 void AddCaptureOptions(CLI::App& command, CaptureRequest& request) {
