@@ -143,8 +143,9 @@ TEST(PeriodGaps, WhatCameBeforeALossThatWasToldIsNotCompared) {
 TEST(PeriodGaps, EachSourceHasItsOwn) {
     using Numbers = std::initializer_list<uint16_t>;
     std::vector<Packet> kinds = {Of(PacketKind::PcSample), Of(PacketKind::EventCounters)};
-    for (const uint16_t port : Numbers{0, 1, 2, 128, 254, 255})
+    for (const uint16_t port : Numbers{0, 1, 2, 128, 254, 255}) {
         kinds.push_back(Of(PacketKind::Stimulus, port));
+    }
     for (const uint16_t number : Numbers{2, 3, 15, 256, 510, 511}) {
         kinds.push_back(Of(PacketKind::Exception, number, kEntered));
     }

@@ -65,9 +65,7 @@ decltype(::Thread32First) __real_Thread32First;
 
 HANDLE WINAPI __wrap_CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                  DWORD disposition, DWORD flags, HANDLE pattern) {
-    if (!IsOfTest()) {
-        return __real_CreateFileA(name, access, share, security, disposition, flags, pattern);
-    }
+    if (!IsOfTest()) return __real_CreateFileA(name, access, share, security, disposition, flags, pattern);
     const bool isPort = std::string_view(name).starts_with(R"(\\.\COM)");
     if (isPort) platform.ports.emplace_back(name);
     if (platform.MustFail("CreateFileA")) return INVALID_HANDLE_VALUE;
