@@ -461,7 +461,7 @@ class Recorded(Ledger):
             result = self.record(number, "--bytes", str(size), "--cpu", f"board/cpu{size}", "--force")
             self.assertRegex(result.stderr, told)
             report = self.run_host("report", self.file("trace.bin"))
-            decoded = self.run_host("decode", self.file("trace.bin"))
+            decoded = self.run_host("decode", "--format", "csv", self.file("trace.bin"))
             self.assertEqual((result.returncode, report.returncode, decoded.returncode), (status, status, status))
 
     def test_what_went_wrong_is_told_without_a_summary_too(self):
