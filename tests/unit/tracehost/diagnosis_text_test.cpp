@@ -54,7 +54,7 @@ TEST(DiagnosisText, SaysWhatAVerdictMeans) {
 
 TEST(DiagnosisText, SaysByHowMuchThePortIsTooFast) {
     EXPECT_EQ(Line(SignalVerdict::RateTooHigh), "rate-too-high (sure): the port runs faster than the line");
-    EXPECT_EQ(Line(SignalVerdict::RateTooHigh, {}, Swo::RateRatio{1.88, 2.125}),
+    EXPECT_EQ(Line(SignalVerdict::RateTooHigh, {}, Swo::RateRatio{1.88, 2.1234}),
               "rate-too-high (sure): the port runs 1.88 to 2.12 times as fast as the line");
     EXPECT_EQ(Line(SignalVerdict::RateNear, {}, Swo::RateRatio{1.105, 1.126}),
               "rate-near (sure): the port runs 1.10 to 1.13 times as fast as the line");
