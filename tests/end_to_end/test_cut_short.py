@@ -72,6 +72,19 @@ class CutShort(Recorder):
         self.disk(folder, "2m")
         return folder
 
+    def floods(self, running, near_end):
+        """Sends until the recording has ended. What was sent is given back."""
+        os.set_blocking(near_end, False)
+        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
+        sent = b""
+        end = time.monotonic() + LIMIT
+        while running.poll() is None and time.monotonic() < end:
+            try:
+                sent += BYTES[:os.write(near_end, BYTES)]
+            except BlockingIOError:
+                time.sleep(0.005)
+        return sent
+
 
 @unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
 class Port(CutShort):
@@ -360,19 +373,6 @@ class Port(CutShort):
 
 @unittest.skipIf(ON_WINE, "needs disks and limits of this system")
 class Disk(CutShort):
-    def floods(self, running, near_end):
-        """Sends until the recording has ended. What was sent is given back."""
-        os.set_blocking(near_end, False)
-        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
-        sent = b""
-        end = time.monotonic() + LIMIT
-        while running.poll() is None and time.monotonic() < end:
-            try:
-                sent += BYTES[:os.write(near_end, BYTES)]
-            except BlockingIOError:
-                time.sleep(0.005)
-        return sent
-
     def test_full_disk_ends_the_recording_and_what_came_is_saved(self):
         self.disk(self.home, TINY)
         number, *ends = self.plug_in()

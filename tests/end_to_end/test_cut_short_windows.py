@@ -112,19 +112,6 @@ class Disk(Seen):
         if os.stat(f"/proc/{server_process()}/root{folder}").st_dev != os.stat(folder).st_dev:
             self.skipTest("the prefix's Wine server does not see what is mounted here")
 
-    def floods(self, running, near_end):
-        """Sends until the recording has ended. What was sent is given back."""
-        os.set_blocking(near_end, False)
-        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
-        sent = b""
-        end = time.monotonic() + LIMIT
-        while running.poll() is None and time.monotonic() < end:
-            try:
-                sent += BYTES[:os.write(near_end, BYTES)]
-            except BlockingIOError:
-                time.sleep(0.005)
-        return sent
-
     def test_full_disk_ends_the_recording_and_what_came_is_saved(self):
         self.disk(self.home, TINY)
         number, *ends = self.plug_in()
