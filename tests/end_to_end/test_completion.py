@@ -92,6 +92,7 @@ class Zsh(ShellTest, HostTest):
     script_name = "_tracehost"
     START = ("fpath=('{folder}' $fpath); autoload -U compinit; compinit -u -D; PROMPT=; LISTMAX=0; "
              "unset zle_bracketed_paste; zstyle ':completion:*' verbose no; bindkey '^T' list-choices; "
+             "begin() {{ zle -I; print BE''GIN }}; zle -N begin; bindkey '^B' begin; "
              "finish() {{ zle kill-whole-line; zle -I; print DO''NE }}; zle -N finish; bindkey '^F' finish; print DO''NE\n")
 
     def setUp(self):
@@ -123,10 +124,10 @@ class Zsh(ShellTest, HostTest):
 
     def complete(self, *words):
         line = "tracehost " + " ".join(words)
-        os.write(self.terminal, line.encode() + b"\x14\x06")
-        listed = self.said().split("DONE")[0].partition("\n")[2]  # below the line as it was typed
-        listed = re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]", "", listed).rpartition(line.rstrip())[0] or listed
-        return set(re.findall(r"[!-~]+", listed))
+        os.write(self.terminal, line.encode() + b"\x02\x14\x06")
+        # The terminal itself may echo what was typed before zsh reads it, and zsh shows the line above and below the list.
+        listed = self.said().partition("BEGIN")[2].partition("DONE")[0]
+        return set(re.findall(r"[!-~]+", re.sub(r"\x1b\[[0-9;?]*[a-zA-Z]", "", listed).replace(line.rstrip(), "\n")))
 
 
 if __name__ == "__main__":
