@@ -1,0 +1,18 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "trace/port_values.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Reads "3=f32:speed" or "3=f32" and adds it. A name may hold any characters but control characters, at most
+/// kLongestPortName bytes. \throws UsageError, also when the port is there already
+void AddPortFormat(Swo::PortFormats& ports, const std::string& text);
+inline constexpr std::size_t kLongestPortName = 64;
+
+/// Adds "--port-type", which may be given once for each port.
+void AddPortTypes(CLI::App& command, Swo::PortFormats& ports);
+
+}  // namespace Korr::Plim::Trace::Tracehost
