@@ -185,7 +185,7 @@ void CaptureDecoder<Sink>::TakeChunk() {
     if (chunk.count == 0) return;
     frames->map.Present(chunk);
     decoder.Feed({chunk.bytes.data(), chunk.count});
-    frames->map.Pin(decoder.FirstOpen(), decoder.ZerosFrom());
+    frames->map.Pin(decoder.FirstOpen(), decoder.BehindBroken(), decoder.ZerosFrom());
     frames->map.Retire(decoder.FirstHeld());
     chunk.count = 0;
 }

@@ -83,6 +83,8 @@ class ItmDecoder {
     bool InStep() const { return state.inStep; }
     /// The first byte that is in no packet given so far.
     uint64_t FirstOpen() const { return state.inStep ? ZerosFrom() : state.runStart; }
+    /// Where the bytes end that are broken, when those were not given yet; else FirstOpen.
+    uint64_t BehindBroken() const { return state.inStep ? FirstOpen() : state.runStart + state.brokenLength; }
     /// The first byte that was given and waits for others.
     uint64_t FirstHeld() const { return base; }
     /// Where the zeros begin that may become a synchronisation packet; behind what was taken when there are

@@ -8,7 +8,7 @@
 namespace Korr::Plim::Trace::Swo {
 
 /// Tells where in the capture the bytes of a stream stand: those that are being decoded, the last ones before
-/// them, and two that were pinned, however long ago.
+/// them, and three that were pinned, however long ago.
 class OffsetMap {
   public:
     /// At least what a decoder holds back of bytes that it has been given.
@@ -18,7 +18,7 @@ class OffsetMap {
     void Begin(uint64_t stream, uint64_t before) {
         start = stream;
         lastPlace = before;
-        pins = {Pinned{stream, before + 1}, Pinned{stream, before + 1}};
+        pins.fill({stream, before + 1});
     }
     /// Where the last byte stood that has been decoded.
     uint64_t LastPlace() const { return lastPlace; }
@@ -38,11 +38,10 @@ class OffsetMap {
         start += now->count;
         now = nullptr;
     }
-    /// Before Retire: keeps the places of these, of which the first comes no later than the second.
-    void Pin(uint64_t first, uint64_t second) {
-        const Pinned a{first, CaptureOffset(first)};
-        const Pinned b{second, CaptureOffset(second)};
-        pins = {a, b};
+    /// Before Retire: keeps the places of these, of which none comes before the first.
+    void Pin(uint64_t first, uint64_t second, uint64_t third) {
+        pins = {Pinned{first, CaptureOffset(first)}, Pinned{second, CaptureOffset(second)},
+                Pinned{third, CaptureOffset(third)}};
     }
 
     /// Of a byte of the stream that has come and is not older than the pinned ones. For one behind the last
@@ -72,7 +71,7 @@ class OffsetMap {
     uint64_t lastPlace = 0;  ///< of all retired bytes
     uint64_t start = 0;      ///< offset in the stream of the first byte of `now`
     std::array<uint64_t, kRecent> recent{};
-    std::array<Pinned, 2> pins{};
+    std::array<Pinned, 3> pins{};
 };
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -302,25 +302,6 @@ TEST(TpiuAlignment, BytesThatAreNoFramesScoreLow) {
     EXPECT_EQ(AlignFrames({}, std::nullopt, {}).best.Score(), 0.0);
 }
 
-TEST(OffsetMap, TellsWhereTheBytesOfAStreamStand) {
-    auto chunk = std::make_unique<StreamBytes>();
-    chunk->count = 3;
-    chunk->places[0] = 60, chunk->places[1] = 62, chunk->places[2] = 70;
-    OffsetMap map;
-    map.Begin(100, 49);
-    EXPECT_EQ(map.CaptureOffset(100), 50U) << "nothing has come";
-    map.Present(*chunk);
-    EXPECT_EQ(map.End(), 103U);
-    EXPECT_EQ(map.CaptureOffset(100), 60U);
-    EXPECT_EQ(map.CaptureOffset(102), 70U);
-    EXPECT_EQ(map.CaptureOffset(103), 71U) << "one behind the last byte";
-    map.Retire(101);
-    EXPECT_EQ(map.LastPlace(), 70U);
-    EXPECT_EQ(map.CaptureOffset(101), 62U);
-    EXPECT_EQ(map.CaptureOffset(102), 70U);
-    EXPECT_EQ(map.CaptureOffset(103), 71U);
-}
-
 TEST(CaptureDecoder, ReadsFramesWithoutBeingTold) {
     for (unsigned seed = 1; seed <= 6; ++seed) {
         const Syncs syncs{seed % 2 == 0 ? 20U : 0U, seed % 3 == 0 ? 30U : 0U};
