@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+// How places, spans, numbers and untrusted text are written for people.
+
+const UNSEEN = /[\u0000-\u001f\u007f-\u009f\u00ad\u061c\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufe00-\ufe0f\ufeff\ufff9-\ufffb\ud800-\udfff]|[\u{e0000}-\u{e0fff}]/gu;
+
+/** Text of the trace as it may be shown: what cannot be seen, or turns the writing round, is replaced by a picture. */
+export function visible(text: string): string {
+  return text.replace(UNSEEN, (hidden) => {
+    const code = hidden.codePointAt(0)!;
+    if (code < 0x20) return String.fromCharCode(0x2400 + code);
+    if (code === 0x7f) return "\u2421";
+    if (code >= 0xd800 && code < 0xe000) return "\ufffd";
+    return `\u27e8U+${code.toString(16).toUpperCase().padStart(4, "0")}\u27e9`;
+  });
+}
+
+export function count(number: number): string {
+  return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ",");
+}
+
+export function plural(number: number, what: string): string {
+  return `${count(number)} ${what}${number === 1 ? "" : "s"}`;
+}
+
+export function hex(number: number): string {
+  return "0x" + number.toString(16).toUpperCase().padStart(8, "0");
+}
+
+/** A value of a track whose type is `type`. */
+export function value(number: number, type: string): string {
+  if (type === "hex") return hex(number);
+  if (type === "f32") return Number.isFinite(number) ? String(Number(number.toPrecision(7))) : String(number);
+  return (number < 0 ? "\u2212" : "") + count(Math.abs(number));
+}
+
+export function percent(share: number): string {
+  return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`;
+}
+
+/** At most four digits, of which none is made up. */
+function short(number: number): string {
+  return number >= 1000 ? count(number) : String(Number(number.toPrecision(number >= 100 ? 3 : 2 + (number >= 10 ? 1 : 0))));
+}
+
+function scaled(number: number, units: [number, string][]): string {
+  const [size, name] = units.find(([least]) => Math.abs(number) >= least * 0.9995) ?? units[units.length - 1]!;
+  return `${short(number / size)} ${name}`;
+}
+
+const TIMES: [number, string][] = [[1e9, "s"], [1e6, "ms"], [1e3, "\u00b5s"], [1, "ns"]];
+const RATES: [number, string][] = [[1e6, "MB/s"], [1e3, "kB/s"], [1, "B/s"]];
+
+const NAMES: Record<string, string> = {
+  timestamps: "Target time, from timestamps",
+  arrival: "Time of arrival, \u00b1100 ms",
+  line: "Time on the line, not before",
+  bytes: "Offset in the capture",
+};
+
+/** The number line of a recording. */
+export class Axis {
+  constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {}
+
+  get name(): string {
+    return (NAMES[this.kind] ?? this.kind) + (this.unit === "ticks" ? " (ticks: the trace clock is not known)" : "");
+  }
+
+  get length(): number {
+    return Math.max(this.end - this.begin, this.least);
+  }
+
+  /** The shortest view. */
+  get least(): number {
+    return this.unit === "ns" ? 100 : 16;
+  }
+
+  /** A place, told as finely as `step`. */
+  at(place: number, step: number): string {
+    if (this.unit !== "ns") return `${count(place)} ${this.unit === "bytes" ? "B" : "ticks"}`;
+    const digits = Math.min(9, Math.max(0, Math.ceil(9 - Math.log10(Math.max(step, 1)) - 1e-9)));
+    const [whole, rest] = (Math.abs(place) / 1e9).toFixed(digits).split(".");
+    const grouped = rest ? "." + rest.replace(/(\d{3})(?=\d)/g, "$1\u2009") : "";
+    return `${place < 0 ? "\u2212" : ""}${count(Number(whole))}${grouped} s`;
+  }
+
+  span(length: number): string {
+    if (this.unit === "ns") return scaled(length, TIMES);
+    return `${short(length)} ${this.unit === "bytes" ? "B" : "ticks"}`;
+  }
+
+  /** How often something comes that comes every `length`. */
+  frequency(length: number): string {
+    return this.unit === "ns" && length > 0 ? scaled(1e9 / length, [[1e6, "MHz"], [1e3, "kHz"], [1, "Hz"], [1e-3, "mHz"]]) : "";
+  }
+
+  /** `bytes` over `length`. */
+  rate(bytes: number, length: number): string {
+    if (this.unit === "ns") return scaled(bytes * 1e9 / length, RATES);
+    return `${short(bytes * 1000 / length)} B per 1,000 ${this.unit}`;
+  }
+
+  /** Something that was seen `number` times over `length`. */
+  often(number: number, length: number): string {
+    return this.unit === "ns" ? `${short(number * 1e6 / length)} per ms` : `${short(number * 1000 / length)} per 1,000 ${this.unit}`;
+  }
+
+  /** 1, 2 or 5 times a power of ten, at least `least`. */
+  step(least: number): number {
+    const power = 10 ** Math.floor(Math.log10(Math.max(least, 1)));
+    return power * ([1, 2, 5, 10].find((factor) => factor * power >= least) ?? 10);
+  }
+}

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// Puts the page together: feed, time line, lists, keys, and the address that holds the view.
+import { EmbeddedFeed, type Feed, type Overview, ServedFeed, type State } from "./feed";
+import { count, percent, visible } from "./format";
+import { Lists } from "./lists";
+import { Timeline, byId } from "./timeline";
+import { Values } from "./values";
+
+const OVERVIEW_EVERY = 500;  // ms at the least between two looks at a running recording
+
+class Page {
+  private readonly timeline: Timeline;
+  private readonly lists: Lists;
+  private readonly values: Values;
+  private following = false;
+  private settled = 0;
+  private refreshing = false;
+  private revision: number;
+
+  constructor(private readonly feed: Feed, private overview: Overview) {
+    this.revision = overview.revision;
+    this.timeline = new Timeline(feed, overview);
+    this.values = new Values(overview, this.timeline);
+    this.lists = new Lists(feed, overview, this.timeline, (message) => trouble(message), () => this.changed());
+    this.timeline.onTrouble = trouble;
+    this.timeline.onChange = () => this.changed();
+    this.timeline.onPlace = (place) => void this.lists.showPlace(place);
+    this.timeline.onRow = (track) => {
+      if (track.kind === "text") this.lists.port = track.port!;
+      if (track.kind === "value") this.values.choose(track.id);
+      this.lists.open({ text: "text", value: "values", pc: "profile", bandwidth: "losses" }[track.kind] ?? "about");
+      this.values.draw();
+    };
+    this.connect();
+    this.readAddress();
+    this.write();
+    this.follow(overview.live);
+    addEventListener("hashchange", () => this.readAddress());
+    feed.follow((state) => void this.grow(state), trouble);
+  }
+
+  private connect(): void {
+    const { timeline, lists } = this;
+    const actions: [string, string[], () => void][] = [
+      ["zoom-in", ["+", "="], () => timeline.zoom(1 / 1.6)], ["zoom-out", ["-", "_"], () => timeline.zoom(1.6)],
+      ["whole", ["Home"], () => timeline.lookWhole()], ["", ["End"], () => timeline.look(timeline.axis.end - (timeline.to - timeline.from), timeline.axis.end)],
+      ["", ["ArrowLeft"], () => timeline.pan(-0.1)], ["", ["ArrowRight"], () => timeline.pan(0.1)],
+      ["", ["Shift+ArrowLeft"], () => timeline.pan(-1)], ["", ["Shift+ArrowRight"], () => timeline.pan(1)],
+      ["", ["ArrowUp"], () => timeline.scroll(-1)], ["", ["ArrowDown"], () => timeline.scroll(1)],
+      ["previous-loss", ["p"], () => void lists.stepLoss(-1)], ["next-loss", ["n"], () => void lists.stepLoss(1)],
+      ["set-a", ["a"], () => timeline.setCursor(0)], ["set-b", ["b"], () => timeline.setCursor(1)],
+      ["clear-cursors", ["c"], () => timeline.clearCursors()], ["follow", ["f"], () => this.follow(!this.following)],
+      ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
+      ["theme", ["t"], () => this.setTheme(document.documentElement.dataset["theme"] === "dark" ? "light" : "dark")],
+      ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
+    for (const [id, , action] of actions) if (id) byId(id).addEventListener("click", action);
+    document.addEventListener("keydown", (event) => {
+      const target = event.target as HTMLElement;
+      if (event.ctrlKey || event.altKey || event.metaKey || target.closest("input, select, dialog")) return;
+      const pressed = (event.shiftKey && event.key.startsWith("Arrow") ? "Shift+" : "") + event.key;
+      const action = actions.find(([, keys]) => keys.includes(pressed));
+      if (!action || (target.closest(".list") && /Arrow(Up|Down)|Home|End/.test(pressed))) return;
+      event.preventDefault();
+      action[2]();
+    });
+    const dark = matchMedia("(prefers-color-scheme: dark)");
+    this.setTheme(dark.matches ? "dark" : "light");
+    dark.addEventListener("change", () => this.setTheme(dark.matches ? "dark" : "light"));
+  }
+
+  private setTheme(theme: string): void {
+    document.documentElement.dataset["theme"] = theme;
+    byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
+    this.timeline.readColors();
+    this.values.draw(true);
+  }
+
+  /** After the view, the cursors or the open list have changed. */
+  private changed(): void {
+    const { timeline } = this;
+    const [a, b] = timeline.cursors as [number | null, number | null];
+    const step = (timeline.to - timeline.from) / timeline.width / 10;
+    const words = [["A", a], ["B", b]].filter(([, place]) => place !== null).map(([name, place]) => `${name} ${timeline.axis.at(place as number, step)}`);
+    if (a !== null && b !== null) {
+      const frequency = timeline.axis.frequency(Math.abs(b - a));
+      words.push(`\u0394 ${b < a ? "\u2212" : ""}${timeline.axis.span(Math.abs(b - a))}${frequency ? ` (${frequency})` : ""}`);
+    }
+    byId("cursors").textContent = words.join(" \u00b7 ");
+    if (this.following && !timeline.whole && timeline.to < timeline.axis.end) this.follow(false);
+    this.values.draw();
+    clearTimeout(this.settled);
+    this.settled = window.setTimeout(() => { this.lists.refresh(); this.writeAddress(); }, 250);
+  }
+
+  private writeAddress(): void {
+    const { timeline, lists } = this;
+    const words = new URLSearchParams();
+    if (!timeline.whole) words.set("v", [timeline.from, timeline.to].map((place) => place.toFixed(0)).join(","));
+    timeline.cursors.forEach((place, i) => { if (place !== null) words.set("ab"[i]!, place.toFixed(0)); });
+    if (lists.tab !== "losses") words.set("list", lists.tab);
+    if (lists.tab === "text" && lists.port >= 0) words.set("port", String(lists.port));
+    if (location.hash.slice(1) !== words.toString()) history.replaceState(null, "", "#" + words.toString());
+  }
+
+  private readAddress(): void {
+    const words = new URLSearchParams(location.hash.slice(1));
+    const number = (name: string) => words.has(name) && Number.isFinite(Number(words.get(name))) ? Number(words.get(name)) : null;
+    const view = (words.get("v") ?? "").split(",").map(Number);
+    this.timeline.cursors = [number("a"), number("b")];
+    if (number("port") !== null) this.lists.port = number("port")!;
+    this.lists.open(words.get("list") ?? "losses");
+    if (view.length === 2 && view[1]! > view[0]!) this.timeline.look(view[0]!, view[1]!);
+    else this.timeline.lookWhole();
+  }
+
+  private write(): void {
+    const { overview } = this;
+    byId("name").textContent = visible(overview.name);
+    document.title = visible(overview.name);
+    byId("verdict").textContent = visible(overview.verdict.name);
+    byId("verdict").title = visible(overview.verdict.text);
+    byId("verdict").className = `badge ${overview.verdict.name.startsWith("good") ? "good" : "bad"}`;
+    const { target, line } = overview.lost;
+    byId("lost").textContent = target + line === 0 ? "nothing lost" : `lost: ${visible(overview.lost.text)}`;
+    byId("lost").className = `badge ${target + line === 0 ? "good" : "bad"}`;
+    byId("follow").hidden = !overview.live;
+    byId("state").textContent = overview.live ? "recording" : overview.complete ? "" : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`;
+  }
+
+  private follow(on: boolean): void {
+    this.following = on && this.overview.live;
+    byId("follow").setAttribute("aria-pressed", String(this.following));
+    if (this.following && !this.timeline.whole) this.timeline.look(this.timeline.axis.end - (this.timeline.to - this.timeline.from), this.timeline.axis.end);
+  }
+
+  /** The recording has grown, or is known better. */
+  private async grow(state: State): Promise<void> {
+    if (state.revision === this.revision || this.refreshing) return;
+    this.refreshing = true;
+    try {
+      const length = this.timeline.to - this.timeline.from;
+      this.overview = await this.feed.overview();
+      this.revision = this.overview.revision;
+      this.timeline.update(this.overview);
+      if (this.following && !this.timeline.whole) this.timeline.look(this.timeline.axis.end - length, this.timeline.axis.end);
+      this.lists.update(this.overview);
+      this.values.update(this.overview);
+      this.write();
+    } catch (error) {
+      trouble((error as Error).message);
+    }
+    setTimeout(() => { this.refreshing = false; }, OVERVIEW_EVERY);
+  }
+}
+
+/** Shows what went wrong, until it goes right again. */
+function trouble(message: string | null): void {
+  byId("trouble").textContent = message === null ? "" : visible(message);
+  byId("trouble").hidden = message === null;
+}
+
+async function begin(): Promise<void> {
+  try {
+    const held = document.getElementById("recording");
+    const feed: Feed = held ? new EmbeddedFeed(held.textContent!) : new ServedFeed();
+    new Page(feed, await feed.overview());
+  } catch (error) {
+    trouble(`This recording cannot be shown: ${(error as Error).message}`);
+  }
+}
+
+addEventListener("error", (event) => trouble(`The page itself failed: ${event.message}`));
+addEventListener("unhandledrejection", (event) => trouble(`The page itself failed: ${event.reason}`));
+void begin();
