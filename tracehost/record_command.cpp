@@ -18,6 +18,7 @@ namespace {
 constexpr NumberOption kSeconds{"--seconds", Measure::Time, 0.001, 30.0 * 24 * 3600};
 constexpr NumberOption kWait{"--wait-for-port", Measure::Time, 0, 30.0 * 24 * 3600};
 constexpr NumberOption kBytes{"--bytes", Measure::Size, 1, 8.0 * UINT32_MAX, true};
+constexpr NumberOption kTcp{"--tcp", Measure::Count, 0, UINT16_MAX, true};
 
 constexpr const char* kFooter =
     "Without --seconds and --bytes it records until Ctrl-C; what was captured is always saved.\n"
@@ -42,6 +43,14 @@ void AddOutput(CLI::App& command, RecordRequest& request) {
         "Replace an existing file; without it a TDF file gets one more section, any other is refused");
     command.add_flag("--quiet", request.quiet, "Show neither progress nor summary");
     AddJsonFlag(command, request.json);
+}
+
+/// Who else gets the trace, or sees it, meanwhile.
+void AddLive(CLI::App& command, RecordRequest& request) {
+    AddNumber(
+        command, kTcp,
+        "Give the raw bytes, as they come, to programs that connect to this port of 127.0.0.1; 0: any port",
+        [&request](auto port) { request.tcpPort = static_cast<uint16_t>(*port); });
 }
 
 /// A port that is not there.
@@ -88,6 +97,7 @@ void AddRecordCommand(CLI::App& program, int& status) {
               "Stop after this many bytes and save exactly those, rounded up to a sample of 8",
               [request](auto bytes) { request->bytes = bytes; });
     AddOutput(*command, *request);
+    AddLive(*command, *request);
     AddWaiting(*command, *request);
     AddDecoding(*command, *request);
     AddPluginOption(*command, request->plugin);

@@ -33,6 +33,7 @@ struct RecordRequest {
     bool explain = false;                ///< show the search for the prescaler
     std::optional<Swo::Ports> print;     ///< stimulus ports whose text is printed while recording
     std::optional<uint8_t> counterPort;  ///< that the firmware counts up
+    std::optional<uint16_t> tcpPort;     ///< of 127.0.0.1, where programs get the bytes; 0: any that is free
     FailOn failOn = FailOn::Line;
     std::string plugin = kDefaultPlugin;
 };

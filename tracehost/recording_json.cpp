@@ -39,6 +39,13 @@ Json PartToJson(const RecordedPart& part) {
             {"fault_at", part.fault.empty() ? Json() : Json(part.faultAt)}};
 }
 
+Json ClientsToJson(const TcpClients& clients) {
+    return {{"port", clients.port},
+            {"clients", clients.served},
+            {"cut_off", clients.cutOff},
+            {"turned_away", clients.turnedAway}};
+}
+
 }  // namespace
 
 Json ToJson(const RecordRequest& request, const OutputFile& file, const RecordingResult& result,
@@ -57,6 +64,7 @@ Json ToJson(const RecordRequest& request, const OutputFile& file, const Recordin
                    {"prescaler", result.Prescaler()},
                    {"baud_rate", static_cast<uint64_t>(result.bitRate)},
                    {"format", file.Raw() ? "raw" : "tdf"},
+                   {"tcp", conclusion.tcp ? ClientsToJson(*conclusion.tcp) : Json()},
                    {"rates", Json::array()},
                    {"parts", Json::array()}};
     for (const RateRow& row : result.rates) {

@@ -9,6 +9,7 @@
 
 #include "tracehost/exit_status.h"
 #include "tracehost/recording_sheet.h"
+#include "tracehost/tcp_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -39,6 +40,7 @@ enum class EndReason {
 /// How a recording ends that is done.
 struct Conclusion {
     int status = kDone;                 ///< exit status
+    std::optional<TcpClients> tcp;      ///< when the bytes were given to others
     std::vector<std::string> problems;  ///< sentences without their full stops; none for status 0
 
     /// One more problem; the worse status counts.

@@ -96,4 +96,18 @@ void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputF
     }
 }
 
+void PrintTcpClients(std::FILE* output, const TcpClients& clients) {
+    std::fprintf(output, "  tcp           127.0.0.1:%u, %llu client(s)", clients.port,
+                 static_cast<unsigned long long>(clients.served));
+    if (clients.cutOff > 0) {
+        std::fprintf(output, ", %llu cut off: they read too slowly",
+                     static_cast<unsigned long long>(clients.cutOff));
+    }
+    if (clients.turnedAway > 0) {
+        std::fprintf(output, ", %llu turned away: %zu at once are served",
+                     static_cast<unsigned long long>(clients.turnedAway), TcpOutput::kMostClients);
+    }
+    std::fputc('\n', output);
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

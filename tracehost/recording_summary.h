@@ -12,4 +12,7 @@ namespace Korr::Plim::Trace::Tracehost {
 void PrintSummary(std::FILE* output, const RecordRequest& request, const OutputFile& file,
                   const RecordingResult& result);
 
+/// The line about those who got the bytes as they came.
+void PrintTcpClients(std::FILE* output, const TcpClients& clients);
+
 }  // namespace Korr::Plim::Trace::Tracehost

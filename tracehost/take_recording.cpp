@@ -4,9 +4,17 @@
 #include "tracehost/live_analysis.h"
 #include "tracehost/log_level.h"
 #include "tracehost/recording.h"
+#include "tracehost/recording_summary.h"
 #include "tracehost/sheet_file.h"
+#include "tracehost/tcp_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+constexpr auto kLastBytes = std::chrono::seconds(2);  // that clients may take for them
+
+}  // namespace
 
 int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     WarnOfLogLevel();
@@ -17,6 +25,12 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         live.WatchPort(recording.Port());
         return live.Line();
     });
+    std::optional<TcpOutput> tcp;
+    if (request.tcpPort) {
+        tcp.emplace(*request.tcpPort, request.bytes);
+        recording.Observe(*tcp);
+        std::fprintf(stderr, "tracehost: the bytes, as they come, at 127.0.0.1:%u\n", tcp->Port());
+    }
     std::string sheetProblem;
     recording.AfterPart([&](const RecordingResult& result) {
         const RecordingSheet sheet = live.EndPart(result);
@@ -28,6 +42,8 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         }
     });
     recording.AtEnd([&](std::FILE* output, Conclusion& conclusion) {
+        if (tcp) conclusion.tcp = tcp->Finish(kLastBytes);
+        if (tcp && output != nullptr) PrintTcpClients(output, *conclusion.tcp);
         live.Finish(output, conclusion);
         if (!sheetProblem.empty()) conclusion.Add(kFailed, sheetProblem);
     });
