@@ -4,9 +4,27 @@
 
 namespace Korr::Plim::Trace::Exports {
 
-CsvWriter::CsvWriter(Output& target, const TimeScale& timeScale) : text(target), scale(timeScale) {
+CsvWriter::CsvWriter(Output& target) : text(target) {
     text.BeginRow();
     text.Add("offset,ns,ticks,quality,kind,source,size,value,function,symbol,flags\n");
+}
+
+void CsvWriter::Begin(const CaptureFacts& facts) {
+    scale = facts.scale;
+    names.reset();
+    if (facts.symbols != nullptr) names.emplace(facts);
+}
+
+void CsvWriter::AddSymbol(std::string_view symbol) {
+    if (symbol.find_first_of(",\"\r\n") == std::string_view::npos) return text.AddLong(symbol);
+    text.Add('"');
+    for (std::size_t quote; (quote = symbol.find('"')) != std::string_view::npos;) {
+        text.AddLong(symbol.substr(0, quote + 1));
+        text.Add('"');
+        symbol.remove_prefix(quote + 1);
+    }
+    text.AddLong(symbol);
+    text.Add('"');
 }
 
 void CsvWriter::OnPacket(const Swo::Packet& packet, const Swo::PacketTime& time) {
@@ -30,7 +48,9 @@ void CsvWriter::OnPacket(const Swo::Packet& packet, const Swo::PacketTime& time)
     if (fields.hasValue) text.AddHexadecimal(Swo::ValueOf(packet));
     text.Add(',');
     text.Add(fields.function);
-    text.Add(",,");  // no symbols
+    text.Add(',');
+    if (names) AddSymbol(names->Symbol(packet));
+    text.Add(',');
     text.Add(fields.flags);
     text.Add('\n');
 }

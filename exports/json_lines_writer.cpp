@@ -1,8 +1,15 @@
 #include "exports/json_lines_writer.h"
 
+#include "exports/json_text.h"
 #include "exports/packet_fields.h"
 
 namespace Korr::Plim::Trace::Exports {
+
+void JsonLinesWriter::Begin(const CaptureFacts& facts) {
+    scale = facts.scale;
+    names.reset();
+    if (facts.symbols != nullptr) names.emplace(facts);
+}
 
 void JsonLinesWriter::AddName(std::string_view name) {
     text.Add(", \"");
@@ -52,7 +59,13 @@ void JsonLinesWriter::OnPacket(const Swo::Packet& packet, const Swo::PacketTime&
         text.Add("null");
     }
     AddWord("function", fields.function);
-    AddWord("symbol", "");
+    const auto symbol = names ? names->Symbol(packet) : std::string_view();
+    if (symbol.empty()) {
+        AddWord("symbol", "");
+    } else {
+        AddName("symbol");
+        AddJsonString(text, symbol);
+    }
     AddWord("flags", fields.flags);
     text.Add("}\n");
 }

@@ -30,14 +30,14 @@ std::string_view FunctionOf(const Swo::Packet& packet) {
     return "";
 }
 
-std::string_view FlagsOf(const Swo::Packet& packet) {
-    const bool suspect = (packet.flags & Swo::kSuspect) != 0;
-    const bool salvaged = (packet.flags & Swo::kSalvaged) != 0;
+}  // namespace
+
+std::string_view FlagNames(uint8_t flags) {
+    const bool suspect = (flags & Swo::kSuspect) != 0;
+    const bool salvaged = (flags & Swo::kSalvaged) != 0;
     if (suspect) return salvaged ? "suspect+salvaged" : "suspect";
     return salvaged ? "salvaged" : "";
 }
-
-}  // namespace
 
 PacketFields FieldsOf(const Swo::Packet& packet) {
     PacketFields fields{};
@@ -46,7 +46,7 @@ PacketFields FieldsOf(const Swo::Packet& packet) {
     fields.hasValue = !run && packet.kind != PacketKind::Overflow;
     fields.size = run ? packet.length : packet.size;
     fields.function = FunctionOf(packet);
-    fields.flags = FlagsOf(packet);
+    fields.flags = FlagNames(packet.flags);
     return fields;
 }
 

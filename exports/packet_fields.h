@@ -16,5 +16,7 @@ struct PacketFields {
 };
 
 PacketFields FieldsOf(const Swo::Packet& packet);
+/// The names of a packet's flags: "suspect", "salvaged", "suspect+salvaged"; empty: none.
+std::string_view FlagNames(uint8_t flags);
 
 }  // namespace Korr::Plim::Trace::Exports

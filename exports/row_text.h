@@ -23,7 +23,18 @@ class RowText {
         std::memcpy(&buffer[size], text.data(), text.size());
         size += text.size();
     }
-    void AddNumber(uint64_t number) {
+    /// Of any length; no room for it is needed. A row that goes on behind it begins its room anew.
+    void AddLong(std::string_view text) {
+        if (text.size() > buffer.size() - kLongestRow - size) {
+            Flush();
+            if (text.size() > buffer.size() - kLongestRow) return output.Write(text.data(), text.size());
+        }
+        Add(text);
+        BeginRow();
+    }
+    /// Integers and floating point, the shortest text that reads back the same.
+    template <typename Number>
+    void AddNumber(Number number) {
         size = static_cast<std::size_t>(
             std::to_chars(&buffer[size], buffer.data() + buffer.size(), number).ptr - buffer.data());
     }

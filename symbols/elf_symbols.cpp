@@ -104,6 +104,11 @@ std::optional<uint32_t> VectorTable(const ElfFile& file) {
 
 }  // namespace
 
+std::string ArchitectureExceptionName(uint32_t number) {
+    return number < kFirstInterrupt ? kArchitecture[number]
+                                    : "IRQ " + std::to_string(number - kFirstInterrupt);
+}
+
 ElfSymbols::ElfSymbols(const ElfFile& file) {
     ReadSymbols(file);
     ReadVectors(file);
@@ -165,11 +170,8 @@ const Symbol* ElfSymbols::Find(const std::vector<Symbol>& symbols, uint32_t addr
 }
 
 std::string ElfSymbols::ExceptionName(uint32_t number) const {
-    if (number == 0) return kArchitecture[0];
-    const auto handler = handlers.find(number);
-    if (handler != handlers.end()) return handler->second;
-    return number < kFirstInterrupt ? kArchitecture[number]
-                                    : "IRQ " + std::to_string(number - kFirstInterrupt);
+    const auto handler = number == 0 ? handlers.end() : handlers.find(number);
+    return handler != handlers.end() ? handler->second : ArchitectureExceptionName(number);
 }
 
 }  // namespace Korr::Plim::Trace::Symbols

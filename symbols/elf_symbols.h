@@ -16,6 +16,9 @@ struct Symbol {
     std::string name;      ///< as the source has it, where that can be told
 };
 
+/// The architecture's name of an exception: "SysTick", "IRQ 12"; 0 is "Thread".
+std::string ArchitectureExceptionName(uint32_t number);
+
 /// The names in a firmware's ELF file: of functions and objects by address, of exceptions by number. Owns all
 /// that it tells; the file's bytes are not needed any more. Reading takes at most kMostSymbols symbols. Any
 /// thread.

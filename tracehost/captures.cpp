@@ -23,6 +23,8 @@ constexpr NumberOption kCaptureClock{"--clock", Measure::Hertz, 1, 4e9};
 constexpr NumberOption kSectionOption{"--section", Measure::Count, 1, kMostTdfSections, true};
 constexpr NumberOption kCounterPortOption{"--counter-port", Measure::Count, 0, 255, true};
 
+constexpr NumberOption kLineRate{"--baud", Measure::Count, 1, 1e9};
+
 void Warn(const std::string& text) {
     std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(text).Text());
 }
@@ -110,6 +112,12 @@ void AddCounted(PortCounters grown, const std::vector<CounterGrowth>& places,
 void AddCounterPort(CLI::App& command, std::optional<uint8_t>& port) {
     AddNumber(command, kCounterPortOption, "Stimulus port that the firmware counts up: every hole shows",
               [&port](std::optional<double> number) { port = static_cast<uint8_t>(*number); });
+}
+
+void AddLineRate(CLI::App& command, CaptureRequest& request) {
+    AddNumber(command, kLineRate,
+              "Bits a second on the line, for places without timestamps (default: from the sheet)",
+              [&request](std::optional<double> number) { request.baud = number; });
 }
 
 void AddFailOn(CLI::App& command, FailOn& failOn) {

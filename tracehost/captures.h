@@ -34,6 +34,8 @@ void AddCaptureOptions(CLI::App& command, CaptureRequest& request);
 CLI::Option* AddSection(CLI::App& command, CaptureRequest& request);
 /// Adds those that say how bytes are decoded, but for clock and timestamp prescale.
 void AddDecodingOptions(CLI::App& command, CaptureRequest& request);
+/// Adds "--baud".
+void AddLineRate(CLI::App& command, CaptureRequest& request);
 /// Adds "--fail-on".
 void AddFailOn(CLI::App& command, FailOn& failOn);
 /// Adds "--counter-port".

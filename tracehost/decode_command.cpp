@@ -1,14 +1,11 @@
 // tracehost decode
-#include <cstdio>
-
 #include "exports/csv_writer.h"
 #include "exports/json_lines_writer.h"
-#include "source_utilities/visible_text.h"
-#include "tracehost/captures.h"
+#include "exports/text_writer.h"
+#include "tracehost/capture_export.h"
 #include "tracehost/commands.h"
-#include "tracehost/errors.h"
+#include "tracehost/firmware.h"
 #include "tracehost/interrupt.h"
-#include "tracehost/loss_text.h"
 #include "tracehost/number_option.h"
 #include "tracehost/packet_filter.h"
 #include "tracehost/plugin.h"
@@ -26,6 +23,7 @@ struct DecodeRequest {
     std::string to;
     std::string format = "text";
     std::string output = "-";
+    std::string elf;
     bool force = false;
     std::string plugin = kDefaultPlugin;
 };
@@ -43,25 +41,6 @@ constexpr const char* kDecodeFooter =
     "  tracehost decode trace.bin --format csv --kinds exception,pc-sample --from 1.5s --to 2s\n"
     "  tracehost record --output - --seconds 10 | tracehost decode - --ports 0,1\n";
 
-/// Hands the packets that are wanted to a writer, with offsets that count on from capture to capture.
-template <class Writer>
-class FilteredRows : public Swo::PacketReceiver {
-  public:
-    FilteredRows(Writer& target, const PacketFilter& wanted, const Capture& capture)
-        : writer(target), filter(wanted), scale(capture.scale), base(capture.base) {}
-    void OnPacket(const Swo::Packet& packet, const Swo::PacketTime& time) override {
-        Swo::Packet moved = packet;
-        moved.offset += base;
-        if (filter.Wants(moved, time, scale)) writer.OnPacket(moved, time);
-    }
-
-  private:
-    Writer& writer;
-    const PacketFilter& filter;
-    Exports::TimeScale scale;
-    uint64_t base;
-};
-
 /// Text of stimulus ports, at once.
 class PlainText : public Swo::TextReceiver {
   public:
@@ -74,22 +53,12 @@ class PlainText : public Swo::TextReceiver {
     TextOutput& output;
 };
 
-/// Text of a part of a capture: it takes the packets' times.
-class FilteredText {
-  public:
-    explicit FilteredText(TextOutput& target) : output(target) {}
-    void OnPacket(const Swo::Packet& packet, const Swo::PacketTime&) {
-        const Swo::TextBytes text = Swo::TextOf(packet);
-        output.Write(reinterpret_cast<const char*>(text.bytes.data()), text.count);
-    }
-
-  private:
-    TextOutput& output;
-};
-
 class Decoding {
   public:
-    explicit Decoding(const DecodeRequest& wanted) : request(wanted), output(wanted.output, wanted.force) {
+    explicit Decoding(const DecodeRequest& wanted)
+        : request(Checked(wanted)),
+          symbols(wanted.elf.empty() ? nullptr : ReadFirmware(wanted.elf)),
+          output(wanted.output, wanted.force) {
         if (!request.kinds.empty()) SetKinds(filter, request.kinds);
         if (!request.from.empty()) filter.from = ParsePlace("--from", request.from);
         if (!request.to.empty()) filter.to = ParsePlace("--to", request.to);
@@ -103,81 +72,62 @@ class Decoding {
     }
 
     int Run() {
-        if (request.capture.file == "-") CatchInterrupts();  // the program in front ends the stream
-        ForEachCapture(request.capture, [this](Capture& capture) { Decode(capture); });
+        const bool live = request.capture.file == "-";
+        if (live) CatchInterrupts();  // the program in front ends the stream
+        const int status = Text() && !filter.from && !filter.to ? PrintText(live) : WritePackets(live);
         output.Finish();
         return status;
     }
 
   private:
+    /// Before the output is made, or replaced.
+    static const DecodeRequest& Checked(const DecodeRequest& wanted) {
+        KeepApart(wanted.capture.file, wanted.output);
+        return wanted;
+    }
+
     bool Text() const { return request.format == "text"; }
 
-    void Decode(Capture& capture) {
-        if (filter.NeedsTime() && capture.scale.clockHz == 0) {
-            throw UsageError("a time needs the trace clock, which no recording sheet tells: give --clock");
-        }
-        if (Text() && !filter.from && !filter.to) {
-            PlainText text(output);
+    void Look(bool live) {
+        if (live) output.Flush();
+        if (output.Failed()) output.Finish();  // throws: nobody reads any more
+    }
+
+    /// At once, without waiting for the packets' times.
+    int PrintText(bool live) {
+        int status = kDone;
+        PlainText text(output);
+        ForEachCapture(request.capture, [&](Capture& capture) {
             capture.options.text = &text;
             capture.options.textPorts = filter.ports;
-            Analyse(capture);
-        } else if (Text()) {
-            FilteredText text(output);
-            WithRows(capture, text);
-        } else if (request.format == "csv") {
-            if (!csv) csv.emplace(output, capture.scale);
-            csv->SetScale(capture.scale);
-            WithRows(capture, *csv);
-            csv->Flush();
-        } else {
-            Exports::JsonLinesWriter lines(output, capture.scale);
-            WithRows(capture, lines);
-            lines.Flush();
-        }
-    }
-
-    template <class Writer>
-    void WithRows(Capture& capture, Writer& writer) {
-        FilteredRows<Writer> rows(writer, filter, capture);
-        capture.options.packets = &rows;
-        Analyse(capture);
-    }
-
-    void Analyse(const Capture& capture) {
-        Swo::CaptureAnalysis analysis(capture.options);
-        const bool live = request.capture.file == "-";
-        capture.Read([&](std::span<const uint8_t> bytes) {
-            analysis.Feed(bytes);
-            if (live) output.Flush();
-            if (output.Failed()) output.Finish();  // throws: nobody reads any more
+            Swo::CaptureAnalysis analysis(capture.options);
+            capture.Read([&](std::span<const uint8_t> bytes) {
+                analysis.Feed(bytes);
+                Look(live);
+            });
+            analysis.Finish();
+            status = WorseStatus(status, TellLosses(capture, analysis, request.capture.failOn));
         });
-        analysis.Finish();
-        Tell(capture, analysis);
+        return status;
     }
 
-    /// On standard error, because standard output is the packets'.
-    void Tell(const Capture& capture, Swo::CaptureAnalysis& analysis) {
-        Swo::SignalFeatures features = analysis.Features();
-        AddHostKnowledge(capture, analysis, features);
-        const Swo::SignalVerdict verdict = Swo::Diagnose(features).verdict;
-        const bool usable = IsUsable(features, verdict);
-        status = WorseStatus(status, StatusOf(analysis.Losses().Totals(), usable, request.capture.failOn));
-        const auto& totals = analysis.Losses().Totals();
-        if (!usable) {
-            std::fprintf(stderr, "%s: nothing usable (%s); \"tracehost diagnose\" tells more\n",
-                         KORR_PLIM::Visible(capture.name).Text(),
-                         std::string(Swo::SignalVerdictName(verdict)).c_str());
-        } else if (totals.lostOnTheWay + totals.lostInTarget > 0) {
-            std::fprintf(stderr, "%s: lost: %s; \"tracehost report\" tells where\n",
-                         KORR_PLIM::Visible(capture.name).Text(), SummariseLosses(totals).c_str());
+    int WritePackets(bool live) {
+        std::unique_ptr<Exports::CaptureWriter> writer;
+        if (Text()) {
+            writer = std::make_unique<Exports::TextWriter>(output);
+        } else if (request.format == "csv") {
+            writer = std::make_unique<Exports::CsvWriter>(output);
+        } else {
+            writer = std::make_unique<Exports::JsonLinesWriter>(output);
         }
+        return ExportCaptures({request.capture, filter, symbols.get(), nullptr, nullptr}, *writer,
+                              {[&] { Look(live); }, [](const Capture&) {}});
     }
 
     const DecodeRequest& request;
+    std::unique_ptr<Symbols::ElfSymbols> symbols;
     TextOutput output;
     PacketFilter filter;
-    std::optional<Exports::CsvWriter> csv;
-    int status = kDone;
 };
 
 }  // namespace
@@ -196,6 +146,7 @@ void AddDecodeCommand(CLI::App& program, int& status) {
               [request](const std::string& word) { request->format = word; });
     AddText(*command, "--output", "FILE", "File to write; - is standard output", request->output)
         ->default_str("-");
+    AddElf(*command, request->elf);
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kDecodeFooter);

@@ -46,10 +46,8 @@ bool Before(const CapturePlace& place, const Swo::Packet& packet, const Swo::Pac
 
 }  // namespace
 
-bool PacketFilter::Wants(const Swo::Packet& packet, const Swo::PacketTime& time,
-                         const Exports::TimeScale& scale) const {
-    if (!kinds[static_cast<std::size_t>(packet.kind)]) return false;
-    if (packet.kind == Swo::PacketKind::Stimulus && !ports[packet.source & 0xFF]) return false;
+bool PacketFilter::IsInside(const Swo::Packet& packet, const Swo::PacketTime& time,
+                            const Exports::TimeScale& scale) const {
     if (!from && !to) return true;
     if (NeedsTime() && time.quality == Swo::TimeQuality::None) return false;
     return !(from && Before(*from, packet, time, scale)) && !(to && !Before(*to, packet, time, scale));

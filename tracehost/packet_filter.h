@@ -29,8 +29,18 @@ struct PacketFilter {
     }
     /// Whether it takes a time to tell.
     bool NeedsTime() const { return (from && !from->offset) || (to && !to->offset); }
-    /// Packets from `from` on and before `to`. Without a time a packet is in no stretch of time.
-    bool Wants(const Swo::Packet& packet, const Swo::PacketTime& time, const Exports::TimeScale& scale) const;
+    /// Whether it lies from `from` on and before `to`. Without a time a packet is in no stretch of time.
+    bool IsInside(const Swo::Packet& packet, const Swo::PacketTime& time,
+                  const Exports::TimeScale& scale) const;
+    /// Whether it is of a wanted kind, and port.
+    bool IsChosen(const Swo::Packet& packet) const {
+        if (!kinds[static_cast<std::size_t>(packet.kind)]) return false;
+        return packet.kind != Swo::PacketKind::Stimulus || ports[packet.source & 0xFF];
+    }
+    bool Wants(const Swo::Packet& packet, const Swo::PacketTime& time,
+               const Exports::TimeScale& scale) const {
+        return IsChosen(packet) && IsInside(packet, time, scale);
+    }
 };
 
 /// Reads "stimulus,exception". \throws UsageError that names the kinds there are

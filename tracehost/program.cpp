@@ -98,6 +98,7 @@ int RunProgram(int argc, char** argv) {
     AddOptionsCommand(program, status);
     AddInfoCommand(program, status);
     AddDecodeCommand(program, status);
+    AddExportCommand(program, status);
     AddReportCommand(program, status);
     AddDiagnoseCommand(program, status);
     AddRatesCommand(program, status);

@@ -18,8 +18,6 @@ struct ReportRequest {
     std::string plugin = kDefaultPlugin;
 };
 
-constexpr NumberOption kLineRate{"--baud", Measure::Count, 1, 1e9};
-
 constexpr const char* kReportFooter =
     "Examples:\n"
     "  tracehost report trace.tdf\n"
@@ -80,9 +78,7 @@ void AddReportCommand(CLI::App& program, int& status) {
     CLI::App* const command =
         program.add_subcommand("report", "Tell what a capture holds, and what was lost of it");
     AddCaptureOptions(*command, request->capture);
-    AddNumber(*command, kLineRate,
-              "Bits a second on the line, for places without timestamps (default: from the sheet)",
-              [request](std::optional<double> number) { request->capture.baud = number; });
+    AddLineRate(*command, request->capture);
     AddText(*command, "--json", "FILE", "File for programs: a JSON object a ledger entry, then the totals",
             request->json);
     command->add_flag("--force", request->force, "Replace a file that is there");

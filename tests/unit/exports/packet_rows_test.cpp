@@ -41,18 +41,24 @@ constexpr const char* kHead = "offset,ns,ticks,quality,kind,source,size,value,fu
 
 std::string Csv(const Packet& packet, const PacketTime& time = kAt5, const TimeScale& scale = {1000000, 4}) {
     Memory memory;
-    CsvWriter writer(memory, scale);
+    CsvWriter writer(memory);
+    CaptureFacts facts;
+    facts.scale = scale;
+    writer.Begin(facts);
     writer.OnPacket(packet, time);
-    writer.Flush();
+    writer.Finish();
     EXPECT_EQ(memory.text.substr(0, std::string(kHead).size()), kHead);
     return memory.text.substr(std::string(kHead).size());
 }
 
 std::string Json(const Packet& packet, const PacketTime& time = kAt5, const TimeScale& scale = {1000000, 4}) {
     Memory memory;
-    JsonLinesWriter writer(memory, scale);
+    JsonLinesWriter writer(memory);
+    CaptureFacts facts;
+    facts.scale = scale;
+    writer.Begin(facts);
     writer.OnPacket(packet, time);
-    writer.Flush();
+    writer.Finish();
     return memory.text;
 }
 
@@ -154,10 +160,11 @@ TEST(PacketRows, JsonLinesSayTheSameAsCsv) {
 
 TEST(PacketRows, ManyRowsComeOutWhole) {
     Memory memory;
-    CsvWriter writer(memory, {});
+    CsvWriter writer(memory);
+    writer.Begin({});
     constexpr int kRows = 20000;
     for (int i = 0; i < kRows; ++i) writer.OnPacket(Make(PacketKind::PcSample, 0, 4, 0xFFFFFFFF, 0xC0), kAt5);
-    writer.Flush();
+    writer.Finish();
     const std::string row = "1234567890123,,5,exact,pc-sample,,4,0xffffffff,,,suspect+salvaged\n";
     ASSERT_EQ(memory.text.size(), std::string(kHead).size() + kRows * row.size());
     EXPECT_EQ(memory.text.substr(memory.text.size() - row.size()), row);

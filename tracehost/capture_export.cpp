@@ -1,0 +1,109 @@
+#include "tracehost/capture_export.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "source_utilities/visible_text.h"
+#include "tracehost/errors.h"
+#include "tracehost/loss_text.h"
+#include "tracehost/place_times.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+/// Hands the packets that are wanted to a writer, with offsets that count on from capture to capture.
+class WantedPackets : public Swo::PacketReceiver {
+  public:
+    WantedPackets(Exports::CaptureWriter& target, const PacketFilter& wanted, const Capture& capture)
+        : writer(target), filter(wanted), scale(capture.scale), base(capture.base) {}
+    void OnPacket(const Swo::Packet& packet, const Swo::PacketTime& time) override {
+        Swo::Packet moved = packet;
+        moved.offset += base;
+        if (!filter.IsInside(moved, time, scale)) return writer.Pass(moved);
+        if (filter.IsChosen(moved)) writer.OnPacket(moved, time);
+    }
+
+  private:
+    Exports::CaptureWriter& writer;
+    const PacketFilter& filter;
+    Exports::TimeScale scale;
+    uint64_t base;
+};
+
+Exports::CaptureFacts FactsOf(const ExportRequest& request, const Capture& capture) {
+    Exports::CaptureFacts facts;
+    facts.name = capture.name;
+    facts.scale = capture.scale;
+    facts.symbols = request.symbols;
+    facts.ports = request.ports;
+    facts.base = capture.base;
+    const PlaceTimes places(capture.sheet, capture.baud);
+    if (places.Known() == PlaceTimes::Kind::None) return facts;
+    facts.placeTime = [places](uint64_t offset) { return places.Nanoseconds(offset); };
+    facts.arrival = places.Known() == PlaceTimes::Kind::Arrival;
+    facts.placeExplained = places.Explained();
+    return facts;
+}
+
+}  // namespace
+
+void RequireClock(const PacketFilter& filter, const Capture& capture) {
+    if (!filter.NeedsTime() || capture.scale.clockHz > 0) return;
+    throw UsageError("a time needs the trace clock, which no recording sheet tells: give --clock");
+}
+
+void KeepApart(const std::string& input, const std::string& output) {
+    if (input == "-") return;
+    const FileSource readable(input);
+    std::error_code failure;
+    if (output == "-" || !std::filesystem::equivalent(input, output, failure)) return;
+    throw UsageError("\"" + output + "\" is the file that is read: give another name");
+}
+
+int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn failOn) {
+    Swo::SignalFeatures features = analysis.Features();
+    AddHostKnowledge(capture, analysis, features);
+    const Swo::SignalVerdict verdict = Swo::Diagnose(features).verdict;
+    const bool usable = IsUsable(features, verdict);
+    const auto& totals = analysis.Losses().Totals();
+    if (!usable) {
+        std::fprintf(stderr, "%s: nothing usable (%s); \"tracehost diagnose\" tells more\n",
+                     KORR_PLIM::Visible(capture.name).Text(),
+                     std::string(Swo::SignalVerdictName(verdict)).c_str());
+    } else if (totals.lostOnTheWay + totals.lostInTarget > 0) {
+        std::fprintf(stderr, "%s: lost: %s; \"tracehost report\" tells where\n",
+                     KORR_PLIM::Visible(capture.name).Text(), SummariseLosses(totals).c_str());
+    }
+    return StatusOf(totals, usable, failOn);
+}
+
+int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer, const ExportHooks& hooks) {
+    int status = kDone;
+    bool hasOne = false;
+    ForEachCapture(request.capture, [&](Capture& capture) {
+        if (hasOne && request.onlyOne != nullptr) {
+            throw UsageError("\"" + request.capture.file + "\" holds several captures, and " +
+                             request.onlyOne + " one: the first is written; give --section for another");
+        }
+        hasOne = true;
+        RequireClock(request.filter, capture);
+        WantedPackets packets(writer, request.filter, capture);
+        capture.options.packets = &packets;
+        const Exports::CaptureFacts facts = FactsOf(request, capture);
+        Swo::CaptureAnalysis analysis(capture.options);
+        writer.Begin(facts);
+        capture.Read([&](std::span<const uint8_t> bytes) {
+            analysis.Feed(bytes);
+            hooks.piece();
+        });
+        analysis.Finish();
+        status = WorseStatus(status, TellLosses(capture, analysis, request.capture.failOn));
+        writer.End(analysis.Losses());
+        hooks.finish(capture);
+    });
+    writer.Finish();
+    return status;
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost

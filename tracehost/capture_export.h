@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "exports/capture_writer.h"
+#include "tracehost/captures.h"
+#include "tracehost/packet_filter.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+/// Which packets of which captures are written, and what they are called. Owns nothing that it points to.
+struct ExportRequest {
+    CaptureRequest capture;
+    PacketFilter filter;
+    const Symbols::ElfSymbols* symbols = nullptr;
+    const Swo::PortFormats* ports = nullptr;
+    const char* onlyOne = nullptr;  ///< what holds no more than one capture: "a VCD file"; null: any number
+};
+
+/// What is done beside the writing.
+struct ExportHooks {
+    std::function<void()> piece;                 ///< after each piece that was read: throws to end the export
+    std::function<void(const Capture&)> finish;  ///< after each capture
+};
+
+/// Decodes the captures and hands their packets to a writer; tells on standard error what was lost of each.
+/// \return exit status \throws UsageError, HostError, what the hooks throw
+int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer, const ExportHooks& hooks);
+
+/// Tells on standard error what was lost of a capture that was decoded to its end. \return exit status
+int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn failOn);
+
+/// \throws UsageError when places in time are wanted and the trace clock is not known
+void RequireClock(const PacketFilter& filter, const Capture& capture);
+
+/// \throws UsageError when the input cannot be read, or the output is the input itself
+void KeepApart(const std::string& input, const std::string& output);
+
+}  // namespace Korr::Plim::Trace::Tracehost
