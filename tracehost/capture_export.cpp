@@ -53,11 +53,11 @@ void RequireClock(const PacketFilter& filter, const Capture& capture) {
     throw UsageError("a time needs the trace clock, which no recording sheet tells: give --clock");
 }
 
-void KeepApart(const std::string& input, const std::string& output) {
+void KeepApart(const std::string& input, const std::string& output, bool replace) {
     if (input == "-") return;
     const FileSource readable(input);
     std::error_code failure;
-    if (output == "-" || !std::filesystem::equivalent(input, output, failure)) return;
+    if (!replace || output == "-" || !std::filesystem::equivalent(input, output, failure)) return;
     throw UsageError("\"" + output + "\" is the file that is read: give another name");
 }
 

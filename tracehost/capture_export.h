@@ -34,7 +34,8 @@ int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn fa
 /// \throws UsageError when places in time are wanted and the trace clock is not known
 void RequireClock(const PacketFilter& filter, const Capture& capture);
 
-/// \throws UsageError when the input cannot be read, or the output is the input itself
-void KeepApart(const std::string& input, const std::string& output);
+/// \param replace whether the output is replaced when it is there \throws UsageError when the input cannot be
+/// read, or would be replaced
+void KeepApart(const std::string& input, const std::string& output, bool replace);
 
 }  // namespace Korr::Plim::Trace::Tracehost

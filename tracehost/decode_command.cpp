@@ -82,7 +82,7 @@ class Decoding {
   private:
     /// Before the output is made, or replaced.
     static const DecodeRequest& Checked(const DecodeRequest& wanted) {
-        KeepApart(wanted.capture.file, wanted.output);
+        KeepApart(wanted.capture.file, wanted.output, wanted.force);
         return wanted;
     }
 

@@ -59,7 +59,7 @@ class Exporting {
         if (!options.ports.empty() || options.format == "text") {
             request.filter.ports = ParsePorts("--ports", options.ports.empty() ? "0" : options.ports);
         }
-        KeepApart(options.capture.file, options.output);
+        KeepApart(options.capture.file, options.output, options.force);
         if (!options.elf.empty()) symbols = ReadFirmware(options.elf);
         request.symbols = symbols.get();
     }

@@ -65,10 +65,10 @@ void AddPortTypes(CLI::App& command, Swo::PortFormats& ports) {
             [&ports](const std::vector<std::string>& texts) {
                 for (const std::string& text : texts) AddPortFormat(ports, text);
             },
-            "What a stimulus port says, such as 3=f32:speed; text, u8, i8, u16, i16, u32, i32 or f32 "
+            "What a stimulus port says, such as 3=f32:speed: text, u8, i8, u16, i16, u32, i32 or f32 "
             "(default: "
-            "text); may be repeated")
-        ->type_name("PORT=TYPE[:NAME]")
+            "text); once for each port")
+        ->type_name("TYPE")
         ->allow_extra_args(false);
 }
 

@@ -37,6 +37,9 @@ TIME = "give a time from 1 ms to 30 d, such as 10s, 500ms, 2min or 1h"
 KINDS = ("sync overflow local-time global-time-low global-time-high page extension stimulus event-counters exception pc-sample "
          "pc-sleep pc-prohibited pmu-overflow data-match data-pc data-address data-value unknown-hardware reserved malformed "
          "unsynchronised truncated-end")
+PORT_TYPE = ("give a port from 0 to 255 and its type (text, u8, i8, u16, i16, u32, i32 or f32), and a name for it if you like, "
+             "such as 3=f32:speed")
+EXPORTS = "give chrome, csv, jsonl or text"
 PORTS = "give stimulus ports from 0 to 255, such as 0,3,8-15"
 FRAMING = "give auto, itm, tpiu or tpiu:ID"
 STREAM = "give a number from 1 to 111"
@@ -215,6 +218,10 @@ ROWS = [
     (("decode", "some.bin", "--output", "none/x"), plain, 2, said(f'"none/x" cannot be written: {NO_FILE}: {SAVE_IT}')),
     (("decode", "some.bin", "--format", "csv", "--output", "/dev/full"), plain, 1,
      "some.bin: nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?')),
+    (("decode", "some.bin", "--output", "some.bin", "--force"), plain, 2,
+     said('"some.bin" is the file that is read: give another name')),
+    (("decode", "some.bin", "--elf", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("decode", "some.bin", "--elf", "some.bin"), plain, 2, said('--elf "some.bin": this is no ELF file')),
     (("report", "some.bin", "--json", ""), plain, 2, said('--json "": it must not be empty')),
     (("decode", "some.bin", "--kinds", "stimulus,sample"), plain, 2, said(f'--kinds "sample": the kinds are {KINDS}')),
     (("decode", "some.bin", "--kinds", "Stimulus"), plain, 2, said(f'--kinds "Stimulus": the kinds are {KINDS}')),
@@ -256,6 +263,32 @@ ROWS = [
     (("decode", "some.bin", "--format", "csv"), ended_reader, 1,
      'some.bin: nothing usable (rate-too-low); "tracehost diagnose" tells more\n'),
     (("report", "empty"), plain, 4, ""),
+    # --- export
+    (("export", "some.bin"), plain, 2, said(f"--format is required: {HELP.format('export ')}")),
+    (("export", "some.bin", "--format", "chrome"), plain, 2, said(f"--output is required: {HELP.format('export ')}")),
+    *((("export", *words, "--format", "chrome", "--output", "out"), setting, status, said(text))
+      for words, setting, status, text in (
+          ((MISSING,), plain, 2, f'"{MISSING}" cannot be read: {NO_FILE}'),
+          (("folder",), plain, 2, '"folder" cannot be read: Is a directory'),
+          (("secret",), no_rights, 2, '"secret" cannot be read: Permission denied'),
+          (("some.bin", "--elf", "secret"), no_rights, 2, '"secret" cannot be read: Permission denied'),
+          (("some.bin", "--elf", "some.bin"), plain, 2, '--elf "some.bin": this is no ELF file'),
+          (("some.bin", "--elf", ""), plain, 2, '--elf "": it must not be empty'),
+          (("some.bin", "--ports", "0,256"), plain, 2, f'--ports "0,256": {PORTS}'),
+          (("some.bin", "--port-type", "3=f64"), plain, 2, f'--port-type "3=f64": {PORT_TYPE}'),
+          (("some.bin", "--port-type", "3=u8", "--port-type", "3=u8"), plain, 2,
+           '--port-type "3=u8": port 3 has its type already'),
+          (("some.bin", "--baud", "0"), plain, 2, '--baud "0": give a number from 1 to 1000000000'),
+          (("some.bin", "--from", "1s"), plain, 2,
+           "a time needs the trace clock, which no recording sheet tells: give --clock"),
+          (("some.bin", "--section", "1"), plain, 2, '--section: "some.bin" is no TDF file, it has no sections'))),
+    (("export", "some.bin", "--format", "xml", "--output", "out"), plain, 2, said(f'--format "xml": {EXPORTS}')),
+    (("export", "some.bin", "--format", "chrome", "--output", "some.bin"), plain, 2,
+     said('"some.bin" exists: give another name, or --force to replace it')),
+    (("export", "some.bin", "--format", "chrome", "--output", "some.bin", "--force"), plain, 2,
+     said('"some.bin" is the file that is read: give another name')),
+    (("export", "some.bin", "--format", "chrome", "--output", "folder"), plain, 2,
+     said(f'"folder" cannot be written: ...: {SAVE_IT}')),
     # --- diagnose, rates
     (("diagnose",), variables(TRACEHOST_BOARD=""), 2, said('name a FILE, or the port to look at (--port, with --clock and --prescaler): '
                                    f"{HELP.format('diagnose ')}")),

@@ -58,7 +58,7 @@ class Text : public Exports::Output {
 
 TEST(DocumentedNames, ColumnsAreThoseOfTheFile) {
     Text file;
-    Exports::CsvWriter(file, {}).Flush();
+    Exports::CsvWriter(file).Finish();
     std::string head;
     for (const std::string& name : FirstColumn("## Columns")) head += (head.empty() ? "" : ",") + name;
     EXPECT_EQ(head + "\n", file.text);
