@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
 import { type Entry, type Feed, type Line, type Overview } from "./feed";
-import { type Axis, count, hex, percent, plural, visible } from "./format";
-import { Timeline, byId } from "./timeline";
+import { count, hex, percent, plural, visible } from "./format";
+import { CLASSES, SIGNS } from "./rows";
+import { type Timeline, byId } from "./timeline";
 
 const ITEM = 20;  // height of an item, as in the style
 const CHUNK = 200;
 const MOST_HEIGHT = 8e6;  // pixels that every browser can scroll through
+
+/** Does something that may fail, and shows why it did. */
+export type Attempt = (action: () => Promise<unknown>) => Promise<void>;
 
 function span(text: string, name: string): HTMLSpanElement {
   const element = document.createElement("span");
@@ -20,13 +24,12 @@ class LongList<Item> {
   total = 0;
   selected = -1;
   private readonly space = document.createElement("div");
-  private chunks = new Map<number, Item[]>();
-  private readonly awaited = new Set<number>();
+  private readonly chunks = new Map<number, Promise<Item[]> | Item[]>();
   private drawing = false;
 
   constructor(private readonly list: HTMLElement, private readonly load: (from: number, count: number) => Promise<Item[]>,
-              private readonly fill: (item: Item, element: HTMLElement) => void,
-              private readonly choose: (item: Item) => void, private readonly onTrouble: (message: string) => void) {
+              private readonly fill: (item: Item, element: HTMLElement) => void, private readonly choose: (item: Item) => void,
+              private readonly attempt: Attempt) {
     list.append(this.space);
     list.addEventListener("scroll", () => this.draw());
     list.addEventListener("keydown", (event) => this.key(event));
@@ -44,8 +47,9 @@ class LongList<Item> {
     return Math.max(1, this.total * ITEM / MOST_HEIGHT);
   }
 
-  item(index: number): Item | undefined {
-    return this.chunks.get(Math.floor(index / CHUNK))?.[index % CHUNK];
+  private item(index: number): Item | undefined {
+    const chunk = this.chunks.get(Math.floor(index / CHUNK));
+    return Array.isArray(chunk) ? chunk[index % CHUNK] : undefined;
   }
 
   /** Selects an item and brings it into view. */
@@ -105,28 +109,24 @@ class LongList<Item> {
     if (index === this.selected) this.list.setAttribute("aria-activedescendant", element.id);
     const item = this.item(index);
     if (item !== undefined) this.fill(item, element);
-    else {
-      element.append(span(this.chunks.has(Math.floor(index / CHUNK)) ? "not in this file" : "\u2026", "pending"));
-      void this.fetch(Math.floor(index / CHUNK));
-    }
+    else element.append(span(Array.isArray(this.chunks.get(Math.floor(index / CHUNK))) ? "not in this file" : "\u2026", "pending"));
+    if (!this.chunks.has(Math.floor(index / CHUNK))) void this.attempt(() => this.read(index));
     return element;
   }
 
-  /** Reads the items around one, once. */
-  async fetch(chunk: number): Promise<void> {
-    if (this.awaited.has(chunk) || this.chunks.has(chunk)) return;
-    this.awaited.add(chunk);
-    try {
-      this.chunks.set(chunk, await this.load(chunk * CHUNK, CHUNK));
-      this.draw();
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
-    this.awaited.delete(chunk);
-  }
-
+  /** An item, and those around it, which are read once. */
   async read(index: number): Promise<Item | undefined> {
-    await this.fetch(Math.floor(index / CHUNK));
+    const chunk = Math.floor(index / CHUNK);
+    const asked = this.chunks.get(chunk) ?? this.load(chunk * CHUNK, CHUNK);
+    this.chunks.set(chunk, asked);
+    try {
+      const items = await asked;
+      if (this.chunks.get(chunk) === asked) this.chunks.set(chunk, items);
+    } catch (error) {
+      this.chunks.delete(chunk);
+      throw error;
+    }
+    this.draw();
     return this.item(index);
   }
 }
@@ -135,63 +135,60 @@ export class Lists {
   tab = "losses";
   private readonly losses: LongList<Entry>;
   private readonly lines: LongList<Line>;
+  private readonly portChoice = byId<HTMLSelectElement>("text-port");
+  private readonly tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
   private sought = "";
 
   constructor(private readonly feed: Feed, private overview: Overview, private readonly timeline: Timeline,
-              private readonly onTrouble: (message: string) => void, private readonly onTab: () => void) {
+              private readonly attempt: Attempt, private readonly onTab: () => void) {
     this.losses = new LongList<Entry>(byId("losses-list"), async (from, most) => (await feed.ledger(from, most)).entries,
-      (entry, element) => this.fillLoss(entry, element), (entry) => this.goToLoss(entry), onTrouble);
+      (entry, element) => this.fillLoss(entry, element), (entry) => this.goToLoss(entry), attempt);
     this.lines = new LongList<Line>(byId("text-list"), async (from, most) => (await feed.text(this.port, from, most)).rows,
-      (line, element) => this.fillLine(line, element), (line) => timeline.goTo(line.time), onTrouble);
-    for (const tab of document.querySelectorAll<HTMLButtonElement>("[role=tab]")) {
+      (line, element) => this.fillLine(line, element), (line) => timeline.goTo(line.time), attempt);
+    for (const tab of this.tabs) {
       tab.addEventListener("click", () => this.open(tab.id.slice(4)));
       tab.addEventListener("keydown", (event) => this.tabKey(event, tab));
     }
-    byId("search").addEventListener("submit", (event) => { event.preventDefault(); void this.search(false); });
-    byId("search-back").addEventListener("click", () => void this.search(true));
+    byId("search").addEventListener("submit", (event) => { event.preventDefault(); this.search(false); });
+    byId("search-back").addEventListener("click", () => this.search(true));
     byId("sought").addEventListener("keydown", (event) => {
       if (event.key !== "Enter" || !event.shiftKey) return;
       event.preventDefault();
-      void this.search(true);
+      this.search(true);
     });
-    byId("text-port").addEventListener("change", () => { this.lines.selected = -1; void this.readText(); this.onTab(); });
-    byId("profile-by").addEventListener("change", () => void this.readProfile());
+    this.portChoice.addEventListener("change", () => { this.port = this.port; onTab(); });
+    byId("profile-by").addEventListener("change", () => this.refresh());
     this.update(overview);
   }
 
-  private get axis(): Axis {
-    return this.timeline.axis;
-  }
-
   get port(): number {
-    return Number(byId<HTMLSelectElement>("text-port").value || -1);
+    return Number(this.portChoice.value || -1);
   }
 
   set port(port: number) {
-    byId<HTMLSelectElement>("text-port").value = String(port);
+    this.portChoice.value = String(port);
     this.lines.selected = -1;
-    void this.readText();
+    void this.attempt(() => this.readText());
   }
 
   update(overview: Overview): void {
     this.overview = overview;
-    offer(byId<HTMLSelectElement>("text-port"), overview.tracks.filter(({ kind }) => kind === "text").map((track) => [String(track.port), track.label]));
+    offer(this.portChoice, overview.tracks.filter(({ kind }) => kind === "text").map((track) => [String(track.port), track.label]));
     this.writeFacts();
-    void this.readLosses();
-    void this.readText();
+    void this.attempt(() => this.readLosses());
+    void this.attempt(() => this.readText());
     this.refresh();
   }
 
   /** Reads again what depends on the view. */
   refresh(): void {
-    if (this.tab === "profile") void this.readProfile();
+    if (this.tab === "profile") void this.attempt(() => this.readProfile());
   }
 
   open(name: string): void {
-    const tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
-    if (!tabs.some(({ id }) => id === "tab-" + name)) return;
+    if (!this.tabs.some(({ id }) => id === "tab-" + name)) return;
     this.tab = name;
-    for (const tab of tabs) {
+    for (const tab of this.tabs) {
       const chosen = tab.id === "tab-" + name;
       tab.setAttribute("aria-selected", String(chosen));
       tab.tabIndex = chosen ? 0 : -1;
@@ -202,33 +199,30 @@ export class Lists {
   }
 
   private tabKey(event: KeyboardEvent, tab: HTMLButtonElement): void {
-    const step = event.key === "ArrowRight" ? 1 : event.key === "ArrowLeft" ? -1 : 0;
-    if (step === 0) return;
-    const tabs = [...tab.parentElement!.children] as HTMLButtonElement[];
-    const next = tabs[(tabs.indexOf(tab) + step + tabs.length) % tabs.length]!;
+    const step = { ArrowRight: 1, ArrowLeft: -1 }[event.key];
+    if (step === undefined) return;
+    const next = this.tabs[(this.tabs.indexOf(tab) + step + this.tabs.length) % this.tabs.length]!;
     this.open(next.id.slice(4));
     next.focus();
     event.stopPropagation();
   }
 
   private async readLosses(): Promise<void> {
-    try {
-      const { total, unlisted } = await this.feed.ledger(0, 1);
-      this.losses.reset(total);
-      const { text } = this.overview.lost;
-      byId("losses-note").textContent = (total === 0 ? "Nothing is known to be lost." : `${plural(total, "place")}: ${visible(text)}`) +
-        (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
-        (this.overview.forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${this.overview.forecast.toFixed(2)}.` : "");
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
+    const { total, unlisted } = await this.feed.ledger(0, 1);
+    const { lost, forecast } = this.overview;
+    this.losses.reset(total);
+    byId("losses-note").textContent = (total === 0 ? "Nothing is known to be lost." : `${plural(total, "place")}: ${visible(lost.text)}`) +
+      (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
+      (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : "");
+  }
+
+  private when(time: number): HTMLElement {
+    return span(this.timeline.axis.at(time, this.timeline.axis.length / 1e5), "when");
   }
 
   private fillLoss(entry: Entry, element: HTMLElement): void {
-    const { axis } = this;
     const times = entry.count > 1 ? ` (${count(entry.count)} times)` : "";
-    element.append(span(Timeline.sign(entry.class), `mark ${entry.class}`),
-      span(axis.unit === "bytes" ? count(entry.offset) : axis.at(entry.time, axis.length / 1e5), "when"),
+    element.append(span(SIGNS[CLASSES.indexOf(entry.class)] ?? "?", `mark ${entry.class}`), this.when(entry.time),
       span(`${entry.hint ? "hint: " : ""}${visible(entry.text)}${times}`, "what"));
     element.title = `${entry.class}: ${entry.kind}\noffset ${count(entry.offset)}, ${plural(entry.length, "byte")}`;
   }
@@ -238,135 +232,111 @@ export class Lists {
     this.timeline.goTo(entry.time);
   }
 
-  /** Goes to the loss before or behind the one that is selected, else the middle of the view. */
-  async stepLoss(step: number): Promise<void> {
-    let index = this.losses.selected + step;
-    if (this.losses.selected < 0) {
-      let low = 0;
-      for (let high = this.losses.total; low < high;) {
-        const middle = (low + high) >> 1;
-        const entry = await this.losses.read(middle);
-        if (!entry || entry.time >= this.timeline.middle || this.timeline.whole) high = middle;
-        else low = middle + 1;
+  /** Goes to the loss before or behind the one that is selected, at first the one nearest to the middle of the view. */
+  stepLoss(step: number): void {
+    void this.attempt(async () => {
+      let index = this.losses.selected + step;
+      if (this.losses.selected < 0) {
+        let low = 0;
+        for (let high = this.timeline.whole ? 0 : this.losses.total; low < high;) {
+          const middle = (low + high) >> 1;
+          const entry = await this.losses.read(middle);
+          if (!entry || entry.time >= this.timeline.middle) high = middle;
+          else low = middle + 1;
+        }
+        index = step > 0 ? low : low - 1;
       }
-      index = step > 0 ? low : low - 1;
-    }
-    if (index < 0 || index >= this.losses.total) return this.tell(step > 0 ? "No loss behind this one" : "No loss before this one");
-    const entry = await this.losses.read(index);
-    this.losses.select(index);
-    if (entry) this.goToLoss(entry);
-  }
-
-  private tell(text: string): void {
-    byId("state").textContent = text;
+      const entry = index >= 0 && index < this.losses.total ? await this.losses.read(index) : undefined;
+      byId("state").textContent = entry ? `loss ${count(index + 1)} of ${count(this.losses.total)}` : `no loss ${step > 0 ? "behind" : "before"} this`;
+      if (!entry) return;
+      this.losses.select(index);
+      this.goToLoss(entry);
+    });
   }
 
   private async readText(): Promise<void> {
-    const { port } = this;
-    if (port < 0) {
+    if (this.port < 0) {
       byId("text-note").textContent = "No stimulus port holds text.";
       return;
     }
-    try {
-      const answer = await this.feed.text(port, 0, 1);
-      if (answer.lines === this.lines.total && this.lines.selected >= 0) return;
-      this.lines.reset(answer.lines);
-      byId("text-note").textContent = plural(answer.lines, "line");
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
+    const { lines } = await this.feed.text(this.port, 0, 1);
+    if (lines === this.lines.total && this.lines.selected >= 0) return;
+    this.lines.reset(lines);
+    byId("text-note").textContent = plural(lines, "line");
   }
 
   private fillLine(line: Line, element: HTMLElement): void {
-    element.append(span(this.axis.at(line.time, this.axis.length / 1e5), "when"));
     const text = visible(line.text);
     const at = this.sought ? text.toLowerCase().indexOf(this.sought.toLowerCase()) : -1;
-    if (at < 0) element.append(span(text, "what"));
-    else element.append(span(text.slice(0, at), ""), span(text.slice(at, at + this.sought.length), "found"), span(text.slice(at + this.sought.length), ""));
+    const end = at < 0 ? 0 : at + this.sought.length;
+    element.append(this.when(line.time), span(text.slice(0, Math.max(at, 0)), ""), span(text.slice(Math.max(at, 0), end), "found"), span(text.slice(end), ""));
     if (line.flags & 1) element.append(span(" (suspect)", "pending"));
   }
 
-  private async search(back: boolean): Promise<void> {
+  private search(back: boolean): void {
     this.sought = byId<HTMLInputElement>("sought").value;
-    if (!this.sought || this.port < 0) return this.lines.draw();
-    const from = this.lines.selected < 0 ? (back ? this.lines.total - 1 : 0) : this.lines.selected + (back ? -1 : 1);
-    byId("text-note").textContent = "Searching \u2026";
-    try {
-      const found = from < 0 || from >= this.lines.total ? null
+    const { total, selected } = this.lines;
+    const from = selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1);
+    const note = byId("text-note");
+    void this.attempt(async () => {
+      if (!this.sought || this.port < 0) return this.lines.draw();
+      note.textContent = "Searching \u2026";
+      const found = from < 0 || from >= total ? null
         : await this.feed.find(this.port, this.sought, from, back, byId<HTMLInputElement>("match-case").checked);
-      if (found === null) {
-        this.lines.selected = -1;
-        this.lines.draw();
-        byId("text-note").textContent = `Not found ${back ? "before" : "behind"} line ${count(Math.max(from, 0) + 1)}; the next search begins at the ${back ? "end" : "beginning"}`;
-        return;
-      }
-      const line = await this.lines.read(found);
-      this.lines.select(found);
-      byId("text-note").textContent = `Found in line ${count(found + 1)} of ${count(this.lines.total)}`;
+      note.textContent = found === null ? `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}`
+        : `Found in line ${count(found + 1)} of ${count(total)}`;
+      const line = found === null ? undefined : await this.lines.read(found);
+      this.lines.select(found ?? -1);
       if (line) this.timeline.goTo(line.time);
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
+    });
   }
 
   /** Shows the text at a place of the time line. */
-  async showPlace(place: number): Promise<void> {
+  showPlace(place: number): void {
     if (this.tab !== "text" || this.port < 0) return;
-    try {
+    void this.attempt(async () => {
       const line = await this.feed.lineAt(this.port, place);
       if (line !== null) this.lines.select(line);
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
+    });
   }
 
   private async readProfile(): Promise<void> {
     const by = byId<HTMLSelectElement>("profile-by").value;
-    try {
-      const profile = await this.feed.profile(this.timeline.from, this.timeline.to, by);
-      const all = Math.max(profile.samples, 1);
-      const share = (samples: number) => percent(samples / all);
-      byId("profile-note").textContent = `${profile.whole ? "Of the whole recording" : "Of the time in view"}: ${plural(profile.samples, "sample")}` +
-        (profile.sleeping > 0 ? `, ${share(profile.sleeping)} asleep` : "") + (profile.prohibited > 0 ? `, ${share(profile.prohibited)} prohibited` : "") +
-        (profile.other > 0 ? `, ${share(profile.other)} in rows left out` : "") + (this.overview.elf === null ? " \u00b7 with --elf FILE functions have names" : "");
-      byId("profile-table").querySelector("th")!.textContent = by === "function" ? "Function" : "Address";
-      byId("profile-table").querySelector("tbody")!.replaceChildren(...profile.rows.map(({ name, address, samples }) => {
-        const row = document.createElement("tr");
-        const cells = [visible(name), count(samples), share(samples)].map((text) => {
-          const cell = document.createElement("td");
-          cell.textContent = text;
-          return cell;
-        });
-        const meter = document.createElement("meter");
-        meter.value = samples / all;
-        meter.setAttribute("aria-hidden", "true");
-        cells[2]!.prepend(meter);
-        row.title = hex(address);
-        row.append(...cells);
-        return row;
-      }));
-    } catch (error) {
-      this.onTrouble((error as Error).message);
-    }
+    const { samples: all, sleeping, prohibited, other, rows, whole } = await this.feed.profile(this.timeline.from, this.timeline.to, by);
+    const part = (samples: number, what: string) => samples > 0 ? `, ${percent(samples / all)} ${what}` : "";
+    byId("profile-note").textContent = `${whole ? "Of the whole recording" : "Of the time in view"}: ${plural(all, "sample")}` +
+      part(sleeping, "asleep") + part(prohibited, "prohibited") + part(other, "in rows left out") +
+      (this.overview.elf === null ? " \u00b7 with --elf FILE functions have names" : "");
+    const table = byId("profile-table");
+    table.querySelector("th")!.textContent = by === "function" ? "Function" : "Address";
+    table.querySelector("tbody")!.replaceChildren(...rows.map(({ name, address, samples }) => {
+      const row = document.createElement("tr");
+      for (const text of [visible(name), count(samples), percent(samples / all)]) row.insertCell().textContent = text;
+      const meter = document.createElement("meter");
+      meter.value = samples / all;
+      meter.setAttribute("aria-hidden", "true");
+      row.lastElementChild!.prepend(meter);
+      row.title = hex(address);
+      return row;
+    }));
   }
 
   private writeFacts(): void {
-    const { overview } = this;
+    const { overview, timeline: { axis } } = this;
     const facts: [string, string | null][] = [
       ["Recording", overview.name], ["Verdict", `${overview.verdict.name}: ${overview.verdict.text}`], ["Lost", overview.lost.text],
+      ["Holes noticed", overview.forecast === null ? null : `with probability ${overview.forecast.toFixed(2)}`],
       ["Size", plural(overview.bytes, "byte")], ["Framing", overview.framing],
-      ["Axis", `${this.axis.name}, ${this.axis.at(this.axis.begin, 1)} to ${this.axis.at(this.axis.end, 1)}`],
+      ["Axis", `${axis.name}, ${axis.at(axis.begin, 1)} to ${axis.at(axis.end, 1)}`],
       ["Trace clock", overview.clock_hz === null ? "not known" : `${count(overview.clock_hz)} Hz`],
       ["Timestamp prescale", String(overview.timestamp_prescale)],
       ["Line", overview.baud === null ? "not known" : `${count(overview.baud)} baud`], ["Port", overview.port], ["Started", overview.started],
-      ["Symbols", overview.elf ?? "none: give --elf FILE"],
-      ["Holes noticed", overview.forecast === null ? null : `with probability ${overview.forecast.toFixed(2)}`]];
-    byId("facts").replaceChildren(...facts.filter(([, fact]) => fact !== null).flatMap(([name, fact]) => {
-      const [term, text] = [document.createElement("dt"), document.createElement("dd")];
-      term.textContent = name;
-      text.textContent = visible(fact!);
-      return [term, text];
-    }));
+      ["Symbols", overview.elf ?? "none; --elf FILE gives names"]];
+    byId("facts").replaceChildren(...facts.filter(([, fact]) => fact !== null).flatMap((words) => words.map((word, i) => {
+      const element = document.createElement(i === 0 ? "dt" : "dd");
+      element.textContent = visible(word!);
+      return element;
+    })));
   }
 }
 

@@ -21,10 +21,10 @@ class Page {
     this.revision = overview.revision;
     this.timeline = new Timeline(feed, overview);
     this.values = new Values(overview, this.timeline);
-    this.lists = new Lists(feed, overview, this.timeline, (message) => trouble(message), () => this.changed());
+    this.lists = new Lists(feed, overview, this.timeline, attempt, () => this.changed());
     this.timeline.onTrouble = trouble;
     this.timeline.onChange = () => this.changed();
-    this.timeline.onPlace = (place) => void this.lists.showPlace(place);
+    this.timeline.onPlace = (place) => this.lists.showPlace(place);
     this.timeline.onRow = (track) => {
       if (track.kind === "text") this.lists.port = track.port!;
       if (track.kind === "value") this.values.choose(track.id);
@@ -43,11 +43,11 @@ class Page {
     const { timeline, lists } = this;
     const actions: [string, string[], () => void][] = [
       ["zoom-in", ["+", "="], () => timeline.zoom(1 / 1.6)], ["zoom-out", ["-", "_"], () => timeline.zoom(1.6)],
-      ["whole", ["Home"], () => timeline.lookWhole()], ["", ["End"], () => timeline.look(timeline.axis.end - (timeline.to - timeline.from), timeline.axis.end)],
+      ["whole", ["Home"], () => timeline.lookWhole()], ["", ["End"], () => timeline.lookAtEnd()],
       ["", ["ArrowLeft"], () => timeline.pan(-0.1)], ["", ["ArrowRight"], () => timeline.pan(0.1)],
       ["", ["Shift+ArrowLeft"], () => timeline.pan(-1)], ["", ["Shift+ArrowRight"], () => timeline.pan(1)],
       ["", ["ArrowUp"], () => timeline.scroll(-1)], ["", ["ArrowDown"], () => timeline.scroll(1)],
-      ["previous-loss", ["p"], () => void lists.stepLoss(-1)], ["next-loss", ["n"], () => void lists.stepLoss(1)],
+      ["previous-loss", ["p"], () => lists.stepLoss(-1)], ["next-loss", ["n"], () => lists.stepLoss(1)],
       ["set-a", ["a"], () => timeline.setCursor(0)], ["set-b", ["b"], () => timeline.setCursor(1)],
       ["clear-cursors", ["c"], () => timeline.clearCursors()], ["follow", ["f"], () => this.follow(!this.following)],
       ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
@@ -130,25 +130,23 @@ class Page {
   private follow(on: boolean): void {
     this.following = on && this.overview.live;
     byId("follow").setAttribute("aria-pressed", String(this.following));
-    if (this.following && !this.timeline.whole) this.timeline.look(this.timeline.axis.end - (this.timeline.to - this.timeline.from), this.timeline.axis.end);
+    if (this.following && !this.timeline.whole) this.timeline.lookAtEnd();
   }
 
   /** The recording has grown, or is known better. */
   private async grow(state: State): Promise<void> {
     if (state.revision === this.revision || this.refreshing) return;
     this.refreshing = true;
-    try {
+    await attempt(async () => {
       const length = this.timeline.to - this.timeline.from;
       this.overview = await this.feed.overview();
       this.revision = this.overview.revision;
       this.timeline.update(this.overview);
-      if (this.following && !this.timeline.whole) this.timeline.look(this.timeline.axis.end - length, this.timeline.axis.end);
+      if (this.following && !this.timeline.whole) this.timeline.lookAtEnd(length);
       this.lists.update(this.overview);
       this.values.update(this.overview);
       this.write();
-    } catch (error) {
-      trouble((error as Error).message);
-    }
+    });
     setTimeout(() => { this.refreshing = false; }, OVERVIEW_EVERY);
   }
 }
@@ -159,16 +157,18 @@ function trouble(message: string | null): void {
   byId("trouble").hidden = message === null;
 }
 
-async function begin(): Promise<void> {
+async function attempt(action: () => Promise<unknown>): Promise<void> {
   try {
-    const held = document.getElementById("recording");
-    const feed: Feed = held ? new EmbeddedFeed(held.textContent!) : new ServedFeed();
-    new Page(feed, await feed.overview());
+    await action();
   } catch (error) {
-    trouble(`This recording cannot be shown: ${(error as Error).message}`);
+    trouble((error as Error).message);
   }
 }
 
 addEventListener("error", (event) => trouble(`The page itself failed: ${event.message}`));
 addEventListener("unhandledrejection", (event) => trouble(`The page itself failed: ${event.reason}`));
-void begin();
+void attempt(async () => {
+  const held = document.getElementById("recording");
+  const feed: Feed = held ? new EmbeddedFeed(held.textContent!) : new ServedFeed();
+  new Page(feed, await feed.overview());
+});

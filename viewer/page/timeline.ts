@@ -2,25 +2,22 @@
 // The time line: which window is looked at, how it is moved, and its picture.
 import { type Feed, type Layer, type Overview, type Track, grain } from "./feed";
 import { Axis, count, plural, visible } from "./format";
-import { Brush, type Row, SIGNS, CLASSES, paintRow, rowHeight, shown, totalText } from "./rows";
+import { Brush, CLASS_COLORS, type Row, SIGNS, columns, paintRow, rowHeight, totalText } from "./rows";
 import { describe, describeMarks } from "./tips";
 
 export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
 const RULER = 44;
-const LEAST_MARKS = 74;  // pixels between labels of the ruler
 const RETRY = 2000;  // ms
-const COLORS = ["back", "face", "line", "ink", "faint", "grid", "data", "second", "band", "padding", "target", "damage", "host", "gap", "edge",
-  "cursor", "hatch", "lightness"];
+const GO_TO = 4096;  // bytes of the capture that are looked at when one place is gone to
+const COLORS = ["back", "ink", "faint", "line", "grid", "data", "second", "band", "padding", "cursor", "hatch", "lightness", ...CLASS_COLORS];
 
-/** A canvas as sharp as the screen. */
+/** A canvas as sharp as the screen, empty. */
 function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRenderingContext2D {
   const scale = window.devicePixelRatio || 1;
   const [wide, high] = [Math.round(width * scale), Math.round(height * scale)];
   if (canvas.width !== wide || canvas.height !== high) {
-    canvas.width = wide;
-    canvas.height = high;
-    canvas.style.width = `${width}px`;
-    canvas.style.height = `${height}px`;
+    [canvas.width, canvas.height] = [wide, high];
+    [canvas.style.width, canvas.style.height] = [`${width}px`, `${height}px`];
   }
   const ctx = canvas.getContext("2d")!;
   ctx.setTransform(scale, 0, 0, scale, 0, 0);
@@ -31,19 +28,16 @@ function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRe
 }
 
 export class Timeline {
-  axis: Axis;
+  axis!: Axis;
   from: number;
   to: number;
   cursors: (number | null)[] = [null, null];
   focused: number | null = null;  // the loss that was gone to last
   layers: Layer[] = [];
-  /** Told after the view or its answer has changed. */
-  onChange: () => void = () => {};
+  onChange: () => void = () => {};  // the view or its answer
   onTrouble: (message: string | null) => void = () => {};
-  /** A row's name was pressed. */
-  onRow: (track: Track) => void = () => {};
-  /** A place was clicked. */
-  onPlace: (place: number) => void = () => {};
+  onRow: (track: Track) => void = () => {};  // a row's name was pressed
+  onPlace: (place: number) => void = () => {};  // a place was clicked
 
   private rows: Row[] = [];
   private readonly names = new Map<number, string>();
@@ -54,29 +48,24 @@ export class Timeline {
   private readonly tip = byId("tip");
   private colors: Record<string, string> = {};
   private pointer: { x: number; y: number; ruler: boolean } | null = null;  // within its canvas
-  private drag: { x: number; from: number; cursor: number | null; moved: boolean } | null = null;
+  private drag: { x: number; from: number; cursor: number; moved: boolean } | null = null;
   private painting = false;
   private asking = false;
   private askedAgain = false;
 
   constructor(private readonly feed: Feed, public overview: Overview) {
-    this.axis = new Axis(overview.axis.kind, overview.axis.unit, overview.axis.begin, overview.axis.end);
+    this.take(overview);
     this.from = this.axis.begin;
     this.to = this.axis.begin + this.axis.length;
     this.readColors();
-    this.buildRows();
     this.listen(this.plot, false);
     this.listen(this.ruler, true);
-    this.scroller.addEventListener("scroll", () => { this.hideTip(); this.repaint(); });
-    new ResizeObserver(() => { this.repaint(); this.ask(); }).observe(this.scroller);
+    this.scroller.addEventListener("scroll", () => { this.tip.hidden = true; this.repaint(); });
+    new ResizeObserver(() => { this.layOut(); this.ask(); }).observe(this.scroller);
   }
 
   get width(): number {
-    return Math.max(Math.floor(this.ruler.parentElement!.clientWidth - this.plotLeft()), 50);
-  }
-
-  private plotLeft(): number {
-    return parseFloat(getComputedStyle(this.plot).marginLeft);
+    return Math.max(Math.floor(this.scroller.clientWidth - parseFloat(getComputedStyle(this.plot).marginLeft)), 50);
   }
 
   get whole(): boolean {
@@ -85,6 +74,11 @@ export class Timeline {
 
   get middle(): number {
     return (this.from + this.to) / 2;
+  }
+
+  /** The place under the pointer; null when it is elsewhere. */
+  private get pointed(): number | null {
+    return this.pointer && this.from + this.pointer.x / this.width * (this.to - this.from);
   }
 
   readColors(): void {
@@ -96,36 +90,34 @@ export class Timeline {
   /** The recording has grown, or is known better. */
   update(overview: Overview): void {
     const wasWhole = this.whole;
-    this.overview = overview;
-    this.axis = new Axis(overview.axis.kind, overview.axis.unit, overview.axis.begin, overview.axis.end);
-    this.buildRows();
-    if (wasWhole) this.look(this.axis.begin, this.axis.begin + this.axis.length);
+    this.take(overview);
+    if (wasWhole) this.lookWhole();
     else this.ask();
   }
 
-  private buildRows(): void {
-    const { tracks } = this.overview;
-    const names = tracks.map(({ id }) => id).join("\n");
-    if (names !== this.rows.map(({ track }) => track.id).join("\n")) {
+  private take(overview: Overview): void {
+    const { axis, tracks } = this.overview = overview;
+    this.axis = new Axis(axis.kind, axis.unit, axis.begin, axis.end);
+    byId("axis").textContent = this.axis.name;
+    if (tracks.map(({ id }) => id).join("\n") !== this.rows.map(({ track }) => track.id).join("\n")) {
       for (const row of this.rows) row.label.remove();
-      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: this.makeLabel(track), low: 0, high: 0 }));
+      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: this.makeLabel(track.id), low: 0, high: 0 }));
     }
     tracks.forEach((track, i) => {
-      const row = this.rows[i]!;
-      row.track = track;
+      const { label } = this.rows[i]!;
+      this.rows[i]!.track = track;
       if (track.kind === "exception") this.names.set(track.number!, track.label);
-      const [name, total] = [row.label.firstElementChild!, row.label.lastElementChild!];
-      name.textContent = visible(track.label);
-      total.textContent = totalText(track);
-      row.label.title = `${visible(track.label)}, ${totalText(track)}`;
+      label.firstElementChild!.textContent = visible(track.label);
+      label.lastElementChild!.textContent = totalText(track);
+      label.title = `${visible(track.label)}, ${totalText(track)}`;
     });
     this.layOut();
   }
 
-  private makeLabel(track: Track): HTMLButtonElement {
+  private makeLabel(id: string): HTMLButtonElement {
     const label = document.createElement("button");
     label.className = "row";
-    label.dataset["track"] = track.id;
+    label.dataset["track"] = id;
     label.append(document.createElement("b"), document.createElement("small"));
     label.addEventListener("click", () => this.onRow(this.rows.find((row) => row.label === label)!.track));
     byId("rows").append(label);
@@ -133,15 +125,18 @@ export class Timeline {
   }
 
   private layOut(): void {
+    const heights = (stretch: number) => this.rows.map(({ track }) => rowHeight(track, this.deepest, stretch));
+    const sum = (numbers: number[]) => numbers.reduce((all, number) => all + number, 0);
+    const [plain, double] = [sum(heights(1)), sum(heights(2))];
+    const stretch = double > plain ? Math.min(Math.max(1 + (this.scroller.clientHeight - plain) / (double - plain), 1), 2.5) : 1;
     let top = 0;
-    for (const row of this.rows) {
-      row.top = top;
-      row.height = rowHeight(row.track, this.deepest);
-      row.label.style.top = `${top}px`;
-      row.label.style.height = `${row.height}px`;
-      row.label.lastElementChild!.toggleAttribute("hidden", row.height < 30);
-      top += row.height;
-    }
+    heights(stretch).forEach((height, i) => {
+      const row = this.rows[i]!;
+      [row.top, row.height] = [top, height];
+      [row.label.style.top, row.label.style.height] = [`${top}px`, `${height}px`];
+      row.label.lastElementChild!.toggleAttribute("hidden", height < 34);
+      top += height;
+    });
     byId("rows").style.height = `${top}px`;
     this.repaint();
   }
@@ -156,26 +151,28 @@ export class Timeline {
     this.ask();
   }
 
-  zoom(factor: number, around = this.pointed() ?? this.middle): void {
+  zoom(factor: number, around = this.pointed ?? this.middle): void {
     const length = Math.min(Math.max((this.to - this.from) * factor, this.axis.least), this.axis.length);
     const from = around - (around - this.from) * length / (this.to - this.from);
     this.look(from, from + length);
   }
 
   pan(share: number): void {
-    const by = (this.to - this.from) * share;
-    this.look(this.from + by, this.to + by);
+    this.look(this.from + (this.to - this.from) * share, this.to + (this.to - this.from) * share);
   }
 
   lookWhole(): void {
     this.look(this.axis.begin, this.axis.begin + this.axis.length);
   }
 
-  /** Looks at `place`, not more closely than now; out of the whole so closely that single events are seen. */
-  goTo(place: number, length = 0): void {
-    const { bytes } = this.overview;
-    const close = this.axis.length * Math.min(1, 4096 / Math.max(bytes, 1));
-    const span = this.to - this.from > this.axis.length / 4 ? Math.max(close, length * 3) : this.to - this.from;
+  lookAtEnd(length = this.to - this.from): void {
+    this.look(this.axis.end - length, this.axis.end);
+  }
+
+  /** Looks at `place`, as closely as now; out of a wide view so closely that single events are seen. */
+  goTo(place: number): void {
+    const close = this.axis.length * Math.min(1, GO_TO / Math.max(this.overview.bytes, 1));
+    const span = this.to - this.from > this.axis.length / 4 ? close : this.to - this.from;
     this.look(place - span / 2, place + span / 2);
   }
 
@@ -184,7 +181,7 @@ export class Timeline {
   }
 
   setCursor(which: number): void {
-    this.cursors[which] = this.pointed() ?? this.middle;
+    this.cursors[which] = this.pointed ?? this.middle;
     this.changed();
   }
 
@@ -198,11 +195,6 @@ export class Timeline {
     this.onChange();
   }
 
-  /** The place under the pointer; null when it is elsewhere. */
-  private pointed(): number | null {
-    return this.pointer && this.from + this.pointer.x / this.width * (this.to - this.from);
-  }
-
   /** Asks for what is looked at, one question at a time. */
   ask(): void {
     this.askedAgain = true;
@@ -211,115 +203,97 @@ export class Timeline {
 
   private async askNow(): Promise<void> {
     this.asking = true;
-    while (this.askedAgain) {
-      this.askedAgain = false;
-      try {
-        this.layers = await this.feed.layers(this.from, this.to, Math.min(Math.round(this.width), 4096));
-        this.see();
+    try {
+      while (this.askedAgain) {
+        this.askedAgain = false;
+        this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096));
+        const depths = this.layers.flatMap((layer) => [...layer.tracks.get("nesting")?.["depth"] ?? []]);
+        this.deepest = depths.reduce((most, depth) => Math.max(most, depth), this.deepest);
+        this.layOut();
         this.onTrouble(null);
-      } catch (error) {
-        this.onTrouble((error as Error).message);
-        setTimeout(() => this.ask(), RETRY);
-        break;
+        this.changed();
       }
-      this.changed();
+    } catch (error) {
+      this.onTrouble((error as Error).message);
+      setTimeout(() => this.ask(), RETRY);
     }
     this.asking = false;
   }
 
-  /** The nesting row grows with the deepest level that was ever seen. */
-  private see(): void {
-    let deepest = this.deepest;
-    for (const layer of this.layers)
-      for (const depth of layer.tracks.get("nesting")?.["depth"] ?? []) deepest = Math.max(deepest, depth);
-    if (deepest === this.deepest) return;
-    this.deepest = deepest;
-    this.layOut();
-  }
-
   repaint(): void {
-    if (this.painting) return;
+    if (!this.painting) requestAnimationFrame(() => { this.painting = false; this.paint(); });
     this.painting = true;
-    requestAnimationFrame(() => { this.painting = false; this.paint(); });
   }
 
   private brush(ctx: CanvasRenderingContext2D): Brush {
-    const brush = new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview);
-    brush.names = this.names;
-    return brush;
+    return new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview, this.names);
   }
 
   private paint(): void {
     const height = this.scroller.clientHeight;
-    const ctx = fit(this.plot, this.width, height);
-    const brush = this.brush(ctx);
     const top = this.scroller.scrollTop;
-    ctx.save();
-    ctx.translate(0, -top);
+    const brush = this.brush(fit(this.plot, this.width, height));
+    brush.ctx.translate(0, -top);
     for (const row of this.rows) {
       if (row.top + row.height < top || row.top > top + height) continue;
-      brush.rectangle(0, row.top + row.height - 1, brush.width, 1, brush.color("grid"));
       paintRow(brush, row, this.layers);
+      brush.rectangle(0, row.top + row.height - 1, brush.width, 1, brush.color("grid"));
     }
-    ctx.restore();
-    this.paintMarks(brush, height, false);
-    this.paintCursors(brush, height, false);
-    const rulerBrush = this.brush(fit(this.ruler, this.width, RULER));
-    this.paintRuler(rulerBrush);
-    this.paintMarks(rulerBrush, RULER, true);
-    this.paintCursors(rulerBrush, RULER, true);
+    brush.ctx.translate(0, top);
+    const ruler = this.brush(fit(this.ruler, this.width, RULER));
+    this.paintRuler(ruler);
+    for (const [pen, tall] of [[brush, height], [ruler, RULER]] as [Brush, number][]) {
+      this.paintMarks(pen, tall, pen === ruler);
+      this.paintCursors(pen, tall, pen === ruler);
+    }
     byId("summary").textContent = this.summary(brush);
-    byId("axis").textContent = this.axis.name;
     this.placeTip();
   }
 
   private paintRuler(brush: Brush): void {
-    const step = this.axis.step(brush.perPixel * LEAST_MARKS * (this.axis.unit === "ns" ? 1 : 1.3));
-    const digits = this.axis.at(this.to, step).length * 6 + 14;
-    const stride = Math.max(1, Math.ceil(digits * brush.perPixel / step));
-    for (let k = Math.ceil(this.from / step); k * step <= this.to; k++) {
-      const x = Math.round(brush.x(k * step));
-      brush.rectangle(x, k % stride === 0 ? 18 : 23, x + 1, k % stride === 0 ? 10 : 5, brush.color("faint"));
-      if (k % stride === 0) brush.text(this.axis.at(k * step, step), Math.min(x + 3, brush.width - digits + 10), 10);
+    const wide = brush.ctx.measureText(this.axis.at(this.to, brush.perPixel * 100)).width + 12;
+    const step = this.axis.step(brush.perPixel * wide);
+    const parts = /^2/.test(String(step)) ? 4 : 5;
+    for (let k = Math.ceil(this.from / step * parts); k * step / parts <= this.to; k++) {
+      const x = Math.round(brush.x(k * step / parts));
+      brush.rectangle(x, k % parts === 0 ? 18 : 23, x + 1, k % parts === 0 ? 10 : 5, brush.color("faint"));
+      if (k % parts === 0 && x + wide < brush.width + 12) brush.text(this.axis.at(k * step / parts, step), x + 3, 10);
     }
-    const middle = brush.width / 2;
-    brush.rectangle(middle - 3, 0, middle + 3, 2, brush.color("faint"));
+    brush.rectangle(brush.width / 2 - 3, 0, brush.width / 2 + 3, 2, brush.color("faint"));
   }
 
   /** What was lost: signs in the ruler, lines and stretches across the rows. */
   private paintMarks(brush: Brush, height: number, ruler: boolean): void {
-    const drawn = new Map<number, number>();
-    for (const layer of this.layers) {
-      if (layer === this.layers[0] && this.layers.length > 1 && this.layers.some((other) => other !== layer && other.from <= this.from && other.to >= this.to)) continue;
-      const { time, end, hint, class: kinds } = layer.marks;
-      if (!time) continue;
-      for (let i = 0; i < time.length; i++) {
+    const { ctx } = brush;
+    const drawn: number[] = [];
+    const best = this.layers[this.layers.length - 1];
+    for (const { marks } of best && best.from <= this.from && best.to >= this.to ? [best] : this.layers) {
+      const { time, end, hint, class: kinds } = marks;
+      for (let i = 0; i < (time?.length ?? 0); i++) {
         const kind = kinds![i]!;
-        const x = brush.x(time[i]!);
-        const x1 = Math.max(brush.x(end![i]!), x + 1);
-        if (x1 < -6 || x > brush.width + 6) continue;
-        const color = brush.color(["target", "damage", "host", "gap", "edge"][kind] ?? "edge");
-        brush.ctx.globalAlpha = ruler ? 1 : hint![i] ? 0.25 : 0.5;
+        const [x0, x1] = [brush.x(time![i]!), brush.x(end![i]!)];
+        if (Math.max(x0, x1) < -6 || x0 > brush.width + 6) continue;
+        const color = brush.color(CLASS_COLORS[kind] ?? "edge");
+        const x = Math.round(Math.min(Math.max(x0, 0), brush.width - 1));
         if (!ruler) {
-          brush.rectangle(Math.round(x), 0, Math.round(x) + 1, height, color);
-          if (x1 - x > 2) brush.rectangle(x, 0, x1, height, brush.hatch);
-        } else if (x - (drawn.get(kind) ?? -9) >= 7) {
-          drawn.set(kind, x);
-          if (!hint![i]) brush.text(SIGNS[kind] ?? "?", x - 5, 36, color);
-          else {
-            brush.ctx.strokeStyle = color;
-            brush.ctx.lineWidth = 1;
-            brush.ctx.strokeText(SIGNS[kind] ?? "?", x - 5, 36);
-          }
+          ctx.globalAlpha = hint![i] ? 0.25 : 0.5;
+          brush.rectangle(x, 0, x + 1, height, color);
+          if (x1 - x0 > 2) brush.rectangle(x0, 0, x1, height, brush.hatch);
+          ctx.globalAlpha = 1;
+        } else if (x - (drawn[kind] ?? -9) >= 7) {
+          drawn[kind] = x;
+          ctx.fillStyle = ctx.strokeStyle = color;
+          ctx.lineWidth = 1;
+          const left = Math.min(Math.max(x - 5, 0), brush.width - 11);
+          if (hint![i]) ctx.strokeText(SIGNS[kind] ?? "?", left, 36);
+          else ctx.fillText(SIGNS[kind] ?? "?", left, 36);
         }
-        brush.ctx.globalAlpha = 1;
       }
     }
-    if (this.focused === null) return;
-    const x = Math.round(brush.x(this.focused));
-    brush.ctx.strokeStyle = brush.color("target");
-    brush.ctx.lineWidth = 1.5;
-    if (ruler) brush.ctx.strokeRect(x - 8, 28, 16, 15);
+    if (this.focused === null || !ruler) return;
+    ctx.strokeStyle = brush.color("target");
+    ctx.lineWidth = 1.5;
+    ctx.strokeRect(Math.round(brush.x(this.focused)) - 8, 28, 16, 15);
   }
 
   private paintCursors(brush: Brush, height: number, ruler: boolean): void {
@@ -335,62 +309,58 @@ export class Timeline {
 
   /** How exact the picture is, in words. */
   private summary(brush: Brush): string {
-    const span = `${this.axis.span(this.to - this.from)} shown, 1 px = ${this.axis.span(brush.perPixel)}`;
+    const span = `${this.axis.span(this.to - this.from)} in view, 1 px = ${this.axis.span(brush.perPixel)}`;
     const best = this.layers[this.layers.length - 1];
     if (!best) return span;
-    const worst = this.layers.length === 1 || (best.from <= this.from && best.to >= this.to) ? best : this.layers[0]!;
+    const worst = best.from <= this.from && best.to >= this.to ? best : this.layers[0]!;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
-    const values = this.rows.filter(({ track }) => track.kind === "value").reduce((sum, row) => sum + shown(brush, row, worst), 0);
-    const columns = grain(worst) > brush.perPixel * 1.01 ? `no finer picture in this file: 1 column = ${this.axis.span(grain(worst))}` : "summary";
-    const part = worst !== best && best.exact ? ", exact in parts" : "";
-    return `${span} \u00b7 ${columns}${part}${values > 0 ? `, min/max of ${plural(values, "value")}` : ""}`;
+    let values = 0;
+    for (const { track } of this.rows) {
+      const arrays = worst.tracks.get(track.id);
+      if (track.kind === "value" && arrays) columns(brush, worst, arrays, (i) => { values += arrays["count"]![i]!; });
+    }
+    const coarse = grain(worst) > brush.perPixel * 1.01;
+    return `${span} \u00b7 ${coarse ? `no finer picture here: 1 column = ${this.axis.span(grain(worst))}` : "summary"}` +
+      (values > 0 ? `, min/max of ${plural(values, "value")}` : "") + (worst !== best && best.exact ? ", exact in parts" : "");
   }
 
   private listen(canvas: HTMLCanvasElement, ruler: boolean): void {
+    const point = (event: MouseEvent) => {
+      this.pointer = { x: event.offsetX, y: event.offsetY, ruler };
+      this.placeTip();
+    };
     canvas.addEventListener("wheel", (event) => {
       event.preventDefault();
-      this.point(event, ruler);
+      point(event);
       const unit = event.deltaMode === 1 ? 30 : 1;
-      if (event.shiftKey || Math.abs(event.deltaX) > Math.abs(event.deltaY)) return this.pan((event.deltaX || event.deltaY) * unit / this.width);
-      this.zoom(1.0022 ** Math.max(-400, Math.min(400, event.deltaY * unit)));
+      const aside = event.deltaX || (event.shiftKey ? event.deltaY : 0);
+      if (Math.abs(aside) > Math.abs(event.deltaY) || event.shiftKey) this.pan(aside * unit / this.width);
+      else this.zoom(1.0022 ** Math.max(-400, Math.min(400, event.deltaY * unit)));
     }, { passive: false });
     canvas.addEventListener("pointerdown", (event) => {
       if (event.button !== 0) return;
-      this.point(event, ruler);
+      point(event);
       canvas.setPointerCapture(event.pointerId);
-      this.drag = { x: event.offsetX, from: this.from, cursor: ruler ? this.cursorAt(event.offsetX) : null, moved: false };
+      const flag = (place: number | null) => place !== null && Math.abs((place - this.pointed!) / (this.to - this.from) * this.width + 6) < 12;
+      this.drag = { x: event.offsetX, from: this.from, cursor: ruler ? this.cursors.findIndex(flag) : -1, moved: false };
     });
-    canvas.addEventListener("pointermove", (event) => { this.point(event, ruler); this.dragTo(event.offsetX); });
+    canvas.addEventListener("pointermove", (event) => { point(event); this.dragTo(event.offsetX); });
     canvas.addEventListener("pointerup", () => {
-      const place = this.pointed();
-      if (this.drag && !this.drag.moved && place !== null) this.onPlace(place);
+      if (this.drag && !this.drag.moved) this.onPlace(this.pointed!);
       this.drag = null;
     });
     canvas.addEventListener("pointercancel", () => { this.drag = null; });
-    canvas.addEventListener("pointerleave", () => { this.pointer = null; this.hideTip(); });
+    canvas.addEventListener("pointerleave", () => { this.pointer = null; this.tip.hidden = true; });
     canvas.addEventListener("dblclick", () => this.lookWhole());
-  }
-
-  private cursorAt(x: number): number | null {
-    const found = this.cursors.findIndex((place) => place !== null && Math.abs((place - this.from) / (this.to - this.from) * this.width - x + 5) < 12);
-    return found < 0 ? null : found;
   }
 
   private dragTo(x: number): void {
     if (!this.drag) return;
-    if (Math.abs(x - this.drag.x) > 3) this.drag.moved = true;
+    this.drag.moved ||= Math.abs(x - this.drag.x) > 3;
     if (!this.drag.moved) return;
-    if (this.drag.cursor !== null) {
-      this.cursors[this.drag.cursor] = this.pointed();
-      return this.changed();
-    }
+    if (this.drag.cursor >= 0) return this.setCursor(this.drag.cursor);
     const from = this.drag.from - (x - this.drag.x) / this.width * (this.to - this.from);
     this.look(from, from + this.to - this.from);
-  }
-
-  private point(event: MouseEvent, ruler: boolean): void {
-    this.pointer = { x: event.offsetX, y: event.offsetY, ruler };
-    this.placeTip();
   }
 
   hideTip(): void {
@@ -398,22 +368,20 @@ export class Timeline {
   }
 
   private placeTip(): void {
-    if (!this.pointer || this.drag?.moved || this.layers.length === 0) return this.hideTip();
+    if (!this.pointer) return;
+    if (this.drag?.moved) return this.hideTip();
     const { x, y, ruler } = this.pointer;
-    const row = ruler ? undefined : this.rows.find(({ top, height }) => y + this.scroller.scrollTop >= top && y + this.scroller.scrollTop < top + height);
+    const at = y + this.scroller.scrollTop;
+    const row = ruler ? undefined : this.rows.find(({ top, height }) => at >= top && at < top + height);
     const box = (ruler ? this.ruler : this.plot).getBoundingClientRect();
-    this.showTip(this.words(row ?? null, this.pointed()!), box.left + x, box.top + y);
+    this.showTip(row, this.pointed!, box.left + x, box.top + y);
   }
 
-  private words(row: Row | null, place: number): string {
+  private showTip(row: Row | undefined, place: number, x: number, y: number): void {
     const brush = this.brush(this.plot.getContext("2d")!);
     const marks = describeMarks(brush, this.layers, place);
     const about = row ? describe(brush, row.track, this.layers, place) : this.axis.at(place, brush.perPixel);
-    return about + (marks ? "\n" + marks : "");
-  }
-
-  private showTip(text: string, x: number, y: number): void {
-    this.tip.textContent = text;
+    this.tip.textContent = about + (marks ? "\n" + marks : "");
     this.tip.hidden = false;
     const { width, height } = this.tip.getBoundingClientRect();
     this.tip.style.left = `${Math.max(4, x + 16 + width > innerWidth ? x - width - 12 : x + 16)}px`;
@@ -423,16 +391,10 @@ export class Timeline {
   /** The tip of the row whose name has the focus, in the middle. */
   explain(): void {
     const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0];
-    if (!row || this.layers.length === 0) return;
+    if (!row) return;
     row.label.scrollIntoView({ block: "nearest" });
     const box = this.plot.getBoundingClientRect();
-    const y = box.top + row.top - this.scroller.scrollTop + row.height / 2;
-    this.showTip(this.words(row, this.middle), box.left + this.width / 2, y);
-    byId("state").textContent = count(row.track.total) + " in all";
-  }
-
-  /** The next or previous loss among the marks in view; the lists know the others. */
-  static sign(kind: string): string {
-    return SIGNS[CLASSES.indexOf(kind)] ?? "?";
+    this.showTip(row, this.middle, box.left + this.width / 2, box.top + row.top - this.scroller.scrollTop + row.height / 2);
+    byId("state").textContent = `${count(row.track.total)} in all`;
   }
 }
