@@ -4,8 +4,6 @@
 #include <cstring>
 #include <vector>
 
-#include "trace/capture_decoder.h"
-#include "trace/packet_timer.h"
 #include "trace/period_gaps.h"
 
 namespace Korr::Plim::Trace::Swo {
@@ -100,6 +98,7 @@ class CaptureAnalysis::Work {
 
     /// From the decoder.
     [[gnu::always_inline]] void OnPacket(const Packet& packet) {
+        ++decoded;
         if (options.text != nullptr && packet.kind == PacketKind::Stimulus &&
             options.textPorts[packet.source]) {
             const TextBytes text = TextOf(packet);
@@ -117,6 +116,9 @@ class CaptureAnalysis::Work {
         if (options.packets != nullptr) options.packets->OnPacket(packet, time);
     }
 
+    void OnState(const CaptureState& state) {
+        if (options.states != nullptr) options.states->OnState({state, timer.State(), decoded});
+    }
     void OnFrameStep(const FrameStep& step) { ledger.OnFrameStep(step.from, step.to, step.phase); }
 
     void Feed(std::span<const uint8_t> bytes) {
@@ -158,6 +160,11 @@ class CaptureAnalysis::Work {
         decoder.Decide();
         ShowEntries(false);
     }
+    void Idle() {
+        Decide();
+        if (!timer.Timed()) timer.Flush();
+    }
+    void WantState() { decoder.WantState(); }
     const CaptureDecoder<Work>& Decoder() const { return decoder; }
 
     AnalysisOptions options;
@@ -200,7 +207,8 @@ class CaptureAnalysis::Work {
     PeriodGaps periods;
     PacketTimer<Work> timer;
     CaptureDecoder<Work> decoder;
-    size_t shown = 0;  ///< ledger entries that have their bytes
+    uint64_t decoded = 0;  ///< packets
+    size_t shown = 0;      ///< ledger entries that have their bytes
     bool timed = false;
 };
 
@@ -209,6 +217,14 @@ CaptureAnalysis::~CaptureAnalysis() = default;
 
 void CaptureAnalysis::Feed(std::span<const uint8_t> bytes) { work->Feed(bytes); }
 void CaptureAnalysis::Decide() { work->Decide(); }
+void CaptureAnalysis::Idle() { work->Idle(); }
+void CaptureAnalysis::WantState() { work->WantState(); }
+bool CaptureAnalysis::FramingIsKnown() const { return work->Decoder().Decided(); }
+const KnownPackets& CaptureAnalysis::Known() const { return work->Decoder().Known(); }
+uint64_t CaptureAnalysis::FramesUpTo() const {
+    const TpiuDeframer* const deframer = work->Decoder().Deframer();
+    return deframer == nullptr ? 0 : deframer->Offset();
+}
 const Framing& CaptureAnalysis::FramingFound() const { return work->Decoder().Found(); }
 const std::array<uint64_t, kStreams>* CaptureAnalysis::BytesOfStreams() const {
     const TpiuDeframer* const deframer = work->Decoder().Deframer();

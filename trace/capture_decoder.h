@@ -43,7 +43,8 @@ struct CaptureState {
 /// capture is cut into blocks, the packets are the same. Memory is allocated at the beginning alone, some 600
 /// KiB of it until the framing is known.
 ///
-/// Sink has OnPacket(const Packet&) and OnFrameStep(const FrameStep&).
+/// Sink has OnPacket(const Packet&) and OnFrameStep(const FrameStep&). It may have OnState(const
+/// CaptureState&), which is given what WantState wants when exactly the packets before it have been given.
 template <class Sink>
 class CaptureDecoder {
   public:
@@ -53,6 +54,9 @@ class CaptureDecoder {
     /// and has learnt `later` since. To be fed from state.offset on.
     CaptureDecoder(Sink& target, const CaptureOptions& options, const Framing& framing,
                    const CaptureState& state, const KnownPackets& later);
+    /// Begins a capture whose framing was found before. To be fed from its first frame on.
+    CaptureDecoder(Sink& target, const CaptureOptions& options, const Framing& framing)
+        : sink(target), finder(framing), mapped{target, nullptr, 0}, decoder(mapped, options.itm) {}
     CaptureDecoder(const CaptureDecoder&) = delete;
     CaptureDecoder& operator=(const CaptureDecoder&) = delete;
 
@@ -120,6 +124,9 @@ class CaptureDecoder {
     bool IsFine(const StreamProgress& last, const StreamProgress& now);
     void KeepState();
     void KeepStateOfFrames();
+    void TellState() {
+        if constexpr (requires(const CaptureState& state) { sink.OnState(state); }) sink.OnState(*kept);
+    }
     void FinishFrames();
 
     Sink& sink;
@@ -231,6 +238,7 @@ void CaptureDecoder<Sink>::KeepState() {
     kept.emplace();
     kept->itm = decoder.State();
     kept->offset = kept->itm.offset;
+    TellState();
 }
 
 /// Where all bytes of the stream stand in whole packets.
@@ -242,6 +250,7 @@ void CaptureDecoder<Sink>::KeepStateOfFrames() {
     wanted = false;
     kept = CaptureState{follower->frames.offset, decoder.State(),        *follower,
                         frames->map.LastPlace(), frames->lastCheckpoint, frames->lastLongRun};
+    TellState();
 }
 
 template <class Sink>

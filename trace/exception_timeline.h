@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "trace/packets.h"
@@ -29,6 +30,10 @@ class ExceptionTimeline {
         uint16_t number;  ///< of the exception; 0 for Unknown
         uint16_t depth;   ///< how many run below it
     };
+
+    ExceptionTimeline() = default;
+    /// Goes on where these run. \param all whether they are the whole stack
+    ExceptionTimeline(std::vector<uint16_t> stack, bool all) : running(std::move(stack)), known(all) {}
 
     /// What an exception packet, an overflow or damage changes, in this order; nothing for other packets. The
     /// result is valid until the next call. The stack holds an exception once, so it is never deeper than

@@ -27,6 +27,9 @@ struct Framing {
     PhaseScore first;     ///< of the very first bytes taken for frames; `phase` is where the first one begins
     Validity raw;         ///< of the first bytes taken for an ITM stream
     Alignment alignment;  ///< of the first bytes taken for frames; not looked at as long as there was no need
+
+    /// Offset of the first byte that is decoded.
+    uint64_t FirstFrame() const { return framed ? first.phase : 0; }
 };
 
 /// Collects the first bytes of a capture until they show how it is framed. Allocates its memory at once.

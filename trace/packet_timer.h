@@ -1,11 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
 #include "trace/trace_clock.h"
 
 namespace Korr::Plim::Trace::Swo {
+
+/// From where on packets are timed in the same way again, those apart that were held back then.
+struct TimerState {
+    TraceClock clock;
+    bool timed = false;     ///< there was a local timestamp
+    uint32_t anchored = 0;  ///< packets since the last anchor, at most 2^32 - 1
+};
 
 /// Stands between a decoder and a sink that wants to know when packets happened and which of them are
 /// suspect. Both show only later: packets are held back until a timestamp comes, in its absence at most
@@ -22,6 +30,9 @@ class PacketTimer {
     static constexpr size_t kMostSuspect = 64;
 
     explicit PacketTimer(Sink& target, const TraceClock& start = TraceClock{}) : sink(target), clock(start) {}
+    /// Goes on from an earlier state. Of the packets that come, times and suspects are the same again.
+    PacketTimer(Sink& target, const TimerState& state)
+        : sink(target), clock(state.clock), timed(state.timed), anchored(state.anchored) {}
 
     /// Inlined into the decoder: a packet goes from there to where it is held without being copied.
     [[gnu::always_inline]] void OnPacket(const Packet& packet) {
@@ -39,6 +50,10 @@ class PacketTimer {
     void Flush() { Release(count, clock.Open()); }
 
     const TraceClock& Clock() const { return clock; }
+    bool Timed() const { return timed; }  ///< there was a local timestamp
+    TimerState State() const {
+        return {clock, timed, static_cast<uint32_t>(std::min<size_t>(anchored, UINT32_MAX))};
+    }
 
   private:
     /// Field by field, as they were just made: read back as a whole they would have to wait for the memory.

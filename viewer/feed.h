@@ -19,6 +19,7 @@ struct WindowQuestion {
     double to = 0;                    ///< behind `from`
     uint32_t pixels = 1;              ///< 1 to kMostPixels
     std::vector<std::string> tracks;  ///< ids; empty: all
+    bool columns = false;             ///< columns even where every event could be told
 };
 inline constexpr uint32_t kMostPixels = 4096;
 inline constexpr uint32_t kMostRows = 1000;

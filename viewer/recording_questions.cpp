@@ -1,0 +1,168 @@
+#include "viewer/recording_questions.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "trace/window_events.h"
+#include "trace/window_fold.h"
+#include "trace/window_marks.h"
+#include "viewer/json_text.h"
+#include "viewer/window_encoding.h"
+
+namespace Korr::Plim::Trace::Viewer {
+
+namespace {
+
+constexpr uint64_t kMostExact = 100000;  // packets of a window whose every event is told
+
+void CheckStretch(double from, double to) {
+    if (!std::isfinite(from) || !std::isfinite(to) || !std::isfinite(to - from)) {
+        throw BadQuestion("from and to must be numbers");
+    }
+    if (from >= to) throw BadQuestion("to must be behind from");
+}
+
+std::bitset<Swo::kTracks> RowsOf(const std::vector<std::string>& ids) {
+    std::bitset<Swo::kTracks> rows;
+    if (ids.empty()) return rows.set();
+    for (const std::string& id : ids) {
+        const auto track = TrackOf(id);
+        if (!track) throw BadQuestion("there is no such track");
+        rows.set(RowOf(*track));
+    }
+    return rows;
+}
+
+template <class Sink>
+Swo::WindowAnswer Answer(const Swo::WindowFrame& frame, const Swo::ReplayPlan& plan,
+                         const Swo::CaptureBytes& bytes, uint64_t end) {
+    Sink sink(frame, plan.from ? plan.from->exceptions : Swo::ExceptionStack{},
+              plan.from ? plan.from->standing.Position(frame.timed) : 0);
+    Swo::Replay<Sink> replay(plan, bytes, sink);
+    return sink.Finish(end);
+}
+
+std::string AddressText(uint32_t address) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%08x", address);
+    return text.data();
+}
+
+/// Samples of the PC by address, in a window.
+struct Samples {
+    bool OnPacket(const Swo::Packet& packet, const Swo::PacketTime&, const Swo::Standing& standing) {
+        const uint64_t position = standing.Position(timed);
+        if (position >= last) return false;
+        if (position < first || (packet.flags & Swo::kSuspect) != 0) return true;
+        if (packet.kind == Swo::PacketKind::PcSample) ++byAddress[packet.value];
+        if (packet.kind == Swo::PacketKind::PcSleep) ++sleeping;
+        if (packet.kind == Swo::PacketKind::PcProhibited) ++prohibited;
+        return true;
+    }
+    bool timed;
+    uint64_t first;
+    uint64_t last;
+    std::map<uint32_t, uint64_t> byAddress{};
+    uint64_t sleeping = 0;
+    uint64_t prohibited = 0;
+};
+
+struct ProfileRow {
+    std::string name;
+    uint32_t address = 0;
+    uint64_t samples = 0;
+};
+
+std::vector<ProfileRow> RowsOf(const Samples& samples, const Symbols::ElfSymbols* symbols, bool byFunction) {
+    std::map<uint32_t, ProfileRow> rows;
+    for (const auto& [pc, count] : samples.byAddress) {
+        const Symbols::Symbol* const function = symbols == nullptr ? nullptr : symbols->FunctionAt(pc);
+        const uint32_t address = byFunction && function != nullptr ? function->address : pc;
+        ProfileRow& row = rows[address];
+        row.address = address;
+        row.samples += count;
+        row.name = function == nullptr ? AddressText(pc)
+                   : byFunction        ? function->name
+                                       : function->name + "+" + std::to_string(pc - function->address);
+    }
+    std::vector<ProfileRow> sorted;
+    for (auto& [address, row] : rows) sorted.push_back(std::move(row));
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const ProfileRow& a, const ProfileRow& b) { return a.samples > b.samples; });
+    return sorted;
+}
+
+}  // namespace
+
+std::string RecordingQuestions::Window(const WindowQuestion& question, Hold& hold) const {
+    CheckStretch(question.from, question.to);
+    if (question.pixels < 1 || question.pixels > kMostPixels) {
+        throw BadQuestion("pixels must be 1 to " + std::to_string(kMostPixels));
+    }
+    const Swo::TrackTypes types = index.Types();
+    const Swo::WindowFrame frame(axis, timed, question.from, question.to, question.pixels,
+                                 RowsOf(question.tracks), types);
+    std::vector<Swo::NamedArray> marks = MarksOf(index.Analysis().Losses(), frame);
+    const Swo::ReplayPlan plan = index.PlanFrom(0);
+    const bool exact = !question.columns && index.Packets() <= kMostExact;
+    const uint64_t end = index.EndPosition();
+    hold.unlock();
+    Swo::WindowAnswer answer = exact ? Answer<Swo::WindowEvents>(frame, plan, bytes, end)
+                                     : Answer<Swo::WindowFold>(frame, plan, bytes, end);
+    answer.marks = std::move(marks);
+    return EncodeWindow(answer, frame, revision, 16384);
+}
+
+std::string RecordingQuestions::Ledger(uint64_t from, uint32_t count) const {
+    if (count < 1 || count > kMostRows) throw BadQuestion("count must be 1 to " + std::to_string(kMostRows));
+    const Swo::Ledger& ledger = index.Analysis().Losses();
+    const std::vector<Swo::LedgerEntry>& all = ledger.Entries();
+    Json entries = Json::array();
+    for (uint64_t i = from; i < all.size() && i - from < count; ++i) {
+        const Swo::LedgerEntry& entry = all[i];
+        entries.push_back({{"index", i},
+                           {"offset", entry.offset},
+                           {"length", entry.length},
+                           {"time", TimeOf(entry, axis, timed)},
+                           {"quality", Swo::QualityName(entry.timeQuality)},
+                           {"class", Swo::LossClassName(entry.lossClass)},
+                           {"kind", Swo::LossKindName(entry.kind)},
+                           {"hint", entry.hint},
+                           {"count", entry.count},
+                           {"text", settings.describe ? settings.describe(entry)
+                                                      : std::string(Swo::LossKindName(entry.kind))}});
+    }
+    return TextOf({{"revision", revision},
+                   {"total", all.size()},
+                   {"unlisted", ledger.UnlistedPlaces()},
+                   {"entries", std::move(entries)}});
+}
+
+std::string RecordingQuestions::Profile(const ProfileQuestion& question, Hold& hold) const {
+    CheckStretch(question.from, question.to);
+    Samples samples{timed, axis.PositionAt(question.from), axis.PositionAt(question.to)};
+    const Swo::ReplayPlan plan = index.PlanFrom(0);
+    hold.unlock();
+    const Swo::Replay<Samples> replay(plan, bytes, samples);
+    const std::vector<ProfileRow> rows = RowsOf(samples, settings.symbols.get(), question.byFunction);
+    uint64_t all = 0;
+    uint64_t other = 0;
+    Json list = Json::array();
+    for (const ProfileRow& row : rows) {
+        all += row.samples;
+        if (list.size() < kMostRows) {
+            list.push_back({{"name", row.name}, {"address", row.address}, {"samples", row.samples}});
+        } else {
+            other += row.samples;
+        }
+    }
+    return TextOf({{"revision", revision},
+                   {"samples", all},
+                   {"sleeping", samples.sleeping},
+                   {"prohibited", samples.prohibited},
+                   {"other", other},
+                   {"rows", std::move(list)}});
+}
+
+}  // namespace Korr::Plim::Trace::Viewer
