@@ -1,0 +1,23 @@
+# SPDX-License-Identifier: Apache-2.0
+# Target tarnel_http: cpp-httplib. Natively Debian's library (libcpp-httplib-dev), whose header is light; it brings what it
+# was made with, TLS and compression, which nothing here uses. The cross build and the packages for Linux take its one
+# header as it is upstream, without those, from where cmake/fetch-http-header has put it in the machine's cache.
+add_library(tarnel_http INTERFACE)
+if(NOT CMAKE_CROSSCOMPILING AND NOT TARNEL_PACKAGED AND NOT MSVC)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(TARNEL_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib=0.11.4)
+    target_link_libraries(tarnel_http INTERFACE PkgConfig::TARNEL_HTTPLIB)
+    return()
+endif()
+if(MSVC)
+    find_package(httplib CONFIG REQUIRED)  # vcpkg.json
+    target_link_libraries(tarnel_http INTERFACE httplib::httplib)
+    return()
+endif()
+set(fetcher ${CMAKE_CURRENT_LIST_DIR}/fetch-http-header)
+execute_process(COMMAND ${fetcher} --print-root
+    OUTPUT_VARIABLE http_root OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+if(NOT EXISTS ${http_root})
+    message(FATAL_ERROR "There is no cpp-httplib in ${http_root}. Fetch it (once per machine) with ${fetcher}.")
+endif()
+target_include_directories(tarnel_http SYSTEM INTERFACE ${http_root}/include)

@@ -1,0 +1,195 @@
+#include "viewer/server/conversation.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/fakes/memory_channel.h"
+#include "tests/fakes/scripted_feed.h"
+#include "viewer/page_html.h"
+#include "viewer/server/routes.h"
+
+namespace {
+
+using namespace Korr::Plim::Trace::Viewer;
+using fakes::MemoryChannel;
+
+constexpr std::string_view kPage =
+    "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src 'sha256-x'\"><p>";
+constexpr const char* kHost = " HTTP/1.1\r\nHost: 127.0.0.1:4711\r\n";
+/// The headers of every answer in front of those that follow from its body, in the order of their names.
+constexpr const char* kPolicy = "Content-Security-Policy: default-src 'none'; frame-ancestors 'none'\r\n";
+constexpr const char* kOthers =
+    "Cross-Origin-Opener-Policy: same-origin\r\nCross-Origin-Resource-Policy: same-origin\r\n";
+constexpr const char* kLast =
+    "Referrer-Policy: no-referrer\r\nX-Content-Type-Options: nosniff\r\nX-Frame-Options: DENY\r\n\r\n";
+
+class ConversationTest : public testing::Test {
+  protected:
+    /// All that is answered to what is said.
+    std::string Say(const std::string& said, bool busy = false) {
+        MemoryChannel channel(said);
+        Converse(channel, site, busy);
+        return channel.got;
+    }
+    std::string Get(const std::string& target) {
+        return Say("GET " + target + kHost + "Connection: close\r\n\r\n");
+    }
+    static std::string Body(const std::string& answer) { return answer.substr(answer.find("\r\n\r\n") + 4); }
+    static std::string StatusLine(const std::string& answer) { return answer.substr(0, answer.find("\r\n")); }
+
+    fakes::ScriptedFeed feed;
+    Gate gate{"secret", 4711};
+    Site site{feed, kPage, gate};
+};
+
+TEST_F(ConversationTest, AnswersWithTheseHeadersAndNoOthers) {
+    EXPECT_EQ(Get("/api/overview?token=secret"),
+              "HTTP/1.1 200 OK\r\nCache-Control: no-store\r\nConnection: close\r\nContent-Length: 8\r\n" +
+                  std::string(kPolicy) + "Content-Type: application/json\r\n" + kOthers + kLast + "overview");
+}
+
+TEST_F(ConversationTest, PageHasItsOwnPolicyAndNoFrameAroundIt) {
+    const std::string answer = Get("/?token=secret");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
+    EXPECT_NE(
+        answer.find(
+            "Content-Security-Policy: default-src 'none'; script-src 'sha256-x'; frame-ancestors 'none'\r\n"),
+        std::string::npos);
+    EXPECT_NE(answer.find("Content-Type: text/html; charset=utf-8\r\n"), std::string::npos);
+    EXPECT_EQ(Body(answer), kPage);
+}
+
+TEST_F(ConversationTest, RealPageTellsItsPolicy) {
+    const std::string policy = PolicyOf(PageHtml());
+    EXPECT_TRUE(policy.starts_with("default-src 'none'; script-src 'sha256-")) << policy;
+    EXPECT_TRUE(policy.ends_with("; frame-ancestors 'none'")) << policy;
+    EXPECT_EQ(PolicyOf("<p>"), "default-src 'none'; frame-ancestors 'none'");
+}
+
+TEST_F(ConversationTest, HeadIsAnAnswerWithoutItsBody) {
+    const std::string answer = Say("HEAD /api/overview?token=secret" + std::string(kHost) + "\r\n");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
+    EXPECT_NE(answer.find("Content-Length: 8\r\n"), std::string::npos);
+    EXPECT_EQ(Body(answer), "");
+    const std::string stream = Say("HEAD /api/events?token=secret" + std::string(kHost) + "\r\n");
+    EXPECT_EQ(StatusLine(stream), "HTTP/1.1 200 OK");
+    EXPECT_EQ(Body(stream), "");
+    EXPECT_EQ(site.streams, 0);
+}
+
+TEST_F(ConversationTest, ConnectionIsKeptUntilItIsToEnd) {
+    const std::string asked = "GET /api/overview?token=secret" + std::string(kHost);
+    const std::string answers =
+        Say(asked + "\r\n" + asked + "\r\n" + asked + "Connection: close\r\n\r\n" + asked + "\r\n");
+    EXPECT_EQ(feed.Asked().size(), 3U);
+    EXPECT_NE(answers.find("Keep-Alive: "), std::string::npos);
+}
+
+TEST_F(ConversationTest, ParametersAreDecoded) {
+    Get("/api/find?port=0&line=0&text=a+b%26%c3%a4%00&token=%73ecret");
+    ASSERT_EQ(feed.Asked().size(), 1U);
+    EXPECT_EQ(feed.Asked()[0], std::string("find 0 a b&\xC3\xA4\0 0", 16));
+}
+
+TEST_F(ConversationTest, NothingIsAnsweredWithoutTheToken) {
+    for (const char* const target :
+         {"/", "/api/overview", "/api/overview?token=", "/api/overview?token=Secret", "/nothing",
+          "/api/overview?Token=secret", "/?token=secretsecret"}) {
+        const std::string answer = Get(target);
+        EXPECT_EQ(StatusLine(answer), "HTTP/1.1 403 Forbidden") << target;
+        EXPECT_EQ(Body(answer),
+                  "{\"error\":\"the token is missing or wrong: open the address that tracehost printed\"}");
+    }
+    EXPECT_EQ(feed.Asked(), std::vector<std::string>());
+}
+
+TEST_F(ConversationTest, TwoTokensAreOneTooMany) {
+    EXPECT_EQ(StatusLine(Get("/api/overview?token=secret&token=wrong")), "HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(StatusLine(Get("/api/overview?token=wrong&token=secret")), "HTTP/1.1 403 Forbidden");
+}
+
+TEST_F(ConversationTest, OtherHostsAndOriginsAreRefused) {
+    const std::string line = "GET /api/overview?token=secret HTTP/1.1\r\n";
+    EXPECT_EQ(Body(Say(line + "Host: evil.example:4711\r\n\r\n")),
+              "{\"error\":\"this is not the host that was asked for\"}");
+    EXPECT_EQ(Body(Say(line + "\r\n")), "{\"error\":\"this is not the host that was asked for\"}");
+    EXPECT_EQ(Body(Say(line + "Host: localhost:4711\r\nOrigin: null\r\n\r\n")),
+              "{\"error\":\"pages of other places get nothing here\"}");
+    EXPECT_EQ(feed.Asked(), std::vector<std::string>());
+}
+
+TEST_F(ConversationTest, RefusalsEndTheConnectionAndHaveTheSameHeaders) {
+    const std::string answer = Say("POST / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(answer,
+              "HTTP/1.1 405 Method Not Allowed\r\nAllow: GET, HEAD\r\nCache-Control: no-store\r\n"
+              "Connection: close\r\nContent-Length: 40\r\n" +
+                  std::string(kPolicy) + "Content-Type: application/json\r\n" + kOthers + kLast +
+                  "{\"error\":\"there are GET and HEAD alone\"}");
+    EXPECT_EQ(StatusLine(Say("GET /" + std::string(9000, 'x') + " HTTP/1.1\r\n\r\n")),
+              "HTTP/1.1 414 URI Too Long");
+    EXPECT_EQ(StatusLine(Say("GET / HTTP/1.1\r\nA: " + std::string(20000, 'x') + "\r\n\r\n")),
+              "HTTP/1.1 431 Request Header Fields Too Large");
+    EXPECT_EQ(StatusLine(Say("rubbish\r\n\r\n")), "HTTP/1.1 400 Bad Request");
+}
+
+TEST_F(ConversationTest, SlowRequestIsToldSo) {
+    MemoryChannel channel("GET / HTTP/1.1\r\n");
+    channel.atEnd = Korr::Plim::Trace::Network::kLater;
+    Converse(channel, site, false);
+    EXPECT_EQ(StatusLine(channel.got), "HTTP/1.1 408 Request Timeout");
+}
+
+TEST_F(ConversationTest, WhoIsTooManyIsToldSo) {
+    const std::string asked = "GET /api/overview?token=secret" + std::string(kHost) + "\r\n";
+    const std::string answer = Say(asked + asked, true);
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 503 Service Unavailable");
+    EXPECT_EQ(Body(answer), "{\"error\":\"too many connections: close a page\"}");
+    EXPECT_EQ(feed.Asked(), std::vector<std::string>());
+}
+
+TEST_F(ConversationTest, RangesAndCodingsAreNotListenedTo) {
+    const std::string answer =
+        Say("GET /api/overview?token=secret" + std::string(kHost) +
+            "Range: bytes=0-1,0-1,0-1\r\nAccept-Encoding: gzip, br\r\nExpect: 100-continue\r\n\r\n");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
+    EXPECT_EQ(Body(answer), "overview");
+}
+
+TEST_F(ConversationTest, EventsTellWhatIsNew) {
+    FeedState state;
+    state.revision = 1;
+    feed.Set(state);
+    const std::string answer = Get("/api/events?token=secret");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
+    EXPECT_NE(answer.find("Content-Type: text/event-stream\r\n"), std::string::npos);
+    const std::string event = EventOf(state);
+    char size[16];
+    std::snprintf(size, sizeof size, "%zx", event.size());
+    EXPECT_EQ(Body(answer), size + std::string("\r\n") + event + "\r\n");  // once, because nothing changes
+    EXPECT_EQ(site.streams, 0);
+}
+
+TEST_F(ConversationTest, StreamsAreBounded) {
+    site.streams = Site::kMostStreams;
+    const std::string answer = Get("/api/events?token=secret");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 503 Service Unavailable");
+    EXPECT_EQ(Body(answer), "{\"error\":\"too many pages wait for events: close one\"}");
+    EXPECT_EQ(site.streams, Site::kMostStreams);
+    site.streams = Site::kMostStreams - 1;
+    EXPECT_EQ(StatusLine(Get("/api/events?token=secret")), "HTTP/1.1 200 OK");
+    EXPECT_EQ(site.streams, Site::kMostStreams - 1);
+}
+
+TEST_F(ConversationTest, FarEndThatTakesNoMoreEndsTheConversation) {
+    for (const char* const target : {"/api/overview?token=secret", "/api/events?token=secret"}) {
+        for (const std::size_t room : {0, 100, 600}) {
+            const std::string asked = "GET " + std::string(target) + kHost + "\r\n";
+            MemoryChannel channel(asked + asked + asked);
+            channel.room = room;
+            Converse(channel, site, false);
+            EXPECT_LE(channel.got.size(), room);
+            EXPECT_EQ(site.streams, 0);
+        }
+    }
+}
+
+}  // namespace

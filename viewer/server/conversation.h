@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <string_view>
+
+#include "viewer/feed.h"
+#include "viewer/server/byte_channel.h"
+#include "viewer/server/gate.h"
+
+namespace Korr::Plim::Trace::Viewer {
+
+/// What is served, and how many are asking. Outlives all conversations about it.
+struct Site {
+    static constexpr int kMostStreams = 8;  ///< connections that wait for events
+
+    Site(const Feed& answers, std::string_view html, const Gate& keeper)
+        : feed(answers), page(html), gate(keeper) {}
+
+    const Feed& feed;
+    std::string_view page;
+    const Gate& gate;
+    std::atomic<int> streams{0};
+};
+
+/// Answers the HTTP requests of one connection, until it ends. \param busy whether there are too many
+/// connections: then it is answered with that, once
+void Converse(ByteChannel& channel, Site& site, bool busy);
+
+/// The Content-Security-Policy of a page: what it says itself, and that no other page shows it in a frame.
+std::string PolicyOf(std::string_view page);
+
+}  // namespace Korr::Plim::Trace::Viewer

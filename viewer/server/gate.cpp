@@ -1,0 +1,29 @@
+#include "viewer/server/gate.h"
+
+namespace Korr::Plim::Trace::Viewer {
+
+Gate::Gate(std::string secret, uint16_t port)
+    : token(std::move(secret)),
+      numeric("127.0.0.1:" + std::to_string(port)),
+      named("localhost:" + std::to_string(port)) {}
+
+std::string_view Gate::WhyNot(const RequestHead& head, std::string_view given) const {
+    if (head.host != numeric && head.host != named) return "this is not the host that was asked for";
+    const bool own =
+        head.origin.empty() || head.origin == "http://" + numeric || head.origin == "http://" + named;
+    if (!own) return "pages of other places get nothing here";
+    if (!SameSecret(given, token))
+        return "the token is missing or wrong: open the address that tracehost printed";
+    return {};
+}
+
+bool SameSecret(std::string_view one, std::string_view other) {
+    if (one.size() != other.size()) return false;
+    volatile unsigned char difference = 0;
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        difference = static_cast<unsigned char>(difference | (one[i] ^ other[i]));
+    }
+    return difference == 0;
+}
+
+}  // namespace Korr::Plim::Trace::Viewer

@@ -1,0 +1,160 @@
+#include "viewer/server/routes.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <exception>
+
+namespace Korr::Plim::Trace::Viewer {
+
+namespace {
+
+constexpr uint64_t kAny = UINT64_MAX;
+constexpr std::size_t kMostTracks = 1024;
+constexpr std::size_t kLongestId = 64;
+constexpr const char* kJson = "application/json";
+
+uint8_t Port(const Parameters& parameters) { return static_cast<uint8_t>(parameters.Whole("port", 0, 255)); }
+
+uint32_t Rows(const Parameters& parameters) {
+    return static_cast<uint32_t>(parameters.Whole("count", 1, kMostRows));
+}
+
+/// From and to of a question. \throws BadQuestion when there is nothing between
+void ReadSpan(const Parameters& parameters, double& from, double& to) {
+    from = parameters.Number("from");
+    to = parameters.Number("to");
+    if (!(from < to)) throw BadQuestion("\"to\" is not behind \"from\"");
+}
+
+std::vector<std::string> ReadTracks(const std::string& text) {
+    std::vector<std::string> tracks;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find(',', start), text.size());
+        if (end == start || end - start > kLongestId) throw BadQuestion("\"tracks\" is no list of ids");
+        tracks.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    if (tracks.size() > kMostTracks) throw BadQuestion("\"tracks\" names too many");
+    return tracks;
+}
+
+std::string Overview(const Parameters&, const Feed& feed) { return feed.Overview(); }
+
+std::string Window(const Parameters& parameters, const Feed& feed) {
+    WindowQuestion question;
+    ReadSpan(parameters, question.from, question.to);
+    question.pixels = static_cast<uint32_t>(parameters.Whole("pixels", 1, kMostPixels));
+    if (const std::string* const tracks = parameters.Find("tracks")) question.tracks = ReadTracks(*tracks);
+    return feed.Window(question);
+}
+
+std::string Text(const Parameters& parameters, const Feed& feed) {
+    return feed.Text({Port(parameters), parameters.Whole("line", 0, kAny), Rows(parameters)});
+}
+
+std::string Find(const Parameters& parameters, const Feed& feed) {
+    FindQuestion question;
+    question.port = Port(parameters);
+    question.text = parameters.Text("text");
+    if (question.text.empty() || question.text.size() > kMostSought) {
+        throw BadQuestion("\"text\" has not 1 to " + std::to_string(kMostSought) + " bytes");
+    }
+    question.line = parameters.Whole("line", 0, kAny);
+    question.back = parameters.Flag("back");
+    question.matchCase = parameters.Flag("case");
+    return feed.Find(question);
+}
+
+std::string Line(const Parameters& parameters, const Feed& feed) {
+    return feed.LineAt(Port(parameters), parameters.Number("time"));
+}
+
+std::string Ledger(const Parameters& parameters, const Feed& feed) {
+    return feed.Ledger(parameters.Whole("from", 0, kAny), Rows(parameters));
+}
+
+std::string Profile(const Parameters& parameters, const Feed& feed) {
+    ProfileQuestion question;
+    ReadSpan(parameters, question.from, question.to);
+    const std::string& by = parameters.Text("by");
+    if (by != "function" && by != "address") throw BadQuestion("\"by\" is neither function nor address");
+    question.byFunction = by == "function";
+    return feed.Profile(question);
+}
+
+/// What is asked below /api/, and the parameters of each question.
+struct Route {
+    std::string_view path;
+    std::vector<std::string_view> names;
+    const char* type;
+    std::string (*answer)(const Parameters& parameters, const Feed& feed);
+};
+
+const std::array<Route, 7>& Routes() {
+    static const std::array<Route, 7> routes = {{
+        {"/api/overview", {}, kJson, Overview},
+        {"/api/window", {"from", "to", "pixels", "tracks"}, "application/octet-stream", Window},
+        {"/api/text", {"port", "line", "count"}, kJson, Text},
+        {"/api/find", {"port", "text", "line", "back", "case"}, kJson, Find},
+        {"/api/line", {"port", "time"}, kJson, Line},
+        {"/api/ledger", {"from", "count"}, kJson, Ledger},
+        {"/api/profile", {"from", "to", "by"}, kJson, Profile},
+    }};
+    return routes;
+}
+
+/// A text between quotes in JSON. Bytes that are no ASCII characters become "?".
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char letter : text) {
+        if (letter == '"' || letter == '\\') quoted += '\\';
+        quoted += letter >= ' ' && letter < 0x7F ? letter : '?';
+    }
+    return quoted + "\"";
+}
+
+Answer AskFeed(std::string_view path, const Parameters& parameters, const Feed& feed, std::string_view page) {
+    if (path == "/") {
+        parameters.RefuseAllBut({});
+        return {200, "text/html; charset=utf-8", std::string(page), true, false};
+    }
+    if (path == "/api/events") {
+        parameters.RefuseAllBut({});
+        return {200, "text/event-stream", {}, false, true};
+    }
+    const auto& routes = Routes();
+    const auto route =
+        std::find_if(routes.begin(), routes.end(), [path](const Route& each) { return each.path == path; });
+    if (route == routes.end()) return Refusal(404, "there is nothing here");
+    parameters.RefuseAllBut(route->names);
+    return {200, route->type, route->answer(parameters, feed), false, false};
+}
+
+}  // namespace
+
+Answer Refusal(int status, std::string_view why) {
+    return {status, kJson, "{\"error\":" + Quoted(why) + "}", false, false};
+}
+
+Answer AnswerTo(std::string_view path, const Parameters& parameters, const Feed& feed,
+                std::string_view page) {
+    try {
+        return AskFeed(path, parameters, feed, page);
+    } catch (const BadQuestion& question) {
+        return Refusal(400, question.what());
+    } catch (const std::exception& failure) {
+        return Refusal(500, failure.what());
+    }
+}
+
+std::string EventOf(const FeedState& state) {
+    std::array<char, 40> end;
+    const auto written = std::to_chars(end.data(), end.data() + end.size(), state.end);
+    return "data: {\"revision\":" + std::to_string(state.revision) +
+           ",\"bytes\":" + std::to_string(state.bytes) + ",\"indexed\":" + std::to_string(state.indexed) +
+           ",\"end\":" + std::string(end.data(), written.ptr) +
+           ",\"live\":" + (state.live ? "true" : "false") + "}\n\n";
+}
+
+}  // namespace Korr::Plim::Trace::Viewer

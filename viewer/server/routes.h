@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "viewer/feed.h"
+#include "viewer/server/parameters.h"
+
+namespace Korr::Plim::Trace::Viewer {
+
+/// What is answered to a request.
+struct Answer {
+    int status = 200;  ///< of HTTP
+    std::string type;  ///< media type of the body
+    std::string body;
+    bool isPage = false;    ///< the page itself
+    bool isStream = false;  ///< events follow, without an end; there is no body
+};
+
+/// The answer to a path, which is compared as it was sent, and its parameters but for the token. Failures are
+/// answers, too. \param page the page that "/" is answered with
+Answer AnswerTo(std::string_view path, const Parameters& parameters, const Feed& feed, std::string_view page);
+
+/// {"error":"..."}
+Answer Refusal(int status, std::string_view why);
+
+/// A server-sent event that tells how far a recording has come.
+std::string EventOf(const FeedState& state);
+
+}  // namespace Korr::Plim::Trace::Viewer
