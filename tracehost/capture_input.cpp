@@ -91,6 +91,7 @@ bool CaptureInput::ReadHeader() {
     }
     isCapture = std::string_view(reinterpret_cast<const char*>(name.data()), nameRead) == kCaptureSection;
     length = left;
+    start = position;
     return true;
 }
 

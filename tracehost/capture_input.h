@@ -32,6 +32,8 @@ class CaptureInput {
     uint32_t Section() const { return section; }
     /// Bytes of the whole capture, when that is known beforehand; a damaged file may hold fewer.
     std::optional<uint64_t> Length() const { return length; }
+    /// Where the capture begins in the stream, in bytes.
+    uint64_t Offset() const { return start; }
     /// What is wrong with the TDF file behind what was read; empty when nothing is. A capture that the file's
     /// end cuts short is given as far as it goes.
     const std::string& Damage() const { return damage; }
@@ -52,6 +54,7 @@ class CaptureInput {
     std::size_t headTaken = 0;
     uint64_t position = 0;       ///< in the stream
     uint64_t sectionOffset = 0;  ///< of the section being read
+    uint64_t start = 0;          ///< of the capture
     uint64_t left = 0;           ///< bytes of the section that were not read yet
     bool begun = false;
     bool tdf = false;

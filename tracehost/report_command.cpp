@@ -1,11 +1,15 @@
 // tracehost report
+#include "tracehost/capture_bytes.h"
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
 #include "tracehost/number_option.h"
 #include "tracehost/plugin.h"
+#include "tracehost/recording_view.h"
 #include "tracehost/report_text.h"
 #include "tracehost/text_output.h"
+#include "viewer/html_writer.h"
+#include "viewer/page_html.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -14,32 +18,74 @@ namespace {
 struct ReportRequest {
     CaptureRequest capture;
     std::string json;
+    std::string html;
+    ViewRequest view;
     bool force = false;
     std::string plugin = kDefaultPlugin;
 };
+
+constexpr std::size_t kHtmlBudget =
+    900000;  // bytes of a page, which leaves room for what is in it whatever it takes
 
 constexpr const char* kReportFooter =
     "Examples:\n"
     "  tracehost report trace.tdf\n"
     "  tracehost report trace.bin --clock 48MHz --counter-port 1\n"
-    "  tracehost report trace.bin --json -\n";
+    "  tracehost report trace.bin --json -\n"
+    "  tracehost report trace.tdf --html trace.html --elf firmware.elf --port-type 3=f32:speed\n";
+
+/// What a page shows of one capture, collected while the capture is read.
+class PageOfCapture {
+  public:
+    PageOfCapture(const Capture& capture, const ReportRequest& request)
+        : piped(request.capture.file == "-"), kept(std::make_shared<KeptBytes>()) {
+        std::shared_ptr<const Swo::CaptureBytes> bytes = kept;
+        if (!piped) bytes = std::make_shared<FileBytes>(request.capture.file, capture.input->Offset());
+        feed = std::make_unique<Viewer::RecordingFeed>(SettingsOf(capture, request.view), bytes);
+    }
+    void Take(std::span<const uint8_t> bytes) {
+        if (piped) kept->Append(bytes);
+        feed->Take(bytes);
+    }
+    std::string Html(const CaptureReport& report) {
+        feed->Finish([&report](Swo::CaptureAnalysis& analysis) {
+            Swo::SignalFeatures features = report.features;
+            AddHostKnowledge(report.capture, analysis, features);
+        });
+        if (report.forecast.holes > 0) feed->SetForecast(report.forecast.Share());
+        return Viewer::EmbedRecording(*feed, Viewer::PageHtml(), kHtmlBudget - Viewer::PageHtml().size());
+    }
+
+  private:
+    bool piped;
+    std::shared_ptr<KeptBytes> kept;
+    std::unique_ptr<Viewer::RecordingFeed> feed;
+};
 
 class Reporting {
   public:
     explicit Reporting(const ReportRequest& wanted) : request(wanted) {
         if (!request.json.empty()) json.emplace(request.json, request.force);
-        if (request.json != "-") terminal.emplace("-", false);
+        if (!request.html.empty()) html.emplace(request.html, request.force);
+        if (request.json != "-" && request.html != "-") terminal.emplace("-", false);
     }
 
     int Run() {
         ForEachCapture(request.capture, [this](Capture& capture) { Report(capture); });
         if (terminal) terminal->Finish();
         if (json) json->Finish();
+        if (html) html->Finish();
         return status;
     }
 
   private:
     void Report(const Capture& capture) {
+        std::optional<PageOfCapture> page;
+        if (html && captures++ > 0) {
+            throw UsageError("--html shows one recording: \"" + request.capture.file +
+                             "\" has several, --section says which");
+        }
+        if (html) page.emplace(capture, request);
         Swo::CaptureAnalysis analysis(capture.options);
         std::vector<uint8_t> head;
         capture.Read([&](std::span<const uint8_t> bytes) {
@@ -47,6 +93,7 @@ class Reporting {
             head.insert(head.end(), bytes.begin(),
                         bytes.begin() + static_cast<std::ptrdiff_t>(std::min(room, bytes.size())));
             analysis.Feed(bytes);
+            if (page) page->Take(bytes);
         });
         analysis.Finish();
         CaptureReport report{capture, analysis, analysis.Features(), {}, {}, kDone};
@@ -56,6 +103,7 @@ class Reporting {
         if (usable) report.forecast = Swo::ForecastHoles(head, capture.options);
         report.status = StatusOf(analysis.Losses().Totals(), usable, request.capture.failOn);
         status = WorseStatus(status, report.status);
+        if (page) html->Print(page->Html(report));
         Print(report);
     }
 
@@ -67,6 +115,8 @@ class Reporting {
     const ReportRequest& request;
     std::optional<TextOutput> terminal;
     std::optional<TextOutput> json;
+    std::optional<TextOutput> html;
+    int captures = 0;
     int shown = 0;
     int status = kDone;
 };
@@ -81,6 +131,9 @@ void AddReportCommand(CLI::App& program, int& status) {
     AddLineRate(*command, request->capture);
     AddText(*command, "--json", "FILE", "File for programs: a JSON object a ledger entry, then the totals",
             request->json);
+    AddText(*command, "--html", "FILE",
+            "File for a browser: a page that shows the recording, without a network", request->html);
+    AddViewOptions(*command, request->view);
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kReportFooter);

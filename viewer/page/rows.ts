@@ -168,7 +168,7 @@ function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): voi
   const bottom = row.top + row.height - 4;
   const { number, depth, share, unknown } = arrays;
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const height = depth![i]! * LEVEL;
+    const height = (number![i] === 0 ? 0 : depth![i]! + 1) * LEVEL;
     brush.rectangle(x0, bottom - height, x1, height, brush.color("band"));
     brush.rectangle(x0, bottom - height * share![i]!, x1, height * share![i]!, brush.hue(number![i]!));
     if (unknown![i]! > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown![i]!, brush.hatch);
@@ -176,7 +176,7 @@ function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): voi
   spans(brush, arrays, (i, x0, x1, flags) => {
     if (flags & SPAN_UNKNOWN) return brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
     if (number![i] === 0) return;
-    const y = bottom - Math.max(depth![i]!, 1) * LEVEL;
+    const y = bottom - (depth![i]! + 1) * LEVEL;
     brush.rectangle(x0, y, x1, LEVEL - 1, brush.hue(number![i]!));
     if (flags & SPAN_SUSPECT) brush.rectangle(x0, y, x1, LEVEL - 1, brush.hatch);
     brush.fitted(brush.exception(number![i]!), x0, x1, y + LEVEL / 2);

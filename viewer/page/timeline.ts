@@ -208,7 +208,7 @@ export class Timeline {
         this.askedAgain = false;
         this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096));
         const depths = this.layers.flatMap((layer) => [...layer.tracks.get("nesting")?.["depth"] ?? []]);
-        this.deepest = depths.reduce((most, depth) => Math.max(most, depth), this.deepest);
+        this.deepest = depths.reduce((most, depth) => Math.max(most, depth + 1), this.deepest);
         this.layOut();
         this.onTrouble(null);
         this.changed();

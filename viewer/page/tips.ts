@@ -32,7 +32,7 @@ function spanAt(brush: Brush, arrays: Arrays, place: number): string {
     const slack = Math.max(brush.perPixel * NEAR - length, 0) / 2;
     if (begin![i]! - slack > place || end![i]! + slack < place) continue;
     const what = flags![i]! & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]!) : "active";
-    lines.push(`${what} for ${brush.axis.span(length)}${depth![i]! > 0 ? `, depth ${depth![i]}` : ""}\n` +
+    lines.push(`${what} for ${brush.axis.span(length)}${depth![i]! > 0 ? `, ${depth![i]} below it` : ""}\n` +
       `from ${brush.axis.at(begin![i]!, 1)}${told(flags![i]!, SPAN_FLAGS)}`);
   }
   return lines.join("\n");
@@ -61,8 +61,8 @@ function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, pla
   const written = (name: string) => value(number(name), track.type ?? "");
   const what: Record<string, () => string> = {
     value: () => `${plural(number("count"), "value")}: min ${written("min")}, max ${written("max")}\nfirst ${written("first")}, last ${written("last")}`,
-    nesting: () => `mostly ${brush.exception(number("number"))}, ${percent(number("share"))} of the time; depth at most ${number("depth")}` +
-      (number("unknown") > 0 ? `\nnot known for ${percent(number("unknown"))}` : ""),
+    nesting: () => [number("number") > 0 ? `mostly ${brush.exception(number("number"))}, ${percent(number("share"))} of the time; ${number("depth") + 1} deep` : "",
+      number("unknown") > 0 ? `not known for ${percent(number("unknown"))}` : ""].filter((line) => line).join("\n"),
     exception: () => `entered ${plural(number("entries"), "time")}, active ${percent(number("share"))}`,
     text: () => `${plural(number("lines"), "line")}, ${plural(number("bytes"), "byte")}`,
     counter: () => `${plural(number("count"), "time")}, ${brush.axis.often(number("count"), grain(layer))}`,

@@ -1,0 +1,44 @@
+#include "tracehost/recording_view.h"
+
+#include <filesystem>
+
+#include "tracehost/diagnosis_text.h"
+#include "tracehost/firmware.h"
+#include "tracehost/loss_text.h"
+#include "tracehost/port_types.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+void AddViewOptions(CLI::App& command, ViewRequest& request) {
+    AddElf(command, request.elf);
+    AddPortTypes(command, request.ports);
+}
+
+Viewer::RecordingSettings SettingsOf(const Capture& capture, const ViewRequest& request) {
+    const RecordingSheet& sheet = capture.sheet;
+    Viewer::RecordingSettings settings;
+    settings.name = capture.name;
+    if (!sheet.port.empty()) settings.port = sheet.port;
+    if (!sheet.started.empty()) settings.started = sheet.started;
+    if (!request.elf.empty()) {
+        settings.symbols = ReadFirmware(request.elf);
+        settings.elf = std::filesystem::path(request.elf).filename().string();
+    }
+    settings.analysis = capture.options;
+    settings.ports = request.ports;
+    if (capture.scale.clockHz > 0) settings.clockHz = static_cast<double>(capture.scale.clockHz);
+    settings.baud = capture.baud ? capture.baud : sheet.baudTaken ? sheet.baudTaken : sheet.baudAsked;
+    for (const ArrivalPoint& point : sheet.arrivals) {
+        settings.arrivals.push_back({point.milliseconds, point.bytes});
+    }
+    settings.describe = DescribeLoss;
+    settings.summarise = SummariseLosses;
+    settings.judge = [](const Swo::SignalFeatures& features) {
+        const Swo::Diagnosis diagnosis = Swo::Diagnose(features);
+        return Viewer::Verdict{std::string(Swo::SignalVerdictName(diagnosis.verdict)),
+                               VerdictLine(features, diagnosis)};
+    };
+    return settings;
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
