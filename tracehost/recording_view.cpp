@@ -17,7 +17,8 @@ void AddViewOptions(CLI::App& command, ViewRequest& request) {
 Viewer::RecordingSettings SettingsOf(const Capture& capture, const ViewRequest& request) {
     const RecordingSheet& sheet = capture.sheet;
     Viewer::RecordingSettings settings;
-    settings.name = capture.name;
+    // The page may be given away: it names files, not where they stand.
+    settings.name = std::filesystem::path(capture.name).filename().string();
     if (!sheet.port.empty()) settings.port = sheet.port;
     if (!sheet.started.empty()) settings.started = sheet.started;
     if (!request.elf.empty()) {

@@ -1,4 +1,6 @@
 // tracehost report
+#include <filesystem>
+
 #include "tracehost/capture_bytes.h"
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
@@ -25,7 +27,7 @@ struct ReportRequest {
 };
 
 constexpr std::size_t kHtmlBudget =
-    900000;  // bytes of a page, which leaves room for what is in it whatever it takes
+    900000;  // bytes of a page; leaves room for what is in it whatever it takes
 
 constexpr const char* kReportFooter =
     "Examples:\n"
@@ -38,7 +40,8 @@ constexpr const char* kReportFooter =
 class PageOfCapture {
   public:
     PageOfCapture(const Capture& capture, const ReportRequest& request)
-        : piped(request.capture.file == "-"), kept(std::make_shared<KeptBytes>()) {
+        : piped(!std::filesystem::is_regular_file(request.capture.file)),
+          kept(std::make_shared<KeptBytes>()) {
         std::shared_ptr<const Swo::CaptureBytes> bytes = kept;
         if (!piped) bytes = std::make_shared<FileBytes>(request.capture.file, capture.input->Offset());
         feed = std::make_unique<Viewer::RecordingFeed>(SettingsOf(capture, request.view), bytes);
@@ -65,6 +68,9 @@ class PageOfCapture {
 class Reporting {
   public:
     explicit Reporting(const ReportRequest& wanted) : request(wanted) {
+        if (request.json == "-" && request.html == "-") {
+            throw UsageError("--json and --html: only one of them can be standard output");
+        }
         if (!request.json.empty()) json.emplace(request.json, request.force);
         if (!request.html.empty()) html.emplace(request.html, request.force);
         if (request.json != "-" && request.html != "-") terminal.emplace("-", false);
@@ -134,6 +140,7 @@ void AddReportCommand(CLI::App& program, int& status) {
     AddText(*command, "--html", "FILE",
             "File for a browser: a page that shows the recording, without a network", request->html);
     AddViewOptions(*command, request->view);
+    for (const char* name : {"--elf", "--port-type"}) command->get_option(name)->needs("--html");
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kReportFooter);

@@ -197,7 +197,8 @@ export class EmbeddedFeed implements Feed {
     const wanted = (to - from) / pixels;
     const fit = this.windows.filter((layer) => layer.from < to && layer.to > from);
     const covering = fit.filter((layer) => layer.from <= from && layer.to >= to);
-    const base = covering.find((layer) => grain(layer) <= wanted) ?? covering[covering.length - 1];
+    const finest = covering[covering.length - 1];
+    const base = finest?.exact ? finest : covering.find((layer) => grain(layer) <= wanted * 1.001) ?? finest;
     if (base && grain(base) <= wanted * 1.001) return [base];
     return fit.filter((layer) => layer === base ||
       (grain(layer) < (base ? grain(base) : Infinity) && layer.to - layer.from > 2 * wanted));

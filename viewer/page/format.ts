@@ -96,7 +96,7 @@ export class Axis {
   /** `bytes` over `length`. */
   rate(bytes: number, length: number): string {
     if (this.unit === "ns") return scaled(bytes * 1e9 / length, RATES);
-    return `${short(bytes * 1000 / length)} B per 1,000 ${this.unit}`;
+    return this.unit === "bytes" ? `${short(bytes / length)} B per byte of the capture` : `${short(bytes * 1000 / length)} B per 1,000 ticks`;
   }
 
   /** Something that was seen `number` times over `length`. */

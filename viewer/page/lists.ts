@@ -211,7 +211,7 @@ export class Lists {
     const { total, unlisted } = await this.feed.ledger(0, 1);
     const { lost, forecast } = this.overview;
     this.losses.reset(total);
-    byId("losses-note").textContent = (total === 0 ? "Nothing is known to be lost." : `${plural(total, "place")}: ${visible(lost.text)}`) +
+    byId("losses-note").textContent = (total === 0 ? "Nothing is known to be lost." : `${total === 1 ? "1 entry" : `${count(total)} entries`}; lost: ${visible(lost.text)}`) +
       (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
       (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : "");
   }

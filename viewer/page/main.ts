@@ -119,7 +119,7 @@ class Page {
     document.title = visible(overview.name);
     byId("verdict").textContent = visible(overview.verdict.name);
     byId("verdict").title = visible(overview.verdict.text);
-    byId("verdict").className = `badge ${overview.verdict.name.startsWith("good") ? "good" : "bad"}`;
+    byId("verdict").className = `badge ${/^(good|tpiu-framed)/.test(overview.verdict.name) ? "good" : "bad"}`;
     const { target, line } = overview.lost;
     byId("lost").textContent = target + line === 0 ? "nothing lost" : `lost: ${visible(overview.lost.text)}`;
     byId("lost").className = `badge ${target + line === 0 ? "good" : "bad"}`;

@@ -240,20 +240,19 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void 
   const numbers = arrays["value"]!;
   const path = new Path2D();
   let before: number | null = null;  // where the line is
-  const lineTo = (x0: number, number: number) => {
-    if (before === null) path.moveTo(x0, height(row, number));
-    path.lineTo(x0, before = height(row, number));
+  const stepTo = (x: number, number: number) => {  // a value holds until the next
+    if (before === null) path.moveTo(x, height(row, number));
+    else path.lineTo(x, before);
+    path.lineTo(x, before = height(row, number));
   };
   if (!layer.exact) columns(brush, layer, arrays, (i, x0, x1) => {
     const top = height(row, max![i]!);
     brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min![i]!) - top, 0) + 1, brush.color("second"));
-    lineTo(x0, first![i]!);
-    lineTo(x1, last![i]!);
+    stepTo(x0, first![i]!);
+    path.lineTo(x1, before = height(row, last![i]!));
   });
   else events(brush, time!, (i, x) => {
-    if (flags![i]! & SUSPECT) return;
-    if (before !== null) path.lineTo(x, before);
-    lineTo(x, numbers[i]!);
+    if (!(flags![i]! & SUSPECT)) stepTo(x, numbers[i]!);
   });
   ctx.strokeStyle = brush.color("data");
   ctx.lineWidth = 1.5;
@@ -358,6 +357,6 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
 
 /** The second line of a row's name. */
 export function totalText({ kind, total, type }: Track): string {
-  const units: Record<string, string> = { bandwidth: "byte", value: "value", counter: "time", pc: "sample" };
+  const units: Record<string, string> = { value: "value", counter: "time", pc: "sample" };
   return `${count(total)} ${units[kind] ?? "packet"}${total === 1 ? "" : "s"}${type && type !== "hex" ? ", " + type : ""}`;
 }
