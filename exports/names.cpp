@@ -1,5 +1,7 @@
 #include "exports/names.h"
 
+#include <charconv>
+
 namespace Korr::Plim::Trace::Exports {
 
 using Swo::PacketKind;
@@ -30,6 +32,25 @@ std::string Names::Port(uint8_t port) const {
     const auto format = ports->find(port);
     return format == ports->end() || format->second.name.empty() ? number
                                                                  : number + " (" + format->second.name + ")";
+}
+
+std::string Names::Watch(const Swo::Packet& packet) {
+    const std::string watch = "watch " + std::to_string(packet.source);
+    switch (packet.kind) {
+        case PacketKind::DataMatch:
+            return watch + " match";
+        case PacketKind::DataPc:
+            return watch + " pc";
+        case PacketKind::DataAddress:
+            return watch + " address";
+        default:
+            return watch + ((packet.flags & Swo::kWrite) != 0 ? " write" : " read");
+    }
+}
+
+std::string HexadecimalText(uint32_t number) {
+    std::array<char, 10> text{'0', 'x'};
+    return {text.data(), std::to_chars(text.data() + 2, text.data() + text.size(), number, 16).ptr};
 }
 
 std::string_view Names::Symbol(const Swo::Packet& packet) const {

@@ -21,6 +21,8 @@ class Names {
     std::string_view Object(uint32_t address) const;
     /// "port 3", or "port 3 (speed)".
     std::string Port(uint8_t port) const;
+    /// "watch 1 write", "watch 0 pc". \param packet of a data watch
+    static std::string Watch(const Swo::Packet& packet);
     Swo::PortType TypeOf(uint8_t port) const { return types[port]; }
     /// What the firmware calls what a packet names: a function, object or exception; empty: nothing.
     std::string_view Symbol(const Swo::Packet& packet) const;
@@ -33,5 +35,8 @@ class Names {
     std::array<std::string, kMostExceptions + 1> exceptions;
     std::array<Swo::PortType, 256> types{};
 };
+
+/// "0x8000123", for what has no name.
+std::string HexadecimalText(uint32_t number);
 
 }  // namespace Korr::Plim::Trace::Exports

@@ -61,6 +61,12 @@ void KeepApart(const std::string& input, const std::string& output, bool replace
     throw UsageError("\"" + output + "\" is the file that is read: give another name");
 }
 
+void RefuseSecond(const CaptureRequest& request, bool hasOne, const char* onlyOne) {
+    if (!hasOne) return;
+    throw UsageError("\"" + request.file + "\" holds several captures, and " + onlyOne +
+                     " one: the first is written; --section gives another");
+}
+
 int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn failOn) {
     Swo::SignalFeatures features = analysis.Features();
     AddHostKnowledge(capture, analysis, features);
@@ -82,9 +88,10 @@ int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer,
     int status = kDone;
     bool hasOne = false;
     ForEachCapture(request.capture, [&](Capture& capture) {
+        if (request.isSurvey && hasOne) return;
         if (hasOne && request.onlyOne != nullptr) {
-            throw UsageError("\"" + request.capture.file + "\" holds several captures, and " +
-                             request.onlyOne + " one: the first is written; give --section for another");
+            writer.Finish();
+            RefuseSecond(request.capture, hasOne, request.onlyOne);
         }
         hasOne = true;
         RequireClock(request.filter, capture);
@@ -98,7 +105,9 @@ int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer,
             hooks.piece();
         });
         analysis.Finish();
-        status = WorseStatus(status, TellLosses(capture, analysis, request.capture.failOn));
+        if (!request.isSurvey) {
+            status = WorseStatus(status, TellLosses(capture, analysis, request.capture.failOn));
+        }
         writer.End(analysis.Losses());
         hooks.finish(capture);
     });

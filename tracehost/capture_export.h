@@ -15,7 +15,9 @@ struct ExportRequest {
     PacketFilter filter;
     const Symbols::ElfSymbols* symbols = nullptr;
     const Swo::PortFormats* ports = nullptr;
-    const char* onlyOne = nullptr;  ///< what holds no more than one capture: "a VCD file"; null: any number
+    const char* onlyOne =
+        nullptr;            ///< what takes no more than one capture: "a VCD file holds"; null: any number
+    bool isSurvey = false;  ///< of the first capture alone; nothing is told
 };
 
 /// What is done beside the writing.
@@ -30,6 +32,9 @@ int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer,
 
 /// Tells on standard error what was lost of a capture that was decoded to its end. \return exit status
 int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn failOn);
+
+/// \throws UsageError when this is not the first capture of what takes one: "a VCD file holds"
+void RefuseSecond(const CaptureRequest& request, bool hasOne, const char* onlyOne);
 
 /// \throws UsageError when places in time are wanted and the trace clock is not known
 void RequireClock(const PacketFilter& filter, const Capture& capture);

@@ -1,0 +1,183 @@
+#include "exports/ctf_writer.h"
+
+#include <bit>
+
+#include "exports/utf8.h"
+
+namespace Korr::Plim::Trace::Exports {
+
+using Swo::Packet;
+using Swo::PacketKind;
+
+namespace {
+
+constexpr uint32_t kMagic = 0xC1FC1FC1;
+constexpr uint64_t kHeadBytes = 8 + 6 * 8;
+constexpr std::size_t kLongestName = 255;
+constexpr std::string_view kShownNull = "\xE2\x90\x80";  // U+2400: a zero byte ends a text
+
+}  // namespace
+
+void CtfWriter::Append(std::string& target, uint64_t number, int bytes) {
+    for (int i = 0; i < bytes; ++i) target += static_cast<char>(number >> 8 * i);
+}
+
+void CtfWriter::Add(uint64_t number, int bytes) { Append(event, number, bytes); }
+
+void CtfWriter::AddText(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view character = TakeCharacter(text);
+        event += character[0] == '\0' ? kShownNull : character;
+    }
+    event += '\0';
+}
+
+void CtfWriter::OnBegin(const CaptureFacts& facts, const Axis& axis) {
+    names.emplace(facts);
+    const std::string text = CtfMetadata(facts, *names, axis);
+    metadata.Write(text.data(), text.size());
+}
+
+void CtfWriter::BeginEvent(CtfEvent id, const Moment& moment, uint64_t time) {
+    event.clear();
+    eventTime = time;
+    Add(static_cast<uint64_t>(id), 1);
+    Add(time, 8);
+    Add(moment.offset, 8);
+    Add(static_cast<uint64_t>(moment.quality), 1);
+    Add(moment.IsSuspect() ? 1 : 0, 1);
+    Add((moment.flags & Swo::kSalvaged) != 0 ? 1 : 0, 1);
+}
+
+void CtfWriter::EndEvent() {
+    if (kHeadBytes + events.size() + event.size() > kMostBytes) EndPacket();
+    if (events.empty()) first = eventTime;
+    last = eventTime;
+    events += event;
+}
+
+/// A packet without events only says how much was discarded until then.
+void CtfWriter::EndPacket() {
+    if (events.empty() && packets > 0) return;
+    const uint64_t bits = 8 * (kHeadBytes + events.size());
+    head.clear();
+    Append(head, kMagic, 4);
+    Append(head, 0, 4);
+    for (const uint64_t number : {events.empty() ? last : first, last, bits, bits, packets, discarded}) {
+        Append(head, number, 8);
+    }
+    ++packets;
+    stream.Write(head.data(), head.size());
+    stream.Write(events.data(), events.size());
+    events.clear();
+}
+
+void CtfWriter::OnPacket(const Packet& packet, const Moment& moment) {
+    switch (packet.kind) {
+        case PacketKind::Stimulus:
+            return AddPort(packet, moment);
+        case PacketKind::Exception:
+            BeginEvent(CtfEvent::Exception, moment, moment.time);
+            Add(packet.source, 2);
+            Add(packet.flags & Swo::kKindFlags, 1);
+            return EndEvent();
+        case PacketKind::PcSample:
+            BeginEvent(CtfEvent::PcSample, moment, moment.time);
+            Add(packet.value, 4);
+            AddText(names->Function(packet.value).substr(0, kLongestName));
+            return EndEvent();
+        case PacketKind::PcSleep:
+        case PacketKind::PcProhibited:
+            BeginEvent(packet.kind == PacketKind::PcSleep ? CtfEvent::PcSleep : CtfEvent::PcProhibited,
+                       moment, moment.time);
+            return EndEvent();
+        case PacketKind::DataMatch:
+        case PacketKind::DataPc:
+        case PacketKind::DataAddress:
+        case PacketKind::DataValue:
+            return AddWatch(packet, moment);
+        case PacketKind::EventCounters:
+        case PacketKind::PmuOverflow:
+            BeginEvent(
+                packet.kind == PacketKind::PmuOverflow ? CtfEvent::PmuOverflow : CtfEvent::EventCounters,
+                moment, moment.time);
+            Add(packet.value, 1);
+            return EndEvent();
+        case PacketKind::Extension:
+        case PacketKind::UnknownHardware:
+            BeginEvent(CtfEvent::OtherPacket, moment, moment.time);
+            Add(static_cast<uint64_t>(packet.kind), 1);
+            Add(packet.source, 2);
+            Add(packet.size, 1);
+            Add(packet.value, 4);
+            return EndEvent();
+        default:
+            if (packet.kind == PacketKind::Overflow || Swo::IsDamage(packet.kind)) AddLoss(packet, moment);
+    }
+}
+
+/// What was lost lies between the packet that ends here and the next one.
+void CtfWriter::AddLoss(const Packet& packet, const Moment& moment) {
+    EndPacket();
+    if (packet.kind != PacketKind::TruncatedEnd) ++discarded;
+    const bool isOverflow = packet.kind == PacketKind::Overflow;
+    BeginEvent(isOverflow ? CtfEvent::Overflow : CtfEvent::Damage, moment, moment.time);
+    if (!isOverflow) {
+        Add(static_cast<uint64_t>(packet.kind), 1);
+        Add(packet.length, 4);
+    }
+    EndEvent();
+}
+
+void CtfWriter::AddPort(const Packet& packet, const Moment& moment) {
+    const auto port = static_cast<uint8_t>(packet.source);
+    const auto type = names->TypeOf(port);
+    if (type == Swo::PortType::Text) return;
+    const auto number = Swo::NumberOf(packet, type);
+    const bool isFloat = type == Swo::PortType::F32;
+    BeginEvent(!number   ? CtfEvent::PortPayload
+               : isFloat ? CtfEvent::PortFloat
+                         : CtfEvent::PortValue,
+               moment, moment.time);
+    Add(port, 1);
+    if (!number) Add(packet.size, 1);
+    if (number && !isFloat) {
+        Add(static_cast<uint64_t>(static_cast<int64_t>(*number)), 8);
+    } else {
+        Add(packet.value, 4);
+    }
+    EndEvent();
+}
+
+void CtfWriter::AddWatch(const Packet& packet, const Moment& moment) {
+    switch (packet.kind) {
+        case PacketKind::DataMatch:
+            BeginEvent(CtfEvent::DataMatch, moment, moment.time);
+            Add(packet.source, 1);
+            return EndEvent();
+        case PacketKind::DataPc:
+            BeginEvent(CtfEvent::DataPc, moment, moment.time);
+            break;
+        case PacketKind::DataAddress:
+            BeginEvent(CtfEvent::DataAddress, moment, moment.time);
+            break;
+        default:
+            BeginEvent(CtfEvent::DataValue, moment, moment.time);
+            break;
+    }
+    Add(packet.source, 1);
+    if (packet.kind == PacketKind::DataValue) Add((packet.flags & Swo::kWrite) != 0 ? 1 : 0, 1);
+    Add(packet.size, 1);
+    Add(packet.value, 4);
+    if (packet.kind == PacketKind::DataPc) AddText(names->Symbol(packet).substr(0, kLongestName));
+    EndEvent();
+}
+
+void CtfWriter::OnLine(uint8_t port, std::string_view line, const Moment& begin, uint64_t end) {
+    BeginEvent(CtfEvent::Text, begin, end);
+    Add(port, 1);
+    AddText(line);
+    EndEvent();
+}
+
+}  // namespace Korr::Plim::Trace::Exports

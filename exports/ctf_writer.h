@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "exports/ctf_metadata.h"
+#include "exports/timeline.h"
+
+namespace Korr::Plim::Trace::Exports {
+
+/// Writes one capture in the Common Trace Format 1.8, as babeltrace2 and Trace Compass read it: a description
+/// and a stream of packets of at most kMostBytes. Where something was lost a packet ends, and the count of
+/// discarded events rises: by one for each overflow and each damaged stretch, for how many they were nobody
+/// knows.
+class CtfWriter : public TimelineSink {
+  public:
+    static constexpr std::size_t kMostBytes = 65536;
+
+    CtfWriter(Output& description, Output& packetStream) : metadata(description), stream(packetStream) {}
+
+    void OnBegin(const CaptureFacts& facts, const Axis& axis) override;
+    void OnPacket(const Swo::Packet& packet, const Moment& moment) override;
+    void OnException(const Swo::ExceptionTimeline::Event&, const Moment&) override {}  // the packets tell
+    void OnLine(uint8_t port, std::string_view line, const Moment& begin, uint64_t end) override;
+    void OnLoss(const Swo::LedgerEntry&, const Moment&) override {}  // their times lie behind what is written
+    void OnEnd(uint64_t) override { EndPacket(); }
+    void OnFinish() override {}
+
+  private:
+    void BeginEvent(CtfEvent id, const Moment& moment, uint64_t time);
+    void EndEvent();
+    void EndPacket();
+    void AddPort(const Swo::Packet& packet, const Moment& moment);
+    void AddWatch(const Swo::Packet& packet, const Moment& moment);
+    void AddLoss(const Swo::Packet& packet, const Moment& moment);
+    void AddText(std::string_view text);
+    void Add(uint64_t number, int bytes);
+    static void Append(std::string& target, uint64_t number, int bytes);
+
+    Output& metadata;
+    Output& stream;
+    std::optional<Names> names;
+    std::string event;
+    std::string events;  ///< of the packet
+    std::string head;
+    uint64_t eventTime = 0;
+    uint64_t first = 0;  ///< time of the packet's first event
+    uint64_t last = 0;
+    uint64_t packets = 0;
+    uint64_t discarded = 0;
+};
+
+}  // namespace Korr::Plim::Trace::Exports
