@@ -26,6 +26,10 @@ struct ChildEnd {
 ChildEnd RunChild(const std::vector<std::string>& words, std::chrono::milliseconds limit,
                   const std::string& output);
 
+/// Seam: the path of a program as a shell finds it by its name, in the absolute folders of the PATH alone;
+/// empty when there is none. \param name without the platform's extension
+std::string FindProgram(const std::string& name);
+
 /// Seam: makes this process, started by RunChild, one whose crash nobody else notices: no dump of its memory,
 /// no window; and where the platform can, one that ends with its parent. To be called first of all.
 void BecomeChild();

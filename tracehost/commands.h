@@ -16,6 +16,7 @@ void AddDoctorCommand(CLI::App& program, int& status);
 void AddAboutCommands(CLI::App& program, int& status);
 void AddDecodeCommand(CLI::App& program, int& status);
 void AddExportCommand(CLI::App& program, int& status);
+void AddProfileCommand(CLI::App& program, int& status);
 void AddReportCommand(CLI::App& program, int& status);
 void AddDiagnoseCommand(CLI::App& program, int& status);
 void AddRatesCommand(CLI::App& program, int& status);

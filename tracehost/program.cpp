@@ -99,6 +99,7 @@ int RunProgram(int argc, char** argv) {
     AddInfoCommand(program, status);
     AddDecodeCommand(program, status);
     AddExportCommand(program, status);
+    AddProfileCommand(program, status);
     AddReportCommand(program, status);
     AddDiagnoseCommand(program, status);
     AddRatesCommand(program, status);

@@ -39,7 +39,7 @@ KINDS = ("sync overflow local-time global-time-low global-time-high page extensi
          "unsynchronised truncated-end")
 PORT_TYPE = ("give a port from 0 to 255 and its type (text, u8, i8, u16, i16, u32, i32 or f32), and a name for it if you like, "
              "such as 3=f32:speed")
-EXPORTS = "give chrome, csv, jsonl or text"
+EXPORTS = "give chrome, perfetto, ctf, vcd, sigrok, csv, jsonl, folded or text"
 PORTS = "give stimulus ports from 0 to 255, such as 0,3,8-15"
 FRAMING = "give auto, itm, tpiu or tpiu:ID"
 STREAM = "give a number from 1 to 111"
@@ -289,6 +289,34 @@ ROWS = [
      said('"some.bin" is the file that is read: give another name')),
     (("export", "some.bin", "--format", "chrome", "--output", "folder"), plain, 2,
      said(f'"folder" cannot be written: ...: {SAVE_IT}')),
+    (("export", "-", "--format", "vcd", "--output", "out"), plain, 2,
+     said('"-": a VCD file takes two looks at the capture: save it to a file first')),
+    (("export", "some.bin", "--format", "ctf", "--output", "-"), plain, 2, said('--output "-": ctf is a folder: name one')),
+    (("export", "some.bin", "--format", "ctf", "--output", "text"), plain, 2,
+     said('"text" is no folder, as ctf is: give another name')),
+    (("export", "some.bin", "--format", "ctf", "--output", "folder"), plain, 2,
+     said('"folder" exists: give another name, or --force to replace it')),
+    (("export", "some.bin", "--format", "ctf", "--output", "none/x"), plain, 2, said(f'"none/x" cannot be made: {NO_FILE}')),
+    (("export", "some.bin", "--format", "sigrok", "--output", "out", "--from", "1s"), plain, 2,
+     said("sigrok takes offsets such as #12345 for --from and --to, not times")),
+    (("export", "some.bin", "--format", "sigrok", "--output", "out", "--from", "#10", "--to", "#65547"), plain, 2,
+     said("sigrok takes windows of at most 65,536 bytes: --to at most #65546")),
+    (("export", "some.bin", "--format", "sigrok", "--output", "out", "--from", "#10", "--to", "#9"), plain, 2,
+     said("sigrok takes windows of at most 65,536 bytes: --to at most #65546")),
+    *((("export", "some.bin", "--format", name, "--output", "/dev/full"), plain, 1,
+       "some.bin: ...nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?'))
+      for name in ("chrome", "perfetto", "vcd", "csv", "jsonl")),
+    # --- profile
+    (("profile",), plain, 2, said(f"FILE is required: {HELP.format('profile ')}")),
+    (("profile", "some.bin"), plain, 2, said(f"--elf is required, but for --by address: {HELP.format('profile ')}")),
+    (("profile", "some.bin", "--elf", MISSING), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("profile", "some.bin", "--elf", "some.bin"), plain, 2, said('--elf "some.bin": this is no ELF file')),
+    (("profile", "some.bin", "--by", "file"), plain, 2, said('--by "file": give function, line or address')),
+    (("profile", MISSING, "--by", "address"), plain, 2, said(f'"{MISSING}" cannot be read: {NO_FILE}')),
+    (("profile", "some.bin", "--by", "address", "--from", "1s"), plain, 2,
+     said("a time needs the trace clock, which no recording sheet tells: give --clock")),
+    (("profile", "some.bin", "--by", "address"), full_output, 1, "some.bin: nothing usable ...\n" + said(CANNOT_WRITE)),
+    (("profile", "some.bin", "--by", "address"), closed_output, 1, said(CANNOT_USE)),
     # --- diagnose, rates
     (("diagnose",), variables(TRACEHOST_BOARD=""), 2, said('name a FILE, or the port to look at (--port, with --clock and --prescaler): '
                                    f"{HELP.format('diagnose ')}")),

@@ -71,11 +71,12 @@ class ManPage(HostTest):
                       if options_of(self.help(command)).get("--json", "FILE") == ""]
         self.assertEqual(sorted(sections), sorted(takes_flag))
         self.write("raw.bin", "x")
+        self.write("samples.bin", "\x17abcd")
         with open(self.file("o.tdf"), "wb") as out:
             out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\x10\0\0\0\x01\0\0\0\x04\0\0\0name")
         number, _ = self.source("--board", self.file("board.json"), "--pattern", "counter")
         for words in (["ports"], ["options"], ["info", "raw.bin"], ["info", "o.tdf"], ["doctor"],
-                      ["check", "--only", "exports"], ["check", "--list"],
+                      ["profile", "samples.bin", "--by", "address"], ["check", "--only", "exports"], ["check", "--list"],
                       ["record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", "--bytes", "100",
                        "--output", "p.tdf"]):
             with self.subTest(words):

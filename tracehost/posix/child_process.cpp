@@ -6,10 +6,13 @@
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <sstream>
 #include <thread>
 
 extern char** environ;
@@ -88,6 +91,19 @@ ChildEnd RunChild(const std::vector<std::string>& words, std::chrono::millisecon
     if (WIFEXITED(status)) return {ChildEnd::Kind::Exited, WEXITSTATUS(status), {}};
     const int signal = WTERMSIG(status);
     return {ChildEnd::Kind::Crashed, 0, "signal " + std::to_string(signal) + " (" + strsignal(signal) + ")"};
+}
+
+std::string FindProgram(const std::string& name) {
+    const char* const variable = std::getenv("PATH");
+    std::stringstream folders(variable != nullptr ? variable : "");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (!folder.starts_with('/')) continue;
+        const std::string path = folder + "/" + name;
+        struct stat info {};
+        const bool isFile = stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+        if (isFile && access(path.c_str(), X_OK) == 0) return path;
+    }
+    return {};
 }
 
 void BecomeChild() {

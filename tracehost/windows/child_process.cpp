@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <sstream>
 
 #include "tracehost/platform_words.h"
 
@@ -89,6 +91,20 @@ ChildEnd RunChild(const std::vector<std::string>& words, std::chrono::millisecon
     DWORD status = 0;
     GetExitCodeProcess(process.Get(), &status);
     return EndOf(status);
+}
+
+std::string FindProgram(const std::string& name) {
+    std::string variable(GetEnvironmentVariableA("PATH", nullptr, 0), '\0');
+    variable.resize(GetEnvironmentVariableA("PATH", variable.data(), static_cast<DWORD>(variable.size())));
+    std::stringstream folders(variable);
+    for (std::string folder; std::getline(folders, folder, ';');) {
+        if (!std::filesystem::path(folder).is_absolute()) continue;
+        const std::string path = folder + "\\" + name + ".exe";
+        const DWORD attributes = GetFileAttributesA(path.c_str());
+        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+            return path;
+    }
+    return {};
 }
 
 void BecomeChild() { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX); }
