@@ -61,7 +61,8 @@ class Browser:
         self.driver.get(address + ("#" + view if view else ""))
 
     def errors(self):
-        return [entry["message"] for entry in self.driver.get_log("browser")]
+        """What the console says, but for what it says of tests that look at pixels."""
+        return [entry["message"] for entry in self.driver.get_log("browser") if "willReadFrequently" not in entry["message"]]
 
     def run(self, script, *arguments):
         return self.driver.execute_script(script, *arguments)
@@ -110,12 +111,12 @@ class Browser:
         self.driver.execute_cdp_cmd("Input.dispatchMouseEvent", {"type": kind, "x": x, "y": y, **more})
 
     def tip(self, track, time_, view):
-        """The text beside the pointer when it rests on a time of a row."""
+        """The text beside the pointer when it rests on a time of a row, without the thin spaces in its numbers."""
         x, y = self.place(track, time_, view)
         self.mouse(5, 5)
         self.mouse(x, y)
         self.wait(lambda: self.element("#tip").is_displayed(), f"a tip of {track}")
-        return self.text("#tip")
+        return self.text("#tip").replace("\u2009", "")
 
     def wheel(self, x, y, delta):
         self.mouse(x, y, "mouseWheel", deltaX=0, deltaY=delta)

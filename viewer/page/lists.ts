@@ -302,9 +302,10 @@ export class Lists {
 
   private async readProfile(): Promise<void> {
     const by = byId<HTMLSelectElement>("profile-by").value;
-    const { samples: all, sleeping, prohibited, other, rows, whole } = await this.feed.profile(this.timeline.from, this.timeline.to, by);
+    const { samples: addressed, sleeping, prohibited, other, rows, whole } = await this.feed.profile(this.timeline.from, this.timeline.to, by);
+    const all = Math.max(addressed + sleeping + prohibited, 1);
     const part = (samples: number, what: string) => samples > 0 ? `, ${percent(samples / all)} ${what}` : "";
-    byId("profile-note").textContent = `${whole ? "Of the whole recording" : "Of the time in view"}: ${plural(all, "sample")}` +
+    byId("profile-note").textContent = `${whole ? "Of the whole recording" : "Of the time in view"}: ${plural(addressed + sleeping + prohibited, "sample")}` +
       part(sleeping, "asleep") + part(prohibited, "prohibited") + part(other, "in rows left out") +
       (this.overview.elf === null ? " \u00b7 with --elf FILE functions have names" : "");
     const table = byId("profile-table");

@@ -167,8 +167,9 @@ async function attempt(action: () => Promise<unknown>): Promise<void> {
 
 addEventListener("error", (event) => trouble(`The page itself failed: ${event.message}`));
 addEventListener("unhandledrejection", (event) => trouble(`The page itself failed: ${event.reason}`));
-void attempt(async () => {
+async function begin(): Promise<void> {
   const held = document.getElementById("recording");
   const feed: Feed = held ? new EmbeddedFeed(held.textContent!) : new ServedFeed();
   new Page(feed, await feed.overview());
-});
+}
+begin().catch((error) => trouble(`This recording cannot be shown: ${error.message}`));
