@@ -10,7 +10,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tes
 
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
-.PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long lint build build-windows \
+.PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long test-page lint build build-windows \
     bench bench-loss fuzz mutants docs pictures package test-packages test-reproducible packages-native packages-all clean
 
 help: ## list the targets
@@ -54,15 +54,20 @@ test: test-native ## the native suite: unit, contract and end-to-end tests on Li
 	@$(call name_skipped,build/linux/tests.xml)
 	@echo "The native tests passed."
 
-check: test packages-all lint docs test-soak test-asan test-tsan test-windows test-packages ## everything: native, lint, documents, soak, sanitizers, Windows under Wine, packages
+check: test packages-all lint docs test-page test-soak test-asan test-tsan test-windows test-packages ## everything: native, lint, documents, browser, soak, sanitizers, Windows under Wine, packages
 	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
-	@echo "All checks passed: native, format and lint, soak, sanitizers, Windows under Wine, packages."
+	@echo "All checks passed: native, format and lint, browser, soak, sanitizers, Windows under Wine, packages."
 
 test-native: build ## the fast loop: what `make test` runs
 	@$(CTEST) --test-dir build/linux -LE 'long|soak'
 
 test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
 	@$(CTEST) --verbose --output-junit soak.xml --test-dir build/linux -L soak
+
+# With Debian's Python, which has Debian's selenium.
+test-page: packages-all ## the page that shows recordings, in a real browser
+	@$(call build_preset,linux,products)
+	@/usr/bin/python3 tests/page/test_page.py build/linux
 
 test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
 	@$(call build_preset,linux-asan)
