@@ -12,7 +12,7 @@ RecordingIndex::RecordingIndex(const IndexOptions& wanted)
           all.states = this;
           return all;
       }()),
-      exceptions(*this) {}
+      summaries(wanted.ports) {}
 
 void RecordingIndex::Feed(std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
@@ -20,6 +20,8 @@ void RecordingIndex::Feed(std::span<const uint8_t> bytes) {
         const auto piece = bytes.first(std::min<uint64_t>(bytes.size(), kPiece - at % kPiece));
         if ((at + piece.size()) % kBetweenCheckpoints == 0) analysis.WantState();
         analysis.Feed(piece);
+        LookAtPadding();
+        if ((at + piece.size()) % kBetweenLooks == 0) StayInBudget();
         bytes = bytes.subspan(piece.size());
     }
 }
@@ -28,51 +30,42 @@ void RecordingIndex::Idle() { analysis.Idle(); }
 
 void RecordingIndex::Finish() {
     analysis.Finish();
+    LookAtPadding();
+    summaries.Finish(placer.Last(), analysis.Bytes());
     finished = true;
 }
 
 void RecordingIndex::OnPacket(const Packet& packet, const PacketTime& time) {
     while (!pending.empty() && pending.front().packets == packets) KeepCheckpoint();
     ++packets;
-    if (!timed && time.quality != TimeQuality::None) {
-        timed = true;
-        exceptions.Rebase(0);
-    }
-    const uint64_t position = placer.Take(packet.offset, time).Position(timed);
-    exceptions.OnPacket(packet, position);
-    if (packet.kind == PacketKind::Exception) {
-        ++totals[track_row::kNesting];
-        if (packet.source != 0) ++totals[RowOf({TrackKind::Exception, packet.source})];
-    }
-    TellTracks(packet, *this);
+    timed = timed || time.quality != TimeQuality::None;
+    summaries.OnPacket(packet, placer.Take(packet.offset, time), timed);
 }
 
-void RecordingIndex::OnPort(const Packet& packet) {
-    ++totals[RowOf({TrackKind::Port, packet.source})];
-    looks[packet.source % kPorts].OnPacket(packet);
+/// Frames are taken apart ahead of the packets that come out of them.
+void RecordingIndex::LookAtPadding() {
+    const auto* const streams = analysis.BytesOfStreams();
+    if (streams == nullptr) return;
+    const uint64_t all = (*streams)[kNullStream];
+    summaries.OnPadding(paddingUpTo, all - std::min(all, paddingSeen));
+    paddingSeen = all;
+    paddingUpTo = analysis.FramesUpTo();
 }
 
-void RecordingIndex::OnValue(const Track& track, const Packet& packet) {
-    ++totals[RowOf(track)];
-    if (track.kind != TrackKind::WatchRead && track.kind != TrackKind::WatchWrite) return;
-    uint8_t& most = widest[2 * track.number + (track.kind == TrackKind::WatchWrite ? 1 : 0)];
-    most = std::max(most, packet.size);
+void RecordingIndex::StayInBudget() {
+    const size_t ofCheckpoints = checkpoints.size() * sizeof(Checkpoint);
+    if (summaries.Bytes() + ofCheckpoints <= options.budget) return;
+    summaries.Halve();
+    for (size_t i = 0; 2 * i < checkpoints.size(); ++i) {
+        if (i > 0) checkpoints[i] = std::move(checkpoints[2 * i]);
+    }
+    checkpoints.resize((checkpoints.size() + 1) / 2);
 }
 
 void RecordingIndex::KeepCheckpoint() {
     const AnalysisState& state = pending.front();
-    checkpoints.push_back({state.decoding, state.timing, placer.Last(), exceptions.Stack()});
+    checkpoints.push_back({state.decoding, state.timing, placer.Last(), summaries.Stack()});
     pending.pop_front();
-}
-
-TrackTypes RecordingIndex::Types() const {
-    TrackTypes types;
-    for (size_t port = 0; port < kPorts; ++port) {
-        const auto given = options.ports.find(static_cast<uint8_t>(port));
-        types.ports[port] = given != options.ports.end() ? given->second.type : looks[port].Type();
-    }
-    for (size_t i = 0; i < widest.size(); ++i) types.watches[i] = UnsignedOf(widest[i]);
-    return types;
 }
 
 ReplayPlan RecordingIndex::PlanFrom(uint64_t place) const {

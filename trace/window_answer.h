@@ -34,6 +34,12 @@ struct WindowAnswer {
     std::vector<NamedArray> marks;
 };
 
+/// Where the packets of a window can end, at the latest.
+struct WindowEnd {
+    uint64_t position = 0;
+    uint64_t place = 0;
+};
+
 /// Flags of events.
 inline constexpr uint8_t kEventSuspect = 1;
 inline constexpr uint8_t kEventSalvaged = 2;
@@ -82,7 +88,13 @@ struct WindowFrame {
           first(numberLine.PositionAt(begin)),
           last(numberLine.PositionAt(end)) {}
 
-    bool Holds(uint64_t position) const { return position >= first && position < last; }
+    bool Wants(const Track& track) const { return wanted[RowOf(track)]; }
+    bool WantsExceptions() const {
+        for (size_t row = track_row::kNesting; row < track_row::kPort; ++row) {
+            if (wanted[row]) return true;
+        }
+        return false;
+    }
     /// The column of a time; of one outside the stretch the nearest.
     uint32_t Column(double time) const {
         const double column = (time - from) / (to - from) * pixels;

@@ -171,7 +171,9 @@ WindowAnswer WindowColumns::Take() {
         } else if (const auto count = counts.find(row); count != counts.end()) {
             arrays = CountArrays(track, count->second);
         }
-        if (!arrays.empty()) answer.tracks.push_back({track, std::move(arrays)});
+        const auto isEmpty = [](const auto& numbers) { return numbers.empty(); };
+        if (arrays.empty() || std::visit(isEmpty, arrays.front().data)) continue;
+        answer.tracks.push_back({track, std::move(arrays)});
     }
     return answer;
 }

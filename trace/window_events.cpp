@@ -17,6 +17,7 @@ bool WindowEvents::OnPacket(const Packet& packet, const PacketTime& time, const 
         bandwidth.EndAt(standing.place);
         return false;
     }
+    hasText = standing.place >= textFrom;
     inside = position >= frame.first;
     now = frame.axis.At(position);
     place = packet.offset;
@@ -62,6 +63,7 @@ void WindowEvents::OnPc(const Packet& packet) {
 }
 
 void WindowEvents::AddText(const Packet& packet) {
+    if (!hasText) return;
     Events* const list = EventsOf({TrackKind::Port, packet.source});
     const TextBytes text = TextOf(packet);
     for (size_t i = 0; i < text.count; ++i) {
@@ -133,8 +135,9 @@ std::vector<NamedArray> WindowEvents::Arrays(TrackKind kind, const Runs& list) {
     return arrays;
 }
 
-WindowAnswer WindowEvents::Finish(uint64_t end) {
-    exceptions.Settle(std::min(end, frame.last));
+WindowAnswer WindowEvents::Finish(const WindowEnd& end) {
+    bandwidth.EndAt(end.place);
+    exceptions.Settle(std::min(end.position, frame.last));
     WindowAnswer answer;
     answer.exact = true;
     for (size_t row = 0; row < kTracks; ++row) {

@@ -13,13 +13,16 @@ class WindowEvents {
   public:
     /// \param frame kept by reference \param stack what is active at `position`, where the packets begin
     WindowEvents(const WindowFrame& frame, const ExceptionStack& stack, uint64_t position);
-    /// The text of a port goes on in a line of which so many bytes have come.
-    void BeginText(uint8_t port, uint16_t open) { lines[port] = LineSplitter(open); }
+    /// Text counts from a place on, where a port's line is open; see LineSplitter.
+    void BeginText(uint64_t from, const std::array<uint16_t, kPorts>& open) {
+        textFrom = from;
+        for (size_t port = 0; port < kPorts; ++port) lines[port] = LineSplitter(open[port]);
+    }
 
     /// \return whether packets of the window can still come
     bool OnPacket(const Packet& packet, const PacketTime& time, const Standing& standing);
-    /// There are no more packets. \param end position up to which there could have been
-    WindowAnswer Finish(uint64_t end);
+    /// There are no more packets.
+    WindowAnswer Finish(const WindowEnd& end);
 
     // From TellTracks and ExceptionRuns.
     void OnPort(const Packet& packet);
@@ -61,6 +64,8 @@ class WindowEvents {
     std::array<std::unique_ptr<Events>, kTracks> events;
     std::array<std::unique_ptr<Runs>, kExceptions + 2> runs;
     ExceptionRuns<WindowEvents> exceptions;
+    bool hasText = true;  ///< the packet at hand stands behind textFrom
+    uint64_t textFrom = 0;
     bool inside = false;  ///< the packet at hand is in the window
     double now = 0;       ///< its time
     uint64_t place = 0;

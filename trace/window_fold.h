@@ -10,11 +10,18 @@ namespace Korr::Plim::Trace::Swo {
 class WindowFold {
   public:
     WindowFold(const WindowFrame& window, const ExceptionStack& stack, uint64_t position)
-        : frame(window), columns(window), exceptions(*this, stack, position) {}
-    void BeginText(uint8_t port, uint16_t open) { lines[port] = LineSplitter(open); }
+        : frame(window),
+          wantsExceptions(window.WantsExceptions()),
+          columns(window),
+          exceptions(*this, stack, position) {}
+    /// Text counts from a place on, where a port's line is open; see LineSplitter.
+    void BeginText(uint64_t from, const std::array<uint16_t, kPorts>& open) {
+        textFrom = from;
+        for (size_t port = 0; port < kPorts; ++port) lines[port] = LineSplitter(open[port]);
+    }
 
     bool OnPacket(const Packet& packet, const PacketTime& time, const Standing& standing);
-    WindowAnswer Finish(uint64_t end);
+    WindowAnswer Finish(const WindowEnd& end);
 
     // From TellTracks and ExceptionRuns.
     void OnPort(const Packet& packet);
@@ -26,13 +33,14 @@ class WindowFold {
     void OnEntry(uint16_t number);
 
   private:
-    bool Wants(const Track& track) const { return frame.wanted[RowOf(track)]; }
-
     const WindowFrame& frame;
+    const bool wantsExceptions;
     WindowColumns columns;
     std::array<LineSplitter, kPorts> lines;
     ExceptionRuns<WindowFold> exceptions;
     bool counts = false;  ///< the packet at hand is in the window, and not suspect
+    bool hasText = true;  ///< the packet at hand stands behind textFrom
+    uint64_t textFrom = 0;
     bool inside = false;
     double now = 0;
 };

@@ -61,12 +61,12 @@ void AddMembers(Json& object, const Swo::Track& track, const Swo::TrackTypes& ty
 }
 
 Json TracksOf(const RecordingSettings& settings, const Swo::RecordingIndex& index) {
-    const Swo::TrackTypes types = index.Types();
+    const Swo::TrackTypes types = index.Summaries().Types();
     Json tracks = Json::array();
     for (size_t row = 0; row < Swo::kTracks; ++row) {
         const Swo::Track track = Swo::TrackAt(row);
         const bool bandwidth = track.kind == Swo::TrackKind::Bandwidth;
-        const uint64_t total = bandwidth ? index.Packets() : index.PacketsOf(track);
+        const uint64_t total = index.PacketsOf(track);
         if (total == 0 && !bandwidth) continue;
         Json object = {{"id", IdOf(track)}, {"kind", KindOf(track, types)}};
         AddMembers(object, track, types);

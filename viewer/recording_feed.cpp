@@ -1,16 +1,10 @@
 #include "viewer/recording_feed.h"
 
-#include <atomic>
-#include <cmath>
+#include <algorithm>
 
-#include "trace/window_events.h"
-#include "trace/window_fold.h"
-#include "trace/window_marks.h"
 #include "viewer/fair_mutex.h"
-#include "viewer/json_text.h"
 #include "viewer/overview.h"
 #include "viewer/recording_questions.h"
-#include "viewer/window_encoding.h"
 
 namespace Korr::Plim::Trace::Viewer {
 

@@ -4,17 +4,14 @@
 #include <cmath>
 #include <map>
 
-#include "trace/window_events.h"
-#include "trace/window_fold.h"
 #include "trace/window_marks.h"
+#include "trace/window_query.h"
 #include "viewer/json_text.h"
 #include "viewer/window_encoding.h"
 
 namespace Korr::Plim::Trace::Viewer {
 
 namespace {
-
-constexpr uint64_t kMostExact = 100000;  // packets of a window whose every event is told
 
 void CheckStretch(double from, double to) {
     if (!std::isfinite(from) || !std::isfinite(to) || !std::isfinite(to - from)) {
@@ -32,15 +29,6 @@ std::bitset<Swo::kTracks> RowsOf(const std::vector<std::string>& ids) {
         rows.set(RowOf(*track));
     }
     return rows;
-}
-
-template <class Sink>
-Swo::WindowAnswer Answer(const Swo::WindowFrame& frame, const Swo::ReplayPlan& plan,
-                         const Swo::CaptureBytes& bytes, uint64_t end) {
-    Sink sink(frame, plan.from ? plan.from->exceptions : Swo::ExceptionStack{},
-              plan.from ? plan.from->standing.Position(frame.timed) : 0);
-    Swo::Replay<Sink> replay(plan, bytes, sink);
-    return sink.Finish(end);
 }
 
 std::string AddressText(uint32_t address) {
@@ -100,18 +88,13 @@ std::string RecordingQuestions::Window(const WindowQuestion& question, Hold& hol
     if (question.pixels < 1 || question.pixels > kMostPixels) {
         throw BadQuestion("pixels must be 1 to " + std::to_string(kMostPixels));
     }
-    const Swo::TrackTypes types = index.Types();
+    const Swo::TrackTypes types = index.Summaries().Types();
     const Swo::WindowFrame frame(axis, timed, question.from, question.to, question.pixels,
                                  RowsOf(question.tracks), types);
-    std::vector<Swo::NamedArray> marks = MarksOf(index.Analysis().Losses(), frame);
-    const Swo::ReplayPlan plan = index.PlanFrom(0);
-    const bool exact = !question.columns && index.Packets() <= kMostExact;
-    const uint64_t end = index.EndPosition();
+    const uint64_t blockBytes = index.Summaries().BlockBytes();
+    Swo::WindowQuery query(index, frame, question.columns);
     hold.unlock();
-    Swo::WindowAnswer answer = exact ? Answer<Swo::WindowEvents>(frame, plan, bytes, end)
-                                     : Answer<Swo::WindowFold>(frame, plan, bytes, end);
-    answer.marks = std::move(marks);
-    return EncodeWindow(answer, frame, revision, 16384);
+    return EncodeWindow(query.Answer(bytes), frame, revision, blockBytes);
 }
 
 std::string RecordingQuestions::Ledger(uint64_t from, uint32_t count) const {

@@ -31,7 +31,7 @@ bool Holds(const std::string& text, const std::string& sought, bool matchCase) {
 }  // namespace
 
 void RecordingQuestions::CheckText(uint8_t port) const {
-    if (!index.Types().IsText(port)) {
+    if (!index.Summaries().Types().IsText(port)) {
         throw BadQuestion("port " + std::to_string(port) + " has numbers, no text");
     }
 }
