@@ -24,11 +24,13 @@ class LineReader {
     /// Is given line after line. \return whether it wants another one
     using Take = std::function<bool(TextLine&&)>;
 
-    /// \param from place where counting begins: what comes before it is passed over
-    /// \param bytes of the line that is open there \param next number of the next line to begin
-    LineReader(uint8_t port, bool inTicks, uint64_t from, uint16_t bytes, uint64_t next, Take target)
-        : wanted(port), timed(inTicks), begin(from), splitter(bytes), number(next), take(std::move(target)) {}
+    /// \param bytes of the line that is open where the packets begin; 0: none is \param next number of the
+    /// next line to begin
+    LineReader(uint8_t port, bool inTicks, uint16_t bytes, uint64_t next, Take target)
+        : wanted(port), timed(inTicks), splitter(bytes), number(next), take(std::move(target)) {}
 
+    /// Passes over what stands before a place.
+    void PassTo(uint64_t place) { begin = place; }
     bool OnPacket(const Packet& packet, const PacketTime& time, const Standing& standing);
     /// The text ends: gives a line that is open.
     void Finish() { Give(); }
@@ -38,7 +40,7 @@ class LineReader {
 
     uint8_t wanted;
     bool timed;
-    uint64_t begin;
+    uint64_t begin = 0;
     LineSplitter splitter;
     uint64_t number;
     Take take;

@@ -1,6 +1,7 @@
 #include "trace/recording_index.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Korr::Plim::Trace::Swo {
 
@@ -68,7 +69,7 @@ void RecordingIndex::KeepCheckpoint() {
     pending.pop_front();
 }
 
-ReplayPlan RecordingIndex::PlanFrom(uint64_t place) const {
+ReplayPlan RecordingIndex::PlanFrom(uint64_t place, std::shared_ptr<const KnownPackets> known) const {
     ReplayPlan plan;
     plan.options = {options.analysis.framing, ItmOptions{!options.analysis.waitForSync}};
     plan.framing = analysis.FramingFound();
@@ -79,7 +80,7 @@ ReplayPlan RecordingIndex::PlanFrom(uint64_t place) const {
         std::upper_bound(checkpoints.begin(), checkpoints.end(), place,
                          [](uint64_t wanted, const Checkpoint& one) { return wanted < one.state.offset; });
     if (after != checkpoints.begin()) plan.from = *std::prev(after);
-    plan.known = std::make_shared<KnownPackets>(analysis.Known());
+    plan.known = known ? std::move(known) : std::make_shared<KnownPackets>(analysis.Known());
     return plan;
 }
 

@@ -38,8 +38,9 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     /// The first position behind all packets.
     uint64_t EndPosition() const { return timed ? placer.Last().ticks + 1 : analysis.Bytes(); }
 
-    /// To decode again what stands from a place of the capture on, or earlier.
-    ReplayPlan PlanFrom(uint64_t place) const;
+    /// To decode again what stands from a place of the capture on, or earlier. \param known of another plan
+    /// made now; null: there is none
+    ReplayPlan PlanFrom(uint64_t place, std::shared_ptr<const KnownPackets> known = nullptr) const;
 
   private:
     void OnPacket(const Packet& packet, const PacketTime& time) override;

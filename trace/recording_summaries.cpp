@@ -182,6 +182,24 @@ RecordingSummaries::BlockRange RecordingSummaries::BlocksOf(uint64_t first, uint
     return {std::min(from, to), to};
 }
 
+RecordingSummaries::BlockRange RecordingSummaries::WholeBlocksOf(uint64_t first, uint64_t last,
+                                                                 uint64_t end) const {
+    BlockRange blocks = BlocksOf(first, last);
+    while (blocks.from < blocks.to && BeginOf(blocks.from, end) < first) ++blocks.from;
+    // A block's last packet may be at the position where the next one begins.
+    const uint64_t behind = inTicks ? last - std::min<uint64_t>(last, 1) : last;
+    while (blocks.from < blocks.to && last < end && BeginOf(blocks.to, end) > behind) --blocks.to;
+    return blocks;
+}
+
+bool RecordingSummaries::HasPc(uint64_t from, uint64_t to) const {
+    if (from >= PlaceOf(Blocks())) return false;
+    bool has = false;
+    const uint32_t last = to > PlaceOf(Blocks()) ? Blocks() : BlockOf(to - 1) + 1;
+    pc.ForEach(0, BlockOf(from), last, [&has](const PcCell&, uint32_t, uint32_t) { has = true; });
+    return has;
+}
+
 uint64_t RecordingSummaries::PacketsIn(uint32_t from, uint32_t to) const {
     uint64_t packets = 0;
     bandwidth.ForEach(0, from, to,

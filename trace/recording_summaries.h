@@ -46,13 +46,16 @@ class RecordingSummaries {
         uint32_t to;
     };
     BlockRange BlocksOf(uint64_t first, uint64_t last) const;
+    /// Blocks all of whose packets are at such positions. \param end position behind everything
+    BlockRange WholeBlocksOf(uint64_t first, uint64_t last, uint64_t end) const;
     /// Packets in blocks [from, to).
     uint64_t PacketsIn(uint32_t from, uint32_t to) const;
     uint64_t PacketsOf(const Track& track) const { return totals[RowOf(track)]; }
     TrackTypes Types() const;
     ExceptionStack Stack() const { return exceptions.Stack(); }
     const CellTrack<TextCell>* TextOf(size_t port) const { return texts[port].get(); }
-    const CellTrack<PcCell>& Pc() const { return pc; }
+    /// Whether there are samples of the PC between two places, or may be.
+    bool HasPc(uint64_t from, uint64_t to) const;
     const PcHistograms& Histograms() const { return histograms; }
     /// Fills in what a window shows of whole blocks. \param end position behind everything \param bytes of
     /// the capture

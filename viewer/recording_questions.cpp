@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 
+#include "trace/profile_query.h"
 #include "trace/window_marks.h"
 #include "trace/window_query.h"
 #include "viewer/json_text.h"
@@ -37,34 +38,16 @@ std::string AddressText(uint32_t address) {
     return text.data();
 }
 
-/// Samples of the PC by address, in a window.
-struct Samples {
-    bool OnPacket(const Swo::Packet& packet, const Swo::PacketTime&, const Swo::Standing& standing) {
-        const uint64_t position = standing.Position(timed);
-        if (position >= last) return false;
-        if (position < first || (packet.flags & Swo::kSuspect) != 0) return true;
-        if (packet.kind == Swo::PacketKind::PcSample) ++byAddress[packet.value];
-        if (packet.kind == Swo::PacketKind::PcSleep) ++sleeping;
-        if (packet.kind == Swo::PacketKind::PcProhibited) ++prohibited;
-        return true;
-    }
-    bool timed;
-    uint64_t first;
-    uint64_t last;
-    std::map<uint32_t, uint64_t> byAddress{};
-    uint64_t sleeping = 0;
-    uint64_t prohibited = 0;
-};
-
 struct ProfileRow {
     std::string name;
     uint32_t address = 0;
     uint64_t samples = 0;
 };
 
-std::vector<ProfileRow> RowsOf(const Samples& samples, const Symbols::ElfSymbols* symbols, bool byFunction) {
+std::vector<ProfileRow> RowsOf(const Swo::PcHistogram& samples, const Symbols::ElfSymbols* symbols,
+                               bool byFunction) {
     std::map<uint32_t, ProfileRow> rows;
-    for (const auto& [pc, count] : samples.byAddress) {
+    for (const auto& [pc, count] : samples.Counts()) {
         const Symbols::Symbol* const function = symbols == nullptr ? nullptr : symbols->FunctionAt(pc);
         const uint32_t address = byFunction && function != nullptr ? function->address : pc;
         ProfileRow& row = rows[address];
@@ -124,13 +107,12 @@ std::string RecordingQuestions::Ledger(uint64_t from, uint32_t count) const {
 
 std::string RecordingQuestions::Profile(const ProfileQuestion& question, Hold& hold) const {
     CheckStretch(question.from, question.to);
-    Samples samples{timed, axis.PositionAt(question.from), axis.PositionAt(question.to)};
-    const Swo::ReplayPlan plan = index.PlanFrom(0);
+    Swo::ProfileQuery query(index, axis.PositionAt(question.from), axis.PositionAt(question.to));
     hold.unlock();
-    const Swo::Replay<Samples> replay(plan, bytes, samples);
+    const Swo::PcHistogram samples = query.Answer(bytes);
     const std::vector<ProfileRow> rows = RowsOf(samples, settings.symbols.get(), question.byFunction);
-    uint64_t all = 0;
-    uint64_t other = 0;
+    uint64_t all = samples.Other();
+    uint64_t other = samples.Other();
     Json list = Json::array();
     for (const ProfileRow& row : rows) {
         all += row.samples;

@@ -8,7 +8,7 @@
 namespace Korr::Plim::Trace::Viewer {
 
 /// One question to a recording. Made and asked once while the recording is held; those that read the capture
-/// again take what they need of the index and let go of it before.
+/// again take what they need of the index and let go of it meanwhile.
 class RecordingQuestions {
   public:
     using Hold = std::unique_lock<FairMutex>;
@@ -31,6 +31,8 @@ class RecordingQuestions {
     std::string Profile(const ProfileQuestion& question, Hold& hold) const;
 
   private:
+    std::string FindOnwards(const FindQuestion& question, Hold& hold) const;
+    std::string FindBack(const FindQuestion& question, Hold& hold) const;
     /// \throws BadQuestion when the port has no text
     void CheckText(uint8_t port) const;
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "trace/line_reader.h"
+#include "trace/text_parts.h"
 #include "viewer/json_text.h"
 #include "viewer/recording_questions.h"
 
@@ -10,21 +10,19 @@ namespace Korr::Plim::Trace::Viewer {
 
 namespace {
 
-constexpr auto kLongestSearch = std::chrono::milliseconds(400);
-
-void ReadLines(const Swo::ReplayPlan& plan, const Swo::CaptureBytes& bytes, uint8_t port, bool timed,
-               Swo::LineReader::Take take) {
-    Swo::LineReader reader(port, timed, 0, 0, 0, std::move(take));
-    const Swo::Replay<Swo::LineReader> replay(plan, bytes, reader);
-    reader.Finish();
-}
+constexpr auto kLongestSearch = std::chrono::milliseconds(300);
+constexpr uint64_t kBytesOfASearch = uint64_t{8} << 20;  // of the capture, decoded in one go
+constexpr uint64_t kBytesOfRows = uint64_t{64} << 20;    // the same
 
 char Lower(char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A')) : character;
 }
 
-bool Holds(const std::string& text, const std::string& sought, bool matchCase) {
-    const auto same = [matchCase](char a, char b) { return matchCase ? a == b : Lower(a) == Lower(b); };
+bool Holds(const std::string& text, const FindQuestion& question) {
+    const auto same = [&question](char a, char b) {
+        return question.matchCase ? a == b : Lower(a) == Lower(b);
+    };
+    const std::string& sought = question.text;
     return std::search(text.begin(), text.end(), sought.begin(), sought.end(), same) != text.end();
 }
 
@@ -41,20 +39,20 @@ std::string RecordingQuestions::Text(const TextQuestion& question, Hold& hold) c
         throw BadQuestion("count must be 1 to " + std::to_string(kMostRows));
     }
     CheckText(question.port);
-    const Swo::ReplayPlan plan = index.PlanFrom(0);
+    const Swo::TextParts text(index, question.port);
+    const uint64_t lines = text.Lines();
+    const auto parts = text.From(question.line, question.count, kBytesOfRows);
     hold.unlock();
-    uint64_t lines = 0;
     Json rows = Json::array();
-    ReadLines(plan, bytes, question.port, timed, [&](Swo::TextLine&& line) {
-        ++lines;
-        if (line.number >= question.line && line.number - question.line < question.count) {
-            rows.push_back({{"time", axis.At(line.position)},
-                            {"offset", line.offset},
-                            {"text", line.text},
-                            {"flags", line.flags}});
-        }
-        return true;
-    });
+    const auto take = [&](Swo::TextLine&& line) {
+        if (line.number < question.line) return true;
+        rows.push_back({{"time", axis.At(line.position)},
+                        {"offset", line.offset},
+                        {"text", line.text},
+                        {"flags", line.flags}});
+        return rows.size() < question.count;
+    };
+    ReadLines(parts, bytes, question.port, timed, take);
     return TextOf(
         {{"revision", revision}, {"lines", lines}, {"first", question.line}, {"rows", std::move(rows)}});
 }
@@ -64,25 +62,61 @@ std::string RecordingQuestions::Find(const FindQuestion& question, Hold& hold) c
         throw BadQuestion("text must have 1 to " + std::to_string(kMostSought) + " bytes");
     }
     CheckText(question.port);
-    const Swo::ReplayPlan plan = index.PlanFrom(0);
-    hold.unlock();
+    return question.back ? FindBack(question, hold) : FindOnwards(question, hold);
+}
+
+std::string RecordingQuestions::FindOnwards(const FindQuestion& question, Hold& hold) const {
+    const auto until = std::chrono::steady_clock::now() + kLongestSearch;
     std::optional<uint64_t> found;
-    ReadLines(plan, bytes, question.port, timed, [&](Swo::TextLine&& line) {
-        if (question.back ? line.number > question.line : line.number < question.line) return !question.back;
-        if (Holds(line.text, question.text, question.matchCase)) found = line.number;
-        return question.back || !found;
-    });
-    return TextOf({{"line", OrNull(found)}});
+    for (uint64_t next = question.line;;) {
+        const Swo::TextParts text(index, question.port);
+        const auto parts = text.From(next, UINT64_MAX / 2, kBytesOfASearch);
+        const bool last = parts.empty() || parts.back().to == UINT64_MAX;
+        const uint64_t behind = parts.empty() ? next : parts.back().firstLine + parts.back().lines;
+        hold.unlock();
+        ReadLines(parts, bytes, question.port, timed, [&](Swo::TextLine&& line) {
+            // The last one may go on behind the parts: it is looked at again with the next.
+            const bool whole = last || line.number + 1 < behind;
+            if (line.number >= next && whole && Holds(line.text, question)) found = line.number;
+            return !found;
+        });
+        if (found || last) return TextOf({{"line", OrNull(found)}});
+        next = std::max(next + 1, behind - 1);
+        if (std::chrono::steady_clock::now() >= until) return TextOf({{"line", nullptr}, {"next", next}});
+        hold.lock();
+    }
+}
+
+std::string RecordingQuestions::FindBack(const FindQuestion& question, Hold& hold) const {
+    const auto until = std::chrono::steady_clock::now() + kLongestSearch;
+    std::optional<uint64_t> found;
+    for (uint64_t next = question.line;;) {
+        const Swo::TextParts text(index, question.port);
+        const auto parts = text.Before(next < UINT64_MAX ? next + 1 : next, kBytesOfASearch);
+        hold.unlock();
+        ReadLines(parts, bytes, question.port, timed, [&](Swo::TextLine&& line) {
+            if (line.number > next) return false;
+            if (Holds(line.text, question)) found = line.number;
+            return true;
+        });
+        const uint64_t first = parts.empty() ? 0 : parts.front().firstLine;
+        if (found || first == 0) return TextOf({{"line", OrNull(found)}});
+        next = first - 1;
+        if (std::chrono::steady_clock::now() >= until) return TextOf({{"line", nullptr}, {"next", next}});
+        hold.lock();
+    }
 }
 
 std::string RecordingQuestions::LineAt(uint8_t port, double time, Hold& hold) const {
     if (!(time == time)) throw BadQuestion("time must be a number");
     CheckText(port);
     const uint64_t position = axis.PositionAt(time);
-    const Swo::ReplayPlan plan = index.PlanFrom(0);
+    const Swo::TextParts text(index, port);
+    uint64_t number = text.LineNear(position);
+    const auto parts = text.From(number, UINT64_MAX / 2, kBytesOfASearch);
     hold.unlock();
-    uint64_t number = 0;
-    ReadLines(plan, bytes, port, timed, [&](Swo::TextLine&& line) {
+    ReadLines(parts, bytes, port, timed, [&](Swo::TextLine&& line) {
+        if (line.number < number) return true;
         number = line.number;
         if (line.position < position) ++number;
         return line.position < position;

@@ -1,0 +1,54 @@
+#include "trace/profile_query.h"
+
+namespace Korr::Plim::Trace::Swo {
+
+namespace {
+
+struct Samples {
+    bool OnPacket(const Packet& packet, const PacketTime&, const Standing& standing) {
+        const uint64_t position = standing.Position(timed);
+        if (standing.place >= to || position >= end) return false;
+        if (standing.place < from || position < begin || (packet.flags & kSuspect) != 0) return true;
+        if (packet.kind == PacketKind::PcSample) all.Add(packet.value);
+        if (packet.kind == PacketKind::PcSleep) ++all.sleeping;
+        if (packet.kind == PacketKind::PcProhibited) ++all.prohibited;
+        return true;
+    }
+    PcHistogram& all;
+    bool timed;
+    uint64_t begin;  ///< position
+    uint64_t end;
+    uint64_t from;  ///< place
+    uint64_t to;
+};
+
+}  // namespace
+
+ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last)
+    : begin(first), end(last), timed(index.Timed()) {
+    const RecordingSummaries& summaries = index.Summaries();
+    const auto some = summaries.BlocksOf(first, last);
+    const auto whole = summaries.WholeBlocksOf(first, last, index.EndPosition());
+    const bool toTheEnd = last >= index.EndPosition();
+    const uint64_t behind = toTheEnd ? UINT64_MAX : summaries.PlaceOf(some.to);
+    const uint64_t wholeTo = toTheEnd ? UINT64_MAX : summaries.PlaceOf(whole.to);
+    const PcHistograms::Stretch summed =
+        summaries.Histograms().Sum(summaries.PlaceOf(whole.from), wholeTo, all);
+    AddEdge(index, summaries.PlaceOf(some.from), summed.from);
+    AddEdge(index, summed.to, behind);
+}
+
+void ProfileQuery::AddEdge(const RecordingIndex& index, uint64_t from, uint64_t to) {
+    if (from >= to || !index.Summaries().HasPc(from, to)) return;
+    edges.push_back({index.PlanFrom(from), from, to});
+}
+
+PcHistogram ProfileQuery::Answer(const CaptureBytes& bytes) {
+    for (const Edge& edge : edges) {
+        Samples samples{all, timed, begin, end, edge.from, edge.to};
+        const Replay<Samples> replay(edge.plan, bytes, samples);
+    }
+    return std::move(all);
+}
+
+}  // namespace Korr::Plim::Trace::Swo
