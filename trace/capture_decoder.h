@@ -204,6 +204,7 @@ void CaptureDecoder<Sink>::OnStop(FrameFollower::Stop stop) {
     const FrameStep& step = frames->follower.LastStep();
     const bool comesAnew = step.from <= frames->map.LastPlace();  // of what was given to the decoder
     decoder.Break(!comesAnew);
+    if (comesAnew) frames->map.GoBack(step.from);
     sink.OnFrameStep(step);
 }
 

@@ -44,6 +44,14 @@ class OffsetMap {
                 Pinned{third, CaptureOffset(third)}};
     }
 
+    /// Between pieces: the capture's bytes from `place` on come once more, as other bytes of the stream.
+    /// Those that stood there stand at `place` from now on, so that nothing stands behind what comes later.
+    void GoBack(uint64_t place) {
+        for (uint64_t& one : recent) one = std::min(one, place);
+        for (Pinned& pin : pins) pin.capture = std::min(pin.capture, place);
+        lastPlace = std::min(lastPlace, place == 0 ? 0 : place - 1);
+    }
+
     /// Of a byte of the stream that has come and is not older than the pinned ones. For one behind the last
     /// byte that has come: one behind its place.
     uint64_t CaptureOffset(uint64_t streamOffset) const {

@@ -27,6 +27,24 @@ TEST(OffsetMap, TellsWhereTheBytesOfAStreamStand) {
     EXPECT_EQ(map.CaptureOffset(103), 71U);
 }
 
+TEST(OffsetMap, NothingStandsBehindWhatComesOnceMore) {
+    auto chunk = std::make_unique<StreamBytes>();
+    chunk->count = 3;
+    chunk->places[0] = 60, chunk->places[1] = 62, chunk->places[2] = 70;
+    OffsetMap map;
+    map.Begin(100, 49);
+    map.Present(*chunk);
+    map.Pin(100, 101, 101);
+    map.Retire(102);
+    map.GoBack(61);
+    EXPECT_EQ(map.CaptureOffset(100), 60U) << "pinned, and in front of it";
+    EXPECT_EQ(map.CaptureOffset(101), 61U) << "pinned";
+    EXPECT_EQ(map.CaptureOffset(102), 61U);
+    EXPECT_EQ(map.CaptureOffset(103), 61U) << "what comes next";
+    map.GoBack(0);
+    EXPECT_EQ(map.CaptureOffset(100), 0U);
+}
+
 struct Placed : PacketLog {
     void OnFrameStep(const FrameStep&) { ADD_FAILURE() << "the frames are whole"; }
 };

@@ -566,6 +566,9 @@ std::vector<uint64_t> FindFramesBehindHoles(const FramedCapture& capture, bool h
         const Bytes bytes = Without(capture.bytes, at, count);
         const Decoded decoded = DecodeCapture(bytes, 4096);
         ExpectSameBefore(at, capture, decoded);
+        EXPECT_TRUE(std::is_sorted(decoded.packets.begin(), decoded.packets.end(),
+                                   [](const Packet& a, const Packet& b) { return a.offset < b.offset; }))
+            << "hole of " << count << " at " << at;
         const size_t missing = Missing(capture.packets, decoded.packets, count);
         if (missing == capture.packets.size()) {
             ADD_FAILURE() << "hole of " << count << " at " << at;
