@@ -73,7 +73,8 @@ endif()
 # source is there because a library needs one.
 file(WRITE ${CMAKE_BINARY_DIR}/logic_anchor.cpp "")
 add_library(tarnel_logic STATIC ${CMAKE_BINARY_DIR}/logic_anchor.cpp)
-set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD OFF)  # several files define the same local names
+# The sources of a room are compiled together: most of the time goes into the headers that they share.
+set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
 target_link_libraries(tarnel_logic PUBLIC tarnel_settings)
 # All real bodies of the seams, for programs that replace none.
 add_library(tarnel_platform INTERFACE)

@@ -8,10 +8,10 @@ namespace Korr::Plim::Trace::Swo {
 namespace {
 
 // Thresholds. Seen: ITM at its own rate 0.9994 to 1.0 valid; at any other below 0.5; random bytes below 0.1.
-constexpr double kGood = 0.99;
+constexpr double kGoodValidity = 0.99;
 constexpr double kDamaged = 0.80;
 constexpr double kRestGood = 0.95;  // beside a stretch of another rate
-constexpr uint64_t kFewestBytes = 256;
+constexpr uint64_t kFewestJudged = 256;
 constexpr uint64_t kFewestForNoise = 1024;
 constexpr uint64_t kNoSyncBytes = 65536;
 constexpr uint64_t kStretch = 64;  // damage by lost bytes ends within 16
@@ -33,7 +33,7 @@ double Below(double measure, double threshold, double least = 0) {
 
 bool Garbage(const SignalFeatures& f) {
     const bool framesFit = !f.framed || f.phaseScore == 0 || f.phaseScore >= kPhase;
-    return f.line.bytes >= kFewestBytes && (f.validity < kDamaged || !framesFit);
+    return f.line.bytes >= kFewestJudged && (f.validity < kDamaged || !framesFit);
 }
 
 double NoBytes(const SignalFeatures& f) {
@@ -41,7 +41,7 @@ double NoBytes(const SignalFeatures& f) {
 }
 
 double Manchester(const SignalFeatures& f) {
-    if (f.line.bytes < kFewestBytes || f.syncs > 0 || f.line.longRuns > kManchesterLongRuns) return -1;
+    if (f.line.bytes < kFewestJudged || f.syncs > 0 || f.line.longRuns > kManchesterLongRuns) return -1;
     return std::min(Above(f.line.shortRuns, kManchesterRuns, 0.9), Below(f.line.entropy, kManchesterEntropy));
 }
 
@@ -63,12 +63,12 @@ double FramedGood(const SignalFeatures& f) {
 
 double GoodNoSync(const SignalFeatures& f) {
     if (f.framed || f.syncs > 0 || f.line.bytes < kNoSyncBytes) return -1;
-    return Above(f.validity, kGood, 1);
+    return Above(f.validity, kGoodValidity, 1);
 }
 
 double GoodLine(const SignalFeatures& f) {
     if (f.framed || f.packets == 0 || f.lineErrors.value_or(0) > 0) return -1;
-    return Above(f.validity, kGood, 1);
+    return Above(f.validity, kGoodValidity, 1);
 }
 
 /// A port at a wrong rate has errors of the line as a rule: garbage is told by what the rate rules see in it.
@@ -78,7 +78,7 @@ double LineErrors(const SignalFeatures& f) {
 }
 
 double Damaged(const SignalFeatures& f) {
-    return f.packets > 0 && !Garbage(f) ? Above(f.validity, kDamaged, kGood) : -1;
+    return f.packets > 0 && !Garbage(f) ? Above(f.validity, kDamaged, kGoodValidity) : -1;
 }
 
 double NearFaster(const SignalFeatures& f) {

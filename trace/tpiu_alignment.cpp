@@ -91,18 +91,18 @@ bool MayBeItm(const PhaseScore& score, uint8_t stream) {
 /// good.
 std::bitset<kFrame> WorthwhilePhases(std::span<const uint8_t> bytes, std::optional<uint8_t> stream,
                                      std::span<uint8_t> scratch) {
-    constexpr size_t kFirst = 4096;
-    constexpr double kGood = 0.9;
+    constexpr size_t kMany = 4096;
+    constexpr double kGoodScore = 0.9;
     constexpr double kMuchWorse = 0.1;
     std::bitset<kFrame> worthwhile;
-    if (bytes.size() <= kFirst) return worthwhile.set();
+    if (bytes.size() <= kMany) return worthwhile.set();
     std::array<double, kFrame> scores{};
     for (unsigned phase = 0; phase < kFrame; ++phase) {
-        scores[phase] = ScorePhase(bytes.first(kFirst), phase, stream, scratch).Score();
+        scores[phase] = ScorePhase(bytes.first(kMany), phase, stream, scratch).Score();
     }
     const double best = *std::max_element(scores.begin(), scores.end());
     for (unsigned phase = 0; phase < kFrame; ++phase) {
-        worthwhile[phase] = best < kGood || scores[phase] >= best - kMuchWorse;
+        worthwhile[phase] = best < kGoodScore || scores[phase] >= best - kMuchWorse;
     }
     return worthwhile;
 }

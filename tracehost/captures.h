@@ -1,11 +1,11 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include "tracehost/cli_names.h"
 
 #include "exports/output.h"
 #include "trace/capture_analysis.h"

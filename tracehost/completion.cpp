@@ -1,5 +1,7 @@
 #include "tracehost/completion.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 
 namespace Korr::Plim::Trace::Tracehost {

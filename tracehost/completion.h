@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+#include "tracehost/cli_names.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 

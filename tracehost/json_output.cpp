@@ -1,5 +1,7 @@
 #include "tracehost/json_output.h"
 
+#include <CLI/CLI.hpp>
+
 namespace Korr::Plim::Trace::Tracehost {
 
 void AddJsonFlag(CLI::App& command, bool& json) {

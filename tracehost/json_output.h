@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
+#include "tracehost/cli_names.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 

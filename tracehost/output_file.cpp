@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uint64_t kSectionHeader = 24;  // bytes before the data of "BinTraceData"
+constexpr uint64_t kSectionOverhead = 24;  // bytes before the data of "BinTraceData"
 constexpr uint64_t kSampleSize = 8;
 constexpr int32_t kRawFormat = 2;  // the host's format numbers
 constexpr int32_t kTdfFormat = 1;
@@ -164,7 +164,7 @@ void OutputFile::Save(CChannelDriver& driver, uint64_t padded, std::optional<uin
 }
 
 void OutputFile::CheckSaved(uint64_t bytes) {
-    const uint64_t wanted = raw ? bytes : sizeBefore + kSectionHeader + bytes;
+    const uint64_t wanted = raw ? bytes : sizeBefore + kSectionOverhead + bytes;
     const uint64_t size = SizeOf(name);
     if (size >= wanted) return;
     throw HostError("\"" + name + "\" is short of " + std::to_string(wanted - size) +
@@ -173,11 +173,11 @@ void OutputFile::CheckSaved(uint64_t bytes) {
 
 /// A section's length counts its header.
 void OutputFile::CutTo(uint64_t bytes) {
-    const uint64_t begin = raw ? 0 : sizeBefore + kSectionHeader;
+    const uint64_t begin = raw ? 0 : sizeBefore + kSectionOverhead;
     if (SizeOf(name) <= begin + bytes) return;
     std::error_code failure;
     fs::resize_file(name, begin + bytes, failure);
-    const bool cut = !failure && (raw || SetTdfSectionLength(name, sizeBefore, kSectionHeader + bytes));
+    const bool cut = !failure && (raw || SetTdfSectionLength(name, sizeBefore, kSectionOverhead + bytes));
     if (!cut) throw HostError("\"" + name + "\" could not be cut to the bytes asked for");
 }
 

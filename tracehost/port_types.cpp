@@ -1,5 +1,7 @@
 #include "tracehost/port_types.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <optional>

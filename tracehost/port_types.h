@@ -1,7 +1,7 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+#include "tracehost/cli_names.h"
 
 #include "trace/port_values.h"
 

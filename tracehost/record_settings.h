@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
+#include "tracehost/cli_names.h"
 
 #include "tracehost/record_request.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <vector>
+#include "tracehost/cli_names.h"
 
 #include "tracehost/record_request.h"
 

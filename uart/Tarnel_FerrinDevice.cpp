@@ -10,7 +10,7 @@ namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-constexpr const char* kModuleTag = "Tarnel_FerrinDevice";
+constexpr const char* kFerrinTag = "Tarnel_FerrinDevice";
 
 // Sources of the system clock, in Hz.
 constexpr double kLowFrequencyCrystal = 32768.0;
@@ -57,14 +57,14 @@ Tarnel_FerrinDevice::Tarnel_FerrinDevice(const char* deviceName, DeviceIdentifie
     KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary,
                           "%s: CSCTL0 = 0x%x, CSCTL1 = 0x%x, CSCTL2 = 0x%x, CSCTL3 = 0x%x, CSCLKEN = 0x%x, "
                           "TLVBASE = 0x%x",
-                          kModuleTag, csctl0.OrZero(), csctl1.OrZero(), csctl2.OrZero(), csctl3.OrZero(),
+                          kFerrinTag, csctl0.OrZero(), csctl1.OrZero(), csctl2.OrZero(), csctl3.OrZero(),
                           csclken.OrZero(), tlvbase);
 }
 
 double Tarnel_FerrinDevice::GetFrequency() const {
     const uint32_t selm = Bits(csctl1.ForClock(), 0, 2);
     const uint32_t divm = Bits(csctl1.ForClock(), 16, 18);
-    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: selm = %d, divm = %d", kModuleTag,
+    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: selm = %d, divm = %d", kFerrinTag,
                           static_cast<int>(selm), static_cast<int>(divm));
     const double frequency = SourceFrequency(selm) / static_cast<double>(1U << divm);
     // Calibration words that are none can give an infinite frequency or no number at all; a negative one is

@@ -8,7 +8,7 @@ namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-constexpr const char* kModuleTag = "Tarnel_GlintarDevice";
+constexpr const char* kGlintarTag = "Tarnel_GlintarDevice";
 
 // Clock sources in Hz.
 constexpr double kPll400 = 400000000.0;
@@ -76,10 +76,10 @@ Tarnel_GlintarDevice::Tarnel_GlintarDevice(const char* deviceName, DeviceIdentif
     const uint32_t did0Address = registers.Address("DID0");
     did0 = TargetWord(memory, did0Address);
     deviceClass = Bits(did0.OrZero(), 16, 23);
-    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: DID0 addr = 0x%x value = 0x%x", kModuleTag,
+    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: DID0 addr = 0x%x value = 0x%x", kGlintarTag,
                           did0Address, did0.OrZero());
     if (IsRimefoldClass(deviceClass)) {
-        KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: Rimefold", kModuleTag);
+        KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: Rimefold", kGlintarTag);
         rsclkcfg = registers.Read("RSCLKCFG");
         pllfreq0 = registers.Read("PLLFREQ0");
         pllfreq1 = registers.Read("PLLFREQ1");

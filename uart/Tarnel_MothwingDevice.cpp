@@ -6,7 +6,7 @@ namespace Korr::Plim::Trace::Tarnel {
 
 namespace {
 
-constexpr const char* kModuleTag = "Tarnel_MothwingDevice";
+constexpr const char* kMothwingTag = "Tarnel_MothwingDevice";
 constexpr double kUndividedClock = 48000000.0;  ///< Hz
 
 }  // namespace
@@ -14,7 +14,7 @@ constexpr double kUndividedClock = 48000000.0;  ///< Hz
 Tarnel_MothwingDevice::Tarnel_MothwingDevice(const char* deviceName, DeviceIdentifier* information,
                                              MemoryAccessor* memory) {
     const TargetWord divider = ClockRegisters(deviceName, information, memory).Read("CPUCLKDIV");
-    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: CPUCLKDIV = 0x%x", kModuleTag, divider.OrZero());
+    KORR_PLIM::LogMessage(KORR_PLIM::kLogOrdinary, "%s: CPUCLKDIV = 0x%x", kMothwingTag, divider.OrZero());
     cpuclkdiv = divider.ForClock();
 }
 

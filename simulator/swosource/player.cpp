@@ -13,7 +13,7 @@ constexpr int64_t kMicrosecond = 1000;
 constexpr int64_t kMillisecond = 1000 * kMicrosecond;
 constexpr int64_t kStep = 500 * kMicrosecond;
 /// Between two looks at board, TPIU and line settings.
-constexpr int64_t kLookEvery = 20 * kMillisecond;
+constexpr int64_t kWatchEvery = 20 * kMillisecond;
 /// A longer step was not the wire's time but our own lag.
 constexpr int64_t kLongestStep = 2 * kMillisecond;
 /// A reader that takes nothing for so long at the end has left the rest behind.
@@ -83,7 +83,7 @@ void Player::LookAround(int64_t now) {
     const bool wasSilent = !target.Current().enabled;
     target.Refresh();
     if (wasSilent) farEnd.Look();  // the line may begin now: no old baud rate
-    nextLook = now + kLookEvery;
+    nextLook = now + kWatchEvery;
 }
 
 void Player::CompareRates() {

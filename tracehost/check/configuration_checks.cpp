@@ -13,7 +13,7 @@ struct Refused {
     const char* text;
 };
 
-void CheckRefusals(Stage& stage) {
+void CheckConfigurationRefusals(Stage& stage) {
     const Refused kRefused[] = {
         {"an old firmware",
          {{"RCVRFWVER", "fw 1.0.0.4"}},
@@ -52,7 +52,7 @@ void CheckRefusals(Stage& stage) {
 }
 
 /// A file whose last lines are not those of another one.
-void CheckAnew(Stage& stage) {
+void CheckConfigurationAnew(Stage& stage) {
     const Scene scene(stage);
     const auto prescale = [&] {
         TraceAttribute answer;
@@ -71,9 +71,9 @@ const std::vector<Check>& ConfigurationChecks() {
     static const std::vector<Check> checks = {
         {"configuration-refusals",
          "Options that cannot be meant are refused with their text, and the state stays",
-         "the text is all that tells a user which setting is wrong", 0, CheckRefusals},
+         "the text is all that tells a user which setting is wrong", 0, CheckConfigurationRefusals},
         {"configuration-anew", "Every SetConfiguration reads the file anew",
-         "a user changes the settings between two recordings", 0, CheckAnew},
+         "a user changes the settings between two recordings", 0, CheckConfigurationAnew},
     };
     return checks;
 }

@@ -6,13 +6,13 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
-constexpr std::size_t kSampleSize = 8;
+constexpr std::size_t kBytesASample = 8;
 constexpr char kUntouched = '\x5A';
 
 /// Reads into a buffer of `room` samples that is filled with kUntouched, and gives it all.
 std::string Read(const DriverCalls& driver, uint32_t start, uint32_t requested, uint32_t wanted,
                  std::size_t room) {
-    std::string buffer(room * kSampleSize, kUntouched);
+    std::string buffer(room * kBytesASample, kUntouched);
     uint32_t read = 99;
     const uint32_t answer = driver.SeekReadTraceData(start, requested, buffer.data(), read);
     const std::string what = "SeekReadTraceData(" + Shown(start) + ", " + Shown(requested) + ")";
@@ -21,7 +21,7 @@ std::string Read(const DriverCalls& driver, uint32_t start, uint32_t requested, 
     return buffer;
 }
 
-std::string Untouched(std::size_t samples) { return std::string(samples * kSampleSize, kUntouched); }
+std::string Untouched(std::size_t samples) { return std::string(samples * kBytesASample, kUntouched); }
 
 void CheckEmpty(Stage& stage) {
     const Scene scene(stage);

@@ -7,7 +7,7 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
-void CheckSlots(Stage& stage) {
+void CheckDriverSlots(Stage& stage) {
     const Scene scene(stage);
     const DriverCalls& driver = scene.driver;
     TraceAttribute answer;
@@ -54,7 +54,7 @@ void CheckProgress(Stage& stage) {
     ExpectEqual("GetProgress: total", total, 100u);
 }
 
-void CheckRefusals(Stage& stage) {
+void CheckDriverRefusals(Stage& stage) {
     for (const State state : StatesAt(stage)) {
         const Scene scene(stage);
         scene.BringTo(state);
@@ -119,12 +119,12 @@ const std::vector<Check>& DriverChecks() {
     static const std::vector<Check> checks = {
         {"driver-slots",
          "Each operation of a driver, called in the interface's order, does what belongs to it",
-         "a plug-in built from other headers answers with the operation beside it", 0, CheckSlots},
+         "a plug-in built from other headers answers with the operation beside it", 0, CheckDriverSlots},
         {"driver-progress", "A run-time cast leads to CChannelDriverProgress, which gives 1 of 100",
          "the host finds this interface in no other way", 0, CheckProgress},
         {"driver-refusals",
          "In every state what is not supported is refused with its text and severity 2, without effect",
-         "the host shows the text, and the recording must not suffer", 0, CheckRefusals},
+         "the host shows the text, and the recording must not suffer", 0, CheckDriverRefusals},
         {"state-refusals",
          "A start or stop that does not fit the state is noted in the log and changes nothing",
          "hosts start and stop without asking; the log is where an engineer looks then", 0,

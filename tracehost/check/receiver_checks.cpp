@@ -6,7 +6,7 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
-void CheckSlots(Stage& stage) {
+void CheckReceiverSlots(Stage& stage) {
     const Scene scene(stage);
     const ReceiverCalls& receiver = scene.receiver;
     receiver.TargetNotice(kCpu, 1, 2);
@@ -62,7 +62,7 @@ void CheckDrivers(Stage& stage) {
     ExpectEqual("GetNumCpus when all are released", receiver.GetNumCpus(), 0u);
 }
 
-void CheckRefusals(Stage& stage) {
+void CheckReceiverRefusals(Stage& stage) {
     const Life life(stage);
     const ReceiverCalls& receiver = life.receiver;
     CheckAdapter adapter(kCpuId);
@@ -88,13 +88,13 @@ const std::vector<Check>& ReceiverChecks() {
     static const std::vector<Check> checks = {
         {"receiver-slots",
          "Each operation of the receiver, called in the interface's order, gives what belongs to it",
-         "a plug-in built from other headers answers with the operation beside it", 0, CheckSlots},
+         "a plug-in built from other headers answers with the operation beside it", 0, CheckReceiverSlots},
         {"receiver-drivers",
          "Drivers are numbered, named and found in the order of allocation, and go when released",
          "a host finds the driver of a CPU by these", 0, CheckDrivers},
         {"receiver-refusals",
          "What the receiver refuses it refuses with the host's error, its own text and severity 2",
-         "the host shows the text and goes on by the severity", 0, CheckRefusals},
+         "the host shows the text and goes on by the severity", 0, CheckReceiverRefusals},
     };
     return checks;
 }

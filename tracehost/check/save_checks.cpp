@@ -56,7 +56,7 @@ void CheckTdf(Stage& stage) {
     }
 }
 
-void CheckRefusals(Stage& stage) {
+void CheckSaveRefusals(Stage& stage) {
     const Scene scene(stage);
     stage.Write(Stage::CaptureFile(kCpuShortName), KnownBytes(100));
     ExpectRefusal("SaveFile without a name", "Data cannot be saved to empty file",
@@ -96,7 +96,7 @@ const std::vector<Check>& SaveChecks() {
          "Every other format adds a section \"BinTraceData\" to the host's file and leaves the rest as it is",
          "the host keeps its own sections in the file", 0, CheckTdf},
         {"save-refusals", "A file that cannot be written is refused with its text, and the capture stays",
-         "the user saves it elsewhere", 0, CheckRefusals},
+         "the user saves it elsewhere", 0, CheckSaveRefusals},
         {"save-while-recording",
          "A save while recording holds what was captured so far, and the recording goes on",
          "the host's views save while the target runs", 1, CheckWhileRecording},

@@ -24,7 +24,7 @@ namespace {
 constexpr uint32_t kPort = 1;
 constexpr const char* kPortVariable = "KORR_TRACE_COM1";
 constexpr auto kStartLimit = std::chrono::seconds(10);
-constexpr auto kPollPause = std::chrono::milliseconds(10);
+constexpr auto kReportPause = std::chrono::milliseconds(10);
 
 std::string BesideThisProgram(const char* name) {
     std::error_code failure;
@@ -116,7 +116,7 @@ DemoSignal::DemoSignal(const std::string& board, const std::string& folder)
             close(static_cast<int>(leash));
             throw HostError("swosource did not make its port \"" + link + "\"" + Complaint(reportFile));
         }
-        std::this_thread::sleep_for(kPollPause);
+        std::this_thread::sleep_for(kReportPause);
     }
     process = child;
     SetProcessVariable(kPortVariable, link.c_str());
