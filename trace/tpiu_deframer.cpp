@@ -71,6 +71,7 @@ TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
     const uint64_t place = offset++;
     if (skip != 0) {
         --skip;
+        assembler.Pass(byte);
         return Stop::Taken;
     }
     const size_t before = assembler.Filled() % kFrame;
@@ -81,7 +82,7 @@ TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
             ++halfSyncs;
             return Stop::Taken;
         case FrameAssembler::Got::FullSync:
-            return OnFullSync(before);
+            return OnFullSync(before, place);
         case FrameAssembler::Got::Frame:
             break;
     }
@@ -90,12 +91,13 @@ TpiuDeframer::Stop TpiuDeframer::TakeByte(uint8_t byte, StreamBytes& out) {
     return Stop::Taken;
 }
 
-/// `before`: bytes of an incomplete frame, the synchronisation's first three among them.
-TpiuDeframer::Stop TpiuDeframer::OnFullSync(size_t before) {
+/// `before`: bytes of an incomplete frame. The synchronisation's first three are among them, or ended a frame
+/// that was complete and has been taken. `place`: of its last byte.
+TpiuDeframer::Stop TpiuDeframer::OnFullSync(size_t before, uint64_t place) {
     ++fullSyncs;
     const bool first = frames == 0;
     if (before == 3 || first) return Stop::Taken;
-    realignedFrom = assembler.Places()[0];
+    realignedFrom = before == 0 ? place : assembler.Places()[0];
     return Stop::Realigned;
 }
 

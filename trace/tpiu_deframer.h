@@ -76,7 +76,7 @@ class TpiuDeframer {
 
   private:
     Stop TakeByte(uint8_t byte, StreamBytes& out);
-    Stop OnFullSync(size_t before);
+    Stop OnFullSync(size_t before, uint64_t place);
     void TakeWhole(const uint8_t* bytes, StreamBytes& out);
     template <class PlaceOf>
     void TakeFrame(const uint8_t* bytes, StreamBytes& out, PlaceOf&& placeOf);

@@ -117,10 +117,13 @@ class FrameAssembler {
         }
         return filled == kFrame ? Got::Frame : Got::Byte;
     }
-    /// A frame was taken elsewhere, which ended with this byte and had no byte FF at an even place.
+    /// Bytes were passed over, of which this is the last one: no synchronisation goes across them.
     void Pass(uint8_t lastByte) { lastFour = lastByte; }
-    /// Begins a new frame.
-    void Clear() { filled = 0; }
+    /// Begins a new frame with other bytes.
+    void Clear() {
+        filled = 0;
+        lastFour = 0;
+    }
 
     /// The bytes of a frame that is not complete; kFrame just behind one.
     size_t Filled() const { return filled; }

@@ -124,6 +124,19 @@ TEST(TpiuDeframer, ASynchronisationAcrossTheEndOfAFrameIsOne) {
     EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
 }
 
+TEST(TpiuDeframer, ASynchronisationWhoseLastByteStandsBehindAFrameIsLostFromThere) {
+    Bytes bytes(29, 0x10);
+    for (size_t i = 13; i < 16; ++i) bytes[i] = 0xFF;
+    bytes[16] = 0x7F;
+    TpiuDeframer deframer(1);
+    deframer.Trust(100);
+    auto chunk = std::make_unique<StreamBytes>();
+    const TpiuDeframer::Result result = deframer.Feed(bytes, *chunk);
+    EXPECT_EQ(result.stop, TpiuDeframer::Stop::Realigned);
+    EXPECT_EQ(result.taken, 17U);
+    EXPECT_EQ(deframer.RealignedFrom(), 16U) << "what the frame held has been given";
+}
+
 TEST(TpiuDeframer, ASynchronisationThatBeginsWithTheLastByteOfAWholeFrameIsOne) {
     Bytes bytes(16, 0x10);
     bytes[15] = 0xFF;
