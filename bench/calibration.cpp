@@ -20,6 +20,7 @@ uint32_t rateTaken = 0;
 namespace Korr::Plim::Trace::Tarnel {
 
 // The port: everything works, and rates are refused by reporting another one.
+const uint32_t SerialPort::kCaptureReadSize = 100;
 bool SerialPort::Open(uint32_t) {
     handle = 1;
     return true;
@@ -41,6 +42,7 @@ bool SerialPort::Read(void*, uint32_t, uint32_t& bytesRead) {
     bytesRead = 0;
     return true;
 }
+void SerialPort::AwaitMore(uint32_t) {}
 bool SerialPort::Close() {
     handle = kClosed;
     return true;

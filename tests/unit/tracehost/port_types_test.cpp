@@ -1,6 +1,7 @@
 #include "tracehost/port_types.h"
 
 #include <gtest/gtest.h>
+#include <CLI/CLI.hpp>
 
 #include <functional>
 
