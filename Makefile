@@ -6,7 +6,9 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 RUNS ?= 1
-CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --output-junit tests.xml
+# How often a test may run until it passes. What fails once and then passes is shown twice in the output.
+TRIES ?= 1
+CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --repeat until-pass:$(TRIES) --output-junit tests.xml
 
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
