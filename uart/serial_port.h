@@ -78,8 +78,9 @@ class SerialPort {
     bool Read(void* buffer, uint32_t size, uint32_t& bytesRead);
     /// What a capture does between a read that brought `bytesRead` and the next. Windows: nothing, the
     /// capture polls. Linux: when little came it waits in the kernel, until there is more to read or the port
-    /// is gone, and for 1 ms at most, so that a stop takes effect at once. A wait that fails or that a signal
-    /// ends is simply over: the next read tells what is the matter.
+    /// is gone, and for 1 ms at most, so that a stop takes effect at once; on a port that has been silent for
+    /// a second, for 4 ms at most, which costs a third of the time. A wait that fails or that a signal ends
+    /// is simply over: the next read tells what is the matter.
     void AwaitMore(uint32_t bytesRead);
     /// Closes. The object counts as closed whatever the platform answered. On Linux the line gets back the
     /// settings that it was found with, where the owner has not restored them.
@@ -92,8 +93,9 @@ class SerialPort {
     static constexpr std::intptr_t kClosed = -1;
     std::intptr_t handle = kClosed;
     // Used on Linux alone.
-    std::optional<LineState> foundState;    ///< the first state that was read
-    [[maybe_unused]] bool changed = false;  ///< whether the line's settings differ from it now
+    std::optional<LineState> foundState;        ///< the first state that was read
+    [[maybe_unused]] bool changed = false;      ///< whether the line's settings differ from it now
+    [[maybe_unused]] uint32_t silentWaits = 0;  ///< in vain, since the last byte; counted up to a limit
 };
 
 }  // namespace Korr::Plim::Trace::Tarnel

@@ -181,7 +181,9 @@ bool Claim(int port) {
     return true;
 }
 
-constexpr int kLongestWait = 1;  // ms
+constexpr int kWait = 1;             // ms
+constexpr int kWaitInSilence = 4;    // ms
+constexpr uint32_t kSilence = 1000;  // waits in vain, one after another
 
 }  // namespace
 
@@ -259,9 +261,11 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 // After a read that brought much more is likely there already: asking first would only cost time. After one
 // that brought little, waiting before the next read saves that read.
 void SerialPort::AwaitMore(uint32_t bytesRead) {
+    if (bytesRead != 0) silentWaits = 0;
     if (bytesRead >= kCaptureReadSize / 2) return;
     pollfd port = {Native(handle), POLLIN, 0};
-    ::poll(&port, 1, kLongestWait);
+    const bool silent = silentWaits >= kSilence;
+    if (::poll(&port, 1, silent ? kWaitInSilence : kWait) == 0 && !silent) ++silentWaits;
 }
 
 // A device keeps break, settings and exclusive mode until it is told otherwise, also when the port is closed.

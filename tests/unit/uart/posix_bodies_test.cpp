@@ -157,6 +157,25 @@ TEST_F(PosixBodies, CaptureWaitsAMillisecondAtMostAndOnlyWhereLittleCame) {
     EXPECT_EQ(system.calls, Calls(2, "poll 5 for " + std::to_string(POLLIN) + " within 1"));
 }
 
+TEST_F(PosixBodies, CaptureWaitsFourMillisecondsAtMostOnceAThousandWaitsWereInVain) {
+    const std::string shortWait = "poll 5 for " + std::to_string(POLLIN) + " within 1";
+    const std::string longWait = "poll 5 for " + std::to_string(POLLIN) + " within 4";
+    system.answers = {{5, 0}};
+    ASSERT_TRUE(port.Open(3));
+    system.calls.clear();
+    system.answers.assign(1000, {0, 0});
+    for (int i = 0; i < 1000; ++i) port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(1000, shortWait));
+    system.calls.clear();
+    port.AwaitMore(0);
+    port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(2, longWait));
+    system.calls.clear();
+    port.AwaitMore(1);
+    port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(2, shortWait)) << "it speaks again";
+}
+
 TEST_F(PosixBodies, WaitThatASignalEndsOrThatFailsIsOver) {
     system.answers = {{-1, EINTR}, {-1, ENOMEM}};
     port.AwaitMore(0);

@@ -21,6 +21,7 @@ std::string PortName(uint32_t number) { return "COM" + std::to_string(number); }
 std::string ErrorWords(uint32_t number) { return "words of " + std::to_string(number); }
 std::string LoaderWords(const std::string&, const std::string&) { return {}; }
 std::string ModuleFile(const void*) { return {}; }
+std::string ProgramFile() { return {}; }
 std::string ProgramFolder() { return {}; }
 
 std::vector<uint64_t> OwnThreads() { return host.threads; }
