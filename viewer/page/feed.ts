@@ -75,9 +75,7 @@ export function readWindow(buffer: ArrayBuffer): Layer {
 }
 
 /** The column's width; of an exact window nothing. */
-export function grain(layer: Layer): number {
-  return layer.exact ? 0 : (layer.to - layer.from) / layer.pixels;
-}
+export function grain(layer: Layer): number { return layer.exact ? 0 : (layer.to - layer.from) / layer.pixels; }
 
 const GONE = "The server does not answer. It ends with the tracehost that opened this page; retrying \u2026";
 const WHOLE_PIXELS = 1024;
@@ -91,29 +89,24 @@ export class ServedFeed implements Feed {
   private axis = { begin: 0, end: 1 };
   private live = false;
 
-  private async ask(what: string, question: Record<string, string | number> = {}): Promise<Response> {
+  private async ask<T>(what: string, question: Record<string, string | number>, read: (answer: Response) => Promise<T>): Promise<T> {
     const words = new URLSearchParams({ token: this.token });
     for (const [name, word] of Object.entries(question))
       words.set(name, typeof word === "number" ? String(Number(word.toFixed(3))) : word);
     const answer = await fetch(`/api/${what}?${words}`, { cache: "no-store" }).catch(() => { throw new Error(GONE); });
-    if (answer.ok) return answer;
-    const refusal: { error?: string } = await answer.json().catch(() => ({}));
-    throw new Error(`The server refused "${what}" (${answer.status}): ${refusal.error ?? answer.statusText}`);
-  }
-
-  private async json<T>(what: string, question: Record<string, string | number> = {}): Promise<T> {
-    const answer = await this.ask(what, question);
-    return answer.json().catch(() => { throw new Error(`The server's answer to "${what}" is not understood`); });
-  }
-
-  private async window(from: number, to: number, pixels: number): Promise<Layer> {
-    const answer = await this.ask("window", { from, to, pixels });
-    const bytes = await answer.arrayBuffer().catch(() => { throw new Error(GONE); });
-    try {
-      return readWindow(bytes);
-    } catch (error) {
-      throw new Error(`The server's answer to "window" is not understood: ${(error as Error).message}`);
+    if (!answer.ok) {
+      const refusal: { error?: string } = await answer.json().catch(() => ({}));
+      throw new Error(`The server refused "${what}" (${answer.status}): ${refusal.error ?? answer.statusText}`);
     }
+    return read(answer).catch((error) => { throw new Error(`The server's answer to "${what}" is not understood: ${error.message}`); });
+  }
+
+  private json<T>(what: string, question: Record<string, string | number> = {}): Promise<T> {
+    return this.ask(what, question, (answer) => answer.json());
+  }
+
+  private window(from: number, to: number, pixels: number): Promise<Layer> {
+    return this.ask("window", { from, to, pixels }, async (answer) => readWindow(await answer.arrayBuffer()));
   }
 
   async overview(): Promise<Overview> {
@@ -137,9 +130,7 @@ export class ServedFeed implements Feed {
     return [this.whole, layer];
   }
 
-  text(port: number, line: number, count: number): Promise<TextAnswer> {
-    return this.json("text", { port, line, count });
-  }
+  text(port: number, line: number, count: number): Promise<TextAnswer> { return this.json("text", { port, line, count }); }
 
   async find(port: number, sought: string, line: number, back: boolean, matchCase: boolean): Promise<number | null> {
     for (let from: number | undefined = line; from !== undefined;) {
@@ -157,13 +148,8 @@ export class ServedFeed implements Feed {
     return (await this.json<{ line: number | null }>("line", { port, time })).line;
   }
 
-  ledger(from: number, count: number): Promise<LedgerAnswer> {
-    return this.json("ledger", { from, count });
-  }
-
-  profile(from: number, to: number, by: string): Promise<ProfileAnswer> {
-    return this.json("profile", { from, to, by });
-  }
+  ledger(from: number, count: number): Promise<LedgerAnswer> { return this.json("ledger", { from, count }); }
+  profile(from: number, to: number, by: string): Promise<ProfileAnswer> { return this.json("profile", { from, to, by }); }
 
   follow(changed: (state: State) => void, trouble: (message: string | null) => void): void {
     const events = new EventSource(`/api/events?${new URLSearchParams({ token: this.token })}`);
@@ -189,9 +175,7 @@ export class EmbeddedFeed implements Feed {
     this.windows.sort((one, other) => grain(other) - grain(one));
   }
 
-  async overview(): Promise<Overview> {
-    return this.held.overview;
-  }
+  async overview(): Promise<Overview> { return this.held.overview; }
 
   async layers(from: number, to: number, pixels: number): Promise<Layer[]> {
     const wanted = (to - from) / pixels;
@@ -204,9 +188,7 @@ export class EmbeddedFeed implements Feed {
       (grain(layer) < (base ? grain(base) : Infinity) && layer.to - layer.from > 2 * wanted));
   }
 
-  private port(port: number): TextAnswer {
-    return this.held.text[`port:${port}`] ?? { lines: 0, first: 0, rows: [] };
-  }
+  private port(port: number): TextAnswer { return this.held.text[`port:${port}`] ?? { lines: 0, first: 0, rows: [] }; }
 
   async text(port: number, line: number, count: number): Promise<TextAnswer> {
     const { lines, first, rows } = this.port(port);

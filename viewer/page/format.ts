@@ -14,17 +14,9 @@ export function visible(text: string): string {
   });
 }
 
-export function count(number: number): string {
-  return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ",");
-}
-
-export function plural(number: number, what: string): string {
-  return `${count(number)} ${what}${number === 1 ? "" : "s"}`;
-}
-
-export function hex(number: number): string {
-  return "0x" + number.toString(16).toUpperCase().padStart(8, "0");
-}
+export function count(number: number): string { return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ","); }
+export function plural(number: number, what: string): string { return `${count(number)} ${what}${number === 1 ? "" : "s"}`; }
+export function hex(number: number): string { return "0x" + number.toString(16).toUpperCase().padStart(8, "0"); }
 
 /** A value of a track whose type is `type`. */
 export function value(number: number, type: string): string {
@@ -33,9 +25,7 @@ export function value(number: number, type: string): string {
   return (number < 0 ? "\u2212" : "") + count(Math.abs(number));
 }
 
-export function percent(share: number): string {
-  return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`;
-}
+export function percent(share: number): string { return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`; }
 
 /** At most four digits, of which none is made up. */
 function short(number: number): string {
@@ -61,18 +51,11 @@ const NAMES: Record<string, string> = {
 export class Axis {
   constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {}
 
-  get name(): string {
-    return (NAMES[this.kind] ?? this.kind) + (this.unit === "ticks" ? " (ticks: the trace clock is not known)" : "");
-  }
-
-  get length(): number {
-    return Math.max(this.end - this.begin, this.least);
-  }
+  get name(): string { return (NAMES[this.kind] ?? this.kind) + (this.unit === "ticks" ? " (ticks: the trace clock is not known)" : ""); }
+  get length(): number { return Math.max(this.end - this.begin, this.least); }
 
   /** The shortest view. */
-  get least(): number {
-    return this.unit === "ns" ? 100 : 16;
-  }
+  get least(): number { return this.unit === "ns" ? 100 : 16; }
 
   /** A place, told as finely as `step`. */
   at(place: number, step: number): string {

@@ -43,9 +43,7 @@ class LongList<Item> {
     this.draw();
   }
 
-  private get scale(): number {
-    return Math.max(1, this.total * ITEM / MOST_HEIGHT);
-  }
+  private get scale(): number { return Math.max(1, this.total * ITEM / MOST_HEIGHT); }
 
   private item(index: number): Item | undefined {
     const chunk = this.chunks.get(Math.floor(index / CHUNK));
@@ -161,9 +159,7 @@ export class Lists {
     this.update(overview);
   }
 
-  get port(): number {
-    return Number(this.portChoice.value || -1);
-  }
+  get port(): number { return Number(this.portChoice.value || -1); }
 
   set port(port: number) {
     this.portChoice.value = String(port);
@@ -181,9 +177,7 @@ export class Lists {
   }
 
   /** Reads again what depends on the view. */
-  refresh(): void {
-    if (this.tab === "profile") void this.attempt(() => this.readProfile());
-  }
+  refresh(): void { if (this.tab === "profile") void this.attempt(() => this.readProfile()); }
 
   open(name: string): void {
     if (!this.tabs.some(({ id }) => id === "tab-" + name)) return;
@@ -216,9 +210,7 @@ export class Lists {
       (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : "");
   }
 
-  private when(time: number): HTMLElement {
-    return span(this.timeline.axis.at(time, this.timeline.axis.length / 1e5), "when");
-  }
+  private when(time: number): HTMLElement { return span(this.timeline.axis.at(time, this.timeline.axis.length / 1e5), "when"); }
 
   private fillLoss(entry: Entry, element: HTMLElement): void {
     const times = entry.count > 1 ? ` (${count(entry.count)} times)` : "";

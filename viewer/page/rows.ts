@@ -4,8 +4,7 @@ import { type Arrays, type Layer, type Overview, type Track } from "./feed";
 import { type Axis, count, value, visible } from "./format";
 
 export interface Row {
-  track: Track; top: number; height: number;
-  label: HTMLButtonElement;
+  track: Track; top: number; height: number; label: HTMLButtonElement;
   low: number; high: number;  // of what is in view
 }
 
@@ -34,34 +33,20 @@ export class Brush {
     tile.width = tile.height = 6;
     const pen = tile.getContext("2d")!;
     pen.strokeStyle = colors["hatch"]!;
-    for (const shift of [-6, 0, 6]) {
-      pen.moveTo(shift - 1, 7);
-      pen.lineTo(shift + 7, -1);
-    }
-    pen.stroke();
+    pen.stroke(new Path2D("M-7 7L1-1M-1 7L7-1M5 7L13-1"));
     this.hatch = ctx.createPattern(tile, "repeat")!;
   }
 
-  get perPixel(): number {
-    return (this.to - this.from) / this.width;
-  }
-
-  x(place: number): number {
-    return (place - this.from) / (this.to - this.from) * this.width;
-  }
-
-  color(name: string): string {
-    return this.colors[name]!;
-  }
+  get perPixel(): number { return (this.to - this.from) / this.width; }
+  x(place: number): number { return (place - this.from) / (this.to - this.from) * this.width; }
+  color(name: string): string { return this.colors[name]!; }
 
   /** A colour for an exception; which one it is also stands in its name. */
   hue(number: number): string {
     return number === 0 ? this.color("grid") : `hsl(${(number * 137.5) % 360} 55% ${this.color("lightness")})`;
   }
 
-  exception(number: number): string {
-    return visible(this.names.get(number) ?? (number === 0 ? "thread" : `exception ${number}`));
-  }
+  exception(number: number): string { return visible(this.names.get(number) ?? (number === 0 ? "thread" : `exception ${number}`)); }
 
   rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {
     this.ctx.fillStyle = style;
@@ -251,9 +236,7 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void 
     stepTo(x0, first![i]!);
     path.lineTo(x1, before = height(row, last![i]!));
   });
-  else events(brush, time!, (i, x) => {
-    if (!(flags![i]! & SUSPECT)) stepTo(x, numbers[i]!);
-  });
+  else events(brush, time!, (i, x) => { if (!(flags![i]! & SUSPECT)) stepTo(x, numbers[i]!); });
   ctx.strokeStyle = brush.color("data");
   ctx.lineWidth = 1.5;
   ctx.stroke(path);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
 import { type Feed, type Layer, type Overview, type Track, grain } from "./feed";
-import { Axis, count, plural, visible } from "./format";
+import { Axis, plural, visible } from "./format";
 import { Brush, CLASS_COLORS, type Row, SIGNS, columns, paintRow, rowHeight, totalText } from "./rows";
 import { describe, describeMarks } from "./tips";
 
@@ -64,22 +64,12 @@ export class Timeline {
     new ResizeObserver(() => { this.layOut(); this.ask(); }).observe(this.scroller);
   }
 
-  get width(): number {
-    return Math.max(Math.floor(this.scroller.clientWidth - parseFloat(getComputedStyle(this.plot).marginLeft)), 50);
-  }
-
-  get whole(): boolean {
-    return this.from <= this.axis.begin && this.to >= this.axis.begin + this.axis.length;
-  }
-
-  get middle(): number {
-    return (this.from + this.to) / 2;
-  }
+  get width(): number { return Math.max(Math.floor(this.scroller.clientWidth - parseFloat(getComputedStyle(this.plot).marginLeft)), 50); }
+  get whole(): boolean { return this.from <= this.axis.begin && this.to >= this.axis.begin + this.axis.length; }
+  get middle(): number { return (this.from + this.to) / 2; }
 
   /** The place under the pointer; null when it is elsewhere. */
-  private get pointed(): number | null {
-    return this.pointer && this.from + this.pointer.x / this.width * (this.to - this.from);
-  }
+  private get pointed(): number | null { return this.pointer && this.from + this.pointer.x / this.width * (this.to - this.from); }
 
   readColors(): void {
     const style = getComputedStyle(document.documentElement);
@@ -152,22 +142,13 @@ export class Timeline {
   }
 
   zoom(factor: number, around = this.pointed ?? this.middle): void {
-    const length = Math.min(Math.max((this.to - this.from) * factor, this.axis.least), this.axis.length);
-    const from = around - (around - this.from) * length / (this.to - this.from);
-    this.look(from, from + length);
+    const wanted = Math.max(factor, this.axis.least / (this.to - this.from));
+    this.look(around - (around - this.from) * wanted, around + (this.to - around) * wanted);
   }
 
-  pan(share: number): void {
-    this.look(this.from + (this.to - this.from) * share, this.to + (this.to - this.from) * share);
-  }
-
-  lookWhole(): void {
-    this.look(this.axis.begin, this.axis.begin + this.axis.length);
-  }
-
-  lookAtEnd(length = this.to - this.from): void {
-    this.look(this.axis.end - length, this.axis.end);
-  }
+  pan(share: number): void { this.look(this.from + (this.to - this.from) * share, this.to + (this.to - this.from) * share); }
+  lookWhole(): void { this.look(this.axis.begin, this.axis.begin + this.axis.length); }
+  lookAtEnd(length = this.to - this.from): void { this.look(this.axis.end - length, this.axis.end); }
 
   /** Looks at `place`, as closely as now; out of a wide view so closely that single events are seen. */
   goTo(place: number): void {
@@ -176,9 +157,7 @@ export class Timeline {
     this.look(place - span / 2, place + span / 2);
   }
 
-  scroll(rows: number): void {
-    this.scroller.scrollTop += rows * 40;
-  }
+  scroll(rows: number): void { this.scroller.scrollTop += rows * 40; }
 
   setCursor(which: number): void {
     this.cursors[which] = this.pointed ?? this.middle;
@@ -363,9 +342,7 @@ export class Timeline {
     this.look(from, from + this.to - this.from);
   }
 
-  hideTip(): void {
-    this.tip.hidden = true;
-  }
+  hideTip(): void { this.tip.hidden = true; }
 
   private placeTip(): void {
     if (!this.pointer) return;
@@ -390,11 +367,9 @@ export class Timeline {
 
   /** The tip of the row whose name has the focus, in the middle. */
   explain(): void {
-    const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0];
-    if (!row) return;
+    const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0]!;
     row.label.scrollIntoView({ block: "nearest" });
     const box = this.plot.getBoundingClientRect();
     this.showTip(row, this.middle, box.left + this.width / 2, box.top + row.top - this.scroller.scrollTop + row.height / 2);
-    byId("state").textContent = `${count(row.track.total)} in all`;
   }
 }
