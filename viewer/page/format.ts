@@ -51,7 +51,7 @@ const NAMES: Record<string, string> = {
 export class Axis {
   constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {}
 
-  get name(): string { return (NAMES[this.kind] ?? this.kind) + (this.unit === "ticks" ? " (ticks: the trace clock is not known)" : ""); }
+  get name(): string { return this.unit === "ticks" ? "Target's ticks; the trace clock is not known" : NAMES[this.kind] ?? this.kind; }
   get length(): number { return Math.max(this.end - this.begin, this.least); }
 
   /** The shortest view. */

@@ -122,6 +122,7 @@ class Page {
     byId("verdict").className = `badge ${/^(good|tpiu-framed)/.test(overview.verdict.name) ? "good" : "bad"}`;
     const { target, line } = overview.lost;
     byId("lost").textContent = target + line === 0 ? "nothing lost" : `lost: ${visible(overview.lost.text)}`;
+    byId("lost").title = visible(overview.lost.text);
     byId("lost").className = `badge ${target + line === 0 ? "good" : "bad"}`;
     byId("follow").hidden = !overview.live;
     byId("state").textContent = overview.live ? "recording" : overview.complete ? "" : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`;

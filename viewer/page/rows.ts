@@ -143,10 +143,10 @@ function paintBandwidth(brush: Brush, row: Row, layers: Layer[]): void {
     if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.color("second"));
     if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.color("padding"));
     if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.color("target"));
+    if (damage[p]) brush.rectangle(p, row.top + 1, p + 1, 5, brush.color("damage"));
   });
   if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.color("line"));
-  damage.forEach((number, p) => { if (number) brush.rectangle(p, row.top + 2, p + 1, row.height - 4, brush.color("damage")); });
-  brush.text(brush.axis.rate(high / brush.perPixel, 1), 4, row.top + 9, brush.color("faint"));
+  brush.text(brush.axis.rate(high / brush.perPixel, 1), 4, row.top + 13, brush.color("faint"));
 }
 
 function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
@@ -159,6 +159,7 @@ function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): voi
     if (unknown![i]! > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown![i]!, brush.hatch);
   });
   spans(brush, arrays, (i, x0, x1, flags) => {
+    if (flags & SPAN_UNKNOWN && arrays["end"]![i] === arrays["begin"]![i]) return;
     if (flags & SPAN_UNKNOWN) return brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
     if (number![i] === 0) return;
     const y = bottom - (depth![i]! + 1) * LEVEL;

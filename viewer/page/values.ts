@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
-import { type Arrays, type Layer, type Overview } from "./feed";
+import { type Arrays, type Layer, type Numbers, type Overview } from "./feed";
 import { count, plural, value } from "./format";
 import { offer } from "./lists";
-import { SUSPECT } from "./rows";
+import { SUSPECT, firstAbove } from "./rows";
 import { type Timeline, byId } from "./timeline";
 
+interface View { from: number; to: number }
 type Series = (number | null)[][];
 
 export class Values {
@@ -42,7 +43,7 @@ export class Values {
     const layer = this.timeline.layers[this.timeline.layers.length - 1];
     const arrays = layer?.tracks.get(track.id);
     const exact = layer?.exact ?? false;
-    const { series, events } = arrays ? (exact ? exactSeries(arrays) : summarySeries(layer!, arrays)) : { series: exact ? [[], []] : [[], [], [], []], events: 0 };
+    const { series, events } = arrays ? (exact ? exactSeries(this.timeline, arrays) : summarySeries(this.timeline, layer!, arrays)) : { series: exact ? [[], []] : [[], [], [], []], events: 0 };
     const kind = `${track.id} ${exact}`;
     if (style || kind !== this.drawn) {
       this.plot?.destroy();
@@ -74,14 +75,19 @@ export class Values {
   }
 }
 
-function exactSeries(arrays: Arrays): { series: Series; events: number } {
-  const keep = [...arrays["time"]!.keys()].filter((i) => !(arrays["flags"]![i]! & SUSPECT));
-  return { series: [keep.map((i) => arrays["time"]![i]!), keep.map((i) => arrays["value"]![i]!)], events: keep.length };
+/** What is in view, with one value on each side; `events` counts those in view. */
+function exactSeries({ from, to }: View, arrays: Arrays): { series: Series; events: number } {
+  const { time, flags, value: numbers } = arrays as Record<"time" | "flags" | "value", Numbers>;
+  const [first, behind] = [firstAbove(time, from), firstAbove(time, to)];
+  const keep = [...time.keys()].slice(Math.max(first - 1, 0), behind + 1).filter((i) => !(flags[i]! & SUSPECT));
+  return { series: [keep.map((i) => time[i]!), keep.map((i) => numbers[i]!)], events: keep.filter((i) => i >= first && i < behind).length };
 }
 
-function summarySeries(layer: Layer, arrays: Arrays): { series: Series; events: number } {
+function summarySeries({ from, to }: View, layer: Layer, arrays: Arrays): { series: Series; events: number } {
   const width = (layer.to - layer.from) / layer.pixels;
   const times = Array.from(arrays["column"]!, (c) => layer.from + (c + 0.5) * width);
-  const events = (arrays["count"] as Uint32Array).reduce((sum, number) => sum + number, 0);
-  return { series: [times, ...["min", "max", "last"].map((name) => Array.from(arrays[name]!))], events };
+  const keep = [...times.keys()].filter((i) => times[i]! > from - width && times[i]! < to + width);
+  const pick = (numbers: ArrayLike<number>) => keep.map((i) => numbers[i]!);
+  return { series: [times, ...["min", "max", "last"].map((name) => arrays[name]!)].map(pick),
+    events: pick(arrays["count"]!).reduce((sum, number) => sum + number, 0) };
 }
