@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
-import { type Arrays, type Layer, type Overview, type Track } from "./feed";
+import { type Arrays, type Layer, type Overview, type Track, grain } from "./feed";
 import { type Axis, count, value, visible } from "./format";
 
 export interface Row {
@@ -220,12 +220,27 @@ function paintScale(brush: Brush, row: Row): void {
   }
 }
 
-function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
+/** The value that holds at `place`, as the best of `layers` knows it. */
+function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
+  let [since, held]: [number, number | null] = [-Infinity, null];
+  for (const layer of layers) {
+    const { time, column, last, value: numbers } = layer.tracks.get(track.id) ?? {};
+    const i = firstAbove(time ?? column ?? [], layer.exact ? place : (place - layer.from) / grain(layer) - 1) - 1;
+    const when = layer.exact ? time?.[i] : layer.from + (column?.[i] ?? NaN) * grain(layer);
+    if (when === undefined || !(when >= since)) continue;
+    [since, held] = [when, (numbers ?? last)![i]!];
+  }
+  return held;
+}
+
+function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, arrays: Arrays): void {
   const { ctx } = brush;
   const { min, max, first, last, time, flags } = arrays;
   const numbers = arrays["value"]!;
   const path = new Path2D();
-  let before: number | null = null;  // where the line is
+  const held = heldAt(row, layers, layer.from);
+  let before = held === null ? null : height(row, held);  // where the line is
+  if (before !== null) path.moveTo(brush.x(layer.from), before);
   const stepTo = (x: number, number: number) => {  // a value holds until the next
     if (before === null) path.moveTo(x, height(row, number));
     else path.lineTo(x, before);
@@ -238,6 +253,7 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void 
     path.lineTo(x1, before = height(row, last![i]!));
   });
   else events(brush, time!, (i, x) => { if (!(flags![i]! & SUSPECT)) stepTo(x, numbers[i]!); });
+  if (before !== null) path.lineTo(brush.x(layer.to), before);
   ctx.strokeStyle = brush.color("data");
   ctx.lineWidth = 1.5;
   ctx.stroke(path);
@@ -329,7 +345,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     if (arrays) {
       if (kind === "nesting") paintNesting(brush, row, layer, arrays);
       else if (kind === "exception") paintException(brush, row, layer, arrays);
-      else if (kind === "value") paintValue(brush, row, layer, arrays);
+      else if (kind === "value") paintValue(brush, row, layers, layer, arrays);
       else if (kind === "text") paintText(brush, row, layer, arrays);
       else if (kind === "pc" && layer.exact) paintSamples(brush, row, arrays);
       else paintCounts(brush, row, layer, arrays);

@@ -3,7 +3,7 @@
 import { type Feed, type Layer, type Overview, type Track, grain } from "./feed";
 import { Axis, plural, visible } from "./format";
 import { Brush, CLASS_COLORS, type Row, SIGNS, columns, paintRow, rowHeight, totalText } from "./rows";
-import { describe, describeMarks } from "./tips";
+import { bestAt, describe, describeMarks } from "./tips";
 
 export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
 const RULER = 44;
@@ -289,18 +289,19 @@ export class Timeline {
   /** How exact the picture is, in words. */
   private summary(brush: Brush): string {
     const span = `${this.axis.span(this.to - this.from)} in view, 1 px = ${this.axis.span(brush.perPixel)}`;
-    const best = this.layers[this.layers.length - 1];
-    if (!best) return span;
-    const worst = best.from <= this.from && best.to >= this.to ? best : this.layers[0]!;
+    const places = Array.from({ length: 65 }, (_, i) => this.from + (this.to - this.from) * i / 64);
+    const seen = [...new Set(places.map((place) => bestAt(this.layers, place)))].filter((layer): layer is Layer => layer !== undefined);
+    const worst = seen.reduce((one, other) => grain(other) > grain(one) ? other : one, seen[0]!);
+    if (!worst) return span;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
     let values = 0;
     for (const { track } of this.rows) {
-      const arrays = worst.tracks.get(track.id);
-      if (track.kind === "value" && arrays) columns(brush, worst, arrays, (i) => { values += arrays["count"]![i]!; });
+      const counts = track.kind === "value" && worst.tracks.get(track.id);
+      if (counts) columns(brush, worst, counts, (i) => { values += counts["count"]![i]!; });
     }
     const coarse = grain(worst) > brush.perPixel * 1.01;
     return `${span} \u00b7 ${coarse ? `no finer picture here: 1 column = ${this.axis.span(grain(worst))}` : "summary"}` +
-      (values > 0 ? `, min/max of ${plural(values, "value")}` : "") + (worst !== best && best.exact ? ", exact in parts" : "");
+      (values > 0 ? `, min/max of ${plural(values, "value")}` : "") + (seen.some(({ exact }) => exact) ? ", exact in parts" : "");
   }
 
   private listen(canvas: HTMLCanvasElement, ruler: boolean): void {

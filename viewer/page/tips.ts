@@ -60,7 +60,7 @@ function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, pla
   const number = (name: string) => arrays[name]?.[i] ?? 0;
   const written = (name: string) => value(number(name), track.type ?? "");
   const what: Record<string, () => string> = {
-    value: () => `${plural(number("count"), "value")}: min ${written("min")}, max ${written("max")}\nfirst ${written("first")}, last ${written("last")}`,
+    value: () => number("count") === 1 ? written("last") : `${plural(number("count"), "value")}: min ${written("min")}, max ${written("max")}\nfirst ${written("first")}, last ${written("last")}`,
     nesting: () => [number("number") > 0 ? `mostly ${brush.exception(number("number"))}, ${percent(number("share"))} of the time; ${number("depth") + 1} deep` : "",
       number("unknown") > 0 ? `not known for ${percent(number("unknown"))}` : ""].filter((line) => line).join("\n"),
     exception: () => `entered ${plural(number("entries"), "time")}, active ${percent(number("share"))}`,
@@ -83,7 +83,8 @@ function bandwidthAt(brush: Brush, layer: Layer, arrays: Arrays, place: number):
     (damage > 0 ? `\n${SIGNS[1]} ${plural(damage, "place")} damaged` : "");
 }
 
-function bestAt(layers: Layer[], place: number): Layer | undefined {
+/** The best answer about a place. */
+export function bestAt(layers: Layer[], place: number): Layer | undefined {
   return [...layers].reverse().find(({ from, to }) => from <= place && place <= to);
 }
 
