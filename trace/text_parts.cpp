@@ -6,7 +6,7 @@ namespace Korr::Plim::Trace::Swo {
 
 namespace {
 
-constexpr uint32_t kNear = 4;  // blocks: to decode so many without text costs less than to begin anew
+constexpr uint32_t kNearBlocks = 4;  // blocks: to decode so many without text costs less than to begin anew
 
 /// Gives the packets of one part.
 class PartReader {
@@ -46,7 +46,7 @@ std::vector<TextPart> TextParts::Parts(size_t first, size_t behind, uint64_t fir
     uint32_t last = 0;
     for (size_t i = first; i < behind; ++i) {
         const TextCell& cell = cells[i];
-        if (parts.empty() || cell.block - last > kNear) {
+        if (parts.empty() || cell.block - last > kNearBlocks) {
             TextPart part;
             part.from = summaries.PlaceOf(cell.block);
             part.plan = index.PlanFrom(part.from, known);
