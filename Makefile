@@ -126,10 +126,10 @@ docs: packages-all ## the reference of the host's interfaces, into build/docs/ht
 	@mkdir -p build/docs
 	@cmake/run-quietly "Reading the headers" build/docs.log doxygen docs/Doxyfile
 
-pictures: packages-native ## draw the README's pictures anew
+pictures: packages-all ## draw the README's pictures anew
 	@$(call build_preset,linux,products)
 	@docs/pictures/draw_terminal build/linux docs/pictures/terminal.svg
-	@docs/pictures/draw_trace build/linux docs/pictures/trace.svg
+	@docs/pictures/draw_page build/linux docs/pictures/page.png
 
 clean: ## remove the build trees
 	rm -rf build

@@ -6,7 +6,7 @@
 # Where a file of the sources is installed, seen from the folder of the documents; empty: it is not.
 function(installed_place path result)
     set(place "")
-    if(path MATCHES "^docs/([^/]+[.]md|pictures/[^/]+[.]svg)$")
+    if(path MATCHES "^docs/([^/]+[.]md|pictures/[^/]+[.](svg|png))$")
         set(place ${CMAKE_MATCH_1})
     elseif(path MATCHES "^(CHANGELOG[.]md|LICENSE|NOTICE)$")
         set(place ${path})

@@ -110,6 +110,12 @@ class Browser:
     def mouse(self, x, y, kind="mouseMoved", **more):
         self.driver.execute_cdp_cmd("Input.dispatchMouseEvent", {"type": kind, "x": x, "y": y, **more})
 
+    def press(self, x, y, count=1):
+        """One click with the left button; `count` 2 is the second of a double click."""
+        self.mouse(x, y)
+        for kind in ("mousePressed", "mouseReleased"):
+            self.mouse(x, y, kind, button="left", clickCount=count)
+
     def tip(self, track, time_, view):
         """The text beside the pointer when it rests on a time of a row, without the thin spaces in its numbers."""
         x, y = self.place(track, time_, view)

@@ -275,6 +275,12 @@ class KnownSignal(PageTest):
         low, high = self.view()
         self.assertTrue(low <= ns(399 * STEP + 70) <= high)
 
+    def test_a_click_in_the_rows_shows_the_text_of_that_time(self):
+        view, address = around(50 * STEP, 20 * STEP)
+        self.open(self.page, address + "&list=text&port=0")
+        self.browser.press(*self.browser.place("port:3", ns(52 * STEP + 40), view))
+        self.browser.wait(lambda: "round 52 " in "".join(self.browser.texts("#text-list [aria-selected=true]")), "the line")
+
     def test_the_profile_counts_the_samples(self):
         self.open(self.page, "list=profile")
         self.browser.element("#profile-by").send_keys("address")
@@ -323,8 +329,7 @@ class KnownSignal(PageTest):
         self.browser.mouse(x + 100, y, "mouseReleased", button="left", clickCount=1)
         self.browser.wait(lambda: self.view()[0] < low - (high - low) / 20, "the view further left")
         for click in (1, 2):
-            self.browser.mouse(x, y, "mousePressed", button="left", clickCount=click)
-            self.browser.mouse(x, y, "mouseReleased", button="left", clickCount=click)
+            self.browser.press(x, y, click)
         self.browser.wait(lambda: "v=" not in self.browser.driver.current_url, "the whole")
 
     def test_everything_works_from_the_keyboard(self):
@@ -584,6 +589,18 @@ class RealTarget(PageTest):
         self.assertEqual([row[:len(name)] for row, name in zip(rows, ("delay381", "bubble_sort7", "TIM2_IRQ3"))],
                          ["delay381", "bubble_sort7", "TIM2_IRQ3"])
         self.assertIn("TIM2_IRQ", self.browser.texts(".row b"))
+
+
+class Picture(unittest.TestCase):
+    def test_the_readmes_picture_can_be_drawn(self):
+        with tempfile.TemporaryDirectory() as folder:
+            picture = pathlib.Path(folder) / "page.png"
+            done = subprocess.run([ROOT / "docs/pictures/draw_page", BUILD, picture], capture_output=True, text=True,
+                                  timeout=200, check=False)
+            self.assertEqual((done.returncode, done.stdout), (0, ""), done.stderr)
+            now, kept = picture.read_bytes(), (ROOT / "docs/pictures/page.png").read_bytes()
+        self.assertEqual(now[:24], kept[:24])  # a PNG of the same width and height
+        self.assertGreater(len(now), len(kept) // 2)
 
 
 class BuildPage(unittest.TestCase):

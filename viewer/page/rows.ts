@@ -64,7 +64,8 @@ export class Brush {
     const room = Math.min(x1, this.width) - left - 2;
     if (room < 18) return;
     let part = text.slice(0, 200);
-    if (this.ctx.measureText(part).width > room) part = part.slice(0, Math.floor(room / 7)) + "\u2026";
+    const { width } = this.ctx.measureText(part);
+    if (width > room) part = part.slice(0, Math.floor(part.length * room / width) - 2) + "\u2026";
     if (this.ctx.measureText(part).width <= room) this.text(part, left, y);
   }
 }
