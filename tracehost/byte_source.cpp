@@ -32,6 +32,14 @@ std::size_t FileSource::Read(std::span<uint8_t> buffer) {
     return count;
 }
 
+uint64_t FileSource::Skip(uint64_t count) {
+    if (!size) return 0;
+    count = std::min(count, *size - done);
+    done += count;
+    file.seekg(static_cast<std::streamoff>(done));
+    return count;
+}
+
 StandardInputSource::StandardInputSource() { PrepareStandardInput(); }
 
 std::size_t StandardInputSource::Read(std::span<uint8_t> buffer) {

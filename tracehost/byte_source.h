@@ -15,6 +15,9 @@ class ByteSource {
     /// The next bytes, at least one unless there are no more. \return how many; 0 at the end
     /// \throws HostError when the rest cannot be read
     virtual std::size_t Read(std::span<uint8_t> buffer) = 0;
+    /// Passes over bytes without reading them, where that is possible. \return how many; 0: they have to be
+    /// read
+    virtual uint64_t Skip(uint64_t) { return 0; }
     /// Bytes that there are in all, when that is known.
     virtual std::optional<uint64_t> Size() const { return std::nullopt; }
 };
@@ -26,6 +29,7 @@ class FileSource : public ByteSource {
     /// \throws UsageError when it cannot be read
     explicit FileSource(const std::string& name);
     std::size_t Read(std::span<uint8_t> buffer) override;
+    uint64_t Skip(uint64_t count) override;
     std::optional<uint64_t> Size() const override { return size; }
 
   private:

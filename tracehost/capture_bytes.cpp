@@ -37,4 +37,18 @@ std::size_t KeptBytes::ReadAt(uint64_t offset, std::span<uint8_t> buffer) const 
     return static_cast<std::size_t>(count);
 }
 
+void MovableBytes::MoveTo(std::shared_ptr<const Swo::CaptureBytes> there) {
+    const std::lock_guard<std::mutex> hold(mutex);
+    bytes = std::move(there);
+}
+
+std::size_t MovableBytes::ReadAt(uint64_t offset, std::span<uint8_t> buffer) const {
+    std::shared_ptr<const Swo::CaptureBytes> from;
+    {
+        const std::lock_guard<std::mutex> hold(mutex);
+        from = bytes;
+    }
+    return from->ReadAt(offset, buffer);
+}
+
 }  // namespace Korr::Plim::Trace::Tracehost

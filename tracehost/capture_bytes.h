@@ -1,6 +1,7 @@
 #pragma once
 
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -32,6 +33,19 @@ class KeptBytes : public Swo::CaptureBytes {
   private:
     mutable std::mutex mutex;
     std::vector<uint8_t> kept;
+};
+
+/// The bytes of a capture that moves to another place while it is read.
+class MovableBytes : public Swo::CaptureBytes {
+  public:
+    explicit MovableBytes(std::shared_ptr<const Swo::CaptureBytes> from) : bytes(std::move(from)) {}
+    /// The same bytes lie there from now on. [any thread]
+    void MoveTo(std::shared_ptr<const Swo::CaptureBytes> there);
+    std::size_t ReadAt(uint64_t offset, std::span<uint8_t> buffer) const override;
+
+  private:
+    mutable std::mutex mutex;
+    std::shared_ptr<const Swo::CaptureBytes> bytes;
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

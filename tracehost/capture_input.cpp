@@ -98,6 +98,10 @@ bool CaptureInput::ReadHeader() {
 /// \return false when the file ended before
 bool CaptureInput::Skip(uint64_t count) {
     std::array<uint8_t, kSkipBlock> block;
+    const uint64_t passed = headTaken < headSize ? 0 : source->Skip(count);
+    position += passed;
+    left -= std::min(left, passed);
+    count -= passed;
     while (count > 0) {
         const std::size_t some = ReadSome(
             std::span(block).first(static_cast<std::size_t>(std::min<uint64_t>(count, block.size()))));

@@ -20,6 +20,7 @@ void AddProfileCommand(CLI::App& program, int& status);
 void AddReportCommand(CLI::App& program, int& status);
 void AddDiagnoseCommand(CLI::App& program, int& status);
 void AddRatesCommand(CLI::App& program, int& status);
+void AddViewCommand(CLI::App& program, int& status);
 void AddCheckCommand(CLI::App& program, int& status);
 
 /// "--plugin PATH", which every subcommand takes.

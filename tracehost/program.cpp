@@ -101,6 +101,7 @@ int RunProgram(int argc, char** argv) {
     AddExportCommand(program, status);
     AddProfileCommand(program, status);
     AddReportCommand(program, status);
+    AddViewCommand(program, status);
     AddDiagnoseCommand(program, status);
     AddRatesCommand(program, status);
     AddScriptCommand(program, status);
