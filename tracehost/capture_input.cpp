@@ -52,10 +52,7 @@ bool CaptureInput::Begin() {
 
 bool CaptureInput::NextSection() {
     while (!ended) {
-        if (left > 0 && !Skip(left)) {
-            if (isCapture) return false;  // told when its end was read
-            return Damaged("the section is longer than the rest of the file");
-        }
+        if (left > 0 && !Skip(left)) return Damaged("the section is longer than the rest of the file");
         isCapture = false;
         if (!ReadHeader()) return false;
         if (!isCapture) continue;

@@ -4,9 +4,11 @@
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
+#include "tracehost/firmware.h"
 #include "tracehost/json_output.h"
 #include "tracehost/number_option.h"
 #include "tracehost/packet_filter.h"
+#include "tracehost/port_types.h"
 #include "tracehost/record_target.h"
 #include "tracehost/standard_output.h"
 #include "tracehost/take_recording.h"
@@ -51,6 +53,14 @@ void AddLive(CLI::App& command, RecordRequest& request) {
         command, kTcp,
         "Give the raw bytes, as they come, to programs that connect to this port of 127.0.0.1; 0: any port",
         [&request](auto port) { request.tcpPort = static_cast<uint16_t>(*port); });
+    CLI::Option* const view = command.add_flag("--view", request.view,
+                                               "Show the recording in the browser while it is made; when it "
+                                               "has ended by itself, until Ctrl-C if standard input is a "
+                                               "terminal");
+    command.add_flag("--no-browser", request.noBrowser, "With --view: tell the page's address alone");
+    AddElf(command, request.elf)->needs(view);
+    AddPortTypes(command, request.portFormats);
+    command.get_option("--port-type")->needs(view);
 }
 
 /// A port that is not there.
@@ -63,6 +73,7 @@ void AddWaiting(CLI::App& command, RecordRequest& request) {
 
 /// What writes on standard output has it for itself.
 int Run(const RecordRequest& request) {
+    if (request.noBrowser && !request.view) throw UsageError("--no-browser belongs to --view");
     if (request.print && request.output == "-") {
         throw UsageError("--print and --output - both write on standard output: leave one of them out");
     }

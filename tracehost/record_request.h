@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "trace/port_values.h"
 #include "trace/text_lines.h"
 #include "tracehost/fail_on.h"
 #include "tracehost/plugin.h"
@@ -33,6 +34,10 @@ struct RecordRequest {
     bool explain = false;                ///< show the search for the prescaler
     std::optional<Swo::Ports> print;     ///< stimulus ports whose text is printed while recording
     std::optional<uint8_t> counterPort;  ///< that the firmware counts up
+    bool view = false;                   ///< show it in the browser meanwhile
+    bool noBrowser = false;              ///< of a view: tell its address alone
+    std::string elf;                     ///< of a view: file of the firmware
+    Swo::PortFormats portFormats;        ///< of a view: types and names of stimulus ports
     std::optional<uint16_t> tcpPort;     ///< of 127.0.0.1, where programs get the bytes; 0: any that is free
     FailOn failOn = FailOn::Line;
     std::string plugin = kDefaultPlugin;

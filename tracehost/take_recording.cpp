@@ -1,11 +1,14 @@
 #include "tracehost/take_recording.h"
 
 #include "tracehost/errors.h"
+#include "tracehost/interrupt.h"
 #include "tracehost/live_analysis.h"
+#include "tracehost/live_view.h"
 #include "tracehost/log_level.h"
 #include "tracehost/recording.h"
 #include "tracehost/recording_summary.h"
 #include "tracehost/sheet_file.h"
+#include "tracehost/standard_output.h"
 #include "tracehost/tcp_output.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -21,7 +24,13 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     Recording recording(request, standardOutput);
     LiveAnalysis live(request, standardOutput);
     recording.Observe(live);
+    std::optional<LiveView> view;
+    if (request.view) {
+        view.emplace(request, recording);
+        recording.Observe(*view);
+    }
     recording.ShowBeside([&] {
+        if (view) view->Look();
         live.WatchPort(recording.Port());
         return live.Line();
     });
@@ -34,6 +43,7 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     std::string sheetProblem;
     recording.AfterPart([&](const RecordingResult& result) {
         const RecordingSheet sheet = live.EndPart(result);
+        if (view) view->EndPart(result, sheet);
         if (recording.File().IsStream()) return;
         try {
             WriteSheetOf(recording.File().Name(), recording.File().Raw(), sheet);
@@ -47,7 +57,9 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         live.Finish(output, conclusion);
         if (!sheetProblem.empty()) conclusion.Add(kFailed, sheetProblem);
     });
-    return recording.Run();
+    const int status = recording.Run();
+    if (view && !InterruptRequested() && IsTerminal(stdin)) view->ServeUntilInterrupted();
+    return status;
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

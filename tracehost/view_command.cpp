@@ -61,6 +61,7 @@ void AddViewCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<ViewCommandRequest>();
     CLI::App* const command = program.add_subcommand("view", "Show a recording in the browser");
     AddCaptureOptions(*command, request->capture);
+    command->get_option("FILE")->description("Raw or TDF file on a disk");
     command->remove_option(command->get_option("--fail-on"));  // it ends when the user wants
     AddLineRate(*command, request->capture);
     AddViewOptions(*command, request->view);

@@ -1,0 +1,121 @@
+#include "tracehost/live_view.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+#include "source_utilities/visible_text.h"
+#include "tracehost/byte_source.h"
+#include "tracehost/capture_input.h"
+#include "tracehost/interrupt.h"
+#include "tracehost/record_options.h"
+#include "tracehost/recording_view.h"
+
+namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+constexpr auto kLook = std::chrono::milliseconds(100);
+
+/// Where the last capture in a file begins.
+uint64_t LastCaptureIn(const std::string& file) {
+    CaptureInput input(std::make_unique<FileSource>(file));
+    uint64_t offset = 0;
+    while (input.Next()) offset = input.Offset();
+    return offset;
+}
+
+std::vector<Swo::Arrival> ArrivalsOf(const ArrivalLog& log) {
+    std::vector<Swo::Arrival> arrivals;
+    for (const ArrivalPoint& point : log.Points()) arrivals.push_back({point.milliseconds, point.bytes});
+    return arrivals;
+}
+
+}  // namespace
+
+LiveView::LiveView(const RecordRequest& wanted, const Recording& taken)
+    : request(wanted), recording(taken), left(wanted.bytes) {
+    Capture known{};
+    known.name = recording.File().Name();
+    known.scale.prescale = AskedLineOf(wanted).timestampPrescale.value_or(1);
+    known.options.prescale = known.scale.prescale;
+    known.options.counterPort = wanted.counterPort;
+    settings = SettingsOf(known, {wanted.elf, wanted.portFormats});
+    settings.live = true;
+    shown.Show(std::make_shared<Viewer::RecordingFeed>(settings, std::make_shared<KeptBytes>()));
+    server.emplace("--view", uint16_t{0}, shown);
+    std::fprintf(stderr, "tracehost: the recording, as it is made: %s\n", server->Address().c_str());
+    if (!wanted.noBrowser) server->OpenBrowser();
+}
+
+void LiveView::Take(std::span<const uint8_t> taken) {
+    if (broken) return;
+    try {
+        if (!inPart) BeginPart();
+        const uint64_t count = left ? std::min<uint64_t>(taken.size(), *left) : taken.size();
+        if (left) *left -= count;
+        size += count;
+        const auto age = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun);
+        arrivals.Add({static_cast<uint64_t>(age.count()), size});
+        feeder->SetArrivals(ArrivalsOf(arrivals));
+        feeder->Grow(size);
+    } catch (const std::exception& failure) {
+        GiveUp(failure.what());
+    }
+}
+
+void LiveView::BeginPart() {
+    const RecordingResult& result = recording.Result();
+    if (recording.Port()) settings.port = "COM" + std::to_string(*recording.Port());
+    if (result.traceClock > 0) settings.clockHz = result.traceClock;
+    if (result.bitRate > 0) settings.baud = result.bitRate;
+    bytes = std::make_shared<MovableBytes>(std::make_shared<FileBytes>(result.parts.back().captureFile, 0));
+    auto next = std::make_unique<FeedThread>(settings, bytes);
+    shown.Show(next->Feed());
+    feeder = std::move(next);
+    inPart = true;
+    size = 0;
+    begun = Clock::now();
+    arrivals = ArrivalLog();
+}
+
+void LiveView::EndPart(const RecordingResult& result, const RecordingSheet& sheet) noexcept {
+    if (broken || !inPart) return;
+    try {
+        Conclude(result, sheet);
+    } catch (const std::exception& failure) {
+        GiveUp(failure.what());
+    }
+}
+
+/// From now on the saved file is read: the next recording writes into the same capture file.
+void LiveView::Conclude(const RecordingResult& result, const RecordingSheet& sheet) {
+    inPart = false;
+    if (!recording.File().IsStream()) {
+        const std::string& file = result.parts.back().file;
+        const uint64_t offset = recording.File().Raw() ? 0 : LastCaptureIn(file);
+        bytes->MoveTo(std::make_shared<FileBytes>(file, offset));
+    }
+    Capture known{};
+    known.sheet = sheet;
+    feeder->End(size, [known](Swo::CaptureAnalysis& analysis) {
+        Swo::SignalFeatures features = analysis.Features();
+        AddHostKnowledge(known, analysis, features);
+    });
+}
+
+void LiveView::GiveUp(const char* why) {
+    broken = true;
+    std::fprintf(stderr, "tracehost: --view shows no more of the recording, which goes on: %s\n",
+                 KORR_PLIM::Visible(why).Text());
+}
+
+void LiveView::ServeUntilInterrupted() {
+    std::fprintf(stderr, "tracehost: the page is there until Ctrl-C: %s\n", server->Address().c_str());
+    while (!InterruptRequested()) {
+        Look();
+        std::this_thread::sleep_for(kLook);
+    }
+}
+
+}  // namespace Korr::Plim::Trace::Tracehost
