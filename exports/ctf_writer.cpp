@@ -32,6 +32,11 @@ void CtfWriter::AddText(std::string_view text) {
     event += '\0';
 }
 
+/// Never empty: babeltrace2 2.0 shows the text before it in an empty one's place.
+void CtfWriter::AddName(std::string_view name) {
+    AddText(name.empty() ? std::string_view("?") : name.substr(0, kLongestName));
+}
+
 void CtfWriter::OnBegin(const CaptureFacts& facts, const Axis& axis) {
     names.emplace(facts);
     const std::string text = CtfMetadata(facts, *names, axis);
@@ -84,7 +89,7 @@ void CtfWriter::OnPacket(const Packet& packet, const Moment& moment) {
         case PacketKind::PcSample:
             BeginEvent(CtfEvent::PcSample, moment, moment.time);
             Add(packet.value, 4);
-            AddText(names->Function(packet.value).substr(0, kLongestName));
+            AddName(names->Function(packet.value));
             return EndEvent();
         case PacketKind::PcSleep:
         case PacketKind::PcProhibited:
@@ -169,7 +174,7 @@ void CtfWriter::AddWatch(const Packet& packet, const Moment& moment) {
     if (packet.kind == PacketKind::DataValue) Add((packet.flags & Swo::kWrite) != 0 ? 1 : 0, 1);
     Add(packet.size, 1);
     Add(packet.value, 4);
-    if (packet.kind == PacketKind::DataPc) AddText(names->Symbol(packet).substr(0, kLongestName));
+    if (packet.kind == PacketKind::DataPc) AddName(names->Symbol(packet));
     EndEvent();
 }
 

@@ -35,6 +35,7 @@ class CtfWriter : public TimelineSink {
     void AddWatch(const Swo::Packet& packet, const Moment& moment);
     void AddLoss(const Swo::Packet& packet, const Moment& moment);
     void AddText(std::string_view text);
+    void AddName(std::string_view name);
     void Add(uint64_t number, int bytes);
     static void Append(std::string& target, uint64_t number, int bytes);
 

@@ -6,14 +6,36 @@ namespace Korr::Plim::Trace::Exports {
 
 using Swo::PacketKind;
 
-Names::Names(const CaptureFacts& facts) : symbols(facts.symbols), ports(facts.ports) {
+namespace {
+
+constexpr std::array<const char*, 5> kWatches = {"read", "write", "pc", "address", "match"};
+constexpr std::size_t kRead = 0;
+constexpr std::size_t kWrite = 1;
+constexpr std::size_t kPc = 2;
+constexpr std::size_t kAddress = 3;
+constexpr std::size_t kMatch = 4;
+
+}  // namespace
+
+Names::Names(const CaptureFacts& facts) : symbols(facts.symbols) {
     for (uint32_t number = 0; number < exceptions.size(); ++number) {
         exceptions[number] =
             symbols != nullptr ? symbols->ExceptionName(number) : Symbols::ArchitectureExceptionName(number);
     }
+    for (std::size_t port = 0; port < portNames.size(); ++port) {
+        portNames[port] = "port " + std::to_string(port);
+    }
+    for (std::size_t comparator = 0; comparator < watchNames.size(); ++comparator) {
+        for (std::size_t i = 0; i < kWatches.size(); ++i) {
+            watchNames[comparator][i] = "watch " + std::to_string(comparator) + " " + kWatches[i];
+        }
+    }
     types.fill(Swo::PortType::Text);
-    if (ports == nullptr) return;
-    for (const auto& [port, format] : *ports) types[port] = format.type;
+    if (facts.ports == nullptr) return;
+    for (const auto& [port, format] : *facts.ports) {
+        types[port] = format.type;
+        if (!format.name.empty()) portNames[port] += " (" + format.name + ")";
+    }
 }
 
 std::string_view Names::Function(uint32_t address) const {
@@ -26,25 +48,17 @@ std::string_view Names::Object(uint32_t address) const {
     return found != nullptr ? std::string_view(found->name) : std::string_view();
 }
 
-std::string Names::Port(uint8_t port) const {
-    const std::string number = "port " + std::to_string(port);
-    if (ports == nullptr) return number;
-    const auto format = ports->find(port);
-    return format == ports->end() || format->second.name.empty() ? number
-                                                                 : number + " (" + format->second.name + ")";
-}
-
-std::string Names::Watch(const Swo::Packet& packet) {
-    const std::string watch = "watch " + std::to_string(packet.source);
+const std::string& Names::Watch(const Swo::Packet& packet) const {
+    const auto& names = watchNames[packet.source % watchNames.size()];
     switch (packet.kind) {
         case PacketKind::DataMatch:
-            return watch + " match";
+            return names[kMatch];
         case PacketKind::DataPc:
-            return watch + " pc";
+            return names[kPc];
         case PacketKind::DataAddress:
-            return watch + " address";
+            return names[kAddress];
         default:
-            return watch + ((packet.flags & Swo::kWrite) != 0 ? " write" : " read");
+            return names[(packet.flags & Swo::kWrite) != 0 ? kWrite : kRead];
     }
 }
 

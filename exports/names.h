@@ -20,9 +20,9 @@ class Names {
     /// The object at an address; empty when none is known.
     std::string_view Object(uint32_t address) const;
     /// "port 3", or "port 3 (speed)".
-    std::string Port(uint8_t port) const;
+    const std::string& Port(uint8_t port) const { return portNames[port]; }
     /// "watch 1 write", "watch 0 pc". \param packet of a data watch
-    static std::string Watch(const Swo::Packet& packet);
+    const std::string& Watch(const Swo::Packet& packet) const;
     Swo::PortType TypeOf(uint8_t port) const { return types[port]; }
     /// What the firmware calls what a packet names: a function, object or exception; empty: nothing.
     std::string_view Symbol(const Swo::Packet& packet) const;
@@ -31,7 +31,8 @@ class Names {
     static constexpr uint32_t kMostExceptions = Symbols::ElfSymbols::kMostExceptions - 1;
 
     const Symbols::ElfSymbols* symbols;
-    const Swo::PortFormats* ports;
+    std::array<std::string, 256> portNames;
+    std::array<std::array<std::string, 5>, 16> watchNames;  ///< by comparator
     std::array<std::string, kMostExceptions + 1> exceptions;
     std::array<Swo::PortType, 256> types{};
 };

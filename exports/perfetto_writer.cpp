@@ -1,5 +1,7 @@
 #include "exports/perfetto_writer.h"
 
+#include <algorithm>
+
 #include "exports/utf8.h"
 
 namespace Korr::Plim::Trace::Exports {
@@ -35,13 +37,20 @@ constexpr uint32_t kAnnotationName = 10;
 constexpr uint64_t kOnlySequence = 1;
 constexpr uint64_t kStateCleared = 1;  // nothing that follows needs what came before
 
-/// As the format wants its texts.
-std::string CleanText(std::string_view text) {
+/// As the format wants its texts: in UTF-8, as nearly all are.
+class CleanText {
+  public:
+    explicit CleanText(std::string_view given) : text(given) {
+        if (std::all_of(text.begin(), text.end(), [](char byte) { return (byte & 0x80) == 0; })) return;
+        while (!given.empty()) clean += TakeCharacter(given);
+        text = clean;
+    }
+    operator std::string_view() const { return text; }
+
+  private:
     std::string clean;
-    clean.reserve(text.size());
-    while (!text.empty()) clean += TakeCharacter(text);
-    return clean;
-}
+    std::string_view text;
+};
 
 }  // namespace
 
@@ -52,7 +61,6 @@ void PerfettoWriter::WritePacket(uint32_t kind) {
     packet.AddBytes(kind, event.Bytes());
     part.Clear();
     part.AddBytes(field::kPacket, packet.Bytes());
-    file.BeginRow();
     file.AddLong(part.Bytes());
     packet.Clear();
     event.Clear();

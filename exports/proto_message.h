@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -17,7 +18,9 @@ class ProtoMessage {
     void AddDouble(uint32_t field, double number) {
         AddVarint(uint64_t{field} << 3 | 1);
         const auto bits = std::bit_cast<uint64_t>(number);
-        for (unsigned shift = 0; shift < 64; shift += 8) bytes += static_cast<char>(bits >> shift);
+        std::array<char, 8> little{};
+        for (unsigned i = 0; i < little.size(); ++i) little[i] = static_cast<char>(bits >> 8 * i);
+        bytes.append(little.data(), little.size());
     }
     /// A text, or a message.
     void AddBytes(uint32_t field, std::string_view content) {
@@ -30,8 +33,11 @@ class ProtoMessage {
 
   private:
     void AddVarint(uint64_t number) {
-        for (; number >= 0x80; number >>= 7) bytes += static_cast<char>(number | 0x80);
-        bytes += static_cast<char>(number);
+        std::array<char, 10> varint;
+        std::size_t size = 0;
+        for (; number >= 0x80; number >>= 7) varint[size++] = static_cast<char>(number | 0x80);
+        varint[size++] = static_cast<char>(number);
+        bytes.append(varint.data(), size);
     }
 
     std::string bytes;

@@ -84,7 +84,7 @@ void TraceEvents::AddPort(const Packet& packet, const Moment& moment) {
     const auto type = names->TypeOf(port);
     if (type == Swo::PortType::Text) return;
     const auto number = Swo::NumberOf(packet, type);
-    const std::string name = names->Port(port);
+    const std::string& name = names->Port(port);
     if (number && std::isfinite(*number) && !moment.IsSuspect()) {
         Start(Phase::Number, kFirstNumber + port, moment.time, name, name);
         if (type == Swo::PortType::F32) {
@@ -100,7 +100,7 @@ void TraceEvents::AddPort(const Packet& packet, const Moment& moment) {
 }
 
 void TraceEvents::AddWatch(const Packet& packet, const Moment& moment) {
-    const std::string name = Names::Watch(packet);
+    const std::string& name = names->Watch(packet);
     const uint32_t comparator = packet.source & 0xF;
     if (packet.kind == PacketKind::DataValue && !moment.IsSuspect()) {
         const uint32_t write = (packet.flags & Swo::kWrite) != 0 ? 1 : 0;

@@ -19,7 +19,7 @@ constexpr const char* kExportFooter =
     "  chrome    JSON for the Perfetto UI, chrome://tracing, speedscope\n"
     "  perfetto  the Perfetto UI's own format\n"
     "  ctf       a folder for babeltrace2 and Trace Compass\n"
-    "  vcd       signals for GTKWave and PulseView\n"
+    "  vcd       signals for GTKWave\n"
     "  sigrok    the bytes on the line, at most 64 KiB, for PulseView and sigrok-cli\n"
     "  csv       a line a packet; jsonl: a JSON object a packet\n"
     "  folded    PC samples by exception and function, for flame graphs\n"

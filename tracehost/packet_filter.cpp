@@ -46,9 +46,8 @@ bool Before(const CapturePlace& place, const Swo::Packet& packet, const Swo::Pac
 
 }  // namespace
 
-bool PacketFilter::IsInside(const Swo::Packet& packet, const Swo::PacketTime& time,
-                            const Exports::TimeScale& scale) const {
-    if (!from && !to) return true;
+bool PacketFilter::IsInStretch(const Swo::Packet& packet, const Swo::PacketTime& time,
+                               const Exports::TimeScale& scale) const {
     if (NeedsTime() && time.quality == Swo::TimeQuality::None) return false;
     return !(from && Before(*from, packet, time, scale)) && !(to && !Before(*to, packet, time, scale));
 }

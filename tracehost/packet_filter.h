@@ -31,7 +31,9 @@ struct PacketFilter {
     bool NeedsTime() const { return (from && !from->offset) || (to && !to->offset); }
     /// Whether it lies from `from` on and before `to`. Without a time a packet is in no stretch of time.
     bool IsInside(const Swo::Packet& packet, const Swo::PacketTime& time,
-                  const Exports::TimeScale& scale) const;
+                  const Exports::TimeScale& scale) const {
+        return (!from && !to) || IsInStretch(packet, time, scale);
+    }
     /// Whether it is of a wanted kind, and port.
     bool IsChosen(const Swo::Packet& packet) const {
         if (!kinds[static_cast<std::size_t>(packet.kind)]) return false;
@@ -41,6 +43,10 @@ struct PacketFilter {
                const Exports::TimeScale& scale) const {
         return IsChosen(packet) && IsInside(packet, time, scale);
     }
+
+  private:
+    bool IsInStretch(const Swo::Packet& packet, const Swo::PacketTime& time,
+                     const Exports::TimeScale& scale) const;
 };
 
 /// Reads "stimulus,exception". \throws UsageError that names the kinds there are
