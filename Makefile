@@ -36,7 +36,7 @@ build: packages-native ## build for Linux into build/linux
 	@$(call build_preset,linux)
 
 build-windows: packages-all ## cross-build for Windows x64 into build/windows
-	@cmake/build-windows-libraries
+	@cmake/build-windows-libraries && cmake/fetch-http-header
 	@$(call build_preset,windows)
 
 demo: packages-native ## record a simulated target through the Linux receiver
@@ -44,7 +44,7 @@ demo: packages-native ## record a simulated target through the Linux receiver
 	@simulator/demo/plugin_demo --build build/linux
 
 demo-windows: packages-all ## the same through the Windows receiver under Wine
-	@cmake/build-windows-libraries
+	@cmake/build-windows-libraries && cmake/fetch-http-header
 	@$(call build_preset,linux,products)
 	@$(call build_preset,windows,products)
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)
@@ -107,10 +107,10 @@ package: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct 2>/dev/null 
 package: export TZ = UTC
 package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Windows, into build/packages
 	@rm -rf build/packages build/linux-package/packages build/windows/packages
-	@cmake/build-linux-xerces
+	@cmake/build-linux-xerces && cmake/fetch-http-header
 	@$(call build_preset,linux-package,products)
 	@umask 022; cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
-	@cmake/build-windows-libraries
+	@cmake/build-windows-libraries && cmake/fetch-http-header
 	@$(call build_preset,windows,products)
 	@umask 022; cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
 	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/
