@@ -40,7 +40,7 @@ SocketHandle GiveUp(SOCKET socket) {
 
 bool DoNotWait(SOCKET socket) {
     u_long yes = 1;
-    return ioctlsocket(socket, FIONBIO, &yes) == 0;
+    return ioctlsocket(socket, static_cast<long>(FIONBIO), &yes) == 0;
 }
 
 bool WaitFor(SocketHandle socket, short events, std::chrono::milliseconds most) {
@@ -67,8 +67,8 @@ SocketHandle Listen(uint16_t port, uint16_t& taken) {
     sockaddr_in address = LocalAddress(port);
     int size = sizeof address;
     auto* const name = reinterpret_cast<sockaddr*>(&address);
-    const bool done = setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&yes),
-                                 sizeof yes) == 0 &&
+    const bool done = setsockopt(socket, SOL_SOCKET, static_cast<int>(SO_EXCLUSIVEADDRUSE),
+                                 reinterpret_cast<const char*>(&yes), sizeof yes) == 0 &&
                       DoNotWait(socket) && bind(socket, name, size) == 0 && listen(socket, kWaiting) == 0 &&
                       getsockname(socket, name, &size) == 0;
     if (!done) return GiveUp(socket);
