@@ -20,4 +20,7 @@ execute_process(COMMAND ${fetcher} --print-root
 if(NOT EXISTS ${http_root})
     message(FATAL_ERROR "There is no cpp-httplib in ${http_root}. Fetch it (once per machine) with ${fetcher}.")
 endif()
+if(CMAKE_CROSSCOMPILING)
+    target_compile_definitions(tarnel_http INTERFACE _access_s=_access)  # the headers of Wine have the other alone
+endif()
 target_include_directories(tarnel_http SYSTEM INTERFACE ${http_root}/include)

@@ -8,9 +8,9 @@ namespace Korr::Plim::Trace::Swo {
 
 namespace {
 
-constexpr double kPerSecond = 1e9;    // nanoseconds
-constexpr double kMillisecond = 1e6;  // nanoseconds
-constexpr double kLineBits = 10;      // of a byte: start bit, 8 data bits, stop bit
+constexpr double kNanosecondsPerSecond = 1e9;  // nanoseconds
+constexpr double kMillisecond = 1e6;           // nanoseconds
+constexpr double kLineBits = 10;               // of a byte: start bit, 8 data bits, stop bit
 
 bool IsRate(const std::optional<double>& rate) { return rate && std::isfinite(*rate) && *rate >= 1e-3; }
 
@@ -31,9 +31,9 @@ RecordingAxis::RecordingAxis(const AxisSettings& settings, bool timed)
     : kind(KindOf(settings, timed)), nanoseconds(kind == AxisKind::Arrival || kind == AxisKind::Line) {
     if (kind == AxisKind::Timestamps && IsRate(settings.clockHz)) {
         nanoseconds = true;
-        scale = std::max(1U, settings.prescale) * kPerSecond / *settings.clockHz;
+        scale = std::max(1U, settings.prescale) * kNanosecondsPerSecond / *settings.clockHz;
     } else if (kind == AxisKind::Line) {
-        scale = kLineBits * kPerSecond / *settings.baud;
+        scale = kLineBits * kNanosecondsPerSecond / *settings.baud;
     } else if (kind == AxisKind::Arrival) {
         arrivals = settings.arrivals;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,7 +19,7 @@ class BrowserCall {
     std::optional<std::string> Problem();
 
   private:
-    std::intptr_t process = 0;  ///< that opens it, while it runs; 0: none
+    [[maybe_unused]] std::intptr_t process = 0;  ///< that opens it, while it runs; 0: none
     std::optional<std::string> problem;
 };
 

@@ -34,7 +34,7 @@ std::vector<Swo::Arrival> ArrivalsOf(const ArrivalLog& log) {
 }  // namespace
 
 LiveView::LiveView(const RecordRequest& wanted, const Recording& taken)
-    : request(wanted), recording(taken), left(wanted.bytes) {
+    : recording(taken), left(wanted.bytes) {
     Capture known{};
     known.name = recording.File().Name();
     known.scale.prescale = AskedLineOf(wanted).timestampPrescale.value_or(1);

@@ -21,8 +21,8 @@ namespace Korr::Plim::Trace::Tracehost {
 /// waits for anybody who looks.
 class LiveView : public CaptureObserver {
   public:
-    /// Serves from now on, and tells the address on standard error. \param wanted outlives the view, \param
-    /// taken too \throws UsageError, HostError
+    /// Serves from now on, and tells the address on standard error. \param taken outlives the
+    /// view \throws UsageError, HostError
     LiveView(const RecordRequest& wanted, const Recording& taken);
 
     /// Takes note of the bytes. What goes wrong here ends the view, not the recording. [host thread]
@@ -41,7 +41,6 @@ class LiveView : public CaptureObserver {
     void Conclude(const RecordingResult& result, const RecordingSheet& sheet);
     void GiveUp(const char* why);
 
-    const RecordRequest& request;
     const Recording& recording;
     Viewer::RecordingSettings settings;  ///< as far as they are known before the recording
     std::optional<uint64_t> left;        ///< bytes that may still be shown
