@@ -135,8 +135,8 @@ export class ServedFeed implements Feed {
   async find(port: number, sought: string, line: number, back: boolean, matchCase: boolean): Promise<number | null> {
     for (let from: number | undefined = line; from !== undefined;) {
       const question: Record<string, string | number> = { port, text: sought, line: from };
-      if (back) question["back"] = 1;
-      if (matchCase) question["case"] = 1;
+      if (back) question.back = 1;
+      if (matchCase) question.case = 1;
       const answer: { line: number | null; next?: number } = await this.json("find", question);
       if (answer.line !== null) return answer.line;
       from = answer.next;
@@ -201,7 +201,7 @@ export class EmbeddedFeed implements Feed {
     const fold = (text: string) => matchCase ? text : text.replace(/[A-Z]/g, (letter) => letter.toLowerCase());
     const step = back ? -1 : 1;
     for (let at = line - first; at >= 0 && at < rows.length; at += step)
-      if (fold(rows[at]!.text).includes(fold(sought))) return at + first;
+      if (fold(rows[at].text).includes(fold(sought))) return at + first;
     return null;
   }
 

@@ -33,7 +33,7 @@ function short(number: number): string {
 }
 
 function scaled(number: number, units: [number, string][]): string {
-  const [size, name] = units.find(([least]) => Math.abs(number) >= least * 0.9995) ?? units[units.length - 1]!;
+  const [size, name] = units.find(([least]) => Math.abs(number) >= least * 0.9995) ?? units[units.length - 1];
   return `${short(number / size)} ${name}`;
 }
 

@@ -195,7 +195,7 @@ export class Lists {
   private tabKey(event: KeyboardEvent, tab: HTMLButtonElement): void {
     const step = { ArrowRight: 1, ArrowLeft: -1 }[event.key];
     if (step === undefined) return;
-    const next = this.tabs[(this.tabs.indexOf(tab) + step + this.tabs.length) % this.tabs.length]!;
+    const next = this.tabs[(this.tabs.indexOf(tab) + step + this.tabs.length) % this.tabs.length];
     this.open(next.id.slice(4));
     next.focus();
     event.stopPropagation();

@@ -51,7 +51,7 @@ class Page {
       ["set-a", ["a"], () => timeline.setCursor(0)], ["set-b", ["b"], () => timeline.setCursor(1)],
       ["clear-cursors", ["c"], () => timeline.clearCursors()], ["follow", ["f"], () => this.follow(!this.following)],
       ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
-      ["theme", ["t"], () => this.setTheme(document.documentElement.dataset["theme"] === "dark" ? "light" : "dark")],
+      ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
     for (const [id, , action] of actions) if (id) byId(id).addEventListener("click", action);
     document.addEventListener("keydown", (event) => {
@@ -69,7 +69,7 @@ class Page {
   }
 
   private setTheme(theme: string): void {
-    document.documentElement.dataset["theme"] = theme;
+    document.documentElement.dataset.theme = theme;
     byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
     this.timeline.readColors();
     this.values.draw(true);
@@ -96,7 +96,7 @@ class Page {
     const { timeline, lists } = this;
     const words = new URLSearchParams();
     if (!timeline.whole) words.set("v", [timeline.from, timeline.to].map((place) => place.toFixed(0)).join(","));
-    timeline.cursors.forEach((place, i) => { if (place !== null) words.set("ab"[i]!, place.toFixed(0)); });
+    timeline.cursors.forEach((place, i) => { if (place !== null) words.set("ab"[i], place.toFixed(0)); });
     if (lists.tab !== "losses") words.set("list", lists.tab);
     if (lists.tab === "text" && lists.port >= 0) words.set("port", String(lists.port));
     if (location.hash.slice(1) !== words.toString()) history.replaceState(null, "", "#" + words.toString());
@@ -109,7 +109,7 @@ class Page {
     this.timeline.cursors = [number("a"), number("b")];
     if (number("port") !== null) this.lists.port = number("port")!;
     this.lists.open(words.get("list") ?? "losses");
-    if (view.length === 2 && view[1]! > view[0]!) this.timeline.look(view[0]!, view[1]!);
+    if (view.length === 2 && view[1] > view[0]) this.timeline.look(view[0], view[1]);
     else this.timeline.lookWhole();
   }
 

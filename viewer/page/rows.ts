@@ -32,14 +32,14 @@ export class Brush {
     const tile = document.createElement("canvas");
     tile.width = tile.height = 6;
     const pen = tile.getContext("2d")!;
-    pen.strokeStyle = colors["hatch"]!;
+    pen.strokeStyle = colors.hatch;
     pen.stroke(new Path2D("M-7 7L1-1M-1 7L7-1M5 7L13-1"));
     this.hatch = ctx.createPattern(tile, "repeat")!;
   }
 
   get perPixel(): number { return (this.to - this.from) / this.width; }
   x(place: number): number { return (place - this.from) / (this.to - this.from) * this.width; }
-  color(name: string): string { return this.colors[name]!; }
+  color(name: string): string { return this.colors[name]; }
 
   /** A colour for an exception; which one it is also stands in its name. */
   hue(number: number): string {
@@ -75,7 +75,7 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
   let low = 0;
   for (let high = numbers.length; low < high;) {
     const middle = (low + high) >> 1;
-    if (numbers[middle]! > limit) high = middle;
+    if (numbers[middle] > limit) high = middle;
     else low = middle + 1;
   }
   return low;
@@ -84,31 +84,31 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
 /** The columns of a summary that are in view: index and whole pixels of each. */
 export function columns(brush: Brush, layer: Layer, arrays: Arrays, draw: (index: number, x0: number, x1: number) => void): void {
   const width = (layer.to - layer.from) / layer.pixels;
-  const column = arrays["column"]!;
+  const column = arrays.column;
   for (let i = firstAbove(column, Math.floor((brush.from - layer.from) / width) - 1); i < column.length; i++) {
-    const x0 = Math.floor(brush.x(layer.from + column[i]! * width));
+    const x0 = Math.floor(brush.x(layer.from + column[i] * width));
     if (x0 > brush.width) return;
-    draw(i, x0, Math.max(Math.floor(brush.x(layer.from + (column[i]! + 1) * width)), x0 + 1));
+    draw(i, x0, Math.max(Math.floor(brush.x(layer.from + (column[i] + 1) * width)), x0 + 1));
   }
 }
 
 /** The events of an exact layer that are in view, with one before and one behind. */
 function events(brush: Brush, times: ArrayLike<number>, draw: (index: number, x: number) => void): void {
   const last = Math.min(firstAbove(times, brush.to) + 1, times.length);
-  for (let i = Math.max(firstAbove(times, brush.from) - 1, 0); i < last; i++) draw(i, brush.x(times[i]!));
+  for (let i = Math.max(firstAbove(times, brush.from) - 1, 0); i < last; i++) draw(i, brush.x(times[i]));
 }
 
 /** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first. */
 function spans(brush: Brush, arrays: Arrays, draw: (index: number, x0: number, x1: number, flags: number) => void): void {
   const { begin, end, flags, depth } = arrays;
   const drawn: number[] = [];
-  for (let i = 0; i < begin!.length; i++) {
-    if (end![i]! < brush.from || begin![i]! > brush.to) continue;
-    const x0 = Math.max(brush.x(begin![i]!), -2);
-    const x1 = Math.min(Math.max(brush.x(end![i]!), x0 + 1), brush.width + 2);
-    if (x1 <= (drawn[depth![i]!] ?? -3)) continue;
-    drawn[depth![i]!] = Math.ceil(x1);
-    draw(i, x0, x1, flags![i]!);
+  for (let i = 0; i < begin.length; i++) {
+    if (end[i] < brush.from || begin[i] > brush.to) continue;
+    const x0 = Math.max(brush.x(begin[i]), -2);
+    const x1 = Math.min(Math.max(brush.x(end[i]), x0 + 1), brush.width + 2);
+    if (x1 <= (drawn[depth[i]] ?? -3)) continue;
+    drawn[depth[i]] = Math.ceil(x1);
+    draw(i, x0, x1, flags[i]);
   }
 }
 
@@ -122,7 +122,7 @@ function gather(brush: Brush, layer: Layer, numbers: ArrayLike<number>, sums: Fl
     const x0 = brush.x(layer.from + c * width);
     const x1 = brush.x(layer.from + (c + 1) * width);
     for (let p = Math.max(Math.floor(x0), 0); p < Math.min(x1, brush.width); p++)
-      sums[p] += numbers[c]! * (Math.min(p + 1, x1) - Math.max(p, x0)) / (x1 - x0);
+      sums[p] += numbers[c] * (Math.min(p + 1, x1) - Math.max(p, x0)) / (x1 - x0);
   }
 }
 
@@ -140,7 +140,7 @@ function paintBandwidth(brush: Brush, row: Row, layers: Layer[]): void {
   const bottom = row.top + row.height - 10;
   const scale = (row.height - 16) / high;
   bytes.forEach((number, p) => {
-    const useful = (number - Math.min(padding[p]!, number)) * scale;
+    const useful = (number - Math.min(padding[p], number)) * scale;
     if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.color("second"));
     if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.color("padding"));
     if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.color("target"));
@@ -154,19 +154,18 @@ function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): voi
   const bottom = row.top + row.height - 4;
   const { number, depth, share, unknown } = arrays;
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const height = (number![i] === 0 ? 0 : depth![i]! + 1) * LEVEL;
+    const height = (number[i] === 0 ? 0 : depth[i] + 1) * LEVEL;
     brush.rectangle(x0, bottom - height, x1, height, brush.color("band"));
-    brush.rectangle(x0, bottom - height * share![i]!, x1, height * share![i]!, brush.hue(number![i]!));
-    if (unknown![i]! > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown![i]!, brush.hatch);
+    brush.rectangle(x0, bottom - height * share[i], x1, height * share[i], brush.hue(number[i]));
+    if (unknown[i] > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown[i], brush.hatch);
   });
   spans(brush, arrays, (i, x0, x1, flags) => {
-    if (flags & SPAN_UNKNOWN && arrays["end"]![i] === arrays["begin"]![i]) return;
-    if (flags & SPAN_UNKNOWN) return brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
-    if (number![i] === 0) return;
-    const y = bottom - (depth![i]! + 1) * LEVEL;
-    brush.rectangle(x0, y, x1, LEVEL - 1, brush.hue(number![i]!));
+    if (flags & SPAN_UNKNOWN) return arrays.end[i] === arrays.begin[i] ? undefined : brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
+    if (number[i] === 0) return;
+    const y = bottom - (depth[i] + 1) * LEVEL;
+    brush.rectangle(x0, y, x1, LEVEL - 1, brush.hue(number[i]));
     if (flags & SPAN_SUSPECT) brush.rectangle(x0, y, x1, LEVEL - 1, brush.hatch);
-    brush.fitted(brush.exception(number![i]!), x0, x1, y + LEVEL / 2);
+    brush.fitted(brush.exception(number[i]), x0, x1, y + LEVEL / 2);
   });
 }
 
@@ -175,7 +174,7 @@ function paintException(brush: Brush, row: Row, layer: Layer, arrays: Arrays): v
   const most = row.height - 8;
   const color = brush.hue(row.track.number ?? 1);
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const height = Math.max(arrays["share"]![i]! * most, 2);
+    const height = Math.max(arrays.share[i] * most, 2);
     brush.rectangle(x0, bottom - height, x1, height, color);
   });
   spans(brush, arrays, (_, x0, x1, flags) => {
@@ -186,20 +185,13 @@ function paintException(brush: Brush, row: Row, layer: Layer, arrays: Arrays): v
 
 /** Lowest and highest number in view, suspects and what is no address left out. */
 function findScale(brush: Brush, row: Row, layers: Layer[]): void {
-  row.low = Infinity;
-  row.high = -Infinity;
-  const see = (low: number, high: number) => {
-    row.low = Math.min(row.low, low);
-    row.high = Math.max(row.high, high);
-  };
+  [row.low, row.high] = [Infinity, -Infinity];
+  const see = (low: number, high: number) => { [row.low, row.high] = [Math.min(row.low, low), Math.max(row.high, high)]; };
   for (const layer of layers) {
-    const arrays = layer.tracks.get(row.track.id);
-    if (arrays?.["min"]) columns(brush, layer, arrays, (i) => see(arrays["min"]![i]!, arrays["max"]![i]!));
-    const numbers = arrays?.["value"] ?? arrays?.["pc"];
-    if (!numbers) continue;
-    events(brush, arrays!["time"]!, (i) => {
-      if (!(arrays!["flags"]![i]! & SUSPECT) && !(arrays!["pc"] && numbers[i]! < 0)) see(numbers[i]!, numbers[i]!);
-    });
+    const arrays = layer.tracks.get(row.track.id) ?? {};
+    const { min, max, time, flags, pc, value: numbers = pc } = arrays;
+    if (min) columns(brush, layer, arrays, (i) => see(min[i], max[i]));
+    if (numbers) events(brush, time, (i) => { if (!(flags[i] & SUSPECT) && !(pc && numbers[i] < 0)) see(numbers[i], numbers[i]); });
   }
 }
 
@@ -229,15 +221,14 @@ function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
     const i = firstAbove(time ?? column ?? [], layer.exact ? place : (place - layer.from) / grain(layer) - 1) - 1;
     const when = layer.exact ? time?.[i] : layer.from + (column?.[i] ?? NaN) * grain(layer);
     if (when === undefined || !(when >= since)) continue;
-    [since, held] = [when, (numbers ?? last)![i]!];
+    [since, held] = [when, (numbers ?? last)![i]];
   }
   return held;
 }
 
 function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, arrays: Arrays): void {
   const { ctx } = brush;
-  const { min, max, first, last, time, flags } = arrays;
-  const numbers = arrays["value"]!;
+  const { min, max, first, last, time, flags, value: numbers } = arrays;
   const path = new Path2D();
   const held = heldAt(row, layers, layer.from);
   let before = held === null ? null : height(row, held);  // where the line is
@@ -248,21 +239,21 @@ function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, array
     path.lineTo(x, before = height(row, number));
   };
   if (!layer.exact) columns(brush, layer, arrays, (i, x0, x1) => {
-    const top = height(row, max![i]!);
-    brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min![i]!) - top, 0) + 1, brush.color("second"));
-    stepTo(x0, first![i]!);
-    path.lineTo(x1, before = height(row, last![i]!));
+    const top = height(row, max[i]);
+    brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.color("second"));
+    stepTo(x0, first[i]);
+    path.lineTo(x1, before = height(row, last[i]));
   });
-  else events(brush, time!, (i, x) => { if (!(flags![i]! & SUSPECT)) stepTo(x, numbers[i]!); });
+  else events(brush, time, (i, x) => { if (!(flags[i] & SUSPECT)) stepTo(x, numbers[i]); });
   if (before !== null) path.lineTo(brush.x(layer.to), before);
   ctx.strokeStyle = brush.color("data");
   ctx.lineWidth = 1.5;
   ctx.stroke(path);
   if (!layer.exact) return;
-  const apart = brush.width / Math.max(firstAbove(time!, brush.to) - firstAbove(time!, brush.from), 1);
-  events(brush, time!, (i, x) => {
-    const y = height(row, numbers[i]!);
-    if (flags![i]! & SUSPECT) {
+  const apart = brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
+  events(brush, time, (i, x) => {
+    const y = height(row, numbers[i]);
+    if (flags[i] & SUSPECT) {
       brush.rectangle(x - 4, y - 4, x + 4, 8, brush.hatch);
       ctx.strokeRect(x - 4, y - 4, 8, 8);
     } else if (apart > 5) brush.rectangle(x - 2, y - 2, x + 2, 4, brush.color("data"));
@@ -271,25 +262,25 @@ function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, array
 
 /** Text of line `i` of an exact layer. */
 export function lineText(arrays: Arrays, i: number): string {
-  const bytes = arrays["bytes"] as Uint8Array;
-  const line = bytes.subarray(arrays["start"]![i]!, arrays["start"]![i + 1] ?? bytes.length).subarray(0, 4096);
+  const bytes = arrays.bytes as Uint8Array;
+  const line = bytes.subarray(arrays.start[i], arrays.start[i + 1] ?? bytes.length).subarray(0, 4096);
   return visible(new TextDecoder().decode(line).replace(/\r?\n$/, ""));
 }
 
 function paintText(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
   const middle = row.top + row.height / 2;
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const tall = Math.min(4 + 3 * Math.log2(1 + arrays["bytes"]![i]! / (x1 - x0)), row.height - 8);
+    const tall = Math.min(4 + 3 * Math.log2(1 + arrays.bytes[i] / (x1 - x0)), row.height - 8);
     brush.rectangle(x0, middle - tall / 2, x1, tall, brush.color("second"));
   });
-  const time = arrays["time"]!;
+  const time = arrays.time;
   let drawn = -Infinity;
   events(brush, time, (i, x) => {
-    const next = i + 1 < time.length ? brush.x(time[i + 1]!) : Infinity;
+    const next = i + 1 < time.length ? brush.x(time[i + 1]) : Infinity;
     if (x < drawn + 1 && next < x + 20) return;
     brush.rectangle(drawn = x, row.top + 5, x + 1.5, row.height - 10, brush.color("data"));
     if (next - x > 20) brush.fitted(lineText(arrays, i), x + 1, next, middle);
-    if (arrays["flags"]![i]! & SUSPECT) brush.rectangle(x, row.top + 5, Math.min(next, x + 40), row.height - 10, brush.hatch);
+    if (arrays.flags[i] & SUSPECT) brush.rectangle(x, row.top + 5, Math.min(next, x + 40), row.height - 10, brush.hatch);
   });
 }
 
@@ -298,18 +289,18 @@ function paintCounts(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void
   const bottom = row.top + row.height - 5;
   const room = row.height - 11;
   let drawn = -Infinity;
-  if (layer.exact) return events(brush, arrays["time"]!, (i, x) => {
-    const suspect = arrays["flags"]![i]! & SUSPECT;
+  if (layer.exact) return events(brush, arrays.time, (i, x) => {
+    const suspect = arrays.flags[i] & SUSPECT;
     if (x >= drawn + 1 || suspect) brush.rectangle(x, row.top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.color("data"));
     drawn = x;
   });
-  const numbers = arrays["count"] ?? arrays["samples"]!;
+  const numbers = arrays.count ?? arrays.samples;
   let most = 1;
-  columns(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]!); });
+  columns(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]); });
   columns(brush, layer, arrays, (i, x0, x1) => {
-    const tall = Math.max(numbers[i]! / most * room, 1);
+    const tall = Math.max(numbers[i] / most * room, 1);
     brush.rectangle(x0, bottom - tall, x1, tall, brush.color("second"));
-    const asleep = (arrays["sleeping"]?.[i] ?? 0) / most * room;
+    const asleep = (arrays.sleeping?.[i] ?? 0) / most * room;
     if (asleep > 0) brush.rectangle(x0, bottom - asleep, x1, asleep, brush.color("padding"));
   });
 }
@@ -318,9 +309,9 @@ function paintCounts(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void
 function paintSamples(brush: Brush, row: Row, arrays: Arrays): void {
   const bottom = row.top + row.height - 7;
   brush.rectangle(0, bottom, brush.width, 1, brush.color("grid"));
-  events(brush, arrays["time"]!, (i, x) => {
-    const pc = arrays["pc"]![i]!;
-    const suspect = arrays["flags"]![i]! & SUSPECT;
+  events(brush, arrays.time, (i, x) => {
+    const pc = arrays.pc[i];
+    const suspect = arrays.flags[i] & SUSPECT;
     if (pc < 0) brush.rectangle(x, bottom + 1, x + 2, pc === -1 ? 3 : 5, brush.color(pc === -1 ? "padding" : "damage"));
     else brush.rectangle(x - 1, height(row, pc) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.color("data"));
   });

@@ -29,7 +29,7 @@ function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRe
 
 export class Timeline {
   axis!: Axis;
-  from: number;
+  from: number;  // of what is in view, as `to`
   to: number;
   cursors: (number | null)[] = [null, null];
   focused: number | null = null;  // the loss that was gone to last
@@ -94,9 +94,9 @@ export class Timeline {
       this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: this.makeLabel(track.id), low: 0, high: 0 }));
     }
     tracks.forEach((track, i) => {
-      const { label } = this.rows[i]!;
-      this.rows[i]!.track = track;
-      if (track.kind === "exception") this.names.set(track.number!, track.label);
+      const { label } = this.rows[i];
+      this.rows[i].track = track;
+      if (track.kind === "exception") this.names.set(track.number ?? 0, track.label);
       label.firstElementChild!.textContent = visible(track.label);
       label.lastElementChild!.textContent = totalText(track);
       label.title = `${visible(track.label)}, ${totalText(track)}`;
@@ -107,7 +107,7 @@ export class Timeline {
   private makeLabel(id: string): HTMLButtonElement {
     const label = document.createElement("button");
     label.className = "row";
-    label.dataset["track"] = id;
+    label.dataset.track = id;
     label.append(document.createElement("b"), document.createElement("small"));
     label.addEventListener("click", () => this.onRow(this.rows.find((row) => row.label === label)!.track));
     byId("rows").append(label);
@@ -121,7 +121,7 @@ export class Timeline {
     const stretch = double > plain ? Math.min(Math.max(1 + (this.scroller.clientHeight - plain) / (double - plain), 1), 2.5) : 1;
     let top = 0;
     heights(stretch).forEach((height, i) => {
-      const row = this.rows[i]!;
+      const row = this.rows[i];
       [row.top, row.height] = [top, height];
       [row.label.style.top, row.label.style.height] = [`${top}px`, `${height}px`];
       row.label.lastElementChild!.toggleAttribute("hidden", height < 34);
@@ -249,13 +249,13 @@ export class Timeline {
     for (const { marks } of best && best.from <= this.from && best.to >= this.to ? [best] : this.layers) {
       const { time, end, hint, class: kinds } = marks;
       for (let i = 0; i < (time?.length ?? 0); i++) {
-        const kind = kinds![i]!;
-        const [x0, x1] = [brush.x(time![i]!), brush.x(end![i]!)];
+        const kind = kinds[i];
+        const [x0, x1] = [brush.x(time[i]), brush.x(end[i])];
         if (Math.max(x0, x1) < -6 || x0 > brush.width + 6) continue;
         const color = brush.color(CLASS_COLORS[kind] ?? "edge");
         const x = Math.round(Math.min(Math.max(x0, 0), brush.width - 1));
         if (!ruler) {
-          ctx.globalAlpha = hint![i] ? 0.25 : 0.5;
+          ctx.globalAlpha = hint[i] ? 0.25 : 0.5;
           brush.rectangle(x, 0, x + 1, height, color);
           if (x1 - x0 > 2) brush.rectangle(x0, 0, x1, height, brush.hatch);
           ctx.globalAlpha = 1;
@@ -264,7 +264,7 @@ export class Timeline {
           ctx.fillStyle = ctx.strokeStyle = color;
           ctx.lineWidth = 1;
           const left = Math.min(Math.max(x - 5, 0), brush.width - 11);
-          if (hint![i]) ctx.strokeText(SIGNS[kind] ?? "?", left, 36);
+          if (hint[i]) ctx.strokeText(SIGNS[kind] ?? "?", left, 36);
           else ctx.fillText(SIGNS[kind] ?? "?", left, 36);
         }
       }
@@ -282,7 +282,7 @@ export class Timeline {
       brush.rectangle(x, 0, x + 1, height, brush.color("cursor"));
       if (!ruler) return;
       brush.rectangle(x, 0, x + 15, 16, brush.color("cursor"));
-      brush.text("AB"[i]!, x + 4, 8, brush.color("back"));
+      brush.text("AB"[i], x + 4, 8, brush.color("back"));
     });
   }
 
@@ -291,13 +291,13 @@ export class Timeline {
     const span = `${this.axis.span(this.to - this.from)} in view, 1 px = ${this.axis.span(brush.perPixel)}`;
     const places = Array.from({ length: 65 }, (_, i) => this.from + (this.to - this.from) * i / 64);
     const seen = [...new Set(places.map((place) => bestAt(this.layers, place)))].filter((layer): layer is Layer => layer !== undefined);
-    const worst = seen.reduce((one, other) => grain(other) > grain(one) ? other : one, seen[0]!);
+    const worst = seen.reduce((one, other) => grain(other) > grain(one) ? other : one, seen[0]);
     if (!worst) return span;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
     let values = 0;
     for (const { track } of this.rows) {
       const counts = track.kind === "value" && worst.tracks.get(track.id);
-      if (counts) columns(brush, worst, counts, (i) => { values += counts["count"]![i]!; });
+      if (counts) columns(brush, worst, counts, (i) => { values += counts.count[i]; });
     }
     const coarse = grain(worst) > brush.perPixel * 1.01;
     return `${span} \u00b7 ${coarse ? `no finer picture here: 1 column = ${this.axis.span(grain(worst))}` : "summary"}` +
@@ -368,7 +368,7 @@ export class Timeline {
 
   /** The tip of the row whose name has the focus, in the middle. */
   explain(): void {
-    const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0]!;
+    const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0];
     row.label.scrollIntoView({ block: "nearest" });
     const box = this.plot.getBoundingClientRect();
     this.showTip(row, this.middle, box.left + this.width / 2, box.top + row.top - this.scroller.scrollTop + row.height / 2);

@@ -19,35 +19,35 @@ function told(flags: number, names: [number, string][]): string {
 /** Index of the number nearest to `place` and at most `slack` off; of equals the first. */
 function nearest(numbers: ArrayLike<number>, place: number, slack: number): number | null {
   let best: number | null = null;
-  for (let i = firstAbove(numbers, place - slack - 1e-9); i < numbers.length && numbers[i]! <= place + slack; i++)
-    if (best === null || Math.abs(numbers[i]! - place) < Math.abs(numbers[best]! - place)) best = i;
+  for (let i = firstAbove(numbers, place - slack - 1e-9); i < numbers.length && numbers[i] <= place + slack; i++)
+    if (best === null || Math.abs(numbers[i] - place) < Math.abs(numbers[best] - place)) best = i;
   return best;
 }
 
 function spanAt(brush: Brush, arrays: Arrays, place: number): string {
   const { begin, end, number, flags, depth } = arrays;
   const lines: string[] = [];
-  for (let i = 0; i < begin!.length && lines.length < 8; i++) {
-    const length = end![i]! - begin![i]!;
+  for (let i = 0; i < begin.length && lines.length < 8; i++) {
+    const length = end[i] - begin[i];
     const slack = Math.max(brush.perPixel * NEAR - length, 0) / 2;
-    if (begin![i]! - slack > place || end![i]! + slack < place) continue;
-    const what = flags![i]! & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]!) : "active";
-    lines.push(`${what} for ${brush.axis.span(length)}${depth![i]! > 0 ? `, ${depth![i]} below it` : ""}\n` +
-      `from ${brush.axis.at(begin![i]!, 1)}${told(flags![i]!, SPAN_FLAGS)}`);
+    if (begin[i] - slack > place || end[i] + slack < place) continue;
+    const what = flags[i] & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]) : "active";
+    lines.push(`${what} for ${brush.axis.span(length)}${depth[i] > 0 ? `, ${depth[i]} below it` : ""}\n` +
+      `from ${brush.axis.at(begin[i], 1)}${told(flags[i], SPAN_FLAGS)}`);
   }
   return lines.join("\n");
 }
 
 function eventAt(brush: Brush, track: Track, arrays: Arrays, place: number): string {
-  const times = arrays["time"]!;
+  const times = arrays.time;
   const near = nearest(times, place, NEAR * brush.perPixel);
   const i = near ?? (track.kind === "value" ? firstAbove(times, place) - 1 : -1);
   if (i < 0) return "";
-  const flags = arrays["flags"]![i]!;
-  const where = `${near === null ? "since" : "at"} ${brush.axis.at(times[i]!, 1)}, offset ${count(arrays["offset"]![i]!)}${told(flags, EVENT_FLAGS)}`;
-  const pc = arrays["pc"]?.[i] ?? 0;
+  const flags = arrays.flags[i];
+  const where = `${near === null ? "since" : "at"} ${brush.axis.at(times[i], 1)}, offset ${count(arrays.offset[i])}${told(flags, EVENT_FLAGS)}`;
+  const pc = arrays.pc?.[i] ?? 0;
   const what: Record<string, () => string> = {
-    value: () => value(arrays["value"]![i]!, track.type ?? "") + (flags & 4 ? " written" : "") + "\n",
+    value: () => value(arrays.value[i], track.type ?? "") + (flags & 4 ? " written" : "") + "\n",
     text: () => lineText(arrays, i).slice(0, 500) + "\n",
     pc: () => (pc === -1 ? "asleep" : pc === -2 ? "trace prohibited" : hex(pc)) + "\n",
   };
@@ -55,7 +55,7 @@ function eventAt(brush: Brush, track: Track, arrays: Arrays, place: number): str
 }
 
 function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
-  const i = nearest(arrays["column"]!, Math.floor((place - layer.from) / grain(layer)), Math.floor(NEAR / 2 * brush.perPixel / grain(layer)));
+  const i = nearest(arrays.column, Math.floor((place - layer.from) / grain(layer)), Math.floor(NEAR / 2 * brush.perPixel / grain(layer)));
   if (i === null) return "";
   const number = (name: string) => arrays[name]?.[i] ?? 0;
   const written = (name: string) => value(number(name), track.type ?? "");
@@ -74,7 +74,7 @@ function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, pla
 function bandwidthAt(brush: Brush, layer: Layer, arrays: Arrays, place: number): string {
   const width = (layer.to - layer.from) / layer.pixels;
   const i = Math.min(Math.floor((place - layer.from) / width), layer.pixels - 1);
-  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => arrays[name]![i]!) as
+  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => arrays[name]![i]) as
     [number, number, number, number];
   const { baud } = brush.overview;
   const used = baud && brush.axis.unit === "ns" ? `, ${percent(bytes * 1e9 / width / (baud / 10))} of the line` : "";
@@ -95,7 +95,7 @@ export function describe(brush: Brush, track: Track, layers: Layer[], place: num
   const arrays = layer?.tracks.get(track.id);
   if (!layer || !arrays) return `${head}\nnothing here`;
   if (track.kind === "bandwidth") return `${head}\n${bandwidthAt(brush, layer, arrays, place)}`;
-  if (layer.exact) return `${head}\n${(arrays["begin"] ? spanAt(brush, arrays, place) : eventAt(brush, track, arrays, place)) || "nothing here"}`;
+  if (layer.exact) return `${head}\n${(arrays.begin ? spanAt(brush, arrays, place) : eventAt(brush, track, arrays, place)) || "nothing here"}`;
   const summary = summaryAt(brush, track, layer, arrays, place);
   return `${head}\n${summary ? `${summary}\nsummary of ${brush.axis.span(grain(layer))}` : "nothing here"}`;
 }
@@ -106,9 +106,9 @@ export function describeMarks(brush: Brush, layers: Layer[], place: number): str
   const lines: string[] = [];
   const slack = NEAR * brush.perPixel;
   for (let i = 0; i < (time?.length ?? 0) && lines.length < 6; i++) {
-    if (time![i]! - slack > place || Math.max(end![i]!, time![i]!) + slack < place) continue;
-    const often = times![i]! > 1 ? `, ${count(times![i]!)} times` : "";
-    lines.push(`${SIGNS[kinds![i]!] ?? "?"} ${hint![i] ? "hint: " : ""}${LOSSES[kinds![i]!] ?? "lost"}${often}, offset ${count(offset![i]!)}`);
+    if (time[i] - slack > place || Math.max(end[i], time[i]) + slack < place) continue;
+    const often = times[i] > 1 ? `, ${count(times[i])} times` : "";
+    lines.push(`${SIGNS[kinds[i]] ?? "?"} ${hint[i] ? "hint: " : ""}${LOSSES[kinds[i]] ?? "lost"}${often}, offset ${count(offset[i])}`);
   }
   return lines.join("\n");
 }

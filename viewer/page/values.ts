@@ -66,7 +66,7 @@ export class Values {
     return new uPlot({
       width: 300, height: 200, cursor: { drag: { x: false, y: false } },
       scales: { x: { time: false } , y: { range: (_plot: uPlot, low: number, high: number) => low === high ? [low - 1, high + 1] : uPlot.rangeNum(low, high, 0.08, true) } },
-      axes: [{ ...axis, space: 90, values: (_: uPlot, places: number[]) => places.map((place) => timeline.axis.at(place, Math.max((places[1] ?? place) - places[0]!, 1))) },
+      axes: [{ ...axis, space: 90, values: (_: uPlot, places: number[]) => places.map((place) => timeline.axis.at(place, Math.max((places[1] ?? place) - places[0], 1))) },
         { ...axis, size: 68, values: (_: uPlot, numbers: number[]) => numbers.map((number) => value(number, type)) }],
       series: [{ label: "at", value: (_: uPlot, place: number | null) => place === null ? "\u2013" : timeline.axis.at(place, 1) },
         ...(exact ? [{ ...line("value", color("data")), ...step }] : [line("min", color("second")), line("max", color("second")), line("last", color("data"))])],
@@ -79,15 +79,15 @@ export class Values {
 function exactSeries({ from, to }: View, arrays: Arrays): { series: Series; events: number } {
   const { time, flags, value: numbers } = arrays as Record<"time" | "flags" | "value", Numbers>;
   const [first, behind] = [firstAbove(time, from), firstAbove(time, to)];
-  const keep = [...time.keys()].slice(Math.max(first - 1, 0), behind + 1).filter((i) => !(flags[i]! & SUSPECT));
-  return { series: [keep.map((i) => time[i]!), keep.map((i) => numbers[i]!)], events: keep.filter((i) => i >= first && i < behind).length };
+  const keep = [...time.keys()].slice(Math.max(first - 1, 0), behind + 1).filter((i) => !(flags[i] & SUSPECT));
+  return { series: [keep.map((i) => time[i]), keep.map((i) => numbers[i])], events: keep.filter((i) => i >= first && i < behind).length };
 }
 
 function summarySeries({ from, to }: View, layer: Layer, arrays: Arrays): { series: Series; events: number } {
   const width = (layer.to - layer.from) / layer.pixels;
-  const times = Array.from(arrays["column"]!, (c) => layer.from + (c + 0.5) * width);
-  const keep = [...times.keys()].filter((i) => times[i]! > from - width && times[i]! < to + width);
-  const pick = (numbers: ArrayLike<number>) => keep.map((i) => numbers[i]!);
-  return { series: [times, ...["min", "max", "last"].map((name) => arrays[name]!)].map(pick),
-    events: pick(arrays["count"]!).reduce((sum, number) => sum + number, 0) };
+  const times = Array.from(arrays.column, (c) => layer.from + (c + 0.5) * width);
+  const keep = [...times.keys()].filter((i) => times[i] > from - width && times[i] < to + width);
+  const pick = (numbers: ArrayLike<number>) => keep.map((i) => numbers[i]);
+  return { series: [times, ...["min", "max", "last"].map((name) => arrays[name])].map(pick),
+    events: pick(arrays.count).reduce((sum, number) => sum + number, 0) };
 }
