@@ -58,6 +58,14 @@ export class Brush {
     this.ctx.fillText(text, x, y);
   }
 
+  /** A faint text that stays legible on whatever is below it. */
+  caption(text: string, y: number): void {
+    this.ctx.globalAlpha = 0.75;
+    this.rectangle(2, y - 7, 6 + this.ctx.measureText(text).width, 14, this.color("back"));
+    this.ctx.globalAlpha = 1;
+    this.text(text, 4, y, this.color("faint"));
+  }
+
   /** A text between two places, as much of it as has the room. */
   fitted(text: string, x0: number, x1: number, y: number): void {
     const left = Math.max(x0, 0) + 3;
@@ -147,7 +155,7 @@ function paintBandwidth(brush: Brush, row: Row, layers: Layer[]): void {
     if (damage[p]) brush.rectangle(p, row.top + 1, p + 1, 5, brush.color("damage"));
   });
   if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.color("line"));
-  brush.text(brush.axis.rate(high / brush.perPixel, 1), 4, row.top + 13, brush.color("faint"));
+  brush.caption(brush.axis.rate(high / brush.perPixel, 1), row.top + 14);
 }
 
 function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
@@ -204,12 +212,8 @@ function height(row: Row, number: number): number {
 function paintScale(brush: Brush, row: Row): void {
   if (!(row.high >= row.low)) return;
   for (const number of row.high > row.low ? [row.high, row.low] : [row.high]) {
-    const text = value(number, row.track.kind === "pc" ? "hex" : row.track.type ?? "");
-    const y = number === row.high ? row.top + 9 : row.top + row.height - 9;
-    brush.ctx.globalAlpha = 0.75;
-    brush.rectangle(2, y - 7, 6 + brush.ctx.measureText(text).width, 14, brush.color("back"));
-    brush.ctx.globalAlpha = 1;
-    brush.text(text, 4, y, brush.color("faint"));
+    const type = row.track.kind === "pc" ? "hex" : row.track.type ?? "";
+    brush.caption(value(number, type), number === row.high ? row.top + 9 : row.top + row.height - 9);
   }
 }
 
@@ -219,8 +223,9 @@ function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
   for (const layer of layers) {
     const { time, column, last, value: numbers } = layer.tracks.get(track.id) ?? {};
     const i = firstAbove(time ?? column ?? [], layer.exact ? place : (place - layer.from) / grain(layer) - 1) - 1;
+    const next = layer.exact ? Infinity : layer.from + (column?.[i + 1] ?? Infinity) * grain(layer);
     const when = layer.exact ? time?.[i] : layer.from + (column?.[i] ?? NaN) * grain(layer);
-    if (when === undefined || !(when >= since)) continue;
+    if (when === undefined || !(when >= since) || next < place || layer.to < place) continue;  // what came later is not known
     [since, held] = [when, (numbers ?? last)![i]];
   }
   return held;

@@ -135,9 +135,10 @@ export class Timeline {
   look(from: number, to: number): void {
     if (!Number.isFinite(from) || !Number.isFinite(to)) return;
     const length = Math.min(Math.max(to - from, this.axis.least), this.axis.length);
-    this.from = Math.min(Math.max(from, this.axis.begin), this.axis.begin + this.axis.length - length);
-    this.to = this.from + length;
-    this.repaint();
+    const eighths = (place: number) => Math.round(place * 8) / 8;  // so that the window asked for is the one shown, to the last bit
+    this.from = eighths(Math.min(Math.max(from, this.axis.begin), this.axis.begin + this.axis.length - length));
+    this.to = length === this.axis.length ? this.axis.begin + length : eighths(this.from + length);
+    this.changed();
     this.ask();
   }
 
@@ -255,7 +256,7 @@ export class Timeline {
         const color = brush.color(CLASS_COLORS[kind] ?? "edge");
         const x = Math.round(Math.min(Math.max(x0, 0), brush.width - 1));
         if (!ruler) {
-          ctx.globalAlpha = hint[i] ? 0.25 : 0.5;
+          ctx.globalAlpha = (hint[i] ? 0.25 : 0.5) * Math.max(Math.min(1, brush.width / 16 / time.length), 0.15);
           brush.rectangle(x, 0, x + 1, height, color);
           if (x1 - x0 > 2) brush.rectangle(x0, 0, x1, height, brush.hatch);
           ctx.globalAlpha = 1;
