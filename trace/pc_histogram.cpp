@@ -86,21 +86,18 @@ void PcHistogram::Add(const PcHistogram& more) {
     prohibited += more.prohibited;
 }
 
-PcHistogram& PcHistograms::At(uint64_t place) {
-    const uint64_t number = place / part;
-    if (parts.empty() || parts.back().number != number) {
-        if (!parts.empty()) {
-            parts.back().histogram.Pack();
-            bytes += parts.back().histogram.Bytes();
-        }
-        parts.push_back({number, PcHistogram()});
-        while (bytes > kMostBytes && parts.size() > 2) Double();
+PcHistogram& PcHistograms::Begin(uint64_t place) {
+    if (!parts.empty()) {
+        parts.back().histogram.Pack();
+        bytes += parts.back().histogram.Bytes();
     }
+    parts.push_back({place >> shift, PcHistogram()});
+    while (bytes > kMostBytes && parts.size() > 2) Double();
     return parts.back().histogram;
 }
 
 void PcHistograms::Double() {
-    part *= 2;
+    ++shift;
     std::deque<Part> before = std::exchange(parts, {});
     bytes = 0;
     for (Part& one : before) {
@@ -118,13 +115,13 @@ void PcHistograms::Double() {
 }
 
 PcHistograms::Stretch PcHistograms::Sum(uint64_t from, uint64_t to, PcHistogram& all) const {
-    const uint64_t first = from / part + (from % part == 0 ? 0 : 1);
-    const uint64_t last = to / part;
+    const uint64_t first = (from >> shift) + (from << (64 - shift) == 0 ? 0 : 1);
+    const uint64_t last = to >> shift;
     if (first >= last) return {from, from};
     for (const Part& one : parts) {
         if (one.number >= first && one.number < last) all.Add(one.histogram);
     }
-    return {first * part, last * part};
+    return {first << shift, last << shift};
 }
 
 }  // namespace Korr::Plim::Trace::Swo

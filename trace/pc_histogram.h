@@ -44,15 +44,18 @@ class PcHistogram {
     uint64_t other = 0;
 };
 
-/// Histograms of a capture's parts: of every kPart bytes, or, when they take too much memory, of twice as
-/// many and so on.
+/// Histograms of a capture's parts: of every 2^kPartShift bytes, or, when they take too much memory, of twice
+/// as many and so on.
 class PcHistograms {
   public:
-    static constexpr uint64_t kPart = uint64_t{16} << 20;
+    static constexpr unsigned kPartShift = 24;
     static constexpr size_t kMostBytes = size_t{64} << 20;
 
     /// The histogram for a packet; places never fall.
-    PcHistogram& At(uint64_t place);
+    PcHistogram& At(uint64_t place) {
+        return !parts.empty() && parts.back().number == place >> shift ? parts.back().histogram
+                                                                       : Begin(place);
+    }
     /// Adds up whole parts that lie in [from, to). \return the stretch that they cover; empty when none does
     struct Stretch {
         uint64_t from;
@@ -66,9 +69,10 @@ class PcHistograms {
         uint64_t number;
         PcHistogram histogram;
     };
+    PcHistogram& Begin(uint64_t place);
     void Double();
 
-    uint64_t part = kPart;
+    unsigned shift = kPartShift;
     std::deque<Part> parts;  ///< those with samples
     size_t bytes = 0;        ///< of all but the last one
 };

@@ -17,8 +17,12 @@ class PortLook {
   public:
     static constexpr uint32_t kLooked = 256;
 
+    /// A write of so many bytes, before or after it is decided.
+    void Widen(uint8_t bytes) {
+        if (bytes > widest) widest = bytes;
+    }
     void OnPacket(const Packet& stimulus) {
-        if (stimulus.size > widest) widest = stimulus.size;
+        Widen(stimulus.size);
         for (uint8_t i = 0; i < stimulus.size && looked < kLooked; ++i, ++looked) {
             if (IsText(static_cast<uint8_t>(stimulus.value >> 8 * i))) ++text;
         }

@@ -39,8 +39,16 @@ void RecordingIndex::Finish() {
 void RecordingIndex::OnPacket(const Packet& packet, const PacketTime& time) {
     while (!pending.empty() && pending.front().packets == packets) KeepCheckpoint();
     ++packets;
-    timed = timed || time.quality != TimeQuality::None;
-    summaries.OnPacket(packet, placer.Take(packet.offset, time), timed);
+    if (!timed && packet.kind == PacketKind::LocalTime) LookAtLocalTime(packet);
+    summaries.OnPacket(packet, placer.Take(packet.offset, time));
+}
+
+/// What damage makes of a stream without timestamps may look like one.
+void RecordingIndex::LookAtLocalTime(const Packet& packet) {
+    if ((packet.flags & (kSuspect | kSalvaged)) != 0) return;
+    if (++localTimes * kPacketsOfATimestamp < packets) return;
+    timed = true;
+    summaries.BecomeTimed();
 }
 
 /// Frames are taken apart ahead of the packets that come out of them.

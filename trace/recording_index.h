@@ -31,7 +31,10 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     const CaptureAnalysis& Analysis() const { return analysis; }
     CaptureAnalysis& Analysis() { return analysis; }
     bool Finished() const { return finished; }
-    bool Timed() const { return timed; }  ///< positions are ticks
+    /// Whether positions are ticks: local timestamps have come, one of so many packets until then. Once it
+    /// is, it stays so, and earlier positions are ticks, too.
+    bool Timed() const { return timed; }
+    static constexpr uint64_t kPacketsOfATimestamp = 256;
     const RecordingSummaries& Summaries() const { return summaries; }
     /// Packets that a track has in all; of bandwidth all.
     uint64_t PacketsOf(const Track& track) const { return summaries.PacketsOf(track); }
@@ -46,6 +49,7 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     void OnPacket(const Packet& packet, const PacketTime& time) override;
     void OnState(const AnalysisState& state) override { pending.push_back(state); }
     void KeepCheckpoint();
+    void LookAtLocalTime(const Packet& packet);
     void LookAtPadding();
     void StayInBudget();
 
@@ -58,6 +62,7 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     bool finished = false;
     bool timed = false;
     uint64_t packets = 0;
+    uint64_t localTimes = 0;
     PacketPlacer placer;
     RecordingSummaries summaries;
     uint64_t paddingUpTo = 0;           ///< place

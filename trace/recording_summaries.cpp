@@ -7,41 +7,49 @@
 
 namespace Korr::Plim::Trace::Swo {
 
-RecordingSummaries::RecordingSummaries(const PortFormats& ports) : given(ports), exceptions(*this) {}
+namespace {
 
-void RecordingSummaries::OnPacket(const Packet& packet, const Standing& standing, bool timed) {
-    if (timed && !inTicks) BecomeTimed();
-    const uint32_t block = BlockOf(standing.place);
-    if (block >= begins.size()) BeginBlocks(block, standing);
-    now = static_cast<uint32_t>(begins.size() - 1);
-    suspect = (packet.flags & kSuspect) != 0;
+/// Kinds of packets that are losses.
+constexpr bool IsLoss(PacketKind kind) { return kind == PacketKind::Overflow || IsDamage(kind); }
+
+}  // namespace
+
+RecordingSummaries::RecordingSummaries(const PortFormats& ports) : exceptions(*this) {
+    for (const auto& [number, format] : ports) {
+        Port& port = portStates[number];
+        port.given = true;
+        port.type = format.type;
+        port.holds = format.type == PortType::Text ? Port::Holds::Text : Port::Holds::Numbers;
+    }
+}
+
+void RecordingSummaries::OnOther(const Packet& packet, const Standing& standing) {
     place = standing.place;
-    BandwidthCell& all = bandwidth.At(now);
-    all.packets = AddUpTo(all.packets, 1);
-    ++totals[track_row::kBandwidth];
-    if (packet.kind == PacketKind::Overflow) all.overflows = AddUpTo(all.overflows, 1);
-    if (IsDamage(packet.kind)) all.damage = AddUpTo(all.damage, 1);
+    if (packet.kind == PacketKind::Overflow) current->overflows = AddUpTo(current->overflows, 1);
+    if (IsDamage(packet.kind)) current->damage = AddUpTo(current->damage, 1);
+    if (packet.kind != PacketKind::Exception && !IsLoss(packet.kind)) return TellTracks(packet, *this);
     exceptions.OnPacket(packet, standing.Position(inTicks));
-    if (packet.kind == PacketKind::Exception) {
-        ++totals[track_row::kNesting];
-        if (packet.source != 0) ++totals[RowOf({TrackKind::Exception, packet.source})];
-    }
-    TellTracks(packet, *this);
+    if (packet.kind != PacketKind::Exception) return;
+    ++totals[track_row::kNesting];
+    if (packet.source != 0) ++totals[track_row::kException + packet.source % kExceptions];
 }
 
-/// What is active goes on in the next block.
-void RecordingSummaries::BeginBlocks(uint32_t block, const Standing& standing) {
-    while (begins.size() <= block) {
-        if (!begins.empty()) {
-            now = static_cast<uint32_t>(begins.size() - 1);
-            exceptions.Settle(inTicks ? standing.ticks : PlaceOf(now + 1));
-        }
-        begins.push_back(standing.ticks);
-        TakePadding();
+/// Up to the one that holds a place. What is active goes on in the next block.
+void RecordingSummaries::BeginBlocks(const Standing& standing) {
+    while (begins.size() <= BlockOf(standing.place)) {
+        if (!begins.empty()) exceptions.Settle(inTicks ? standing.ticks : PlaceOf(now + 1));
+        BeginBlock(standing.ticks);
     }
+    current = &bandwidth.At(now);
 }
 
-/// The first timestamp has come: until then no tick has passed.
+void RecordingSummaries::BeginBlock(uint64_t ticks) {
+    now = static_cast<uint32_t>(begins.size());
+    begins.push_back(ticks);
+    nextBlock = PlaceOf(now + 1);
+    TakePadding();
+}
+
 void RecordingSummaries::BecomeTimed() {
     inTicks = true;
     exceptions.Rebase(0);
@@ -60,55 +68,65 @@ void RecordingSummaries::OnPadding(uint64_t from, uint64_t bytes) {
 /// little before them.
 void RecordingSummaries::TakePadding() {
     while (!padding.empty() && BlockOf(padding.front().at) < begins.size()) {
-        BandwidthCell& cell = bandwidth.At(static_cast<uint32_t>(begins.size() - 1));
+        BandwidthCell& cell = bandwidth.At(now);
         cell.padding = AddUpTo(cell.padding, padding.front().bytes);
         padding.pop_front();
     }
 }
 
 void RecordingSummaries::Finish(const Standing& last, uint64_t bytes) {
-    if (bytes > 0) BeginBlocks(BlockOf(bytes - 1), last);
-    exceptions.Settle(inTicks ? last.ticks : bytes);
+    if (bytes > 0) BeginBlocks({std::max(last.place, bytes - 1), last.ticks});
+    exceptions.Settle(inTicks ? last.ticks + 1 : bytes);
 }
 
 uint16_t RecordingSummaries::OpenLine(size_t port, uint32_t block) const {
-    if (!texts[port]) return lines[port].Open();
+    if (!texts[port]) return portStates[port].lines.Open();
     const std::deque<TextCell>& cells = texts[port]->Base();
     const auto cell =
         std::lower_bound(cells.begin(), cells.end(), block,
                          [](const TextCell& one, uint32_t wanted) { return one.block < wanted; });
-    return cell == cells.end() ? lines[port].Open() : cell->open;
+    return cell == cells.end() ? portStates[port].lines.Open() : cell->open;
 }
 
 void RecordingSummaries::OnPort(const Packet& packet) {
-    const size_t port = packet.source % kPorts;
-    ++totals[RowOf({TrackKind::Port, packet.source})];
-    PortLook& look = looks[port];
-    const auto format = given.find(static_cast<uint8_t>(port));
-    if (format == given.end() && !look.Decided()) {
-        look.OnPacket(packet);
-        if (look.Decided() && look.Type() == PortType::Text) values[port].reset();
-        if (look.Decided() && look.Type() != PortType::Text) texts[port].reset();
-    } else if (format == given.end()) {
-        look.OnPacket(packet);
+    Port& port = portStates[packet.source % kPorts];
+    ++port.total;
+    if (port.holds == Port::Holds::Text) return AddText(port, packet);
+    if (!port.given) port.look.Widen(packet.size);
+    if (port.holds == Port::Holds::Undecided) {
+        Look(port, packet);
+        if (port.holds != Port::Holds::Numbers) AddText(port, packet);
     }
-    const bool open = format == given.end() && !look.Decided();
-    const PortType type = format != given.end() ? format->second.type : look.Type();
-    if (type == PortType::Text || open) AddText(packet);
-    if (suspect || (type == PortType::Text && !open)) return;
-    const auto value = OrderedOf(packet, type == PortType::Text ? PortType::U32 : type);
-    if (value) CellOf(values[port]).Fold(ValueCell::Of(*value));
+    if (port.holds != Port::Holds::Text) AddNumber(port, packet);
 }
 
-void RecordingSummaries::AddText(const Packet& packet) {
-    const size_t port = packet.source % kPorts;
+/// As long as a port is not decided it has both.
+void RecordingSummaries::Look(Port& port, const Packet& packet) {
+    port.look.OnPacket(packet);
+    if (!port.look.Decided()) return;
+    const bool text = port.look.Type() == PortType::Text;
+    port.holds = text ? Port::Holds::Text : Port::Holds::Numbers;
+    const size_t number = packet.source % kPorts;
+    if (text) {
+        values[number].reset();
+    } else {
+        texts[number].reset();
+    }
+}
+
+void RecordingSummaries::AddNumber(const Port& port, const Packet& packet) {
+    if (suspect) return;
+    const auto value = OrderedOf(packet, port.type);
+    if (value) CellOf(values[packet.source % kPorts]).Add(*value);
+}
+
+void RecordingSummaries::AddText(Port& port, const Packet& packet) {
     const TextBytes text = Swo::TextOf(packet);
-    LineSplitter& splitter = lines[port];
-    TextCell& cell = CellOf(texts[port]);
-    if (cell.bytes == 0) cell.open = splitter.Open();
+    TextCell& cell = CellOf(texts[packet.source % kPorts]);
+    if (cell.bytes == 0) cell.open = port.lines.Open();
     cell.bytes = AddUpTo(cell.bytes, text.count);
     for (size_t i = 0; i < text.count; ++i) {
-        if (splitter.Take(text.bytes[i]).begins) cell.lines = AddUpTo(cell.lines, 1);
+        if (port.lines.Take(text.bytes[i]).begins) cell.lines = AddUpTo(cell.lines, 1);
     }
 }
 
@@ -120,7 +138,7 @@ void RecordingSummaries::OnValue(const Track& track, const Packet& packet) {
         most = std::max(most, packet.size);
     }
     if (suspect) return;
-    CellOf(values[kPorts + row - track_row::kWatch]).Fold(ValueCell::Of(packet.value));
+    CellOf(values[kPorts + row - track_row::kWatch]).Add(packet.value);
 }
 
 void RecordingSummaries::OnCount(const Track& track) {
@@ -156,11 +174,17 @@ void RecordingSummaries::OnTop(uint16_t number, uint16_t depth, uint64_t begin, 
     cell.depth = std::max(cell.depth, static_cast<uint8_t>(std::min<uint16_t>(depth, UINT8_MAX)));
 }
 
+uint64_t RecordingSummaries::PacketsOf(const Track& track) const {
+    if (track.kind == TrackKind::Bandwidth) return packets;
+    if (track.kind == TrackKind::Port) return portStates[track.number % kPorts].total;
+    return totals[RowOf(track)];
+}
+
 TrackTypes RecordingSummaries::Types() const {
     TrackTypes types;
-    for (size_t port = 0; port < kPorts; ++port) {
-        const auto format = given.find(static_cast<uint8_t>(port));
-        types.ports[port] = format != given.end() ? format->second.type : looks[port].Type();
+    for (size_t number = 0; number < kPorts; ++number) {
+        const Port& port = portStates[number];
+        types.ports[number] = port.given ? port.type : port.look.Type();
     }
     for (size_t i = 0; i < widest.size(); ++i) types.watches[i] = UnsignedOf(widest[i]);
     return types;
@@ -201,10 +225,10 @@ bool RecordingSummaries::HasPc(uint64_t from, uint64_t to) const {
 }
 
 uint64_t RecordingSummaries::PacketsIn(uint32_t from, uint32_t to) const {
-    uint64_t packets = 0;
+    uint64_t sum = 0;
     bandwidth.ForEach(0, from, to,
-                      [&](const BandwidthCell& cell, uint32_t, uint32_t) { packets += cell.packets; });
-    return packets;
+                      [&](const BandwidthCell& cell, uint32_t, uint32_t) { sum += cell.packets; });
+    return sum;
 }
 
 template <class Work>
@@ -224,7 +248,9 @@ void RecordingSummaries::Halve() {
     for (size_t i = 0; 2 * i < begins.size(); ++i) begins[i] = begins[2 * i];
     begins.resize((begins.size() + 1) / 2);
     now /= 2;
+    nextBlock = begins.empty() ? 0 : PlaceOf(now + 1);
     ForEachTrack([](auto& track) { track.Halve(); });
+    if (!begins.empty()) current = &bandwidth.At(now);
 }
 
 size_t RecordingSummaries::Bytes() const {

@@ -23,8 +23,17 @@ class RecordingSummaries {
     /// \param ports as the user gives them; the others are guessed
     explicit RecordingSummaries(const PortFormats& ports);
 
-    /// \param timed whether positions are ticks, from this packet on and backwards, too
-    void OnPacket(const Packet& packet, const Standing& standing, bool timed);
+    void OnPacket(const Packet& packet, const Standing& standing) {
+        if (standing.place >= nextBlock) BeginBlocks(standing);
+        ++current->packets;
+        ++packets;
+        if (packet.kind == PacketKind::LocalTime) return;
+        suspect = (packet.flags & kSuspect) != 0;
+        if (packet.kind == PacketKind::Stimulus) return OnPort(packet);
+        OnOther(packet, standing);
+    }
+    /// The first timestamp has come: until then no tick has passed. From now on positions are ticks.
+    void BecomeTimed();
     /// Bytes of the null stream behind a place of the capture, up to the next place that is told.
     void OnPadding(uint64_t from, uint64_t bytes);
     /// Nothing is held back before this position. The last block goes on.
@@ -50,7 +59,8 @@ class RecordingSummaries {
     BlockRange WholeBlocksOf(uint64_t first, uint64_t last, uint64_t end) const;
     /// Packets in blocks [from, to).
     uint64_t PacketsIn(uint32_t from, uint32_t to) const;
-    uint64_t PacketsOf(const Track& track) const { return totals[RowOf(track)]; }
+    /// Packets that a track has in all; of bandwidth all.
+    uint64_t PacketsOf(const Track& track) const;
     TrackTypes Types() const;
     ExceptionStack Stack() const { return exceptions.Stack(); }
     const CellTrack<TextCell>* TextOf(size_t port) const { return texts[port].get(); }
@@ -79,10 +89,23 @@ class RecordingSummaries {
 
     template <class Cells>
     void ShowCounts(WindowColumns& columns, const Cells& cells) const;
-    void BeginBlocks(uint32_t block, const Standing& standing);
-    void BecomeTimed();
+    struct Port {
+        enum class Holds : uint8_t { Undecided, Text, Numbers };
+        Holds holds = Holds::Undecided;
+        bool given = false;  ///< the type, by the user
+        PortType type = PortType::U32;
+        PortLook look;
+        LineSplitter lines;
+        uint64_t total = 0;
+    };
+
+    void BeginBlocks(const Standing& standing);
+    void BeginBlock(uint64_t ticks);
+    void OnOther(const Packet& packet, const Standing& standing);
     void TakePadding();
-    void AddText(const Packet& packet);
+    void Look(Port& port, const Packet& packet);
+    void AddText(Port& port, const Packet& packet);
+    void AddNumber(const Port& port, const Packet& packet);
     template <class Cell>
     Cell& CellOf(TrackOf<Cell>& track) {
         if (!track) track = std::make_unique<CellTrack<Cell>>();
@@ -92,22 +115,23 @@ class RecordingSummaries {
     template <class Work>
     void ForEachTrack(Work&& work);
 
-    PortFormats given;
     unsigned shift = kBlockShift;
     bool inTicks = false;
-    std::vector<uint64_t> begins;  ///< ticks of each block's beginning
-    uint32_t now = 0;              ///< the block of the packet at hand
-    bool suspect = false;          ///< the packet at hand
-    uint64_t place = 0;            ///< its
+    std::vector<uint64_t> begins;      ///< ticks of each block's beginning
+    uint32_t now = 0;                  ///< the block of the packet at hand
+    uint64_t nextBlock = 0;            ///< place
+    BandwidthCell* current = nullptr;  ///< of that block, once it has begun
+    bool suspect = false;              ///< the packet at hand
+    uint64_t place = 0;                ///< its
+    uint64_t packets = 0;
     struct Padding {
         uint64_t at;  ///< place
         uint32_t bytes;
     };
     std::deque<Padding> padding;  ///< in blocks that have not begun
     std::array<uint64_t, kTracks> totals{};
-    std::array<PortLook, kPorts> looks;
+    std::array<Port, kPorts> portStates;
     std::array<uint8_t, 2 * kComparators> widest{};  ///< bytes of a data watch's values
-    std::array<LineSplitter, kPorts> lines;
     ExceptionRuns<RecordingSummaries> exceptions;
     CellTrack<BandwidthCell> bandwidth;
     CellTrack<PcCell> pc;

@@ -38,6 +38,17 @@ struct ValueCell {
     uint32_t last = 0;
 
     static ValueCell Of(uint32_t value) { return {0, 1, value, value, value, value}; }
+    void Add(uint32_t value) {
+        if (count == 0) {
+            min = max = first = value;
+        } else if (value < min) {
+            min = value;
+        } else if (value > max) {
+            max = value;
+        }
+        last = value;
+        count = AddUpTo(count, 1);
+    }
     void Fold(const ValueCell& later) {
         if (later.count == 0) return;
         min = count == 0 ? later.min : std::min(min, later.min);

@@ -3,125 +3,17 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
+#include <cmath>
 
-#include "tests/unit/trace/itm_encoder.h"
-#include "tests/unit/trace/tpiu_encoder.h"
-#include "trace/line_reader.h"
+#include "tests/unit/trace/test_recording.h"
+#include "trace/profile_query.h"
+#include "trace/text_parts.h"
 #include "trace/window_events.h"
 #include "trace/window_fold.h"
 #include "trace/window_query.h"
 
 namespace Korr::Plim::Trace::Swo {
 namespace {
-
-class Memory : public CaptureBytes {
-  public:
-    explicit Memory(const Bytes& content) : bytes(content) {}
-    size_t ReadAt(uint64_t offset, std::span<uint8_t> buffer) const override {
-        const size_t count =
-            offset >= bytes.size() ? 0 : std::min<size_t>(buffer.size(), bytes.size() - offset);
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(std::min<uint64_t>(offset, bytes.size())),
-                    count, buffer.begin());
-        return count;
-    }
-
-  private:
-    const Bytes& bytes;
-};
-
-Bytes Harmed(Bytes bytes, unsigned seed, int times) {
-    std::mt19937 random(seed);
-    for (int i = 0; i < times; ++i) {
-        const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(5000 + random() % (bytes.size() - 6000));
-        if (i % 3 == 0) {
-            bytes.erase(at, at + static_cast<std::ptrdiff_t>(1 + random() % 300));
-        } else if (i % 3 == 1) {
-            *at = static_cast<uint8_t>(random());
-        } else {
-            bytes.insert(at, 1 + random() % 30, static_cast<uint8_t>(random()));
-        }
-    }
-    return bytes;
-}
-
-/// Captures of some hundred KiB: with and without timestamps, frames and damage.
-Bytes Capture(unsigned seed) {
-    const bool framed = seed % 4 >= 2;
-    Bytes bytes = FirmwareStream(seed, framed ? 60000 : 120000, seed % 2 == 0).bytes;
-    if (framed) bytes = Frame(Mixed(bytes, 2, seed), {30, 60}, seed).bytes;
-    return seed % 3 == 0 ? bytes : Harmed(bytes, seed, 30);
-}
-
-struct Recording {
-    explicit Recording(Bytes content, IndexOptions options = {}) : bytes(std::move(content)), index(options) {
-        std::mt19937 random(7);
-        for (size_t at = 0; at < bytes.size();) {
-            const size_t piece = std::min<size_t>(bytes.size() - at, 1 + random() % 50000);
-            index.Feed(std::span(bytes).subspan(at, piece));
-            at += piece;
-        }
-        index.Finish();
-    }
-    RecordingAxis Axis() const { return {{}, index.Timed()}; }
-
-    Bytes bytes;
-    RecordingIndex index;
-};
-
-/// Every packet of a capture.
-struct All : PacketReceiver {
-    explicit All(const Bytes& bytes) {
-        AnalysisOptions options;
-        options.packets = this;
-        CaptureAnalysis analysis(options);
-        analysis.Feed(bytes);
-        analysis.Finish();
-    }
-    void OnPacket(const Packet& packet, const PacketTime& time) override {
-        packets.push_back(packet);
-        standings.push_back(placer.Take(packet.offset, time));
-    }
-    std::vector<Packet> packets;
-    std::vector<Standing> standings;
-    PacketPlacer placer;
-};
-
-/// Everything in an answer, as text.
-std::string Text(const WindowAnswer& answer) {
-    std::ostringstream text;
-    text.precision(17);
-    for (const WindowTrack& track : answer.tracks) {
-        for (const NamedArray& array : track.arrays) {
-            text << RowOf(track.track) << " " << array.name << ":";
-            std::visit(
-                [&](const auto& numbers) {
-                    for (const auto number : numbers) text << " " << +number;
-                },
-                array.data);
-            text << "\n";
-        }
-    }
-    return text.str();
-}
-
-std::string FirstDifference(const std::string& a, const std::string& b) {
-    const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    if (inA == a.end() && inB == b.end()) return "";
-    const auto at = static_cast<size_t>(inA - a.begin());
-    const size_t line = a.rfind('\n', at) == std::string::npos ? 0 : a.rfind('\n', at) + 1;
-    return "in \"" + a.substr(line, 30) + "\": \"" + a.substr(at, 60) + "\" <> \"" + b.substr(at, 60) + "\"";
-}
-
-template <class Sink>
-WindowAnswer DecodeAll(const Recording& recording, const WindowFrame& frame) {
-    ReplayPlan plan = recording.index.PlanFrom(0);
-    plan.from.reset();
-    Sink sink(frame, {}, 0);
-    const Replay<Sink> replay(plan, Memory(recording.bytes), sink);
-    return sink.Finish({recording.index.EndPosition(), recording.bytes.size()});
-}
 
 struct Stretch {
     double from;
@@ -189,6 +81,137 @@ TEST_P(RecordingIndexes, TellEveryPacketWithItsTime) {
         EXPECT_EQ(std::get<std::vector<double>>(answer.tracks[0].arrays[0].data), times);
         EXPECT_EQ(std::get<std::vector<double>>(answer.tracks[0].arrays[2].data), addresses);
     }
+}
+
+TEST_P(RecordingIndexes, TakeDecodingUpNearWhatIsAskedFor) {
+    const Recording recording(Capture(GetParam()));
+    const uint64_t end = recording.bytes.size();
+    size_t near = 0;
+    constexpr uint64_t kPlaces = 20;
+    for (uint64_t i = 0; i < kPlaces; ++i) {
+        const uint64_t place = end * i / kPlaces;
+        const ReplayPlan plan = recording.index.PlanFrom(place);
+        const uint64_t from = plan.from ? plan.from->state.offset : 0;
+        EXPECT_LE(from, place);
+        if (place - from <= 2 * 65536) ++near;
+    }
+    EXPECT_GE(near, kPlaces - 4) << "of " << end << " bytes";
+}
+
+TEST_P(RecordingIndexes, HaveTheTextOfTheWhole) {
+    const Recording recording(Capture(GetParam()));
+    const All all(recording.bytes);
+    for (const uint8_t port : {uint8_t{0}, uint8_t{1}, uint8_t{2}}) {
+        if (!recording.index.Summaries().Types().IsText(port)) continue;
+        std::vector<std::string> lines;
+        bool open = false;
+        for (const Packet& packet : all.packets) {
+            if (packet.kind != PacketKind::Stimulus || packet.source != port) continue;
+            const TextBytes text = TextOf(packet);
+            for (size_t i = 0; i < text.count; ++i) {
+                if (!open) lines.emplace_back();
+                open = text.bytes[i] != '\n';
+                if (open) lines.back() += static_cast<char>(text.bytes[i]);
+                if (lines.back().size() == LineSplitter::kLongestLine) open = false;
+            }
+        }
+        for (std::string& line : lines) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+        }
+        const TextParts parts(recording.index, port);
+        EXPECT_EQ(parts.Lines(), lines.size());
+        for (const uint64_t from : {uint64_t{0}, uint64_t{1}, lines.size() / 2, lines.size() - 1}) {
+            std::vector<std::string> found;
+            const auto take = [&](TextLine&& line) {
+                if (line.number < from) return true;
+                EXPECT_EQ(line.number, from + found.size());
+                found.push_back(line.text);
+                return found.size() < 5;
+            };
+            ReadLines(parts.From(from, 5, UINT64_MAX), Memory(recording.bytes), port, recording.index.Timed(),
+                      take);
+            const auto begin =
+                lines.begin() + static_cast<std::ptrdiff_t>(std::min<uint64_t>(from, lines.size()));
+            const auto behind = begin + std::min<std::ptrdiff_t>(5, lines.end() - begin);
+            EXPECT_EQ(found, std::vector<std::string>(begin, behind))
+                << "port " << int{port} << " line " << from;
+        }
+    }
+}
+
+TEST_P(RecordingIndexes, CountTheSamplesOfAnyStretch) {
+    const Recording recording(Capture(GetParam()));
+    const All all(recording.bytes);
+    const RecordingAxis axis = recording.Axis();
+    for (const Stretch& stretch : RandomStretches(recording, GetParam())) {
+        std::map<uint32_t, uint32_t> wanted;
+        for (size_t i = 0; i < all.packets.size(); ++i) {
+            const double time = axis.At(all.standings[i].Position(recording.index.Timed()));
+            const Packet& packet = all.packets[i];
+            const bool counts = packet.kind == PacketKind::PcSample && (packet.flags & kSuspect) == 0;
+            if (counts && time >= stretch.from && time < stretch.to) ++wanted[packet.value];
+        }
+        ProfileQuery query(recording.index, axis.PositionAt(stretch.from), axis.PositionAt(stretch.to));
+        std::map<uint32_t, uint32_t> found;
+        for (const auto& [address, samples] : query.Answer(Memory(recording.bytes)).Counts())
+            found[address] = samples;
+        ASSERT_EQ(found, wanted) << stretch.from << " to " << stretch.to;
+    }
+}
+
+/// All of the recording in one column: what the summaries of blocks come to is what its events come to.
+TEST_P(RecordingIndexes, SumBlocksUpToWhatTheEventsComeTo) {
+    const Recording recording(Capture(GetParam()));
+    const RecordingAxis axis = recording.Axis();
+    const TrackTypes types = recording.index.Summaries().Types();
+    std::bitset<kTracks> tracks;
+    tracks.set();
+    for (size_t row = 0; row < track_row::kPort; ++row) tracks.reset(row);  // their shares are rounded
+    const uint64_t end = recording.index.EndPosition();
+    const WindowFrame frame(axis, recording.index.Timed(), 0, axis.At(end), 1, tracks, types);
+    WindowColumns columns(frame);
+    recording.index.Summaries().Show(columns, end, recording.bytes.size());
+    EXPECT_EQ(FirstDifference(Text(columns.Take()), Text(DecodeAll<WindowFold>(recording, frame))), "");
+}
+
+TEST_P(RecordingIndexes, TellTheSharesOfExceptionsByBlocks) {
+    const Recording recording(Capture(GetParam()));
+    const RecordingAxis axis = recording.Axis();
+    const TrackTypes types = recording.index.Summaries().Types();
+    std::bitset<kTracks> tracks;
+    for (size_t row = track_row::kException; row < track_row::kPort; ++row) tracks.set(row);
+    const uint64_t end = recording.index.EndPosition();
+    const WindowFrame frame(axis, recording.index.Timed(), 0, axis.At(end), 1, tracks, types);
+    WindowColumns columns(frame);
+    recording.index.Summaries().Show(columns, end, recording.bytes.size());
+    const WindowAnswer shown = columns.Take();
+    const WindowAnswer folded = DecodeAll<WindowFold>(recording, frame);
+    ASSERT_EQ(shown.tracks.size(), folded.tracks.size());
+    for (size_t i = 0; i < shown.tracks.size(); ++i) {
+        EXPECT_EQ(shown.tracks[i].track, folded.tracks[i].track);
+        EXPECT_EQ(shown.tracks[i].arrays[1].data, folded.tracks[i].arrays[1].data) << "entries";
+        EXPECT_NEAR(std::get<std::vector<float>>(shown.tracks[i].arrays[2].data)[0],
+                    std::get<std::vector<float>>(folded.tracks[i].arrays[2].data)[0], 0.01);
+    }
+}
+
+TEST(RecordingIndex, BecomesCoarserToStayInItsBudget) {
+    IndexOptions small;
+    small.budget = 1 << 14;
+    const Bytes bytes =
+        FirmwareStream(3, 2500000, true).bytes;  // several times the distance between two looks
+    const Recording recording(bytes, small);
+    const Recording ample(bytes);
+    EXPECT_EQ(ample.index.Summaries().BlockBytes(), 16384U);
+    EXPECT_GT(recording.index.Summaries().BlockBytes(), 16384U);
+    const RecordingAxis axis = recording.Axis();
+    const TrackTypes types = recording.index.Summaries().Types();
+    const double end = axis.At(recording.index.EndPosition());
+    const WindowFrame frame(axis, recording.index.Timed(), end / 2, end / 2 + end / 100, 20,
+                            std::bitset<kTracks>().set(), types);
+    WindowQuery query(recording.index, frame, false);
+    WindowQuery wanted(ample.index, frame, false);
+    EXPECT_EQ(FirstDifference(Text(query.Answer(Memory(bytes))), Text(wanted.Answer(Memory(bytes)))), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Captures, RecordingIndexes, testing::Range(1U, 9U));
