@@ -262,7 +262,7 @@ class Test:
         expect("\n  0 places lost between the target's pin and the file\n" in done.stdout, "the ledger's totals")
         expect("\n  verdict: good\n" in done.stdout, "the ledger's verdict")
         named = re.findall(r"^  (\S*tracehost) ((?:report|decode) .*)$", done.stdout, re.MULTILINE)
-        expect_equal([words.split()[0] for _, words in named], ["report", "decode"], "commands to try next")
+        expect_equal([words.split()[0] for _, words in named], ["report", "report", "decode"], "commands to try next")
         for program, words in named:
             tried = subprocess.run(f"{program} {words}", shell=True, capture_output=True, text=True, timeout=60)
             expect_equal((tried.returncode, len(tried.stdout) > 100), (0, True), f"status and output of {words}")

@@ -381,7 +381,8 @@ class Record(HostTest):
         self.assertEqual(len(result.stdout.splitlines()), 1)
         shown = json.loads(result.stdout)
         self.assertEqual(list(shown), ["status", "problem", "end", "cpu", "bytes", "started", "seconds", "lost_bytes",
-                                       "trace_clock_hz", "prescaler", "baud_rate", "format", "rates", "parts"])
+                                       "trace_clock_hz", "prescaler", "baud_rate", "format", "tcp", "rates", "parts"])
+        self.assertIsNone(shown["tcp"])
         self.assertLess(abs(time.time() - shown["seconds"] - shown["started"]), LIMIT)
         self.assertEqual([shown[name] for name in ("status", "problem", "end", "cpu", "bytes", "lost_bytes")],
                          [0, None, "bytes", "board/cpu", 2000, 0])
