@@ -1,4 +1,5 @@
 """tracehost view and record --view: a recording in the browser, for whoever has its address and nobody else."""
+import contextlib
 import json
 import os
 import signal
@@ -261,7 +262,9 @@ class Refused(Viewed):
         waiting = [self.site.connect() for _ in range(16)]
         wait_for(lambda: self.site.get("/api/overview").status == 503, "the seventeenth")
         self.is_refused(self.site.get("/api/overview"), 503, "too many connections: close a page")
-        waiting += [self.site.connect() for _ in range(12)]  # of which some are not even told
+        for _ in range(12):  # of which some are not even told
+            with contextlib.suppress(ConnectionResetError):
+                waiting.append(self.site.connect())
         for connection in waiting:
             connection.close()
         wait_for(lambda: self.site.get("/api/overview").status == 200, "room")
