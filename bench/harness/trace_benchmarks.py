@@ -1,6 +1,7 @@
 """What decoding a capture costs: tracehost, from a file and through a pipe from 16 MiB to 4 GiB; opening one to see it."""
 import json
 import os
+import shutil
 import subprocess
 
 from harness import stats
@@ -125,3 +126,35 @@ def trace_view(context):
         figure("profile of 46 %", "", of("profile_ms"), "ms"),
     ]
     return {"figures": figures, "bytes": size, "rounds": runs}
+
+
+def export_of(context, form, name, size):
+    """MB/s of CPU time of `export`, and the most memory it took."""
+    folder = context.path("exported")
+    speeds, memory = [], []
+    for turn in range(context.rounds + 1):
+        context.progress(f"export, {form}, round {turn}")
+        output = folder if form == "ctf" else os.devnull
+        found = run(context, ["export", name, "--format", form, "--output", output, "--clock", "48M", "--port-type", "1=u32"],
+                    [DONE])
+        shutil.rmtree(folder, ignore_errors=True)
+        memory.append(found["memory_mb"])
+        if turn > 0:
+            speeds.append(size / 1e6 / found["cpu_seconds"])
+    return stats.summary(speeds), max(memory)
+
+
+def trace_exports(context):
+    size = (1 if context.smoke else 64) * MIB
+    name = context.path("mixed.bin")
+    with open(name, "wb") as file:
+        if feed(context, "mixed", size, file).wait(timeout=PATIENCE) != 0:
+            raise Failure("trace_feed failed")
+    figures, memory = [], []
+    for form, goal in (("chrome", 20), ("csv", 20), ("jsonl", 20), ("vcd", 20), ("perfetto", 50), ("ctf", 50), ("folded", 50)):
+        speed, used = export_of(context, form, name, size)
+        figures.append(figure("export of a file", form, speed, "MB/s", goal=("at least", goal)))
+        memory.append(used)
+    os.unlink(name)
+    figures.append(figure("export of a file", "most memory", stats.summary([max(memory)]), "MB", goal=("at most", 32)))
+    return {"figures": figures, "rounds": context.rounds}

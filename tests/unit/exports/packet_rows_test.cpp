@@ -6,18 +6,13 @@
 
 #include "exports/csv_writer.h"
 #include "exports/json_lines_writer.h"
+#include "tests/unit/exports/memory_output.h"
 #include "trace/itm_decoder.h"
 #include "trace/packet_timer.h"
 
 namespace Korr::Plim::Trace::Exports {
 
 namespace {
-
-class Memory : public Output {
-  public:
-    void Write(const char* bytes, std::size_t count) override { text.append(bytes, count); }
-    std::string text;
-};
 
 using Swo::Packet;
 using Swo::PacketKind;
@@ -40,7 +35,7 @@ constexpr PacketTime kAt5{5, 5, TimeQuality::Exact};
 constexpr const char* kHead = "offset,ns,ticks,quality,kind,source,size,value,function,symbol,flags\n";
 
 std::string Csv(const Packet& packet, const PacketTime& time = kAt5, const TimeScale& scale = {1000000, 4}) {
-    Memory memory;
+    MemoryOutput memory;
     CsvWriter writer(memory);
     CaptureFacts facts;
     facts.scale = scale;
@@ -52,7 +47,7 @@ std::string Csv(const Packet& packet, const PacketTime& time = kAt5, const TimeS
 }
 
 std::string Json(const Packet& packet, const PacketTime& time = kAt5, const TimeScale& scale = {1000000, 4}) {
-    Memory memory;
+    MemoryOutput memory;
     JsonLinesWriter writer(memory);
     CaptureFacts facts;
     facts.scale = scale;
@@ -159,7 +154,7 @@ TEST(PacketRows, JsonLinesSayTheSameAsCsv) {
 }
 
 TEST(PacketRows, ManyRowsComeOutWhole) {
-    Memory memory;
+    MemoryOutput memory;
     CsvWriter writer(memory);
     writer.Begin({});
     constexpr int kRows = 20000;
