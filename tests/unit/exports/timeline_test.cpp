@@ -42,7 +42,7 @@ class Seen : public TimelineSink {
     void OnLoss(const Swo::LedgerEntry& entry, const Moment& moment) override {
         losses.emplace_back(entry.kind, moment.time);
     }
-    void OnEnd(uint64_t time) override { end = time; }
+    void OnEnd(uint64_t time) override { ended = time; }
     void OnFinish() override {}
 
     std::vector<Axis> axes;
@@ -50,7 +50,7 @@ class Seen : public TimelineSink {
     std::vector<Change> changes;
     std::vector<std::string> lines;
     std::vector<std::pair<Swo::LossKind, uint64_t>> losses;
-    uint64_t end = 0;
+    uint64_t ended = 0;
 };
 
 struct Timelines : testing::Test {
@@ -81,7 +81,7 @@ TEST_F(Timelines, WhatIsHeldBackIsBounded) {
     EXPECT_EQ(seen.times.back(), 400000U);
     timeline.End(ledger);
     EXPECT_EQ(seen.axes.size(), 1U);
-    EXPECT_EQ(seen.end, 400000U);
+    EXPECT_EQ(seen.ended, 400000U);
 }
 
 TEST_F(Timelines, TimesNeverFall) {

@@ -113,6 +113,16 @@ TEST_F(Child, AProgramThatIsNotThereIsNotStarted) {
     EXPECT_NE(end.words, "");
 }
 
+TEST(ProgramsOfThePath, AreFoundByTheirNames) {
+    const std::string ofPosix = FindProgram("sh");
+    const std::string shell = ofPosix.empty() ? FindProgram("cmd") : ofPosix;
+    EXPECT_TRUE(std::filesystem::path(shell).is_absolute()) << shell;
+    EXPECT_TRUE(std::filesystem::is_regular_file(shell)) << shell;
+    EXPECT_EQ(FindProgram("no program has this name"), "");
+    EXPECT_EQ(FindProgram(""), "");
+    EXPECT_EQ(FindProgram("."), "");
+}
+
 }  // namespace
 
 }  // namespace Korr::Plim::Trace::Tracehost
