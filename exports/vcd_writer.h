@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "exports/row_text.h"
 #include "exports/timeline.h"
 #include "exports/vcd_signals.h"
+#include "exports/vcd_text.h"
 
 namespace Korr::Plim::Trace::Exports {
 
@@ -17,7 +17,7 @@ namespace Korr::Plim::Trace::Exports {
 class VcdWriter : public TimelineSink {
   public:
     /// \param found signals of the same capture; not owned
-    VcdWriter(Output& target, const VcdSignals& found) : row(target), signals(found) {}
+    VcdWriter(Output& target, const VcdSignals& found) : dump(target), signals(found) {}
 
     void OnBegin(const CaptureFacts& facts, const Axis& axis) override;
     void OnPacket(const Swo::Packet& packet, const Moment& moment) override;
@@ -25,10 +25,10 @@ class VcdWriter : public TimelineSink {
     void OnLine(uint8_t port, std::string_view line, const Moment& begin, uint64_t end) override;
     void OnLoss(const Swo::LedgerEntry&, const Moment&) override {}  // their times lie behind what is written
     void OnEnd(uint64_t time) override;
-    void OnFinish() override { row.Flush(); }
+    void OnFinish() override { dump.Flush(); }
 
   private:
-    /// Numbers of signals, from which their names in the file follow.
+    /// Numbers of signals.
     static constexpr uint32_t kOverflows = 0;
     static constexpr uint32_t kDamaged = 1;
     static constexpr uint32_t kSuspect = 2;
@@ -46,16 +46,7 @@ class VcdWriter : public TimelineSink {
     void DeclarePorts();
     void DeclareWatches();
     void DeclareCounters();
-    void Declare(std::string_view type, unsigned bits, uint32_t signal, const std::string& name);
-    void BeginScope(std::string_view name);
-    void EndScope() { row.Add("$upscope $end\n"); }
     void DumpFirst();
-    void At(uint64_t time);
-    void AddId(uint32_t signal);
-    void SetBit(uint32_t signal, char bit);
-    void SetVector(uint32_t signal, unsigned bits, uint32_t value);
-    void SetUnknown(uint32_t signal);
-    void SetText(uint32_t signal, std::string_view text);
     void SetPort(const Swo::Packet& packet);
     void SetWatch(const Swo::Packet& packet);
     void SetSample(const Swo::Packet& packet);
@@ -64,11 +55,10 @@ class VcdWriter : public TimelineSink {
     void OnReturn(const Swo::Packet& packet);
     void SetRunning();
 
-    RowText row;
+    VcdText dump;
     const VcdSignals& signals;
     std::optional<Names> names;
     Axis axis;
-    uint64_t now = 0;  ///< nanoseconds
     bool suspect = false;
     bool known = true;  ///< what runs
     std::vector<uint16_t> running;
