@@ -86,7 +86,7 @@ class Page {
       words.push(`\u0394 ${b < a ? "\u2212" : ""}${timeline.axis.span(Math.abs(b - a))}${frequency ? ` (${frequency})` : ""}`);
     }
     byId("cursors").textContent = words.join(" \u00b7 ");
-    if (this.following && !timeline.whole && timeline.to < timeline.axis.end) this.follow(false);
+    if (this.following && !timeline.whole && timeline.to < timeline.axis.end - 1) this.follow(false);
     this.values.draw();
     clearTimeout(this.settled);
     this.settled = window.setTimeout(() => { this.lists.refresh(); this.writeAddress(); }, 250);
