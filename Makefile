@@ -69,7 +69,7 @@ test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 
 # With Debian's Python, which has Debian's selenium.
 test-page: packages-all ## the page that shows recordings, in a real browser
 	@$(call build_preset,linux,products)
-	@/usr/bin/python3 tests/page/test_page.py build/linux
+	@tests/page/run_page_tests build/linux
 
 test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
 	@$(call build_preset,linux-asan)

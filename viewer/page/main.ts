@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
-import { EmbeddedFeed, type Feed, type Overview, ServedFeed, type State } from "./feed";
+import { EmbeddedFeed, type Feed, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
 import { Timeline, byId } from "./timeline";
 import { Values } from "./values";
 
-const OVERVIEW_EVERY = 500;  // ms at the least between two looks at a running recording
+const OVERVIEW_EVERY = 300;  // ms at the least between two looks at a running recording
 
 class Page {
   private readonly timeline: Timeline;
@@ -15,10 +15,11 @@ class Page {
   private following = false;
   private settled = 0;
   private refreshing = false;
-  private revision: number;
+  private revision: number;  // of what is shown
+  private latest: number;
 
   constructor(private readonly feed: Feed, private overview: Overview) {
-    this.revision = overview.revision;
+    this.revision = this.latest = overview.revision;
     this.timeline = new Timeline(feed, overview);
     this.values = new Values(overview, this.timeline);
     this.lists = new Lists(feed, overview, this.timeline, attempt, () => this.changed());
@@ -34,9 +35,9 @@ class Page {
     this.connect();
     this.readAddress();
     this.write();
-    this.follow(overview.live);
+    this.follow(overview.live && this.timeline.whole);
     addEventListener("hashchange", () => this.readAddress());
-    feed.follow((state) => void this.grow(state), trouble);
+    feed.follow(({ revision }) => { this.latest = revision; void this.grow(); }, trouble);
   }
 
   private connect(): void {
@@ -135,8 +136,8 @@ class Page {
   }
 
   /** The recording has grown, or is known better. */
-  private async grow(state: State): Promise<void> {
-    if (state.revision === this.revision || this.refreshing) return;
+  private async grow(): Promise<void> {
+    if (this.latest <= this.revision || this.refreshing) return;
     this.refreshing = true;
     await attempt(async () => {
       const length = this.timeline.to - this.timeline.from;
@@ -148,7 +149,7 @@ class Page {
       this.values.update(this.overview);
       this.write();
     });
-    setTimeout(() => { this.refreshing = false; }, OVERVIEW_EVERY);
+    setTimeout(() => { this.refreshing = false; void this.grow(); }, OVERVIEW_EVERY);
   }
 }
 
