@@ -62,7 +62,7 @@ class ServedPage(ServedTest):
         self.assertRegex(self.browser.tip("exception:22", ns(start + 40), view), r"\nactive for 10 µs, 1 below it\n")
         self.browser.keys("/", "ROUND 388 ", Keys.ENTER)
         self.wait_text("#text-note", f"Found in line 389 of {ROUNDS}")
-        self.assertIn(f"round 388 {WORDS[388 % 5]}", self.browser.text("#text-list [aria-selected=true]"))
+        self.browser.wait(lambda: f"round 388 {WORDS[388 % 5]}" in "".join(self.browser.texts("#text-list [aria-selected=true]")), "the line")
         self.assertNotIn("token", self.browser.run("return location.hash"))
 
     def test_the_profile_is_that_of_the_view(self):

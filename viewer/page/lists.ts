@@ -50,9 +50,10 @@ class LongList<Item> {
     return Array.isArray(chunk) ? chunk[index % CHUNK] : undefined;
   }
 
-  /** Selects an item and brings it into view. */
+  /** Selects an item and brings it into view; none below 0. */
   select(index: number): void {
-    this.selected = Math.min(Math.max(index, 0), this.total - 1);
+    this.selected = Math.min(Math.max(index, -1), this.total - 1);
+    if (this.selected < 0) return this.draw();
     const top = this.selected * ITEM / this.scale;
     const room = this.list.clientHeight;
     if (top < this.list.scrollTop || top + ITEM > this.list.scrollTop + room) this.list.scrollTop = top - room / 2;
@@ -63,7 +64,7 @@ class LongList<Item> {
     const page = Math.max(Math.floor(this.list.clientHeight / ITEM) - 1, 1);
     const steps: Record<string, number> = { ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page, Home: -Infinity, End: Infinity };
     const step = steps[event.key];
-    if (step !== undefined && !event.ctrlKey && !event.altKey) this.select(this.selected + step);
+    if (step !== undefined && !event.ctrlKey && !event.altKey) this.select(Math.max(this.selected + step, 0));
     else if (event.key === "Enter") this.pick(this.selected);
     else return;
     event.preventDefault();
@@ -275,10 +276,10 @@ export class Lists {
       note.textContent = "Searching \u2026";
       const found = from < 0 || from >= total ? null
         : await this.feed.find(this.port, this.sought, from, back, byId<HTMLInputElement>("match-case").checked);
-      note.textContent = found === null ? `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}`
-        : `Found in line ${count(found + 1)} of ${count(total)}`;
       const line = found === null ? undefined : await this.lines.read(found);
       this.lines.select(found ?? -1);
+      note.textContent = found === null ? `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}`
+        : `Found in line ${count(found + 1)} of ${count(total)}`;
       if (line) this.timeline.goTo(line.time);
     });
   }
