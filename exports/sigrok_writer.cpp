@@ -32,8 +32,9 @@ class Header {
 SigrokWriter::SigrokWriter(Output& target, uint64_t baud) : output(target) {
     for (uint32_t i = 0; i < crcTable.size(); ++i) {
         uint32_t remainder = i;
-        for (int bit = 0; bit < 8; ++bit)
+        for (int bit = 0; bit < 8; ++bit) {
             remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? 0xEDB88320 : 0);
+        }
         crcTable[i] = remainder;
     }
     AddFile("version", "2");

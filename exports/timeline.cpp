@@ -107,8 +107,9 @@ Moment Timeline::At(uint64_t offset, const PacketTime& time, uint8_t flags) {
     const bool fromTarget = axis.kind == Axis::Kind::Timestamps;
     last = std::max(last, Units(offset, time.ticks));
     Moment moment{last, last, offset, fromTarget ? time.quality : TimeQuality::None, flags};
-    if (moment.quality == TimeQuality::Bounded)
+    if (moment.quality == TimeQuality::Bounded) {
         moment.earliest = std::min(last, Units(offset, time.earliest));
+    }
     return moment;
 }
 
@@ -158,8 +159,9 @@ void Timeline::ShowException(const Packet& packet, const Moment& moment) {
 
 void Timeline::ShowRunning(const Moment& moment) {
     using Change = Swo::ExceptionTimeline::Change;
-    if (!exceptions.Known() && exceptions.Running().empty())
+    if (!exceptions.Known() && exceptions.Running().empty()) {
         sink.OnException({Change::Unknown, 0, 0}, moment);
+    }
     uint16_t depth = 0;
     for (const uint16_t number : exceptions.Running()) {
         sink.OnException({Change::Resume, number, depth++}, moment);

@@ -109,8 +109,9 @@ void VcdWriter::DumpFirst() {
     SetRunning();
     for (uint32_t port = 0; port < signals.ports.size(); ++port) {
         const auto type = names->TypeOf(static_cast<uint8_t>(port));
-        if (signals.ports[port] && type != PortType::Text && type != PortType::F32)
+        if (signals.ports[port] && type != PortType::Text && type != PortType::F32) {
             dump.SetUnknown(kFirstPort + port);
+        }
     }
     for (uint32_t i = 0; i < VcdSignals::kComparators * VcdSignals::kWatches; ++i) {
         const uint32_t kind = i % VcdSignals::kWatches;

@@ -71,8 +71,8 @@ class Exporting {
   private:
     static ExportHooks HooksOf(TextOutput& output) {
         return {[&output] {
-                    if (output.Failed())
-                        output.Finish();  // throws: nobody reads any more, or the disk is full
+                    // It throws: nobody reads any more, or the disk is full.
+                    if (output.Failed()) output.Finish();
                 },
                 [](const Capture&) {}};
     }

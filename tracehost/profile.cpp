@@ -60,6 +60,7 @@ Profile MakeProfile(const Exports::SampleCounter& samples, const Symbols::ElfSym
     std::map<uint32_t, std::string> lines;
     if (by == ProfileBy::Line && !counts.empty()) {
         std::vector<uint32_t> addresses;
+        addresses.reserve(counts.size());
         for (const auto& [pc, count] : counts) addresses.push_back(pc);
         lines = FindSourceLines(elf, addresses);
     }

@@ -19,7 +19,7 @@ constexpr std::chrono::seconds kLongest{120};
 
 std::string FindReader() {
     for (const char* const name : {"arm-none-eabi-addr2line", "llvm-addr2line", "addr2line"}) {
-        const std::string path = FindProgram(name);
+        std::string path = FindProgram(name);
         if (!path.empty()) return path;
     }
     throw HostError(

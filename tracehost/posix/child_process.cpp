@@ -98,7 +98,8 @@ std::string FindProgram(const std::string& name) {
     std::stringstream folders(variable != nullptr ? variable : "");
     for (std::string folder; std::getline(folders, folder, ':');) {
         if (!folder.starts_with('/')) continue;
-        const std::string path = folder + "/" + name;
+        std::string path = folder;
+        path.append("/").append(name);
         struct stat info {};
         const bool isFile = stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
         if (isFile && access(path.c_str(), X_OK) == 0) return path;

@@ -99,10 +99,12 @@ std::string FindProgram(const std::string& name) {
     std::stringstream folders(variable);
     for (std::string folder; std::getline(folders, folder, ';');) {
         if (!std::filesystem::path(folder).is_absolute()) continue;
-        const std::string path = folder + "\\" + name + ".exe";
+        std::string path = folder;
+        path.append("\\").append(name).append(".exe");
         const DWORD attributes = GetFileAttributesA(path.c_str());
-        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-            return path;
+        const bool isFile =
+            attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+        if (isFile) return path;
     }
     return {};
 }

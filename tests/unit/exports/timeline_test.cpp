@@ -68,8 +68,9 @@ struct Timelines : testing::Test {
 
 TEST_F(Timelines, WhatIsHeldBackIsBounded) {
     timeline.Begin(facts);
-    for (uint64_t i = 0; i < Timeline::kMostHeld; ++i)
+    for (uint64_t i = 0; i < Timeline::kMostHeld; ++i) {
         timeline.OnPacket(Make(PacketKind::PcSample, 5 * i), {});
+    }
     EXPECT_TRUE(seen.axes.empty());
     timeline.OnPacket(Make(PacketKind::PcSample, 5 * Timeline::kMostHeld), {});
     ASSERT_EQ(seen.axes.size(), 1U);
