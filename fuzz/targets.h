@@ -27,6 +27,7 @@ void FuzzElfSymbols(std::string_view input);      ///< a firmware's ELF file
 void FuzzItmDecoder(std::string_view input);      ///< an ITM stream
 void FuzzTpiuFrames(std::string_view input);      ///< a capture of TPIU frames, or of an ITM stream
 void FuzzRecordingSheet(std::string_view input);  ///< what was known when a capture was recorded
+void FuzzViewRequest(std::string_view input);     ///< what a program says to the page's server
 void FuzzReceiver(std::string_view input);        ///< host calls in any order, beside a model of the receiver
 
 inline void Require(bool holds, const std::string& what) {

@@ -45,6 +45,7 @@ LiveView::LiveView(const RecordRequest& wanted, const Recording& taken)
     shown.Show(std::make_shared<Viewer::RecordingFeed>(settings, std::make_shared<KeptBytes>()));
     server.emplace("--view", uint16_t{0}, shown);
     std::fprintf(stderr, "tracehost: the recording, as it is made: %s\n", server->Address().c_str());
+    std::fflush(stderr);  // also where it is a file
     if (!wanted.noBrowser) server->OpenBrowser();
 }
 
@@ -108,10 +109,12 @@ void LiveView::GiveUp(const char* why) {
     broken = true;
     std::fprintf(stderr, "tracehost: --view shows no more of the recording, which goes on: %s\n",
                  KORR_PLIM::Visible(why).Text());
+    std::fflush(stderr);  // also where it is a file
 }
 
 void LiveView::ServeUntilInterrupted() {
     std::fprintf(stderr, "tracehost: the page is there until Ctrl-C: %s\n", server->Address().c_str());
+    std::fflush(stderr);  // also where it is a file
     while (!InterruptRequested()) {
         Look();
         std::this_thread::sleep_for(kLook);

@@ -25,6 +25,7 @@ void PageServer::TellBrowserProblem() {
     if (!problem) return;
     std::fprintf(stderr, "tracehost: no browser was opened (%s): open the address yourself\n",
                  KORR_PLIM::Visible(*problem).Text());
+    std::fflush(stderr);  // also where it is a file
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -39,6 +39,7 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         tcp.emplace(*request.tcpPort, request.bytes);
         recording.Observe(*tcp);
         std::fprintf(stderr, "tracehost: the bytes, as they come, at 127.0.0.1:%u\n", tcp->Port());
+        std::fflush(stderr);  // also where it is a file
     }
     std::string sheetProblem;
     recording.AfterPart([&](const RecordingResult& result) {

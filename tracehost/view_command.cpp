@@ -46,6 +46,7 @@ int Run(const ViewCommandRequest& request) {
     PageServer server("--listen", request.port, file.Feed());
     PrintText(server.Address() + "\n");
     std::fprintf(stderr, "tracehost: showing %s until Ctrl-C\n", KORR_PLIM::Visible(file.Name()).Text());
+    std::fflush(stderr);  // also where it is a file
     if (!request.noBrowser) server.OpenBrowser();
     while (!InterruptRequested()) {
         server.TellBrowserProblem();

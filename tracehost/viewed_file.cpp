@@ -87,6 +87,7 @@ void ViewedFile::FollowGrowth() {
     if (now < size) {
         std::fprintf(stderr, "tracehost: \"%s\" has become shorter: it is another recording now\n",
                      KORR_PLIM::Visible(request.file).Text());
+        std::fflush(stderr);  // also where it is a file
         return Begin(true);
     }
     if (now > size) {
@@ -104,6 +105,7 @@ void ViewedFile::Tell(const std::string& problem) {
     problemTold = true;
     whole = false;
     std::fprintf(stderr, "tracehost: %s\n", KORR_PLIM::Visible(problem).Text());
+    std::fflush(stderr);  // also where it is a file
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

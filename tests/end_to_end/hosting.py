@@ -7,6 +7,7 @@ import json
 import os
 import select
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -71,6 +72,16 @@ def server_process():
         except OSError:
             continue
     raise AssertionError("the prefix's Wine server was not found")
+
+
+def kill_hosts(running, folder):
+    """Ends a tracehost that would go on, at once. Under Wine it is no child of this process."""
+    while ON_WINE and (process := find_process("tracehost", folder)):
+        os.kill(process, signal.SIGKILL)
+        wait_for(lambda: not os.path.exists(f"/proc/{process}"), "the end of tracehost")
+    if running.poll() is None:
+        running.kill()
+    running.communicate()
 
 
 class Script:

@@ -7,7 +7,7 @@ import subprocess
 import time
 import unittest
 
-from hosting import LIMIT, ON_WINE, HostTest, main, wait_for
+from hosting import LIMIT, ON_WINE, HostTest, kill_hosts, main, wait_for
 
 KEPT = 16 << 20  # bytes that the recording keeps for slow clients
 
@@ -59,7 +59,7 @@ class Served(HostTest):
         self.addCleanup(self.said.close)
         running = subprocess.Popen(self.command(*words), env=self.environment(), cwd=self.folder,
                                    stdout=subprocess.PIPE, stderr=self.said)
-        self.addCleanup(self.kill, running)
+        self.addCleanup(kill_hosts, running, self.folder)
         told = wait_for(lambda: running.poll() is not None or
                         re.search(rb"tracehost: the bytes, as they come, at 127\.0\.0\.1:(\d+)\r?\n", self.words()),
                         "the port")
@@ -67,11 +67,6 @@ class Served(HostTest):
             raise AssertionError(self.words())
         self.tcp_port = int(told[1])
         return running
-
-    def kill(self, running):
-        if running.poll() is None:
-            running.kill()
-        running.communicate()
 
     def words(self):
         return self.read(self.file("said"))

@@ -4,7 +4,7 @@ import re
 import socket
 import subprocess
 
-from hosting import LIMIT, HostTest, wait_for
+from hosting import LIMIT, HostTest, kill_hosts, wait_for
 
 
 class Answer:
@@ -66,7 +66,7 @@ class ViewTest(HostTest):
         self.addCleanup(said.close)
         running = subprocess.Popen(self.command(*words), env=self.environment(), cwd=self.folder, stdin=stdin,
                                    stdout=said, stderr=said)
-        self.addCleanup(self.kill, running)
+        self.addCleanup(kill_hosts, running, self.folder)
         told = wait_for(lambda: re.search(r"http://\S+", self.words()) or running.poll() is not None, "the page's address")
         if told is True:
             raise AssertionError(self.words())
@@ -74,11 +74,6 @@ class ViewTest(HostTest):
 
     def words(self):
         return self.read(self.file("said")).decode().replace("\r\n", "\n")
-
-    def kill(self, running):
-        if running.poll() is None:
-            running.kill()
-        running.wait()
 
     def complete(self, site):
         return wait_for(lambda: (found := site.overview())["complete"] and found, "all bytes to be looked at")

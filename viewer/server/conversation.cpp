@@ -75,8 +75,9 @@ class Responder : private httplib::Server {
         const std::string line = request.refusal == 0 ? request.line : "GET / HTTP/1.1";
         Exchange exchange(line + "\r\n" + (request.close ? "Connection: close\r\n" : "") + "\r\n", channel);
         bool closed = false;
-        process_request(exchange, request.close, closed, nullptr);
-        return !request.close && !exchange.Broken();
+        // An answer that is not whole, as a stream that was ended, is the connection's last.
+        const bool whole = process_request(exchange, request.close, closed, nullptr);
+        return whole && !request.close && !exchange.Broken();
     }
 
   private:

@@ -168,6 +168,11 @@ TEST_F(ConversationTest, EventsTellWhatIsNew) {
     EXPECT_EQ(site.streams, 0);
 }
 
+TEST_F(ConversationTest, NothingFollowsAStream) {
+    const std::string asked = "GET /api/events?token=secret" + std::string(kHost) + "\r\n";
+    EXPECT_EQ(Say(asked + asked), Say(asked));
+}
+
 TEST_F(ConversationTest, StreamsAreBounded) {
     site.streams = Site::kMostStreams;
     const std::string answer = Get("/api/events?token=secret");
