@@ -306,6 +306,11 @@ ROWS = [
     *((("export", "some.bin", "--format", name, "--output", "/dev/full"), plain, 1,
        "some.bin: ...nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?'))
       for name in ("chrome", "perfetto", "vcd", "csv", "jsonl")),
+    *((("export", "some.bin", "--format", name, "--output", f"full/{name}"), full_folder, 1,
+       "some.bin: ...nothing usable ...\n" + said(f'"full/{full}" could not be written whole: is the disk full?'))
+      for name, full in (("chrome", "chrome"), ("sigrok", "sigrok"), ("ctf", "ctf/metadata"))),
+    *((("export", "some.bin", "--format", name, "--output", "-"), ended_reader, 1, "some.bin: ...nothing usable ...\n")
+      for name in ("chrome", "perfetto", "csv")),
     # --- profile
     (("profile",), plain, 2, said(f"FILE is required: {HELP.format('profile ')}")),
     (("profile", "some.bin"), plain, 2, said(f"--elf is required, but for --by address: {HELP.format('profile ')}")),
