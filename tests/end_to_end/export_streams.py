@@ -1,4 +1,5 @@
 """Trace streams whose content is known, and a firmware's ELF file, written from the formats alone."""
+import os
 import struct
 
 HOSTILE = 'a "b" \\ <script>alert(1)</script>; c\td\x01 \x7f é €'
@@ -130,6 +131,7 @@ def elf(functions, vectors):
 MAIN, WORK, HANDLER, ODD = 0x08000200, 0x08000300, 0x08000400, 0x08000500
 ODD_NAME = b'odd;name, "quoted"\n\\ \xff'
 FUNCTIONS = {b"main": (MAIN, 0x80), b"_Z4workii": (WORK, 0x40), b"TIM2_IRQHandler": (HANDLER, 0x20), ODD_NAME: (ODD, 0x10)}
+WORK_SHOWN = "_Z4workii" if os.environ.get("TARNEL_WINEPREFIX") else "work(int, int)"  # on Windows as the linker has it
 FIRMWARE = elf(FUNCTIONS, {15: ODD, 44: HANDLER})
 
 

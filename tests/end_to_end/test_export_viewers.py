@@ -6,8 +6,8 @@ import shutil
 import subprocess
 import unittest
 
-from export_streams import FIRMWARE, SHOWN, TYPES, Trace, everything, framed
-from hosting import ON_WINE, main
+from export_streams import FIRMWARE, TYPES, WORK_SHOWN, Trace, everything, framed
+from hosting import main
 from test_exports import LINE_LOSS, Exports
 from test_ledger import firmware
 
@@ -49,7 +49,7 @@ class Babeltrace(Exports):
         self.assertEqual([each[1] for each in told].count("exception"), 10)
         for time, name, words in (
                 (100_000, "exception", ("= 15 )", '"enter"')), (160_000, "exception", ('"TIM2_IRQHandler"', '"exit"')),
-                (160_000, "exception", ('"IRQ 12"', '"enter"')), (200_000, "pc_sample", ("0x8000301", '"work(int, int)"')),
+                (160_000, "exception", ('"IRQ 12"', '"enter"')), (200_000, "pc_sample", ("0x8000301", f'"{WORK_SHOWN}"')),
                 (200_000, "pc_sample", ("0x20000000", '"\\?"')), (200_000, "pc_sleep", ()), (200_000, "pc_prohibited", ()),
                 (300_000, "value", ('"port 1 (tiny)"', "= -2")), (300_000, "value", ("= -1000",)),
                 (300_000, "value", ("= 4294967295",)), (300_000, "float_value", ("= 1.5",)), (400_000, "float_value", ("nan",)),

@@ -9,7 +9,7 @@ import subprocess
 import unittest
 
 import export_readers as readers
-from export_streams import FIRMWARE, HOSTILE_BYTES, SHOWN, TYPES, Trace, everything, framed, tdf
+from export_streams import FIRMWARE, HOSTILE_BYTES, SHOWN, TYPES, WORK_SHOWN, Trace, everything, framed, tdf
 from hosting import HostTest, ON_WINE, main
 from test_ledger import firmware
 
@@ -100,7 +100,7 @@ class Timelines(Exports):
             return [(time, name) for phase, _, each, time, name, _ in events if each == track and phase == "i"]
         self.assertEqual(marks("port 0"), [(500_000, SHOWN), (600_000, "half line")])
         self.assertEqual(marks("PC samples"), [(150_000, "TIM2_IRQHandler"), (170_000, ODD_SHOWN), (200_000, "main"),
-                                               (200_000, "work(int, int)"),
+                                               (200_000, WORK_SHOWN),
                                                (200_000, "sleeping"), (200_000, "prohibited"), (200_000, "0x20000000")])
         self.assertEqual(marks("losses"), [(800_000, "overflow"), (900_000, "reserved")])
         self.assertEqual(marks("exceptions"), [(800_000, "not known what runs"), (900_000, "not known what runs")])
@@ -237,7 +237,7 @@ class Dumps(Exports):
         self.assertEqual(values["losses.damaged_bytes"], [(0, 0), (900_000, 1)])
         self.assertEqual(values["losses.suspect"], [(0, 0), (900_000, 1), (900_000, 0)])
         self.assertEqual([name for _, name in values["samples.function"]],
-                         ["TIM2_IRQHandler", ODD_SHOWN, "main", "work(int, int)", "-", "-", "?"])
+                         ["TIM2_IRQHandler", ODD_SHOWN, "main", WORK_SHOWN, "-", "-", "?"])
         self.assertEqual([time for time, asleep in values["samples.asleep"] if asleep], [200_000])
         self.assertEqual(vcd.end, 1_100_001)
 
@@ -271,7 +271,7 @@ class Packets(Exports):
             self.assertEqual(collections.Counter(named), collections.Counter({
                 ("exception", ODD_SHOWN): 2, ("exception", "TIM2_IRQHandler"): 4, ("exception", "IRQ 12"): 2,
                 ("exception", "Thread"): 2, ("pc-sample", "TIM2_IRQHandler"): 1, ("pc-sample", ODD_SHOWN): 1,
-                ("pc-sample", "main"): 1, ("pc-sample", "work(int, int)"): 1, ("pc-sample", ""): 1}), form)
+                ("pc-sample", "main"): 1, ("pc-sample", WORK_SHOWN): 1, ("pc-sample", ""): 1}), form)
             self.assertTrue(all(row["symbol"] == "" for row in rows if row["kind"] not in ("exception", "pc-sample")))
             self.assertEqual([row["flags"] for row in rows if row["flags"]], ["suspect"])
 
