@@ -1,0 +1,106 @@
+"""tracehost report --html: a recording in one page. What the page looks like is tested in a browser, in tests/page/."""
+import json
+import os
+import re
+import subprocess
+import unittest
+
+from export_streams import tdf
+from hosting import LIMIT, ON_WINE, HostTest, main
+
+SYNC = bytes(5) + b"\x80"
+MOST = 1_000_000  # bytes of a page
+
+
+def said(text, port=0):
+    """A text as a stimulus port says it, a byte a packet."""
+    return b"".join(bytes((port << 3 | 1, letter)) for letter in text.encode())
+
+
+LINES = SYNC + said("".join(f"line {i}\n" for i in range(200)))
+
+
+class Html(HostTest):
+    def put(self, name, content):
+        with open(self.file(name), "wb") as file:
+            file.write(content)
+        return name
+
+    def report(self, *words, status=0):
+        result = self.run_host("report", *words)
+        self.assertEqual(result.returncode, status, result.stderr)
+        return result
+
+    def recording(self, html):
+        """What a page holds."""
+        found = re.findall(r'<script type="application/json" id="recording">(.*?)</script>', html, re.DOTALL)
+        self.assertEqual(len(found), 1)
+        self.assertNotIn("<!--RECORDING-->", html)
+        return json.loads(found[0])
+
+    def page(self, name="page.html"):
+        html = self.read(self.file(name))
+        self.assertLess(len(html), MOST)
+        return self.recording(html.decode())
+
+    def test_the_page_holds_the_recording_and_no_folder(self):
+        self.put("o.bin", LINES)
+        told = self.report(self.host_path(self.file("o.bin")), "--html", "page.html").stdout
+        self.assertIn("o.bin: ", told)
+        held = self.page()
+        self.assertEqual((held["overview"]["name"], held["overview"]["bytes"], held["overview"]["live"]), ("o.bin", len(LINES), False))
+        rows = held["text"]["port:0"]["rows"]
+        self.assertEqual([row["text"] for row in rows], [f"line {i}" for i in range(200)])
+        self.assertNotIn(os.path.basename(self.folder).encode(), self.read(self.file("page.html")))
+
+    def test_what_is_lost_stands_in_the_page_and_in_the_status(self):
+        self.put("o.bin", LINES + b"\xA0" + LINES)
+        self.report("o.bin", "--html", "page.html", status=3)
+        entries = self.page()["ledger"]["entries"]
+        self.assertEqual([(entry["class"], entry["offset"]) for entry in entries], [("line", len(LINES))])
+
+    def test_a_recording_that_holds_markup_ends_no_script(self):
+        self.put("o.bin", SYNC + said("</script><script>alert(1)</script><!--\n"))
+        self.report("o.bin", "--html", "page.html", "--framing", "itm", "--fail-on", "never")
+        html = self.read(self.file("page.html")).decode()
+        self.assertNotIn("</script><script>alert", html)
+        self.assertEqual(self.recording(html)["text"]["port:0"]["rows"][0]["text"], "</script><script>alert(1)</script><!--")
+
+    @unittest.skipIf(ON_WINE, "pipes and standard output are the same code there, and their bytes go through a shell")
+    def test_what_comes_through_a_pipe_is_the_same(self):
+        self.put("o.bin", LINES)
+        self.report("o.bin", "--html", "page.html")
+        piped = subprocess.run(self.command("report", "-", "--html", "-"), env=self.environment(), input=LINES,
+                               capture_output=True, timeout=LIMIT, check=True)
+        held, file = self.recording(piped.stdout.decode()), self.page()
+        self.assertEqual(held["overview"].pop("name"), "standard input")
+        self.assertEqual(file["overview"].pop("name"), "o.bin")
+        self.assertTrue(held == file)  # whose difference would be long
+
+    def test_types_and_names_of_ports(self):
+        self.put("o.bin", LINES + said("x", 3))
+        self.report("o.bin", "--html", "page.html", "--port-type", "3=u8:speed")
+        tracks = {track["id"]: track for track in self.page()["overview"]["tracks"]}
+        self.assertEqual((tracks["port:3"]["label"], tracks["port:3"]["type"], tracks["port:0"]["kind"]), ("speed", "u8", "text"))
+
+    def test_one_recording_of_several(self):
+        self.put("o.tdf", tdf(LINES, SYNC + said("second\n")))
+        told = self.report("o.tdf", "--html", "page.html", status=2).stderr
+        self.assertEqual(told, 'tracehost: --html shows one recording: "o.tdf" has several, --section says which\n')
+        self.report("o.tdf", "--section", "2", "--html", "page.html", "--force")
+        held = self.page()
+        self.assertEqual((held["overview"]["name"], held["text"]["port:0"]["rows"][0]["text"]), ("o.tdf, section 2", "second"))
+
+    def test_refusals(self):
+        self.put("o.bin", LINES)
+        self.put("page.html", b"mine")
+        for words, told in ((("--html", "page.html"), '"page.html" exists: give another name, or --force to replace it'),
+                            (("--html", "-", "--json", "-"), "--json and --html: only one of them can be standard output"),
+                            (("--elf", "o.bin"), '--elf requires --html: see "tracehost report --help"'),
+                            (("--port-type", "1=u8"), '--port-type requires --html: see "tracehost report --help"')):
+            self.assertEqual(self.report("o.bin", *words, status=2).stderr, f"tracehost: {told}\n")
+        self.assertEqual(self.read(self.file("page.html")), b"mine")
+
+
+if __name__ == "__main__":
+    main()
