@@ -7,9 +7,8 @@
 namespace Korr::Plim::Trace::Swo {
 
 bool LineReader::OnPacket(const Packet& packet, const PacketTime& time, const Standing& standing) {
-    if (packet.kind != PacketKind::Stimulus || packet.source != wanted || standing.place < begin) {
-        return more;
-    }
+    const bool meant = packet.kind == PacketKind::Stimulus && packet.source == wanted;
+    if (!meant || standing.place < begin) return more;
     const TextBytes text = TextOf(packet);
     for (size_t i = 0; i < text.count && more; ++i) {
         const LineSplitter::Step step = splitter.Take(text.bytes[i]);

@@ -74,8 +74,10 @@ void TellTracks(const Packet& packet, Target& target) {
         case PacketKind::EventCounters:
         case PacketKind::PmuOverflow: {
             const bool pmu = packet.kind == PacketKind::PmuOverflow;
-            for (uint16_t bit = 0; bit < (pmu ? 8U : kFirstPmuCounter); ++bit) {
-                const auto number = static_cast<uint16_t>(bit + (pmu ? kFirstPmuCounter : 0));
+            const auto first = static_cast<uint16_t>(pmu ? kFirstPmuCounter : 0);
+            const auto counters = static_cast<uint16_t>((pmu ? kCounters : kFirstPmuCounter) - first);
+            for (uint16_t bit = 0; bit < counters; ++bit) {
+                const auto number = static_cast<uint16_t>(first + bit);
                 if ((packet.value >> bit & 1) != 0) target.OnCount({TrackKind::Counter, number});
             }
             return;

@@ -18,9 +18,7 @@ WindowQuery::WindowQuery(const RecordingIndex& index, const WindowFrame& window,
     decodes = behind - std::min(behind, begin) <= kMostDecoded + 2 * summaries.BlockBytes();
     if (decodes) {
         exact = !columnsOnly && summaries.PacketsIn(blocks.from, blocks.to) <= kMostEvents;
-        for (size_t port = 0; port < kPorts; ++port) {
-            openLines[port] = summaries.OpenLine(port, blocks.from);
-        }
+        for (size_t port = 0; port < kPorts; ++port) openLines[port] = summaries.OpenLine(port, blocks.from);
     } else {
         WindowColumns columns(frame);
         summaries.Show(columns, end.position, end.place);

@@ -67,8 +67,8 @@ TEST_P(RecordingIndexes, TellEveryPacketWithItsTime) {
         std::vector<double> addresses;
         for (size_t i = 0; i < all.packets.size(); ++i) {
             const double time = axis.At(all.standings[i].Position(recording.index.Timed()));
-            if (all.packets[i].kind != PacketKind::PcSample || time < stretch.from || time >= stretch.to)
-                continue;
+            const bool sample = all.packets[i].kind == PacketKind::PcSample;
+            if (!sample || time < stretch.from || time >= stretch.to) continue;
             times.push_back(time);
             addresses.push_back(all.packets[i].value);
         }
@@ -153,8 +153,8 @@ TEST_P(RecordingIndexes, CountTheSamplesOfAnyStretch) {
         }
         ProfileQuery query(recording.index, axis.PositionAt(stretch.from), axis.PositionAt(stretch.to));
         std::map<uint32_t, uint32_t> found;
-        for (const auto& [address, samples] : query.Answer(Memory(recording.bytes)).Counts())
-            found[address] = samples;
+        const PcHistogram histogram = query.Answer(Memory(recording.bytes));
+        for (const auto& [address, samples] : histogram.Counts()) found[address] = samples;
         ASSERT_EQ(found, wanted) << stretch.from << " to " << stretch.to;
     }
 }
