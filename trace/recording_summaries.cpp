@@ -14,7 +14,7 @@ constexpr bool IsLoss(PacketKind kind) { return kind == PacketKind::Overflow || 
 
 }  // namespace
 
-RecordingSummaries::RecordingSummaries(const PortFormats& ports) : exceptions(*this) {
+RecordingSummaries::RecordingSummaries(const PortFormats& ports) {
     for (const auto& [number, format] : ports) {
         Port& port = portStates[number];
         port.given = true;

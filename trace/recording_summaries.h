@@ -32,7 +32,8 @@ class RecordingSummaries {
         if (packet.kind == PacketKind::Stimulus) return OnPort(packet);
         OnOther(packet, standing);
     }
-    /// The first timestamp has come: until then no tick has passed. From now on positions are ticks.
+    /// From now on positions are ticks, and those of earlier packets were. What is known of the times of
+    /// exceptions so far is forgotten.
     void BecomeTimed();
     /// Bytes of the null stream behind a place of the capture, up to the next place that is told.
     void OnPadding(uint64_t from, uint64_t bytes);
@@ -132,7 +133,7 @@ class RecordingSummaries {
     std::array<uint64_t, kTracks> totals{};
     std::array<Port, kPorts> portStates;
     std::array<uint8_t, 2 * kComparators> widest{};  ///< bytes of a data watch's values
-    ExceptionRuns<RecordingSummaries> exceptions;
+    ExceptionRuns<RecordingSummaries> exceptions{*this};
     CellTrack<BandwidthCell> bandwidth;
     CellTrack<PcCell> pc;
     PcHistograms histograms;

@@ -47,7 +47,8 @@ double TimeOf(const LedgerEntry& entry, const RecordingAxis& axis, bool timed) {
     return axis.At(timed ? entry.ticks : entry.offset);
 }
 
-std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame) {
+std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame,
+                                const std::function<double(uint64_t)>& timeOf) {
     std::vector<Mark> marks(size_t{frame.pixels} * kLossClasses);
     const auto add = [&](const Mark& mark) {
         if (mark.time >= frame.to || mark.time < frame.from) return;
@@ -61,6 +62,11 @@ std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame) 
         add({time, std::max(time, end), static_cast<double>(entry.offset),
              static_cast<uint8_t>(entry.lossClass), entry.hint, std::max(1U, entry.count),
              static_cast<uint32_t>(i)});
+    }
+    for (const LedgerBlock& block : ledger.Unlisted()) {
+        const double time = timeOf(block.offset);
+        add({time, time, static_cast<double>(block.offset), static_cast<uint8_t>(LossClass::Line), false,
+             static_cast<uint32_t>(std::min<uint64_t>(block.places, UINT32_MAX)), kNotListed});
     }
     std::vector<NamedArray> arrays;
     arrays.push_back({"time", Gather(marks, [](const Mark& mark) { return mark.time; })});

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "trace/ledger.h"
 #include "trace/window_answer.h"
 
@@ -12,6 +14,9 @@ inline constexpr uint32_t kNotListed = UINT32_MAX;
 double TimeOf(const LedgerEntry& entry, const RecordingAxis& axis, bool timed);
 
 /// What was lost in a window: of each class at most one mark a column, which counts all that it stands for.
-std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame);
+/// Of what is not listed the class is not known: it is told as lost on the line. \param timeOf when a place
+/// of the capture was, about
+std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame,
+                                const std::function<double(uint64_t)>& timeOf);
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -24,7 +24,9 @@ WindowQuery::WindowQuery(const RecordingIndex& index, const WindowFrame& window,
         summaries.Show(columns, end.position, end.place);
         shown = columns.Take();
     }
-    shown.marks = MarksOf(index.Analysis().Losses(), frame);
+    shown.marks = MarksOf(index.Analysis().Losses(), frame, [&](uint64_t place) {
+        return frame.axis.At(summaries.BeginOf(summaries.BlockOf(place), end.position));
+    });
 }
 
 template <class Sink>

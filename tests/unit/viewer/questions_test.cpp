@@ -289,6 +289,25 @@ TEST(Feed, AnswersWhileItIsFed) {
     EXPECT_EQ(feed.Now().indexed, stream.bytes.size());
 }
 
+/// More losses than the ledger lists: none is missing among the marks.
+TEST(Marks, CountWhatIsNotListed) {
+    Bytes bytes;
+    constexpr int kOverflows = static_cast<int>(Swo::Ledger::kMostEntries) + 500;
+    for (int i = 0; i < kOverflows; ++i) {
+        for (int j = 0; j < 40; ++j) bytes.insert(bytes.end(), {0x01, 'a'});
+        bytes.push_back(0x70);
+    }
+    const auto feed = FeedOf(bytes);
+    const Json ledger = Json::parse(feed->Ledger(0, 1));
+    ASSERT_GT(ledger["unlisted"], 0);
+    const ReadWindow window = Read(feed->Window({0, feed->Now().end, 100, {"bandwidth"}, true}));
+    double counted = 0;
+    for (const double count : window.marks.at("count")) counted += count;
+    EXPECT_EQ(counted, kOverflows);
+    EXPECT_EQ(window.marks.at("entry")[0], 0);
+    EXPECT_THAT(window.marks.at("entry"), testing::Contains(4294967295.0));
+}
+
 TEST(TrackIds, ComeBack) {
     for (size_t row = 0; row < Swo::kTracks; ++row) {
         const Swo::Track track = Swo::TrackAt(row);
