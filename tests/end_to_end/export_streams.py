@@ -2,7 +2,7 @@
 import os
 import struct
 
-HOSTILE = 'a "b" \\ <script>alert(1)</script>; c\td\x01 \x7f é €'
+HOSTILE = 'a "b" \\ <script>alert(1)</script>; c\td\x01 \x7f é € \\101'
 HOSTILE_BYTES = HOSTILE.encode() + b" \xff\xc3"  # and what is no UTF-8
 SHOWN = HOSTILE + " \ufffd\ufffd"
 
