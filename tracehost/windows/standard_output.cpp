@@ -25,7 +25,12 @@ std::FILE* TakeStandardOutput() {
 
 bool ReaderHasEnded(std::FILE*) { return false; }
 
-bool IsTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
+/// NUL counts as a terminal for the runtime.
+bool IsTerminal(std::FILE* stream) {
+    DWORD mode = 0;
+    const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    return _isatty(_fileno(stream)) != 0 && GetConsoleMode(console, &mode) != 0;
+}
 
 std::size_t TerminalWidth(std::FILE* stream) {
     CONSOLE_SCREEN_BUFFER_INFO info{};
