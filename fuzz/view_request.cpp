@@ -94,8 +94,9 @@ void FuzzViewRequest(std::string_view input) {
     const Said said = Say(text, cut);
     Require(said == Say(text, 1 << 20), "the same answers however the bytes are cut");
     std::string_view rest = said.answers;
-    while (!rest.empty())
+    while (!rest.empty()) {
         Require(TakeAnswer(rest) != 200 || hasToken || text.find('%') != std::string::npos, "the token");
+    }
     Require(said.asked.empty() || hasToken || text.find('%') != std::string::npos,
             "no question without the token");
 }

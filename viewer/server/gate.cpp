@@ -12,8 +12,9 @@ std::string_view Gate::WhyNot(const RequestHead& head, std::string_view given) c
     const bool own =
         head.origin.empty() || head.origin == "http://" + numeric || head.origin == "http://" + named;
     if (!own) return "pages of other places get nothing here";
-    if (!SameSecret(given, token))
+    if (!SameSecret(given, token)) {
         return "the token is missing or wrong: open the address that tracehost printed";
+    }
     return {};
 }
 

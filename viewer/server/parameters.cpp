@@ -50,8 +50,9 @@ const std::string* Parameters::Find(std::string_view name) const {
 void Parameters::RefuseAllBut(const std::vector<std::string_view>& names) const {
     for (auto entry = list.begin(); entry != list.end(); ++entry) {
         const std::string& name = entry->first;
-        if (std::find(names.begin(), names.end(), name) == names.end())
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
             throw BadQuestion("there is no such parameter here");
+        }
         const bool twice =
             std::any_of(list.begin(), entry, [&name](const auto& other) { return other.first == name; });
         if (twice) throw BadQuestion("\"" + name + "\" is there twice");
@@ -78,8 +79,9 @@ uint64_t Parameters::Whole(std::string_view name, uint64_t smallest, uint64_t la
     const char* const end = text.data() + text.size();
     const bool digits = !text.empty() && std::all_of(text.begin(), text.end(), IsDigit);
     const auto read = std::from_chars(text.data(), end, number);
-    if (digits && read.ec == std::errc() && read.ptr == end && number >= smallest && number <= largest)
+    if (digits && read.ec == std::errc() && read.ptr == end && number >= smallest && number <= largest) {
         return number;
+    }
     throw BadQuestion("\"" + std::string(name) + "\" is no whole number from " + std::to_string(smallest) +
                       " to " + std::to_string(largest));
 }

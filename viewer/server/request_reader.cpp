@@ -50,16 +50,18 @@ bool Same(std::string_view one, std::string_view other) {
 RequestHead ReadRequestLine(std::string_view line) {
     const std::size_t first = line.find(' ');
     const std::size_t last = line.rfind(' ');
-    if (first == std::string_view::npos || first == last)
+    if (first == std::string_view::npos || first == last) {
         return Refuse(400, "the request line has not three parts");
+    }
     const std::string_view method = line.substr(0, first);
     const std::string_view target = line.substr(first + 1, last - first - 1);
     const std::string_view version = line.substr(last + 1);
     if (method.empty() || !std::all_of(method.begin(), method.end(), IsOfName)) {
         return Refuse(400, "the method is not a word");
     }
-    if (version != "HTTP/1.1" && version != "HTTP/1.0")
+    if (version != "HTTP/1.1" && version != "HTTP/1.0") {
         return Refuse(400, "the version is neither HTTP/1.1 nor HTTP/1.0");
+    }
     if (method != "GET" && method != "HEAD") return Refuse(405, "there are GET and HEAD alone");
     const bool visible = std::all_of(target.begin(), target.end(), IsVisible);
     const bool plain =
@@ -156,8 +158,9 @@ bool RequestReader::Fill(RequestHead& head) {
         pending.append(piece.data(), static_cast<std::size_t>(count));
     }
     const std::size_t lineEnd = pending.find(kLineEnd);
-    if (lineEnd > kLongestLine)
+    if (lineEnd > kLongestLine) {
         head = Refuse(414, "the request line is longer than " + std::to_string(kLongestLine) + " bytes");
+    }
     if (head.refusal == 0 && pending.find(kHeadEnd) > kLongestHead) {
         head = Refuse(431, "the headers are longer than " + std::to_string(kLongestHead) + " bytes");
     }

@@ -162,8 +162,9 @@ TEST_F(LocalSocketTest, FullFarEndIsLaterNotNever) {
     const std::string much(1 << 20, 'x');
     std::size_t sent = 0;
     std::ptrdiff_t count = 0;
-    while ((count = Send(accepted.Handle(), much.data(), much.size())) > 0)
+    while ((count = Send(accepted.Handle(), much.data(), much.size())) > 0) {
         sent += static_cast<std::size_t>(count);
+    }
     EXPECT_EQ(count, kLater);
     EXPECT_FALSE(WaitUntilWritable(accepted.Handle(), milliseconds(0)));
     std::string got(sent, '\0');

@@ -131,10 +131,12 @@ TEST_F(ViewServerTest, PlacesOfStreamsAreGivenBack) {
 
 TEST_F(ViewServerTest, TooManyConnectionsAreToldSoAndManyMoreBreak) {
     std::vector<int> programs;
-    for (std::size_t i = 0; i < ViewServer::kMostConnections; ++i)
+    for (std::size_t i = 0; i < ViewServer::kMostConnections; ++i) {
         programs.push_back(ScriptedNetwork::Connect());
-    for (std::size_t i = 0; i < ViewServer::kMostTurnedAway; ++i)
+    }
+    for (std::size_t i = 0; i < ViewServer::kMostTurnedAway; ++i) {
         programs.push_back(ScriptedNetwork::Connect());
+    }
     EXPECT_TRUE(Soon([] { return !ScriptedNetwork::SomebodyWaits(); }));
     const int broken = ScriptedNetwork::Connect();
     EXPECT_TRUE(Soon([&] { return ScriptedNetwork::StateOf(broken) == State::Reset; }));
