@@ -51,7 +51,9 @@ class ElfFile {
 
     /// The bytes of a section; empty when it has none in the file or does not lie in it.
     std::span<const uint8_t> Content(const ElfSection& section) const;
-    /// The zero-terminated text at `offset` of a string table's bytes; empty when there is none.
+    static constexpr std::size_t kLongestText = 4096;  ///< bytes
+    /// The zero-terminated text at `offset` of a string table's bytes; empty when there is none, or a longer
+    /// one than kLongestText: then many symbols can share one and would take far more memory than the file.
     static std::string_view Text(std::span<const uint8_t> table, uint32_t offset);
     /// The 32-bit word that the image holds at a target address, little endian; nothing when no loaded
     /// segment does.

@@ -131,6 +131,9 @@ void Exporting::MakeFolder() const {
     if (!options.force) {
         throw UsageError("\"" + options.output + "\" exists: give another name, or --force to replace it");
     }
+    for (const char* const part : {"metadata", "stream"}) {
+        KeepApart(options.capture.file, (folder / part).string(), true);
+    }
     for (const auto& entry : fs::directory_iterator(folder, failure)) {
         const std::string name = entry.path().filename().string();
         if (name == "metadata" || name == "stream") continue;

@@ -59,6 +59,15 @@ std::string FeedThread::Problem() const {
 }
 
 void FeedThread::Run() {
+    try {
+        FeedUntilTheEnd();
+    } catch (const std::exception& failure) {
+        const std::lock_guard guard(mutex);
+        problem = failure.what();
+    }
+}
+
+void FeedThread::FeedUntilTheEnd() {
     std::unique_lock lock(mutex);
     bool idle = true;
     while (!stop) {

@@ -38,6 +38,7 @@ class FeedThread {
 
   private:
     void Run();
+    void FeedUntilTheEnd();
     bool TakeMore(std::unique_lock<std::mutex>& lock);
     void Conclude(std::unique_lock<std::mutex>& lock);
     void Forecast();

@@ -105,6 +105,13 @@ void LiveView::Conclude(const RecordingResult& result, const RecordingSheet& she
     });
 }
 
+void LiveView::Look() {
+    server->TellBrowserProblem();
+    if (broken || feeder == nullptr) return;
+    const std::string problem = feeder->Problem();
+    if (!problem.empty()) GiveUp(problem.c_str());
+}
+
 void LiveView::GiveUp(const char* why) {
     broken = true;
     std::fprintf(stderr, "tracehost: --view shows no more of the recording, which goes on: %s\n",

@@ -30,7 +30,7 @@ class LiveView : public CaptureObserver {
     /// A part, the result's last one, has been stopped and saved. [host thread]
     void EndPart(const RecordingResult& result, const RecordingSheet& sheet) noexcept;
     /// To be called now and then. [host thread]
-    void Look() { server->TellBrowserProblem(); }
+    void Look();
     /// Goes on serving until the user interrupts.
     void ServeUntilInterrupted();
 

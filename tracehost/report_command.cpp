@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "tracehost/capture_bytes.h"
+#include "tracehost/capture_export.h"
 #include "tracehost/captures.h"
 #include "tracehost/commands.h"
 #include "tracehost/errors.h"
@@ -29,6 +30,8 @@ struct ReportRequest {
 constexpr std::size_t kHtmlBudget =
     900000;  // bytes of a page; leaves room for what is in it whatever it takes
 
+constexpr uint64_t kMostPiped = uint64_t{256} << 20;  // bytes that are kept in memory
+
 constexpr const char* kReportFooter =
     "Examples:\n"
     "  tracehost report trace.tdf\n"
@@ -47,7 +50,7 @@ class PageOfCapture {
         feed = std::make_unique<Viewer::RecordingFeed>(SettingsOf(capture, request.view), bytes);
     }
     void Take(std::span<const uint8_t> bytes) {
-        if (piped) kept->Append(bytes);
+        if (piped) Keep(bytes);
         feed->Take(bytes);
     }
     std::string Html(const CaptureReport& report) {
@@ -60,7 +63,16 @@ class PageOfCapture {
     }
 
   private:
+    void Keep(std::span<const uint8_t> bytes) {
+        taken += bytes.size();
+        if (taken > kMostPiped) {
+            throw HostError("--html: more than 256 MiB came on standard input: save them to a file first");
+        }
+        kept->Append(bytes);
+    }
+
     bool piped;
+    uint64_t taken = 0;  ///< bytes of a pipe
     std::shared_ptr<KeptBytes> kept;
     std::unique_ptr<Viewer::RecordingFeed> feed;
 };
@@ -71,7 +83,11 @@ class Reporting {
         if (request.json == "-" && request.html == "-") {
             throw UsageError("--json and --html: only one of them can be standard output");
         }
+        for (const std::string& output : {request.json, request.html}) {
+            if (!output.empty()) KeepApart(request.capture.file, output, request.force);
+        }
         if (!request.json.empty()) json.emplace(request.json, request.force);
+        if (!request.html.empty() && request.html != "-") RefuseSame(request.json, request.html);
         if (!request.html.empty()) html.emplace(request.html, request.force);
         if (request.json != "-" && request.html != "-") terminal.emplace("-", false);
     }
@@ -85,6 +101,12 @@ class Reporting {
     }
 
   private:
+    /// The first is open by now.
+    static void RefuseSame(const std::string& first, const std::string& second) {
+        std::error_code failure;
+        if (!std::filesystem::equivalent(first, second, failure)) return;
+        throw UsageError("--json and --html: \"" + second + "\" cannot be both");
+    }
     void Report(const Capture& capture) {
         std::optional<PageOfCapture> page;
         if (html && captures++ > 0) {

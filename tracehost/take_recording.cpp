@@ -24,6 +24,13 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     Recording recording(request, standardOutput);
     LiveAnalysis live(request, standardOutput);
     recording.Observe(live);
+    std::optional<TcpOutput> tcp;
+    if (request.tcpPort) {
+        tcp.emplace(*request.tcpPort, request.bytes);
+        recording.Observe(*tcp);
+        std::fprintf(stderr, "tracehost: the bytes, as they come, at 127.0.0.1:%u\n", tcp->Port());
+        std::fflush(stderr);  // also where it is a file
+    }
     std::optional<LiveView> view;
     if (request.view) {
         view.emplace(request, recording);
@@ -34,13 +41,6 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
         live.WatchPort(recording.Port());
         return live.Line();
     });
-    std::optional<TcpOutput> tcp;
-    if (request.tcpPort) {
-        tcp.emplace(*request.tcpPort, request.bytes);
-        recording.Observe(*tcp);
-        std::fprintf(stderr, "tracehost: the bytes, as they come, at 127.0.0.1:%u\n", tcp->Port());
-        std::fflush(stderr);  // also where it is a file
-    }
     std::string sheetProblem;
     recording.AfterPart([&](const RecordingResult& result) {
         const RecordingSheet sheet = live.EndPart(result);

@@ -12,6 +12,7 @@ namespace Korr::Plim::Trace::Viewer {
 namespace {
 
 constexpr uint32_t kColumns = 1024;
+constexpr uint32_t kFewestColumns = 64;
 constexpr double kEventsOfAWindow = 2000;
 constexpr size_t kMostLossWindows = 16;
 constexpr uint32_t kLedgerEntries = 200;
@@ -36,7 +37,7 @@ class Embedding {
     }
 
     Json Collect() {
-        AddWindow({axis.from, axis.to}, true, true);
+        AddWhole();
         Json ledger = Json::parse(feed.Ledger(0, kLedgerEntries));
         const Json text = Text(left / 4);
         const Json profile = Profile(left / 4);
@@ -56,11 +57,23 @@ class Embedding {
   private:
     void Spend(size_t bytes) { left -= std::min(left, bytes); }
 
-    /// \return whether it fitted \param whatever put in even when it does not fit
-    bool AddWindow(const Stretch& stretch, bool columns, bool whatever = false) {
-        WindowQuestion question{stretch.from, stretch.to, kColumns, {}, columns};
+    /// In so many columns that something is left for the rest, and in kFewestColumns whatever they take.
+    void AddWhole() {
+        uint32_t columns = kColumns;
+        for (; columns > kFewestColumns; columns /= 2) {
+            if (AddWindow(axis, true, left - left / 4, columns)) return;
+        }
+        AddWindow(axis, true, SIZE_MAX, columns);
+    }
+
+    bool AddWindow(const Stretch& stretch, bool columns) {
+        return AddWindow(stretch, columns, left, kColumns);
+    }
+    /// \return whether it fitted
+    bool AddWindow(const Stretch& stretch, bool columns, size_t room, uint32_t count) {
+        WindowQuestion question{stretch.from, stretch.to, count, {}, columns};
         std::string window = Base64(feed.Window(question));
-        if (!whatever && window.size() + 3 > left) return false;
+        if (window.size() > room || room - window.size() < 3) return false;
         Spend(window.size() + 3);
         windows.push_back(std::move(window));
         return true;

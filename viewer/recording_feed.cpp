@@ -1,6 +1,7 @@
 #include "viewer/recording_feed.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "viewer/fair_mutex.h"
 #include "viewer/overview.h"
@@ -12,6 +13,12 @@ namespace {
 
 Swo::IndexOptions IndexOptionsOf(const RecordingSettings& settings) {
     return {settings.analysis, settings.ports};
+}
+
+/// Of each feed beyond all of those that were made before it: a page may be shown one after another.
+uint64_t FirstRevision() {
+    static std::atomic<uint64_t> feeds{0};
+    return (feeds++ << 32) + 1;
 }
 
 }  // namespace
@@ -48,7 +55,7 @@ class RecordingFeed::Work {
     std::shared_ptr<const Swo::CaptureBytes> bytes;
     mutable FairMutex mutex;  ///< of all below
     Swo::RecordingIndex index;
-    uint64_t revision = 1;
+    uint64_t revision = FirstRevision();
     uint64_t atHand = 0;
     std::optional<double> forecast;
 };

@@ -66,14 +66,25 @@ std::vector<ProfileRow> RowsOf(const Swo::PcHistogram& samples, const Symbols::E
 
 }  // namespace
 
+uint32_t RecordingQuestions::MostColumns(const std::bitset<Swo::kTracks>& rows) const {
+    constexpr size_t kMostCells = 400000;
+    constexpr size_t kFewestColumns = 64;
+    size_t shown = 1;
+    for (size_t row = 0; row < rows.size(); ++row) {
+        if (rows[row] && index.PacketsOf(Swo::TrackAt(row)) > 0) ++shown;
+    }
+    return static_cast<uint32_t>(std::max(kMostCells / shown, kFewestColumns));
+}
+
 std::string RecordingQuestions::Window(const WindowQuestion& question, Hold& hold) const {
     CheckStretch(question.from, question.to);
     if (question.pixels < 1 || question.pixels > kMostPixels) {
         throw BadQuestion("pixels must be 1 to " + std::to_string(kMostPixels));
     }
     const Swo::TrackTypes types = index.Summaries().Types();
-    const Swo::WindowFrame frame(axis, timed, question.from, question.to, question.pixels,
-                                 RowsOf(question.tracks), types);
+    const std::bitset<Swo::kTracks> rows = RowsOf(question.tracks);
+    const Swo::WindowFrame frame(axis, timed, question.from, question.to,
+                                 std::min(question.pixels, MostColumns(rows)), rows, types);
     const uint64_t blockBytes = index.Summaries().BlockBytes();
     Swo::WindowQuery query(index, frame, question.columns);
     hold.unlock();

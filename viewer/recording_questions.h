@@ -33,6 +33,8 @@ class RecordingQuestions {
   private:
     std::string FindOnwards(const FindQuestion& question, Hold& hold) const;
     std::string FindBack(const FindQuestion& question, Hold& hold) const;
+    /// Of an answer that shows so many rows: it stays below some tens of megabytes.
+    uint32_t MostColumns(const std::bitset<Swo::kTracks>& rows) const;
     /// \throws BadQuestion when the port has no text
     void CheckText(uint8_t port) const;
 

@@ -9,6 +9,8 @@ CANNOT_WRITE = "standard output cannot be written: is the disk full, or did its 
 def make_files(test):
     """Things that stand in a file's place."""
     os.mkdir(test.file("folder"))
+    os.mkdir(test.file("ctf"))
+    test.write("ctf/stream", "x" * 600)
     os.symlink("leads-nowhere", test.file("link"))
     os.symlink("circle", test.file("circle"))
     test.write("empty", "")

@@ -287,6 +287,8 @@ ROWS = [
      said('"some.bin" exists: give another name, or --force to replace it')),
     (("export", "some.bin", "--format", "chrome", "--output", "some.bin", "--force"), plain, 2,
      said('"some.bin" is the file that is read: give another name')),
+    (("export", "ctf/stream", "--format", "ctf", "--output", "ctf", "--force"), plain, 2,
+     said('"...stream" is the file that is read: give another name')),
     (("export", "some.bin", "--format", "chrome", "--output", "folder"), plain, 2,
      said(f'"folder" cannot be written: ...: {SAVE_IT}')),
     (("export", "-", "--format", "vcd", "--output", "out"), plain, 2,

@@ -101,6 +101,15 @@ class Html(HostTest):
             self.assertEqual(self.report("o.bin", *words, status=2).stderr, f"tracehost: {told}\n")
         self.assertEqual(self.read(self.file("page.html")), b"mine")
 
+    def test_the_capture_itself_is_never_written_to(self):
+        self.put("o.bin", LINES)
+        for option in ("--html", "--json"):
+            told = self.report("o.bin", option, "o.bin", "--force", status=2).stderr
+            self.assertEqual(told, 'tracehost: "o.bin" is the file that is read: give another name\n')
+        told = self.report("o.bin", "--json", "x", "--html", "x", "--force", status=2).stderr
+        self.assertEqual(told, 'tracehost: --json and --html: "x" cannot be both\n')
+        self.assertEqual(self.read(self.file("o.bin")), LINES)
+
 
 if __name__ == "__main__":
     main()

@@ -2,10 +2,17 @@
 
 namespace Korr::Plim::Trace::Viewer {
 
+namespace {
+
+/// As a browser gives it, which leaves the usual port out.
+std::string Place(const char* host, uint16_t port) {
+    return port == 80 ? host : std::string(host) + ":" + std::to_string(port);
+}
+
+}  // namespace
+
 Gate::Gate(std::string secret, uint16_t port)
-    : token(std::move(secret)),
-      numeric("127.0.0.1:" + std::to_string(port)),
-      named("localhost:" + std::to_string(port)) {}
+    : token(std::move(secret)), numeric(Place("127.0.0.1", port)), named(Place("localhost", port)) {}
 
 std::string_view Gate::WhyNot(const RequestHead& head, std::string_view given) const {
     if (head.host != numeric && head.host != named) return "this is not the host that was asked for";

@@ -183,6 +183,13 @@ TEST(ElfFile, TextsEndInTheirTable) {
     EXPECT_EQ(ElfFile::Text(table, 4), "");
 }
 
+TEST(ElfFile, TextsThatManyNamesCouldShareAreNotLong) {
+    std::vector<uint8_t> table(ElfFile::kLongestText + 2, 'x');
+    table.back() = 0;
+    EXPECT_EQ(ElfFile::Text(table, 0), "") << "one byte too long";
+    EXPECT_EQ(ElfFile::Text(table, 1).size(), ElfFile::kLongestText);
+}
+
 TEST(ElfFile, AFileCutAnywhereGivesLessNotWorse) {
     ElfBuilder firmware;
     firmware.symbols = {{"main", 0x08000041, 12}, {"flags", 0x20000000, 4, 1, 1, 2}};

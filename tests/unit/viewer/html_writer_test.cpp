@@ -76,6 +76,17 @@ TEST(EmbeddedRecording, FitsIntoItsBudget) {
         << "the whole is always there";
 }
 
+TEST(EmbeddedRecording, ShowsTheWholeInFewerColumnsWhereMoreDoNotFit) {
+    const auto feed = FeedOf(Swo::FirmwareStream(2, 60000, true).bytes);
+    const auto columns = [&feed](size_t budget) {
+        const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, budget)));
+        return Read(Decoded(data["windows"][0])).header["pixels"].get<int>();
+    };
+    EXPECT_EQ(columns(1'000'000), 1024);
+    EXPECT_EQ(columns(0), 64);
+    EXPECT_LT(columns(100'000), 1024);
+}
+
 TEST(EmbeddedRecording, ShowsWhereSomethingWasLost) {
     Bytes capture = Swo::FirmwareStream(3, 100000, true).bytes;
     const auto middle = capture.begin() + static_cast<std::ptrdiff_t>(capture.size() / 2);

@@ -176,6 +176,36 @@ TEST(TextOfAPort, MayBeAnyBytes) {
     EXPECT_EQ(rows[4]["text"], std::string(904, 'x'));
 }
 
+/// Every stimulus port writes numbers, again and again.
+Bytes ManyPorts(int rounds) {
+    Bytes capture;
+    for (int i = 0; i < rounds; ++i) {
+        for (unsigned port = 0; port < 256; ++port) {
+            if (port % 32 == 0) capture.push_back(static_cast<uint8_t>(0x08 | port / 32 << 4));
+            capture.insert(capture.end(), {static_cast<uint8_t>(port % 32 << 3 | 2), static_cast<uint8_t>(i),
+                                           static_cast<uint8_t>(0x80 + port % 64)});
+        }
+    }
+    return capture;
+}
+
+TEST(Window, OfVeryManyRowsHasFewerColumns) {
+    const auto feed = FeedOf(ManyPorts(100));
+    const Json overview = Json::parse(feed->Overview());
+    ASSERT_EQ(overview["tracks"].size(), 257U);
+    WindowQuestion question{overview["axis"]["begin"], overview["axis"]["end"], 4096, {}, true};
+    EXPECT_EQ(Read(feed->Window(question)).header["pixels"], 400000 / 258);
+    question.tracks = {"port:7"};
+    EXPECT_EQ(Read(feed->Window(question)).header["pixels"], 4096);
+}
+
+TEST(LiveRecording, AFeedIsNewerThanAllThatWereMadeBeforeIt) {
+    const Bytes capture = Lines({"first"});
+    const auto old = FeedOf(capture);
+    RecordingFeed next({}, std::make_shared<MemoryBytes>(capture));
+    EXPECT_GT(next.Now().revision, old->Now().revision);
+}
+
 TEST(LiveRecording, ShowsWhatHasCome) {
     RecordingSettings settings;
     settings.live = true;

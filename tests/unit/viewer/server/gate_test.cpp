@@ -42,6 +42,13 @@ TEST_F(GateTest, OtherHostsDoNotPassEvenWithTheToken) {
     }
 }
 
+TEST_F(GateTest, TheUsualPortIsLeftOutAsBrowsersDo) {
+    const Gate usual{token, 80};
+    EXPECT_EQ(usual.WhyNot(Asked("127.0.0.1"), token), "");
+    EXPECT_EQ(usual.WhyNot(Asked("localhost", "http://localhost"), token), "");
+    EXPECT_EQ(usual.WhyNot(Asked("evil.example"), token), "this is not the host that was asked for");
+}
+
 TEST_F(GateTest, PagesOfOtherOriginsDoNotPassEvenWithTheToken) {
     for (const char* const origin :
          {"null", "http://evil.example", "https://127.0.0.1:4711", "http://127.0.0.1:4712",
