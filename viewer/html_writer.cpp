@@ -45,8 +45,10 @@ class Embedding {
             KeepFirst(ledger["entries"], ledger["entries"].size() / 2);
         }
         Spend(TextOf(ledger).size());
-        AddExactWindows(ledger);
-        AddFinerColumns();
+        if (Packets() > kEventsOfAWindow * 8 || !AddWindow(axis, false)) {
+            AddExactWindows(ledger);
+            AddFinerColumns();
+        }
         return {{"overview", overview},
                 {"windows", windows},
                 {"text", text},
@@ -87,7 +89,6 @@ class Embedding {
     }
 
     void AddExactWindows(const Json& ledger) {
-        if (Packets() <= kEventsOfAWindow * 8 && AddWindow(axis, false)) return;
         const double width = (axis.to - axis.from) * std::min(1.0, kEventsOfAWindow / Packets());
         std::vector<Stretch> wanted;
         const auto want = [&](double from) {

@@ -62,6 +62,13 @@ TEST(EmbeddedRecording, HoldsWhatThePageAsksFor) {
     EXPECT_GE(exact, 1);
 }
 
+TEST(EmbeddedRecording, OfASmallRecordingIsAllAndNoMore) {
+    const auto feed = FeedOf(Swo::FirmwareStream(2, 500, true).bytes);
+    const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, 1000000)));
+    ASSERT_EQ(data["windows"].size(), 2U);
+    EXPECT_EQ(Read(Decoded(data["windows"][1])).header["exact"], true);
+}
+
 TEST(EmbeddedRecording, FitsIntoItsBudget) {
     const auto feed = FeedOf(Swo::FirmwareStream(2, 60000, true).bytes);
     size_t windows = 0;
