@@ -13,7 +13,7 @@ using Change = Swo::ExceptionTimeline::Change;
 
 namespace {
 
-constexpr std::size_t kLongestName = 150;
+constexpr std::size_t kLongestSignalName = 150;
 
 unsigned BitsOf(PortType type) { return Swo::PortTypeSize(type) * 8U; }
 
@@ -44,7 +44,7 @@ void VcdWriter::DeclareSignals() {
         if (!signals.exceptions[number]) continue;
         declared.push_back(static_cast<uint16_t>(number));
         dump.Declare("wire", 1, kFirstException + number,
-                     names->Exception(number).substr(0, kLongestName) + "_" + std::to_string(number));
+                     names->Exception(number).substr(0, kLongestSignalName) + "_" + std::to_string(number));
     }
     dump.EndScope();
     DeclarePorts();

@@ -13,12 +13,12 @@ namespace {
 
 /// At most one byte more than can be taken, which is refused by its size.
 std::vector<uint8_t> ReadWhole(const std::string& file) {
-    constexpr std::size_t kPiece = 1 << 20;
+    constexpr std::size_t kReadAtOnce = 1 << 20;
     FileSource source(file);
     std::vector<uint8_t> bytes;
     for (;;) {
         const std::size_t done = bytes.size();
-        bytes.resize(std::min(done + kPiece, Symbols::ElfFile::kLargestFile + 1));
+        bytes.resize(std::min(done + kReadAtOnce, Symbols::ElfFile::kLargestFile + 1));
         const std::size_t count = source.Read(std::span(bytes).subspan(done));
         bytes.resize(done + count);
         if (count == 0) return bytes;

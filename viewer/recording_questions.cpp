@@ -68,12 +68,12 @@ std::vector<ProfileRow> RowsOf(const Swo::PcHistogram& samples, const Symbols::E
 
 uint32_t RecordingQuestions::MostColumns(const std::bitset<Swo::kTracks>& rows) const {
     constexpr size_t kMostCells = 400000;
-    constexpr size_t kFewestColumns = 64;
+    constexpr size_t kColumnsAtLeast = 64;
     size_t shown = 1;
     for (size_t row = 0; row < rows.size(); ++row) {
         if (rows[row] && index.PacketsOf(Swo::TrackAt(row)) > 0) ++shown;
     }
-    return static_cast<uint32_t>(std::max(kMostCells / shown, kFewestColumns));
+    return static_cast<uint32_t>(std::max(kMostCells / shown, kColumnsAtLeast));
 }
 
 std::string RecordingQuestions::Window(const WindowQuestion& question, Hold& hold) const {

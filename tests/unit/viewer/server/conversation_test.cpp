@@ -186,7 +186,7 @@ TEST_F(ConversationTest, StreamsAreBounded) {
 
 TEST_F(ConversationTest, FarEndThatTakesNoMoreEndsTheConversation) {
     for (const char* const target : {"/api/overview?token=secret", "/api/events?token=secret"}) {
-        for (const std::size_t room : {0, 100, 600}) {
+        for (const std::size_t room : {0U, 100U, 600U}) {
             const std::string asked = "GET " + std::string(target) + kHost + "\r\n";
             MemoryChannel channel(asked + asked + asked);
             channel.room = room;
