@@ -67,10 +67,13 @@ TEST_P(RecordingIndexes, TellEveryPacketWithItsTime) {
         std::vector<double> addresses;
         for (size_t i = 0; i < all.packets.size(); ++i) {
             const double time = axis.At(all.standings[i].Position(recording.index.Timed()));
-            const bool sample = all.packets[i].kind == PacketKind::PcSample;
+            const PacketKind kind = all.packets[i].kind;
+            const bool asleep = kind == PacketKind::PcSleep;
+            const bool prohibited = kind == PacketKind::PcProhibited;
+            const bool sample = kind == PacketKind::PcSample || asleep || prohibited;
             if (!sample || time < stretch.from || time >= stretch.to) continue;
             times.push_back(time);
-            addresses.push_back(all.packets[i].value);
+            addresses.push_back(asleep ? -1.0 : prohibited ? -2.0 : all.packets[i].value);
         }
         if (!answer.exact) continue;
         if (times.empty()) {
