@@ -54,9 +54,10 @@ void RequireClock(const PacketFilter& filter, const Capture& capture) {
 }
 
 void KeepApart(const std::string& input, const std::string& output, bool replace) {
-    if (input == "-") return;
-    const FileSource readable(input);
     std::error_code failure;
+    // A pipe is opened once, by who reads it: its writer would see a reader that goes away.
+    if (input == "-" || std::filesystem::is_fifo(input, failure)) return;
+    const FileSource readable(input);
     if (!replace || output == "-" || !std::filesystem::equivalent(input, output, failure)) return;
     throw UsageError("\"" + output + "\" is the file that is read: give another name");
 }
