@@ -43,6 +43,7 @@ bool SerialPort::Read(void*, uint32_t, uint32_t& bytesRead) {
     return true;
 }
 void SerialPort::AwaitMore(uint32_t) {}
+void SerialPort::EndWaits() {}
 bool SerialPort::Close() {
     handle = kClosed;
     return true;

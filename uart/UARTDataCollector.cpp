@@ -78,7 +78,10 @@ void UARTDataCollector::Run() {
     finished = true;
 }
 
-void UARTDataCollector::Stop() { running = false; }
+void UARTDataCollector::Stop() {
+    running = false;
+    portHandle.EndWaits();
+}
 
 bool UARTDataCollector::IsFinished() const { return finished; }
 

@@ -79,9 +79,12 @@ class SerialPort {
     /// What a capture does between a read that brought `bytesRead` and the next. Windows: nothing, the
     /// capture polls. Linux: when little came it waits in the kernel, until there is more to read or the port
     /// is gone, and for 1 ms at most, so that a stop takes effect at once; on a port that has been silent for
-    /// a second, for 4 ms at most, which costs a third of the time. A wait that fails or that a signal ends
-    /// is simply over: the next read tells what is the matter.
+    /// some 50 ms, until EndWaits or for 100 ms at most, which costs next to nothing. A wait that fails or
+    /// that a signal ends is simply over: the next read tells what is the matter.
     void AwaitMore(uint32_t bytesRead);
+    /// Ends a wait that is going on; from then on, until the port is opened again, none is long. From any
+    /// thread, while the port is open.
+    void EndWaits();
     /// Closes. The object counts as closed whatever the platform answered. On Linux the line gets back the
     /// settings that it was found with, where the owner has not restored them.
     bool Close();
@@ -95,6 +98,7 @@ class SerialPort {
     // Used on Linux alone.
     std::optional<LineState> foundState;        ///< the first state that was read
     [[maybe_unused]] bool changed = false;      ///< whether the line's settings differ from it now
+    [[maybe_unused]] int waker = -1;            ///< event that ends long waits; -1: there are none
     [[maybe_unused]] uint32_t silentWaits = 0;  ///< in vain, since the last byte; counted up to a limit
 };
 

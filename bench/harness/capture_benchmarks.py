@@ -25,7 +25,7 @@ def native(context):
 def paced(context):
     readers = {"collector": capture.Collector, "bare loop": capture.Bare, "cat": capture.Cat, "dd bs=4096": capture.Dd,
                "dd bs=100": capture.SmallDd}
-    rate, seconds = (200_000, 0.3) if context.smoke else (1_200_000, 3)
+    rate, seconds = (200_000, 0.3) if context.smoke else (1_200_000, 6)
     rounds = capture.compare(context, readers, context.rounds,
                              lambda reader: capture.measure_paced(context, reader, rate, seconds))
     what = f"capture at {rate / 1e6:g} MB/s"

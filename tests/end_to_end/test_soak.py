@@ -3,7 +3,7 @@ and the number of samples and reads data all the time.
 
 Everything is checked that the host reads, and the whole capture at the end. The resources of the host's process are
 looked at every second and must not grow; a summary is printed. SOAK_REPORT names a file for a hundred or two of these
-looks (JSON).
+looks (JSON). SOAK_BUSY (0) processes that only need a processor run beside; SOAK_POLLS asks at most so often a second.
 """
 import json
 import os
@@ -17,6 +17,8 @@ from real_time import Skip, expect_in_time, in_real_time
 
 SECONDS = int(os.environ.get("SOAK_SECONDS", "60"))
 REPORT = os.environ.get("SOAK_REPORT")
+BUSY = int(os.environ.get("SOAK_BUSY", "0"))
+POLLS = int(os.environ.get("SOAK_POLLS", "0"))  # a second at most; 0: as often as they are answered
 BYTES_PER_SECOND = 1_200_000
 SIZE = SECONDS * BYTES_PER_SECOND
 SAMPLE = 8
@@ -92,9 +94,13 @@ class Soak(HostTest):
             self.skipTest(str(reason))
 
     def play_once(self):
+        competitors = [subprocess.Popen(["sh", "-c", "while :; do :; done"]) for _ in range(BUSY)]
         try:
             self.play()
         finally:
+            for competitor in competitors:
+                competitor.kill()
+                competitor.wait()
             while self.started:
                 self.started.pop().end()
 
@@ -109,6 +115,8 @@ class Soak(HostTest):
                 if time.monotonic() - started >= second:
                     seen.append({"second": second, **resources(host.host_process())})
                     second += 1
+                if POLLS:
+                    time.sleep(1 / POLLS)
         except AssertionError:
             self.expect_whole(host, source)  # after a loss, other bytes than expected are read
             raise
@@ -124,7 +132,8 @@ class Soak(HostTest):
         if REPORT:
             with open(REPORT, "w") as out:
                 json.dump({"cpus": os.cpu_count(), "kernel": platform.release(),
-                           "date": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime()), "bytes": SIZE, "seconds": round(took, 1), "polls": polls, "source": report,
+                           "date": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime()), "bytes": SIZE, "seconds": round(took, 1),
+                           "busy_beside": BUSY, "polls": polls, "source": report,
                            "resources": seen[::max(1, len(seen) // 120)]}, out, indent=1)
         self.assertEqual(len({(entry["handles"], entry["threads"]) for entry in steady}), 1, steady)
         self.assertLessEqual(memory[1], memory[0] + MOST_GROWTH)

@@ -271,6 +271,7 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 }
 
 void SerialPort::AwaitMore(uint32_t) {}
+void SerialPort::EndWaits() {}
 
 bool SerialPort::Close() {
     const auto index = static_cast<std::size_t>(handle);

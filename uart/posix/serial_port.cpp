@@ -4,6 +4,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -182,8 +183,8 @@ bool Claim(int port) {
 }
 
 constexpr int kWait = 1;             // ms
-constexpr int kWaitInSilence = 4;    // ms
-constexpr uint32_t kSilence = 1000;  // waits in vain, one after another
+constexpr int kWaitInSilence = 100;  // ms
+constexpr uint32_t kSilence = 50;    // waits in vain, one after another
 
 }  // namespace
 
@@ -202,6 +203,8 @@ bool SerialPort::Open(uint32_t portNumber) {
         port = -1;
     }
     handle = port;
+    waker = port >= 0 ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1;
+    silentWaits = 0;
     foundState.reset();
     changed = false;
     return port >= 0;
@@ -259,13 +262,23 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 }
 
 // After a read that brought much more is likely there already: asking first would only cost time. After one
-// that brought little, waiting before the next read saves that read.
+// that brought little, waiting before the next read saves that read. Where bytes come one after another the
+// event is left out of the wait, which would cost more with it.
 void SerialPort::AwaitMore(uint32_t bytesRead) {
     if (bytesRead != 0) silentWaits = 0;
     if (bytesRead >= kCaptureReadSize / 2) return;
-    pollfd port = {Native(handle), POLLIN, 0};
-    const bool silent = silentWaits >= kSilence;
-    if (::poll(&port, 1, silent ? kWaitInSilence : kWait) == 0 && !silent) ++silentWaits;
+    pollfd awaited[] = {{Native(handle), POLLIN, 0}, {waker, POLLIN, 0}};
+    if (waker >= 0 && silentWaits >= kSilence) {
+        ::poll(awaited, 2, kWaitInSilence);
+    } else if (::poll(awaited, 1, kWait) == 0 && silentWaits < kSilence) {
+        ++silentWaits;
+    }
+}
+
+// The event stays set, so that a wait that begins just now ends, too.
+void SerialPort::EndWaits() {
+    const eventfd_t once = 1;
+    if (waker >= 0) Uninterrupted([&] { return ::write(waker, &once, sizeof once); });
 }
 
 // A device keeps break, settings and exclusive mode until it is told otherwise, also when the port is closed.
@@ -279,6 +292,8 @@ bool SerialPort::Close() {
     }
     Control(handle, TIOCNXCL, 0);
     handle = kClosed;
+    if (waker >= 0) ::close(waker);
+    waker = -1;
     return ::close(port) == 0;
 }
 

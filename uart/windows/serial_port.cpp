@@ -107,6 +107,7 @@ bool SerialPort::Read(void* buffer, uint32_t size, uint32_t& bytesRead) {
 }
 
 void SerialPort::AwaitMore(uint32_t) {}
+void SerialPort::EndWaits() {}
 
 bool SerialPort::Close() {
     const HANDLE port = Native(handle);

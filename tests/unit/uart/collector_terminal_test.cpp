@@ -4,9 +4,12 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <thread>
 
 #include "host_api/cPelkitError.h"
 #include "simulator/pelkit/error_reading.h"
@@ -117,6 +120,29 @@ TEST_F(CollectorOnATerminal, CapturesEveryByteAsItWasSent) {
     collector->Stop();
     AwaitEnd();
     EXPECT_EQ(LogHome::ReadFile(file), bytes);
+}
+
+// Long enough for the long waits, which a stop and a byte end at once.
+TEST_F(CollectorOnATerminal, SilentPortIsHeardAndStoppedAtOnce) {
+    constexpr auto kSilence = std::chrono::milliseconds(300);
+    constexpr auto kAtOnce = std::chrono::milliseconds(40);
+    using Clock = std::chrono::steady_clock;
+    auto fastest = Clock::duration::max();
+    for (int i = 0; i < 10 && fastest > kAtOnce; ++i) {  // a busy machine may take a while
+        Make();
+        Start();
+        std::this_thread::sleep_for(kSilence);
+        ASSERT_TRUE(terminal.Send("heard"));
+        AwaitSize(5);
+        std::this_thread::sleep_for(kSilence);
+        const Clock::time_point stopped = Clock::now();
+        collector->Stop();
+        while (!collector->IsFinished()) KORR_PLIM::uThread::Yield();
+        fastest = std::min(fastest, Clock::now() - stopped);
+        thread.reset();
+        collector.reset();
+    }
+    EXPECT_LT(fastest, kAtOnce);
 }
 
 TEST_F(CollectorOnATerminal, CapturesARecordedStreamAsItWasSent) {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -157,15 +158,16 @@ TEST_F(PosixBodies, CaptureWaitsAMillisecondAtMostAndOnlyWhereLittleCame) {
     EXPECT_EQ(system.calls, Calls(2, "poll 5 for " + std::to_string(POLLIN) + " within 1"));
 }
 
-TEST_F(PosixBodies, CaptureWaitsFourMillisecondsAtMostOnceAThousandWaitsWereInVain) {
+TEST_F(PosixBodies, CaptureWaitsForTheStopAsWellOnceFiftyWaitsWereInVain) {
     const std::string shortWait = "poll 5 for " + std::to_string(POLLIN) + " within 1";
-    const std::string longWait = "poll 5 for " + std::to_string(POLLIN) + " within 4";
+    const std::string longWait = "poll 5 and 9 for " + std::to_string(POLLIN) + " within 100";
+    system.event = 9;
     system.answers = {{5, 0}};
     ASSERT_TRUE(port.Open(3));
     system.calls.clear();
-    system.answers.assign(1000, {0, 0});
-    for (int i = 0; i < 1000; ++i) port.AwaitMore(0);
-    EXPECT_EQ(system.calls, Calls(1000, shortWait));
+    system.answers.assign(50, {0, 0});
+    for (int i = 0; i < 50; ++i) port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(50, shortWait));
     system.calls.clear();
     port.AwaitMore(0);
     port.AwaitMore(0);
@@ -174,6 +176,37 @@ TEST_F(PosixBodies, CaptureWaitsFourMillisecondsAtMostOnceAThousandWaitsWereInVa
     port.AwaitMore(1);
     port.AwaitMore(0);
     EXPECT_EQ(system.calls, Calls(2, shortWait)) << "it speaks again";
+}
+
+TEST_F(PosixBodies, WaitsStayShortWhereNoEventCouldBeMade) {
+    system.answers = {{5, 0}};
+    ASSERT_TRUE(port.Open(3));
+    system.calls.clear();
+    for (int i = 0; i < 200; ++i) port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(200, "poll 5 for " + std::to_string(POLLIN) + " within 1"));
+    system.calls.clear();
+    port.EndWaits();
+    EXPECT_EQ(system.calls, Calls{});
+}
+
+TEST_F(PosixBodies, WaitsAreEndedByAnEventThatIsClosedWithThePort) {
+    system.event = 9;
+    system.answers = {{5, 0}};
+    ASSERT_TRUE(port.Open(3));
+    system.calls.clear();
+    system.answers = {{-1, EINTR}, {8, 0}};
+    port.EndWaits();
+    const uint64_t once = 1;
+    const std::string set = "write " + std::string(reinterpret_cast<const char*>(&once), sizeof once);
+    EXPECT_EQ(system.calls, Calls(2, set));
+    system.calls.clear();
+    system.answers = {{0, 0}, {0, 0}, {-1, EBADF}, {-1, EIO}};
+    EXPECT_FALSE(port.Close());
+    EXPECT_EQ(SerialPort::LastError(), static_cast<uint32_t>(EIO)) << "the port's own failure";
+    EXPECT_EQ(system.calls, (Calls{Ioctl(TIOCCBRK), Ioctl(TIOCNXCL), "close 9", "close 5"}));
+    system.calls.clear();
+    port.EndWaits();
+    EXPECT_EQ(system.calls, Calls{});
 }
 
 TEST_F(PosixBodies, WaitThatASignalEndsOrThatFailsIsOver) {

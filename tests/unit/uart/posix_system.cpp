@@ -20,6 +20,7 @@ ssize_t __real_write(int file, const void* data, size_t size);
 int __real_close(int file);
 int __real_ioctl(int file, unsigned long request, ...);
 int __real_poll(pollfd* files, nfds_t count, int timeout);
+int __real_eventfd(unsigned count, int flags);
 int __real_fcntl(int file, int command, ...);
 int __real_flock(int file, int operation);
 int __real_ftruncate(int file, off_t size);
@@ -75,10 +76,14 @@ int __wrap_ftruncate(int file, off_t size) {
 }
 int __wrap_poll(pollfd* files, nfds_t count, int timeout) {
     if (replaced == nullptr) return __real_poll(files, count, timeout);
-    return static_cast<int>(replaced->Next("poll " + std::to_string(files->fd) + " for " +
-                                               std::to_string(files->events) + " within " +
-                                               std::to_string(timeout),
-                                           0));
+    std::string awaited = std::to_string(files->fd);
+    for (nfds_t i = 1; i < count; ++i) awaited += " and " + std::to_string(files[i].fd);
+    return static_cast<int>(replaced->Next(
+        "poll " + awaited + " for " + std::to_string(files->events) + " within " + std::to_string(timeout),
+        0));
+}
+int __wrap_eventfd(unsigned count, int flags) {
+    return replaced == nullptr ? __real_eventfd(count, flags) : replaced->event;
 }
 int __wrap_fcntl(int file, int command, ...) {
     std::va_list rest;
