@@ -1,13 +1,19 @@
-// Any bytes as what a program says to the page's server, through HTTP: every answer is a whole one with a
-// documented status and all headers, the same however the bytes are cut; and nothing is answered without the
-// token, which stands in the input as "TOKEN". The first byte chooses the cuts.
+// Any bytes as what a program says to the page's server, through HTTP: every request gets one whole answer
+// with a documented status, all headers and the body that it should have, the same however the bytes are cut;
+// and nothing is answered without the token, which stands in the input as "TOKEN". The first byte chooses the
+// cuts.
+#include <algorithm>
+#include <cctype>
+#include <optional>
 #include <set>
+#include <sstream>
 #include <vector>
 
 #include "fuzz/targets.h"
 #include "tests/fakes/memory_channel.h"
 #include "tests/fakes/scripted_feed.h"
 #include "viewer/server/conversation.h"
+#include "viewer/server/routes.h"
 
 namespace fuzz {
 namespace {
@@ -18,6 +24,7 @@ constexpr std::string_view kPage =
     "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'\"><p>";
 constexpr std::string_view kToken = "0123456789abcdef0123456789abcdef";
 constexpr std::string_view kPlace = "TOKEN";
+constexpr std::string_view kHeadEnd = "\r\n\r\n";
 
 struct Said {
     std::string answers;
@@ -43,41 +50,140 @@ std::string HeaderOf(std::string_view head, std::string_view name) {
     return std::string(head.substr(begin, head.find("\r\n", begin) - begin));
 }
 
-/// Takes a body of chunks away.
-void TakeChunks(std::string_view& rest) {
-    while (true) {
-        const std::size_t end = rest.find("\r\n");
-        if (end == std::string_view::npos) return Require(rest.empty(), "a chunk's size");
-        const std::size_t size = std::strtoul(std::string(rest.substr(0, end)).c_str(), nullptr, 16);
-        Require(rest.size() >= end + 2 + size + 2, "a whole chunk");
-        rest.remove_prefix(end + 2 + size + 2);
+/// What was said, request by request: the head of each, without the empty line behind it.
+std::vector<std::string_view> HeadsIn(std::string_view text) {
+    std::vector<std::string_view> heads;
+    for (std::size_t end = text.find(kHeadEnd); end != std::string_view::npos; end = text.find(kHeadEnd)) {
+        heads.push_back(text.substr(0, end));
+        text.remove_prefix(end + kHeadEnd.size());
     }
+    heads.push_back(text);  // one that never came to its end; it may still be refused
+    return heads;
 }
 
-/// Takes an answer away. \return its status
-int TakeAnswer(std::string_view& rest) {
-    static const std::set<int> documented{200, 400, 403, 404, 405, 408, 414, 431, 503};
-    const std::size_t end = rest.find("\r\n\r\n");
-    Require(rest.starts_with("HTTP/1.1 ") && end != std::string_view::npos, "an answer's head");
-    const std::string_view head = rest.substr(0, end + 2);
-    const int status = std::atoi(std::string(rest.substr(9, 3)).c_str());
-    Require(documented.count(status) == 1, "status " + std::to_string(status));
-    Require(HeaderOf(head, "X-Content-Type-Options") == "nosniff", "nosniff");
-    Require(HeaderOf(head, "Cache-Control") == "no-store", "no-store");
-    Require(HeaderOf(head, "Content-Security-Policy").starts_with("default-src 'none'"), "the policy");
-    Require(HeaderOf(head, "Access-Control-Allow-Origin").empty(), "no other origins");
-    rest.remove_prefix(end + 4);
-    const bool bodiless = rest.empty() || rest.starts_with("HTTP/1.1 ");
-    if (bodiless) return status;
-    if (HeaderOf(head, "Transfer-Encoding") == "chunked") {
-        TakeChunks(rest);
+/// Takes a number of so many hexadecimal digits away. Absent: they are not there
+std::optional<unsigned> TakeHex(std::string_view& text, std::size_t digits) {
+    if (text.size() < digits) return std::nullopt;
+    unsigned number = 0;
+    for (const char letter : text.substr(0, digits)) {
+        if (std::isxdigit(static_cast<unsigned char>(letter)) == 0) return std::nullopt;
+        number = number * 16 + static_cast<unsigned>(std::stoi(std::string(1, letter), nullptr, 16));
+    }
+    text.remove_prefix(digits);
+    return number;
+}
+
+/// A text of a request's target without its escapes: %41 and %u0041 are "A". Others than ASCII become "?".
+std::string Decoded(std::string_view text) {
+    std::string decoded;
+    while (!text.empty()) {
+        std::string_view rest = text.substr(1);
+        const bool wide = rest.starts_with('u');
+        if (wide) rest.remove_prefix(1);
+        const auto code = text.front() == '%' ? TakeHex(rest, wide ? 4 : 2) : std::nullopt;
+        decoded += !code ? text.front() : *code < 0x80 ? static_cast<char>(*code) : '?';
+        text = code ? rest : text.substr(1);
+    }
+    return decoded;
+}
+
+/// Whether one of the parameters in a request's line is the token.
+bool HasToken(std::string_view head) {
+    std::string_view line = head.substr(0, head.find("\r\n"));
+    const std::size_t query = line.find('?');
+    if (query == std::string_view::npos) return false;
+    for (line.remove_prefix(query + 1); !line.empty();) {
+        const std::size_t end = std::min(line.find_first_of("& "), line.size());
+        const std::string_view parameter = line.substr(0, end);
+        const std::size_t name = std::min(parameter.find('='), end);
+        const bool named = Decoded(parameter.substr(0, name)) == "token";
+        if (named && Decoded(parameter.substr(std::min(name + 1, end))) == kToken) return true;
+        line.remove_prefix(std::min(end + 1, line.size()));
+    }
+    return false;
+}
+
+/// Takes the body of a stream away: events, a chunk each, until the far end has gone.
+void TakeEvents(std::string_view& rest) {
+    const std::string event = EventOf({});
+    std::ostringstream chunk;
+    chunk << std::hex << event.size() << "\r\n" << event << "\r\n";
+    Require(rest.starts_with(chunk.str()), "an event");
+    rest.remove_prefix(chunk.str().size());
+    Require(rest.empty(), "a stream is the connection's last answer");
+}
+
+/// The answers of one connection, one after another.
+class Answers {
+  public:
+    explicit Answers(const Said& all) : rest(all.answers), asked(all.asked) {}
+
+    bool More() const { return !rest.empty(); }
+    bool Ended() const { return ended; }
+    /// Takes the answer to a request.
+    void Take(std::string_view request) {
+        Require(!ended, "no answer behind the last one");
+        const int status = TakeHead();
+        const bool head = request.starts_with("HEAD ");
+        if (HeaderOf(present, "Transfer-Encoding") == "chunked") {
+            Require(status == 200, "a stream that is refused");
+            ended = true;
+            if (!head) TakeEvents(rest);
+        } else {
+            TakeBody(status, head);
+        }
+        Require(status != 200 || HasToken(request), "the token");
+    }
+    void RequireAllAsked() const {
+        Require(asked.size() == answered, "an answer to every question of the feed");
+    }
+
+  private:
+    /// \return the status
+    int TakeHead() {
+        static const std::set<int> documented{200, 400, 403, 404, 405, 408, 414, 431, 503};
+        const std::size_t end = rest.find(kHeadEnd);
+        Require(rest.starts_with("HTTP/1.1 ") && end != std::string_view::npos, "an answer's head");
+        present = rest.substr(0, end + 2);
+        rest.remove_prefix(end + kHeadEnd.size());
+        const int status = std::atoi(std::string(present.substr(9, 3)).c_str());
+        Require(documented.count(status) == 1, "status " + std::to_string(status));
+        Require(HeaderOf(present, "X-Content-Type-Options") == "nosniff", "nosniff");
+        Require(HeaderOf(present, "Cache-Control") == "no-store", "no-store");
+        Require(HeaderOf(present, "Content-Security-Policy").starts_with("default-src 'none'"), "the policy");
+        Require(HeaderOf(present, "Access-Control-Allow-Origin").empty(), "no other origins");
+        ended = HeaderOf(present, "Connection") == "close";
         return status;
     }
-    const std::size_t size = std::strtoul(HeaderOf(head, "Content-Length").c_str(), nullptr, 10);
-    Require(size > 0 && size <= rest.size(), "the body's length");
-    rest.remove_prefix(size);
-    return status;
-}
+    /// A refusal's reason, the page, or what the feed has answered: its questions in their order.
+    void TakeBody(int status, bool head) {
+        const std::string length = HeaderOf(present, "Content-Length");
+        const std::size_t size = std::strtoul(length.c_str(), nullptr, 10);
+        Require(size > 0 && std::to_string(size) == length, "the body's length");
+        const std::string type = HeaderOf(present, "Content-Type");
+        const bool page = status == 200 && type.starts_with("text/html");
+        const std::string* const told =
+            status == 200 && !page && answered < asked.size() ? &asked[answered++] : nullptr;
+        Require(status != 200 || page || told != nullptr, "what the feed was asked");
+        const std::string_view expected = page              ? kPage
+                                          : told != nullptr ? std::string_view(*told)
+                                                            : std::string_view();
+        Require(status != 200 || size == expected.size(), "the length of what was asked for");
+        if (head) return;
+        Require(size <= rest.size(), "a whole body");
+        const std::string_view body = rest.substr(0, size);
+        rest.remove_prefix(size);
+        if (status == 200) return Require(body == expected, "the body that was asked for");
+        Require(type == "application/json" && body.starts_with("{\"error\":\"") && body.ends_with("\"}"),
+                "the reason of a refusal");
+    }
+
+    std::string_view rest;
+    const std::vector<std::string>& asked;
+    std::size_t answered = 0;  ///< of the questions
+    bool ended = false;
+    std::string_view present;  ///< the head
+};
 
 }  // namespace
 
@@ -85,20 +191,20 @@ void FuzzViewRequest(std::string_view input) {
     if (input.empty()) return;
     const std::size_t cut = static_cast<unsigned char>(input.front()) + std::size_t{1};
     std::string text(input.substr(1));
-    bool hasToken = text.find(kToken) != std::string::npos;
     for (std::size_t at = text.find(kPlace); at != std::string::npos;
          at = text.find(kPlace, at + kToken.size())) {
         text.replace(at, kPlace.size(), kToken);
-        hasToken = true;
     }
     const Said said = Say(text, cut);
     Require(said == Say(text, 1 << 20), "the same answers however the bytes are cut");
-    std::string_view rest = said.answers;
-    while (!rest.empty()) {
-        Require(TakeAnswer(rest) != 200 || hasToken || text.find('%') != std::string::npos, "the token");
+    Answers answers(said);
+    const std::vector<std::string_view> heads = HeadsIn(text);
+    for (auto head = heads.begin(); head != heads.end() && !answers.Ended(); ++head) {
+        const bool whole = head + 1 != heads.end();
+        if (whole || answers.More()) answers.Take(*head);
     }
-    Require(said.asked.empty() || hasToken || text.find('%') != std::string::npos,
-            "no question without the token");
+    Require(!answers.More(), "no answer without a request");
+    answers.RequireAllAsked();
 }
 
 }  // namespace fuzz

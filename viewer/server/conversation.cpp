@@ -21,6 +21,23 @@ constexpr auto kEventPause = std::chrono::milliseconds(100);
 constexpr auto kSilence = std::chrono::seconds(15);  // until a comment shows that the server is there
 constexpr const char* kNothing = "default-src 'none'; frame-ancestors 'none'";
 
+/// The parameters in the target of a request, in their order. The library's own list leaves out what is there
+/// twice, and what stands between two signs of equality.
+Parameters::List ParametersOf(std::string_view target) {
+    Parameters::List parameters;
+    for (std::size_t start = target.find('?'); start < target.size();) {
+        const std::size_t end = std::min(target.find('&', ++start), target.size());
+        const std::string_view parameter = target.substr(start, end - start);
+        start = end;
+        if (parameter.empty()) continue;
+        const std::size_t name = std::min(parameter.find('='), parameter.size());
+        const std::string_view value = parameter.substr(std::min(name + 1, parameter.size()));
+        parameters.emplace_back(httplib::detail::decode_url(std::string(parameter.substr(0, name)), true),
+                                httplib::detail::decode_url(std::string(value), true));
+    }
+    return parameters;
+}
+
 /// What the library reads a request from and writes its answer to.
 class Exchange : public httplib::Stream {
   public:
@@ -72,7 +89,8 @@ class Responder : private httplib::Server {
     bool Answer(const RequestHead& request) {
         head = &request;
         // A request that is refused is a plain one to the library. Headers are of no interest to it, but one.
-        const std::string line = request.refusal == 0 ? request.line : "GET / HTTP/1.1";
+        const std::string plain = request.isHead ? "HEAD / HTTP/1.1" : "GET / HTTP/1.1";
+        const std::string line = request.refusal == 0 ? request.line : plain;
         Exchange exchange(line + "\r\n" + (request.close ? "Connection: close\r\n" : "") + "\r\n", channel);
         bool closed = false;
         // An answer that is not whole, as a stream that was ended, is the connection's last.
@@ -101,14 +119,13 @@ class Responder : private httplib::Server {
 
     Viewer::Answer AnswerOf(const httplib::Request& request) {
         if (head->refusal != 0) return Refusal(head->refusal, head->why);
-        Parameters::List parameters;
+        Parameters::List parameters = ParametersOf(request.target);
+        const auto first = std::find_if(parameters.begin(), parameters.end(),
+                                        [](const auto& parameter) { return parameter.first == "token"; });
         std::string token;
-        for (const auto& [name, value] : request.params) {
-            if (name == "token" && token.empty()) {
-                token = value;
-            } else {
-                parameters.emplace_back(name, value);
-            }
+        if (first != parameters.end()) {
+            token = first->second;
+            parameters.erase(first);
         }
         const std::string_view why = site.gate.WhyNot(*head, token);
         if (!why.empty()) return Refusal(403, why);

@@ -123,11 +123,12 @@ RequestHead ReadHead(std::string_view text) {
 }  // namespace
 
 RequestHead RequestReader::Read() {
-    RequestHead failed;
-    if (!Fill(failed)) return failed;
-    const std::size_t size = pending.find(kHeadEnd) + kLineEnd.size();
-    const RequestHead head = ReadHead(std::string_view(pending).substr(0, size));
-    pending.erase(0, size + kLineEnd.size());
+    RequestHead head;
+    const bool whole = Fill(head);
+    const std::size_t size = whole ? pending.find(kHeadEnd) + kLineEnd.size() : 0;
+    if (whole) head = ReadHead(std::string_view(pending).substr(0, size));
+    head.isHead = pending.starts_with("HEAD ");
+    if (whole) pending.erase(0, size + kLineEnd.size());
     return head;
 }
 

@@ -14,8 +14,9 @@ struct RequestHead {
     std::string why;    ///< of a refusal
     std::string line;   ///< "GET /path?query HTTP/1.1", of visible ASCII characters
     std::string host;
-    std::string origin;  ///< empty: the header is not there
-    bool close = true;   ///< the connection ends with this request
+    std::string origin;   ///< empty: the header is not there
+    bool isHead = false;  ///< its method is HEAD, also of one that is refused: it is answered without a body
+    bool close = true;    ///< the connection ends with this request
 };
 
 /// Reads the heads of HTTP requests, within limits that hold whatever comes. There are GET and HEAD, and no

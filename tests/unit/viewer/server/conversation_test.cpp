@@ -73,6 +73,9 @@ TEST_F(ConversationTest, HeadIsAnAnswerWithoutItsBody) {
     const std::string stream = Say("HEAD /api/events?token=secret" + std::string(kHost) + "\r\n");
     EXPECT_EQ(StatusLine(stream), "HTTP/1.1 200 OK");
     EXPECT_EQ(Body(stream), "");
+    const std::string refused = Say("HEAD / HTTP/1.1\r\nContent-Length: 5\r\n\r\n");
+    EXPECT_EQ(StatusLine(refused), "HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(Body(refused), "");
     EXPECT_EQ(site.streams, 0);
 }
 
@@ -88,6 +91,22 @@ TEST_F(ConversationTest, ParametersAreDecoded) {
     Get("/api/find?port=0&line=0&text=a+b%26%c3%a4%00&token=%73ecret");
     ASSERT_EQ(feed.Asked().size(), 1U);
     EXPECT_EQ(feed.Asked()[0], std::string("find 0 a b&\xC3\xA4\0 0", 16));
+    Get("/api/find?port=0&&line=0&text=a=b=&token=secret&");
+    ASSERT_EQ(feed.Asked().size(), 2U);
+    EXPECT_EQ(feed.Asked()[1], "find 0 a=b= 0");
+}
+
+TEST_F(ConversationTest, ParametersThatAreThereTwiceAreRefusedAlsoWhenTheyAreTheSame) {
+    for (const char* const target : {"/api/ledger?token=secret&from=0&from=0&count=1",
+                                     "/api/ledger?token=secret&from=0&count=1&token=secret",
+                                     "/api/overview?token=secret&=x", "/?token=secret&x"}) {
+        EXPECT_EQ(StatusLine(Get(target)), "HTTP/1.1 400 Bad Request") << target;
+    }
+    for (const char* const target :
+         {"/?token=secret=", "/?token==secret", "/?=token=secret", "/?token%3Dsecret"}) {
+        EXPECT_EQ(StatusLine(Get(target)), "HTTP/1.1 403 Forbidden") << target;
+    }
+    EXPECT_EQ(feed.Asked(), std::vector<std::string>());
 }
 
 TEST_F(ConversationTest, NothingIsAnsweredWithoutTheToken) {
