@@ -1,6 +1,7 @@
 #include "tracehost/capture_bytes.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "tracehost/errors.h"
 #include "tracehost/file_access.h"
@@ -15,6 +16,8 @@ FileBytes::FileBytes(const std::string& file, uint64_t start) : name(file), begi
 }
 
 std::size_t FileBytes::ReadAt(uint64_t offset, std::span<uint8_t> buffer) const {
+    constexpr auto kFarthest = static_cast<uint64_t>(std::numeric_limits<std::streamoff>::max());
+    if (begin > kFarthest || offset > kFarthest - begin) return 0;
     const std::lock_guard<std::mutex> hold(mutex);
     stream.clear();
     stream.seekg(static_cast<std::streamoff>(begin + offset));

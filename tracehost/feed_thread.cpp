@@ -117,6 +117,10 @@ bool FeedThread::TakeMore(std::unique_lock<std::mutex>& lock) {
 /// The lock is given back.
 void FeedThread::Conclude(std::unique_lock<std::mutex>& lock) {
     const Change change = std::move(atEnd);
+    if (taken < atHand && problem.empty()) {
+        problem = "the capture cannot be read beyond " + std::to_string(taken) +
+                  " bytes: did it become shorter while it was read?";
+    }
     lock.unlock();
     if (!forecast) Forecast();
     feed->SetBytesAtHand(taken);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <thread>
+#include <utility>
 
 #include "source_utilities/visible_text.h"
 #include "tracehost/byte_source.h"
@@ -33,20 +34,20 @@ std::vector<Swo::Arrival> ArrivalsOf(const ArrivalLog& log) {
 
 }  // namespace
 
-LiveView::LiveView(const RecordRequest& wanted, const Recording& taken)
-    : recording(taken), left(wanted.bytes) {
+LiveView::LiveView(const RecordRequest& wanted, std::function<LivePart()> present)
+    : part(std::move(present)), browserWanted(!wanted.noBrowser), left(wanted.bytes) {
     Capture known{};
-    known.name = recording.File().Name();
+    known.name = part().name;
     known.scale.prescale = AskedLineOf(wanted).timestampPrescale.value_or(1);
     known.options.prescale = known.scale.prescale;
     known.options.counterPort = wanted.counterPort;
     settings = SettingsOf(known, {wanted.elf, wanted.portFormats});
     settings.live = true;
-    shown.Show(std::make_shared<Viewer::RecordingFeed>(settings, std::make_shared<KeptBytes>()));
+    before = std::make_shared<Viewer::RecordingFeed>(settings, std::make_shared<KeptBytes>());
+    shown.Show(before);
     server.emplace("--view", uint16_t{0}, shown);
     std::fprintf(stderr, "tracehost: the recording, as it is made: %s\n", server->Address().c_str());
     std::fflush(stderr);  // also where it is a file
-    if (!wanted.noBrowser) server->OpenBrowser();
 }
 
 void LiveView::Take(std::span<const uint8_t> taken) {
@@ -66,11 +67,13 @@ void LiveView::Take(std::span<const uint8_t> taken) {
 }
 
 void LiveView::BeginPart() {
-    const RecordingResult& result = recording.Result();
-    if (recording.Port()) settings.port = "COM" + std::to_string(*recording.Port());
-    if (result.traceClock > 0) settings.clockHz = result.traceClock;
-    if (result.bitRate > 0) settings.baud = result.bitRate;
-    bytes = std::make_shared<MovableBytes>(std::make_shared<FileBytes>(result.parts.back().captureFile, 0));
+    const LivePart present = part();
+    settings.name = std::filesystem::path(present.name).filename().string();
+    if (++parts > 1) settings.name += ", part " + std::to_string(parts);
+    if (present.port) settings.port = "COM" + std::to_string(*present.port);
+    if (present.clockHz > 0) settings.clockHz = present.clockHz;
+    if (present.bitRate > 0) settings.baud = present.bitRate;
+    bytes = std::make_shared<MovableBytes>(std::make_shared<FileBytes>(present.captureFile, 0));
     auto next = std::make_unique<FeedThread>(settings, bytes);
     shown.Show(next->Feed());
     feeder = std::move(next);
@@ -80,22 +83,23 @@ void LiveView::BeginPart() {
     arrivals = ArrivalLog();
 }
 
-void LiveView::EndPart(const RecordingResult& result, const RecordingSheet& sheet) noexcept {
-    if (broken || !inPart) return;
+void LiveView::EndPart(const RecordingSheet& sheet) noexcept {
+    if (broken) return;
     try {
-        Conclude(result, sheet);
+        if (inPart) Conclude(sheet);
+        if (parts == 0) before->Finish();  // nothing came at all
     } catch (const std::exception& failure) {
         GiveUp(failure.what());
     }
 }
 
 /// From now on the saved file is read: the next recording writes into the same capture file.
-void LiveView::Conclude(const RecordingResult& result, const RecordingSheet& sheet) {
+void LiveView::Conclude(const RecordingSheet& sheet) {
     inPart = false;
-    if (!recording.File().IsStream()) {
-        const std::string& file = result.parts.back().file;
-        const uint64_t offset = recording.File().Raw() ? 0 : LastCaptureIn(file);
-        bytes->MoveTo(std::make_shared<FileBytes>(file, offset));
+    const LivePart present = part();
+    if (!present.savedFile.empty()) {
+        const uint64_t offset = present.raw ? 0 : LastCaptureIn(present.savedFile);
+        bytes->MoveTo(std::make_shared<FileBytes>(present.savedFile, offset));
     }
     Capture known{};
     known.sheet = sheet;
@@ -106,6 +110,7 @@ void LiveView::Conclude(const RecordingResult& result, const RecordingSheet& she
 }
 
 void LiveView::Look() {
+    if (std::exchange(browserWanted, false)) server->OpenBrowser();
     server->TellBrowserProblem();
     if (broken || feeder == nullptr) return;
     const std::string problem = feeder->Problem();

@@ -44,6 +44,7 @@ class PageOfCapture {
   public:
     PageOfCapture(const Capture& capture, const ReportRequest& request)
         : piped(!std::filesystem::is_regular_file(request.capture.file)),
+          from(request.capture.file == "-" ? "on standard input" : "out of \"" + request.capture.file + "\""),
           kept(std::make_shared<KeptBytes>()) {
         std::shared_ptr<const Swo::CaptureBytes> bytes = kept;
         if (!piped) bytes = std::make_shared<FileBytes>(request.capture.file, capture.input->Offset());
@@ -66,12 +67,13 @@ class PageOfCapture {
     void Keep(std::span<const uint8_t> bytes) {
         taken += bytes.size();
         if (taken > kMostPiped) {
-            throw HostError("--html: more than 256 MiB came on standard input: save them to a file first");
+            throw HostError("--html: more than 256 MiB came " + from + ": save them to a file first");
         }
         kept->Append(bytes);
     }
 
     bool piped;
+    std::string from;    ///< where the bytes of a pipe came
     uint64_t taken = 0;  ///< bytes of a pipe
     std::shared_ptr<KeptBytes> kept;
     std::unique_ptr<Viewer::RecordingFeed> feed;

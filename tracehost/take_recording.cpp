@@ -17,6 +17,20 @@ namespace {
 
 constexpr auto kLastBytes = std::chrono::seconds(2);  // that clients may take for them
 
+LivePart PresentPart(const Recording& recording) {
+    LivePart present;
+    present.name = recording.File().Name();
+    present.raw = recording.File().Raw();
+    present.port = recording.Port();
+    const RecordingResult& result = recording.Result();
+    present.clockHz = result.traceClock;
+    present.bitRate = result.bitRate;
+    if (result.parts.empty()) return present;
+    present.captureFile = result.parts.back().captureFile;
+    if (!recording.File().IsStream()) present.savedFile = result.parts.back().file;
+    return present;
+}
+
 }  // namespace
 
 int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
@@ -33,7 +47,7 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     }
     std::optional<LiveView> view;
     if (request.view) {
-        view.emplace(request, recording);
+        view.emplace(request, [&recording] { return PresentPart(recording); });
         recording.Observe(*view);
     }
     recording.ShowBeside([&] {
@@ -44,7 +58,7 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     std::string sheetProblem;
     recording.AfterPart([&](const RecordingResult& result) {
         const RecordingSheet sheet = live.EndPart(result);
-        if (view) view->EndPart(result, sheet);
+        if (view) view->EndPart(sheet);
         if (recording.File().IsStream()) return;
         try {
             WriteSheetOf(recording.File().Name(), recording.File().Raw(), sheet);
