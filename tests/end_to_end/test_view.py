@@ -10,6 +10,7 @@ import time
 import unittest
 
 from hosting import LIMIT, ON_WINE, main, wait_for
+from recorder import Recorder
 from viewing import Answer, ViewTest
 
 SYNC = bytes(5) + b"\x80"
@@ -288,40 +289,48 @@ class Refused(Viewed):
         wait_for(streams_again, "a place for a stream")
 
     def test_slow_clients_are_sent_away(self):
-        """One that stops in its request, one that says a byte now and then, and one that says nothing."""
-        begin = time.monotonic()
-        ends = {}
+        """One that stops in its request, one that says a byte now and then, and two that say nothing: of those the one that
+        connects 3 seconds later is gone before the request's 10 seconds are over, the one that connects 7.5 seconds later
+        outlives them."""
+        ends = {}  # in their order
+        connections = {}
 
-        def read_to_end(name, connection):
+        def read_to_end(name, begin):
+            data = b""
             try:
-                data = b""
-                while piece := connection.recv(4096):
+                while piece := connections[name].recv(4096):
                     data += piece
             except ConnectionError:
                 pass
             ends[name] = (time.monotonic() - begin, Answer(data).status)
 
-        def dribble(connection):
+        def dribble():
             try:
                 while True:
-                    connection.sendall(b"x")
+                    connections["dribbling"].sendall(b"x")
                     time.sleep(0.5)
             except OSError:
                 pass
 
-        connections = {name: self.site.connect() for name in ("stopped", "dribbling", "silent")}
-        connections["stopped"].sendall(b"GET / HTTP/1.1\r\n")
-        readers = [threading.Thread(target=read_to_end, args=item) for item in connections.items()]
-        readers.append(threading.Thread(target=dribble, args=(connections["dribbling"],), daemon=True))
+        readers = []
+        started = time.monotonic()
+        for name, seconds in (("stopped", 0), ("dribbling", 0), ("silent", 3), ("silent later", 7.5)):
+            time.sleep(max(0, started + seconds - time.monotonic()))
+            connections[name] = self.site.connect()
+            readers.append(threading.Thread(target=read_to_end, args=(name, time.monotonic())))
+            readers[-1].start()
+            if name == "stopped":
+                connections[name].sendall(b"GET / HTTP/1.1\r\n")
+            elif name == "dribbling":
+                threading.Thread(target=dribble, daemon=True).start()
         for reader in readers:
-            reader.start()
-        for reader in readers[:3]:
             reader.join(LIMIT)
         self.assertEqual({name: status for name, (_, status) in ends.items()},
-                         {"stopped": 408, "dribbling": 408, "silent": None})
-        self.assertGreater(ends["stopped"][0], 9)
-        self.assertGreater(ends["silent"][0], 4)
-        self.assertLess(max(seconds for seconds, _ in ends.values()), 60)
+                         {"stopped": 408, "dribbling": 408, "silent": None, "silent later": None})
+        order = list(ends)
+        self.assertEqual((order[0], order[-1]), ("silent", "silent later"), ends)
+        self.assertGreater(min(ends["stopped"][0], ends["dribbling"][0]), 9)
+        self.assertGreater(min(ends["silent"][0], ends["silent later"][0]), 4)
         for connection in connections.values():
             connection.close()
         self.lives()
@@ -416,6 +425,113 @@ class Live(ViewTest):
         running.send_signal(signal.SIGINT)
         self.assertEqual(running.wait(LIMIT), 0, self.words())
         self.assertGreater(os.path.getsize(self.file("o.bin")), 2000)
+
+
+@unittest.skipIf(ON_WINE, "programs of this system")
+class Browser(ViewTest):
+    """When a recording opens the browser: a program that stands for it keeps what it is asked to open."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("xdg-open", f'#!/bin/sh\necho "$@" >>"{self.file("opened")}"\n')
+        os.chmod(self.file("xdg-open"), 0o755)
+        path = os.environ["PATH"]
+        self.addCleanup(os.environ.__setitem__, "PATH", path)
+        os.environ["PATH"] = self.folder + ":" + path
+        self.number, self.signal = self.source("--board", self.file("board.json"), "--pattern", "counter")
+
+    def words(self):
+        return ("record", "--port", str(self.number), "--clock", "1152000", "--prescaler", "9", "--fail-on", "never", "--quiet",
+                "--view", "--bytes", "2000")
+
+    def test_recording_that_runs_opens_it(self):
+        result = self.run_host(*self.words(), "--output", "o.bin")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        address = result.stderr.split("as it is made: ")[1].splitlines()[0]
+        self.assertEqual(self.read(self.file("opened")).decode(), address + "\n")
+
+    def test_recording_that_is_refused_opens_none_and_touches_no_target(self):
+        self.write("there.bin", "precious")
+        with socket.socket() as other:
+            other.bind(("127.0.0.1", 0))
+            other.listen()
+            taken = other.getsockname()[1]
+            for more, text in ((("--tcp", str(taken), "--output", "o.bin"),
+                                f"tracehost: --tcp: port {taken} of 127.0.0.1 cannot be taken: Address already in use\n"),
+                               (("--output", "there.bin"), 'tracehost: "there.bin" exists'),
+                               (("--output", "no/o.bin"), 'tracehost: "no/o.bin" ')):
+                with self.subTest(more):
+                    result = self.run_host(*self.words(), *more)
+                    self.assertEqual((result.returncode, result.stdout), (2, ""), result.stderr)
+                    self.assertIn(text, result.stderr)
+                    self.assertEqual(self.journal(), [])
+                    self.assertFalse(os.path.exists(self.file("opened")), result.stderr)
+        self.assertFalse(os.path.exists(self.file("o.bin")))
+        self.assertEqual(self.read(self.file("there.bin")), b"precious")
+
+    def test_port_that_cannot_be_opened_opens_none(self):
+        result = self.run_host("record", "--port", "77", "--clock", "1152000", "--prescaler", "9", "--view", "--output", "o.bin")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertFalse(os.path.exists(self.file("opened")), result.stderr)
+
+
+@unittest.skipIf(ON_WINE, "the far end of a terminal does not vanish there")
+class Reconnected(ViewTest, Recorder):
+    """A recording whose port goes away and comes back, under an open page."""
+
+    FIRST = SYNC + said("first\nand more..\n")  # whole samples of 8 bytes, as all captures are saved
+    SECOND = SYNC + said("second\nand more.\n")
+
+    def line(self, site):
+        """The first one."""
+        answer = site.get("/api/text", port=0, line=0, count=1)
+        rows = answer.json()["rows"] if answer.status == 200 else []
+        return rows[0]["text"] if rows else None
+
+    def events(self, connection):
+        """What an open page has been told until now."""
+        connection.settimeout(0.2)
+        with contextlib.suppress(TimeoutError):
+            while piece := connection.recv(65536):
+                self.told += piece
+        return [json.loads(line[6:]) for line in self.told.split(b"\n") if line.startswith(b"data: ") and line.endswith(b"}")]
+
+    def test_page_goes_on_and_shows_the_loss(self):
+        number, *ends = self.plug_in()
+        running, site = self.start("record", "--port", str(number), "--clock", "1152000", "--prescaler", "9", "--fail-on", "never",
+                                   "--view", "--no-browser", "--reconnect", "--quiet", "--output", "o.bin")
+        page = site.connect()
+        self.addCleanup(page.close)
+        page.sendall(f"GET /api/events?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
+        self.told = b""
+        wait_for(lambda: os.path.exists(self.capture()), "the capture file")
+        os.write(ends[0], self.FIRST)
+        wait_for(lambda: self.line(site) == "first", "the first line")
+        self.assertEqual((site.overview()["name"], site.overview()["live"]), ("o.bin", True))
+
+        os.unlink(self.links[number])
+        self.unplug(*ends)
+        ledger = wait_for(lambda: site.get("/api/ledger", **{"from": 0, "count": 10}).json()["entries"], "the loss")
+        self.assertEqual([(entry["kind"], entry["class"], entry["offset"]) for entry in ledger], [("port-lost", "host", len(self.FIRST))])
+        self.assertIsNone(running.poll())
+        self.assertEqual(self.line(site), "first", "what came is still shown")
+        before = wait_for(lambda: (told := self.events(page)) and not told[-1]["live"] and told[-1], "the end of the part")
+
+        _, *ends = self.plug_in()
+        wait_for(lambda: os.path.getsize(self.capture()) == 0, "the second capture")
+        os.write(ends[0], self.SECOND)
+        wait_for(lambda: self.line(site) == "second", "the second line")
+        overview = site.overview()
+        self.assertEqual((overview["name"], overview["live"], overview["lost"]["line"]), ("o-2.bin, part 2", True, 0))
+        after = wait_for(lambda: (told := self.events(page)) and told[-1]["live"] and told[-1], "the next part")
+        self.assertGreater(after["revision"], before["revision"])
+        revisions = [event["revision"] for event in self.events(page)]
+        self.assertEqual(revisions, sorted(revisions))
+        running.send_signal(signal.SIGINT)
+        self.assertEqual(running.wait(LIMIT), 3, self.words())
+        self.assertIn("tracehost: trace was lost while the port was away 1 time(s)", self.words())
+        self.assertEqual((self.read(self.file("o.bin")), self.read(self.file("o-2.bin"))),
+                         (self.FIRST, self.SECOND))
 
 
 if __name__ == "__main__":
