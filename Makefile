@@ -92,7 +92,7 @@ lint: packages-all ## format and static checks
 bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some 15 minutes)
 	@bench/run_benchmarks; $(end_wine)
 
-bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 20 minutes)
+bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 30 minutes)
 	@bench/run_loss_table --runs $(RUNS); $(end_wine)
 
 fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS at a time

@@ -1,6 +1,7 @@
 """What a benchmark found: figures, each with the goal that it has."""
 import operator
 
+WIDEST = 2  # largest round by the smallest
 GOALS = {"at least": operator.ge, "at most": operator.le}
 
 
@@ -25,18 +26,24 @@ def number(value):
     return f"{value:.3g}" if abs(value) < 1 and abs(value) < 0.995 else f"{value:.3f}"[:5].rstrip(".")
 
 
-def cell(entry):
-    """Median, and where it was measured more than once the smallest and largest; NO where a goal was missed."""
+def is_wide(entry):
+    """Whether its rounds differ so much that their median says little."""
+    return entry["min"] > 0 and entry["max"] > WIDEST * entry["min"]
+
+
+def cell(entry, missed=" NO", wide=" WIDE"):
+    """Median, and where it was measured more than once the smallest and largest; `missed` behind a missed goal, `wide`
+    behind rounds that differ by more than a factor of two."""
     if entry is None:
         return ""
     unit = f" {entry['unit']}" if entry["unit"] else ""
     spread = f" ({number(entry['min'])} to {number(entry['max'])})" if entry["rounds"] > 1 else ""
-    return number(entry["median"]) + unit + spread + ("" if entry.get("met", True) else " NO")
+    return (number(entry["median"]) + unit + spread + ("" if entry.get("met", True) else missed) +
+            (wide if is_wide(entry) else ""))
 
 
-def table(records):
-    """All figures of {benchmark: record} as text, columns aligned, a line for what is measured on both platforms; the
-    benchmarks' notes below."""
+def rows_of(records, **marks):
+    """The figures of {benchmark: record}, a row for what is measured on both platforms; `marks` as in cell."""
     lines = {}
     for record in records.values():
         for entry in record["figures"]:
@@ -44,7 +51,20 @@ def table(records):
     rows = [["what", "against", "goal", "native", "under Wine"]]
     for (what, against), found in lines.items():
         goal = next((entry["goal"] for entry in found.values() if "goal" in entry), "")
-        rows.append([what, against, goal, cell(found.get("native")), cell(found.get("wine"))])
+        rows.append([what, against, goal, cell(found.get("native"), **marks), cell(found.get("wine"), **marks)])
+    return rows
+
+
+def markdown(records):
+    """All figures as a table of Markdown."""
+    rows = rows_of(records, missed=" **missed**", wide=" (wide)")
+    rows.insert(1, ["---"] * len(rows[0]))
+    return "\n".join("| " + " | ".join(row) + " |" for row in rows)
+
+
+def table(records):
+    """All figures as text, columns aligned; the benchmarks' notes below."""
+    rows = rows_of(records)
     widths = [max(len(line[i]) for line in rows) for i in range(len(rows[0]))]
     rows.insert(1, ["-" * width for width in widths])
     text = ["  ".join(entry.ljust(width) for entry, width in zip(line, widths)).rstrip() for line in rows]
@@ -53,4 +73,5 @@ def table(records):
         if "note" in record:
             notes.setdefault(record["note"], []).append(name)
     notes = [f"{', '.join(names)}: {note}" for note, names in notes.items()]
-    return "\n".join([*text, "", "Median (smallest to largest of the rounds); NO: a goal that was missed.", *notes])
+    return "\n".join([*text, "", "Median (smallest to largest of the rounds); NO: a goal that was missed; WIDE: rounds that "
+                      "differ by more than a factor of two.", *notes])
