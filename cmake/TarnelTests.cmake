@@ -68,7 +68,7 @@ endfunction()
 # Most of the time that a test takes to compile goes into GoogleTest's headers and into optimising its macros: the
 # headers are compiled once, and the test code, unlike what it tests, is not optimised.
 if(NOT MSVC)
-    set(TARNEL_TEST_OPTIONS -O0 -g1)
+    set(TARNEL_TEST_OPTIONS -O0)
 endif()
 function(tarnel_add_test_headers)
     if(TARGET tarnel_test_headers)

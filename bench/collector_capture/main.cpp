@@ -98,7 +98,7 @@ End Capture(const Settings& settings, uint32_t& prescaler, double& seconds) {
     UARTDataCollector collector(settings.port, settings.clock, settings.autoPrescaler, prescaler,
                                 settings.output, false);
     BeginCounting();
-    KORR_PLIM::uThread thread(&collector);
+    KORR_PLIM::uThread thread(&collector, settings.priority);
     if (!thread.Start()) throw std::runtime_error("the capture thread could not be started");
     PrintLine({{"ready", true},
                {"prescaler", prescaler},
@@ -114,6 +114,7 @@ End Capture(const Settings& settings, uint32_t& prescaler, double& seconds) {
 int Run(const Settings& settings) {
     uint32_t prescaler = settings.prescaler;
     double seconds = 0;
+    if (settings.polling) Poll();
     if (settings.pauseAfter) StandStillAfter(*settings.pauseAfter, settings.pauseMilliseconds);
     End end = Capture(settings, prescaler, seconds);
     const ReadCounts counts = CountedReads();

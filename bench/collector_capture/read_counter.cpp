@@ -1,5 +1,6 @@
 #include "bench/collector_capture/read_counter.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -13,6 +14,9 @@ bool RealRead(SerialPort* port, void* buffer, uint32_t size,
               uint32_t& bytesRead) __asm__("__real_" SERIAL_PORT_READ);
 bool CountedRead(SerialPort* port, void* buffer, uint32_t size,
                  uint32_t& bytesRead) __asm__("__wrap_" SERIAL_PORT_READ);
+/// The same of SerialPort::AwaitMore.
+void RealAwaitMore(SerialPort* port, uint32_t bytesRead) __asm__("__real_" SERIAL_PORT_AWAIT_MORE);
+void AwaitMoreUnlessPolling(SerialPort* port, uint32_t bytesRead) __asm__("__wrap_" SERIAL_PORT_AWAIT_MORE);
 
 namespace {
 
@@ -25,6 +29,8 @@ std::atomic<Clock::rep> firstByte{0};
 std::atomic<Clock::rep> lastByte{0};
 uint64_t standStillAfter = UINT64_MAX;
 uint32_t standStillFor = 0;
+constexpr uint32_t kPollSize = 100;
+uint32_t mostAtOnce = UINT32_MAX;
 
 /// Only the reading thread writes.
 template <typename Number>
@@ -45,11 +51,15 @@ void CountBytes(uint32_t count) {
 }  // namespace
 
 bool CountedRead(SerialPort* port, void* buffer, uint32_t size, uint32_t& bytesRead) {
-    const bool success = RealRead(port, buffer, size, bytesRead);
+    const bool success = RealRead(port, buffer, std::min(size, mostAtOnce), bytesRead);
     Add<uint64_t>(reads, 1);
     if (success && bytesRead > 0) CountBytes(bytesRead);
     if (success && bytesRead == 0) Add<uint64_t>(emptyReads, 1);
     return success;
+}
+
+void AwaitMoreUnlessPolling(SerialPort* port, uint32_t bytesRead) {
+    if (mostAtOnce != kPollSize) RealAwaitMore(port, bytesRead);
 }
 
 void BeginCounting() {
@@ -69,3 +79,5 @@ void StandStillAfter(uint64_t count, uint32_t milliseconds) {
     standStillAfter = count;
     standStillFor = milliseconds;
 }
+
+void Poll() { mostAtOnce = kPollSize; }

@@ -33,6 +33,9 @@ void Declare(CLI::App& app, Settings& settings, std::string& prescaler, std::str
     auto* after =
         app.add_option("--pause-after", settings.pauseAfter, "The reader stands still after so many bytes,");
     app.add_option("--pause-ms", settings.pauseMilliseconds, "for so many milliseconds")->needs(after);
+    app.add_flag("--polling", settings.polling, "Reads at most 100 bytes at once and never waits");
+    app.add_option("--priority", settings.priority, "Priority of the capture's thread, -2 to 2 (0)")
+        ->check(CLI::Range(-2, 2));
 }
 
 void ReadPrescaler(const std::string& text, Settings& settings) {

@@ -16,6 +16,8 @@ struct Settings {
     bool verifyCounter = false;
     std::optional<uint64_t> pauseAfter;
     uint32_t pauseMilliseconds = 0;
+    bool polling = false;
+    int32_t priority = 0;  ///< of the capture's thread, as uThread takes it
 };
 
 /// Reads the command line; on wrong usage or --help prints what is to be said. \return nothing then, and the

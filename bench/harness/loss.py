@@ -14,8 +14,12 @@ PORT = 61
 PROBE_BUFFER = 65536
 RATES = {"0.2": 200_000, "1.2": 1_200_000, "3": 3_000_000, "6": 6_000_000}  # MB/s
 # What is measured of each platform, and up to where nothing may be lost.
-RATES_OF = {"native": ("0.2", "1.2", "3", "6"), "wine": ("0.2", "1.2", "3")}
-BUSY_OF = {"native": (0, 1, 2, 4), "wine": (0, 1, 2)}
+# polling: the native reader as it would be without its larger reads and waits; raised: with a higher priority.
+RATES_OF = {"native": ("0.2", "1.2", "3", "6"), "polling": ("1.2", "3", "6"), "raised": ("1.2", "3", "6"),
+            "wine": ("0.2", "1.2", "3")}
+BUSY_OF = {"native": (0, 1, 2, 4), "polling": (1, 2), "raised": (1, 2), "wine": (0, 1, 2)}
+READER_OPTIONS = {"polling": ["--polling"], "raised": ["--priority", "2"]}
+NAMES = {"native": "native", "polling": "native, polling", "raised": "native, raised priority", "wine": "under Wine"}
 GATES = {"native": (3_000_000, 2), "wine": (1_200_000, 1)}  # bytes/s, busy processes
 PLATFORMS = tuple(RATES_OF)
 MOST_LATE = 0.01  # of a run's time; a signal that came later than this was no test of the reader
@@ -29,7 +33,7 @@ def cells():
 
 def is_gate(cell):
     platform, rate, busy = cell.split(":")
-    fastest, busiest = GATES[platform]
+    fastest, busiest = GATES.get(platform, (0, 0))
     return RATES[rate] <= fastest and int(busy) <= busiest
 
 
@@ -45,18 +49,23 @@ class Busy:
             process.wait()
 
 
+def program_of(context, platform):
+    """The program that captures there."""
+    return context.windows("collector_capture.exe") if platform == "wine" else context.native("collector_capture")
+
+
 def recorder(context, platform, rate, output):
     """The collector, told to go on until nothing comes any more."""
     env, wine = dict(os.environ, USERPROFILE=context.work), None
-    command = [context.native("collector_capture")]
+    command = [program_of(context, platform)]
     if platform == "wine":
         wine = context.wine
         wine.plug(PORT, os.path.realpath(context.path("tty")))
         env, output = wine.env, wine.path(output)
-        command = wine.command(context.windows("collector_capture.exe"))
+        command = wine.command(program_of(context, platform))
     env[f"KORR_TRACE_COM{PORT}"] = context.path("tty")
     return Talker([*command, "--port", PORT, "--clock", rate * 10, "--prescaler", "0", "--output", output, "--pattern",
-                   "counter"], env, None if wine else context.log)
+                   "counter", *READER_OPTIONS.get(platform, [])], env, None if wine else context.log)
 
 
 def measure(context, cell, seconds):
@@ -163,7 +172,7 @@ class Table:
     def text(self):
         lines = ["runs with loss / runs, bytes lost of bytes sent (* may lose nothing; L: the signal came more than "
                  f"{MOST_LATE:.0%} late)",
-                 "platform  busy  " + "".join(f"{rate + ' MB/s':>28}" for rate in RATES)]
+                 "reader    busy  " + "".join(f"{rate + ' MB/s':>28}" for rate in RATES)]
         for platform in PLATFORMS:
             for busy in BUSY_OF[platform]:
                 shown = [self.cell_text(f"{platform}:{rate}:{busy}") for rate in RATES]
@@ -186,11 +195,10 @@ def markdown(folder):
     with open(os.path.join(folder, "loss.json")) as file:
         cells = json.load(file)["cells"]
     rows = [["", "busy processes beside", *(f"{rate} MB/s" for rate in RATES)], ["---"] * (2 + len(RATES))]
-    names = {"native": "native", "wine": "under Wine"}
     for platform in PLATFORMS:
         for busy in BUSY_OF[platform]:
             found = [cells.get(f"{platform}:{rate}:{busy}", []) for rate in RATES]
-            rows.append([names[platform], str(busy), *map(markdown_cell, found)])
+            rows.append([NAMES[platform], str(busy), *map(markdown_cell, found)])
     return "\n".join("| " + " | ".join(row) + " |" for row in rows)
 
 
