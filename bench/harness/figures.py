@@ -1,5 +1,7 @@
 """What a benchmark found: figures, each with the goal that it has."""
+import json
 import operator
+import os
 
 WIDEST = 2  # largest round by the smallest
 GOALS = {"at least": operator.ge, "at most": operator.le}
@@ -55,11 +57,29 @@ def rows_of(records, **marks):
     return rows
 
 
+def without_wide(record):
+    """Without the figures whose rounds differ too much, unless a goal goes with them."""
+    return {**record, "figures": [entry for entry in record["figures"] if "goal" in entry or not is_wide(entry)]}
+
+
 def markdown(records):
-    """All figures as a table of Markdown."""
+    """The figures as a table of Markdown. Of those whose rounds differ by more than a factor of two only the ones with a
+    goal."""
+    records = {name: without_wide(record) for name, record in records.items()}
     rows = rows_of(records, missed=" **missed**", wide=" (wide)")
     rows.insert(1, ["---"] * len(rows[0]))
     return "\n".join("| " + " | ".join(row) + " |" for row in rows)
+
+
+def kept(names, results):
+    """What earlier runs have left of these benchmarks in the folder `results`: {benchmark: record}."""
+    found = {}
+    for name in names:
+        path = os.path.join(results, name + ".json")
+        if os.path.exists(path):
+            with open(path) as file:
+                found[name] = json.load(file)
+    return found
 
 
 def table(records):

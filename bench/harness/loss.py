@@ -190,12 +190,13 @@ class Table:
                 (" L" if late else ""))
 
 
-def markdown(folder):
-    """The runs kept in `folder` as a table of Markdown."""
+def markdown(folder, platforms):
+    """The runs of these platforms that are kept in `folder`, as a table of Markdown."""
     with open(os.path.join(folder, "loss.json")) as file:
         cells = json.load(file)["cells"]
-    rows = [["", "busy processes beside", *(f"{rate} MB/s" for rate in RATES)], ["---"] * (2 + len(RATES))]
-    for platform in PLATFORMS:
+    rows = [["", "busy processes beside", *(f"{rate} MB/s" for rate in RATES)],
+            ["---"] * (2 + len(RATES))]
+    for platform in platforms:
         for busy in BUSY_OF[platform]:
             found = [cells.get(f"{platform}:{rate}:{busy}", []) for rate in RATES]
             rows.append([NAMES[platform], str(busy), *map(markdown_cell, found)])
