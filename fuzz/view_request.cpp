@@ -1,12 +1,13 @@
 // Any bytes as what a program says to the page's server, through HTTP: every request gets one whole answer
 // with a documented status, all headers and the body that it should have, the same however the bytes are cut;
-// and nothing is answered without the token, which stands in the input as "TOKEN". The first byte chooses the
-// cuts.
+// and nothing is answered without the token, which stands in the input as "TOKEN", but the way to the page,
+// once, for the ticket, "TICKET". The first byte chooses the cuts.
 #include <algorithm>
 #include <cctype>
 #include <optional>
 #include <set>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "fuzz/targets.h"
@@ -23,6 +24,7 @@ using namespace Korr::Plim::Trace::Viewer;
 constexpr std::string_view kPage =
     "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'\"><p>";
 constexpr std::string_view kToken = "0123456789abcdef0123456789abcdef";
+constexpr std::string_view kTicket = "TICKET";
 constexpr std::string_view kPlace = "TOKEN";
 constexpr std::string_view kHeadEnd = "\r\n\r\n";
 
@@ -35,7 +37,7 @@ struct Said {
 Said Say(const std::string& input, std::size_t cut) {
     fakes::ScriptedFeed feed;
     const Gate gate{std::string(kToken), 4711};
-    Site site{feed, kPage, gate};
+    Site site{feed, kPage, gate, std::string(kTicket)};
     fakes::MemoryChannel channel(input, cut);
     Converse(channel, site, false);
     Require(site.streams == 0, "streams that are left");
@@ -87,8 +89,8 @@ std::string Decoded(std::string_view text) {
     return decoded;
 }
 
-/// Whether one of the parameters in a request's line is the token.
-bool HasToken(std::string_view head) {
+/// Whether one of the parameters in a request's line is this one.
+bool HasParameter(std::string_view head, std::string_view wantedName, std::string_view wanted) {
     std::string_view line = head.substr(0, head.find("\r\n"));
     const std::size_t query = line.find('?');
     if (query == std::string_view::npos) return false;
@@ -96,8 +98,8 @@ bool HasToken(std::string_view head) {
         const std::size_t end = std::min(line.find_first_of("& "), line.size());
         const std::string_view parameter = line.substr(0, end);
         const std::size_t name = std::min(parameter.find('='), end);
-        const bool named = Decoded(parameter.substr(0, name)) == "token";
-        if (named && Decoded(parameter.substr(std::min(name + 1, end))) == kToken) return true;
+        const bool named = Decoded(parameter.substr(0, name)) == wantedName;
+        if (named && Decoded(parameter.substr(std::min(name + 1, end))) == wanted) return true;
         line.remove_prefix(std::min(end + 1, line.size()));
     }
     return false;
@@ -132,7 +134,11 @@ class Answers {
         } else {
             TakeBody(status, head);
         }
-        Require(status != 200 || HasToken(request), "the token");
+        Require(status != 200 || HasParameter(request, "token", kToken), "the token");
+        if (status != 303) return;
+        Require(request.starts_with("GET /open?") && HasParameter(request, "ticket", kTicket), "the ticket");
+        Require(!std::exchange(opened, true), "a ticket that is taken once");
+        Require(HeaderOf(present, "Location") == "/?token=" + std::string(kToken), "the page");
     }
     void RequireAllAsked() const {
         Require(asked.size() == answered, "an answer to every question of the feed");
@@ -141,7 +147,7 @@ class Answers {
   private:
     /// \return the status
     int TakeHead() {
-        static const std::set<int> documented{200, 400, 403, 404, 405, 408, 414, 431, 503};
+        static const std::set<int> documented{200, 303, 400, 403, 404, 405, 408, 414, 431, 503};
         const std::size_t end = rest.find(kHeadEnd);
         Require(rest.starts_with("HTTP/1.1 ") && end != std::string_view::npos, "an answer's head");
         present = rest.substr(0, end + 2);
@@ -174,6 +180,7 @@ class Answers {
         const std::string_view body = rest.substr(0, size);
         rest.remove_prefix(size);
         if (status == 200) return Require(body == expected, "the body that was asked for");
+        if (status == 303) return Require(body == "{}", "nothing more");
         Require(type == "application/json" && body.starts_with("{\"error\":\"") && body.ends_with("\"}"),
                 "the reason of a refusal");
     }
@@ -181,6 +188,7 @@ class Answers {
     std::string_view rest;
     const std::vector<std::string>& asked;
     std::size_t answered = 0;  ///< of the questions
+    bool opened = false;       ///< by the ticket
     bool ended = false;
     std::string_view present;  ///< the head
 };

@@ -1,14 +1,18 @@
 #include "tracehost/capture_export.h"
 
+#include <array>
 #include <cstdio>
 #include <filesystem>
 
 #include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
+#include "tracehost/human_numbers.h"
 #include "tracehost/loss_text.h"
 #include "tracehost/place_times.h"
 
 namespace Korr::Plim::Trace::Tracehost {
+
+using Swo::PacketKind;
 
 namespace {
 
@@ -21,15 +25,39 @@ class WantedPackets : public Swo::PacketReceiver {
         Swo::Packet moved = packet;
         moved.offset += base;
         if (!filter.IsInside(moved, time, scale)) return writer.Pass(moved);
-        if (filter.IsChosen(moved)) writer.OnPacket(moved, time);
+        ++inside;
+        if (!filter.IsChosen(moved)) return;
+        ++chosen[static_cast<std::size_t>(moved.kind)];
+        writer.OnPacket(moved, time);
     }
+    uint64_t Inside() const { return inside; }
+    uint64_t Chosen(Swo::PacketKind kind) const { return chosen[static_cast<std::size_t>(kind)]; }
 
   private:
+    uint64_t inside = 0;  ///< packets between "from" and "to"
+    std::array<uint64_t, Swo::kPacketKinds> chosen{};
     Exports::CaptureWriter& writer;
     const PacketFilter& filter;
     Exports::TimeScale scale;
     uint64_t base;
 };
+
+/// An output that is empty though the capture is not.
+void TellAbsence(const ExportRequest& request, const Capture& capture, const WantedPackets& packets,
+                 uint64_t bytes) {
+    if (packets.Inside() == 0 && (request.filter.from || request.filter.to))
+        return TellNothingBetween(capture, bytes);
+    const char* told = nullptr;
+    if (request.matter == ExportMatter::Text && packets.Chosen(PacketKind::Stimulus) == 0) {
+        told = "these stimulus ports said nothing; \"tracehost report\" tells which did";
+    }
+    const uint64_t samples = packets.Chosen(PacketKind::PcSample) + packets.Chosen(PacketKind::PcSleep) +
+                             packets.Chosen(PacketKind::PcProhibited);
+    if (request.matter == ExportMatter::Samples && samples == 0) {
+        told = "no PC samples came: there is nothing to count";
+    }
+    if (told != nullptr) std::fprintf(stderr, "%s: %s\n", KORR_PLIM::Visible(capture.name).Text(), told);
+}
 
 Exports::CaptureFacts FactsOf(const ExportRequest& request, const Capture& capture) {
     Exports::CaptureFacts facts;
@@ -85,6 +113,11 @@ int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn fa
     return StatusOf(totals, usable, failOn);
 }
 
+void TellNothingBetween(const Capture& capture, uint64_t bytes) {
+    std::fprintf(stderr, "%s: nothing lies between --from and --to: the capture has %s bytes\n",
+                 KORR_PLIM::Visible(capture.name).Text(), FormatCount(bytes).c_str());
+}
+
 int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer, const ExportHooks& hooks) {
     int status = kDone;
     bool hasOne = false;
@@ -108,6 +141,7 @@ int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer,
         analysis.Finish();
         if (!request.isSurvey) {
             status = WorseStatus(status, TellLosses(capture, analysis, request.capture.failOn));
+            if (analysis.Bytes() > 0) TellAbsence(request, capture, packets, analysis.Bytes());
         }
         writer.End(analysis.Losses());
         hooks.finish(capture);

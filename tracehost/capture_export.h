@@ -9,6 +9,9 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
+/// What a format is about.
+enum class ExportMatter : uint8_t { Packets, Text, Samples };
+
 /// Which packets of which captures are written, and what they are called. Owns nothing that it points to.
 struct ExportRequest {
     CaptureRequest capture;
@@ -18,6 +21,7 @@ struct ExportRequest {
     const char* onlyOne =
         nullptr;            ///< what takes no more than one capture: "a VCD file holds"; null: any number
     bool isSurvey = false;  ///< of the first capture alone; nothing is told
+    ExportMatter matter = ExportMatter::Packets;  ///< whose absence is told
 };
 
 /// What is done beside the writing.
@@ -32,6 +36,9 @@ int ExportCaptures(const ExportRequest& request, Exports::CaptureWriter& writer,
 
 /// Tells on standard error what was lost of a capture that was decoded to its end. \return exit status
 int TellLosses(const Capture& capture, Swo::CaptureAnalysis& analysis, FailOn failOn);
+
+/// Tells on standard error that the part that was asked for is empty. \param bytes of the capture
+void TellNothingBetween(const Capture& capture, uint64_t bytes);
 
 /// \throws UsageError when this is not the first capture of what takes one: "a VCD file holds"
 void RefuseSecond(const CaptureRequest& request, bool hasOne, const char* onlyOne);

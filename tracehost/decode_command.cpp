@@ -60,8 +60,7 @@ class Decoding {
           symbols(wanted.elf.empty() ? nullptr : ReadFirmware(wanted.elf)),
           output(wanted.output, wanted.force) {
         if (!request.kinds.empty()) SetKinds(filter, request.kinds);
-        if (!request.from.empty()) filter.from = ParsePlace("--from", request.from);
-        if (!request.to.empty()) filter.to = ParsePlace("--to", request.to);
+        SetStretch(filter, request.from, request.to);
         if (Text()) {
             filter.ports = ParsePorts("--ports", request.ports.empty() ? "0" : request.ports);
             SetKinds(filter, "stimulus");

@@ -41,11 +41,12 @@ class Exporting {
     explicit Exporting(const ExportOptions& wanted) : options(wanted) {
         request.capture = options.capture;
         request.ports = &options.portTypes;
-        if (!options.from.empty()) request.filter.from = ParsePlace("--from", options.from);
-        if (!options.to.empty()) request.filter.to = ParsePlace("--to", options.to);
+        SetStretch(request.filter, options.from, options.to);
         if (!options.ports.empty() || options.format == "text") {
             request.filter.ports = ParsePorts("--ports", options.ports.empty() ? "0" : options.ports);
         }
+        if (options.format == "text") request.matter = ExportMatter::Text;
+        if (options.format == "folded") request.matter = ExportMatter::Samples;
         KeepApart(options.capture.file, options.output, options.force);
         if (!options.elf.empty()) symbols = ReadFirmware(options.elf);
         request.symbols = symbols.get();
@@ -85,7 +86,8 @@ class Exporting {
         hooks.finish = [&](const Capture& capture) { TellTimes(capture, timeline.Times()); };
         return ExportCaptures(request, timeline, hooks);
     }
-    void MakeFolder() const;
+    bool MakeFolder() const;
+    int WriteIntoFolder();
     uint64_t LineRate(const Capture& capture) const;
     void WriteWindow(const Capture& capture, TextOutput& output, Swo::CaptureAnalysis& analysis) const;
 
@@ -116,13 +118,14 @@ int Exporting::WriteVcd() {
     return Finish(output, WriteTimeline(writer, HooksOf(output)));
 }
 
-void Exporting::MakeFolder() const {
+/// \return whether there was none
+bool Exporting::MakeFolder() const {
     namespace fs = std::filesystem;
     const fs::path folder = options.output;
     std::error_code failure;
     if (options.output == "-") throw UsageError("--output \"-\": ctf is a folder: name one");
     if (!fs::exists(folder, failure)) {
-        if (fs::create_directory(folder, failure)) return;
+        if (fs::create_directory(folder, failure)) return true;
         throw UsageError("\"" + options.output + "\" cannot be made: " + failure.message());
     }
     if (!fs::is_directory(folder, failure)) {
@@ -140,10 +143,22 @@ void Exporting::MakeFolder() const {
         throw UsageError("\"" + options.output + "\" holds \"" + name +
                          "\", which is no part of this format: give another name");
     }
+    return false;
 }
 
+/// Of an export that is refused no folder is left.
 int Exporting::WriteCtf() {
-    MakeFolder();
+    const bool made = MakeFolder();
+    try {
+        return WriteIntoFolder();
+    } catch (...) {
+        std::error_code failure;
+        if (made) std::filesystem::remove(options.output, failure);  // as long as nothing is in it
+        throw;
+    }
+}
+
+int Exporting::WriteIntoFolder() {
     request.onlyOne = "a ctf folder holds";
     const std::filesystem::path folder = options.output;
     TextOutput metadata((folder / "metadata").string(), options.force);
@@ -181,6 +196,7 @@ void Exporting::WriteWindow(const Capture& capture, TextOutput& output,
         done += bytes.size();
     });
     writer.Finish();
+    if (from >= done && done > 0) TellNothingBetween(capture, done);
     if (!request.filter.to && done > to) {
         Tell(capture, "of " + FormatCount(done) + " bytes those from #" + std::to_string(from) + " to #" +
                           std::to_string(to) + " are written; --from and --to give others");
@@ -194,7 +210,7 @@ int Exporting::WriteSigrok() {
         throw UsageError("sigrok takes offsets such as #12345 for --from and --to, not times");
     }
     const uint64_t begin = from ? *from->offset : 0;
-    if (to && (*to->offset < begin || *to->offset - begin > kMost)) {
+    if (to && *to->offset - begin > kMost) {
         throw UsageError("sigrok takes windows of at most " + FormatCount(kMost) + " bytes: --to at most #" +
                          std::to_string(begin + kMost));
     }

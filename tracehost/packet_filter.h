@@ -55,5 +55,8 @@ void SetKinds(PacketFilter& filter, const std::string& list);
 Swo::Ports ParsePorts(const std::string& option, const std::string& list);
 /// Reads "1.5s" or "#12345". \throws UsageError
 CapturePlace ParsePlace(const std::string& option, const std::string& text);
+/// Reads what "--from" and "--to" give; empty: not given. \throws UsageError, also when the end lies before
+/// the beginning
+void SetStretch(PacketFilter& filter, const std::string& from, const std::string& to);
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -16,8 +16,10 @@ PageServer::PageServer(const char* option, uint16_t port, const Viewer::Feed& fe
                          " of 127.0.0.1 cannot be taken: " + ErrorWords(Network::LastNetworkError()));
     }
     const auto token = Viewer::NewAccessToken();
-    if (!token) throw HostError("the system has no random bytes for secrets: nothing is served without");
-    server.emplace(std::move(listener), taken, *token, feed, Viewer::PageHtml());
+    const auto ticket = Viewer::NewAccessToken();
+    if (!token || !ticket)
+        throw HostError("the system has no random bytes for secrets: nothing is served without");
+    server.emplace(std::move(listener), taken, *token, feed, Viewer::PageHtml(), *ticket);
 }
 
 void PageServer::TellBrowserProblem() {

@@ -21,7 +21,7 @@ class PageServer {
 
     const std::string& Address() const { return server->Address(); }
     /// Opens it in the user's browser.
-    void OpenBrowser() { browser.emplace(Address()); }
+    void OpenBrowser() { browser.emplace(server->OpeningAddress()); }
     /// Tells on standard error, once, when no browser can be opened. To be called now and then.
     void TellBrowserProblem();
 

@@ -39,8 +39,7 @@ class Profiling {
         if (request.elf.empty() && request.by != ProfileBy::Address) {
             throw UsageError("--elf is required, but for --by address: see \"tracehost profile --help\"");
         }
-        if (!request.from.empty()) wantedPackets.filter.from = ParsePlace("--from", request.from);
-        if (!request.to.empty()) wantedPackets.filter.to = ParsePlace("--to", request.to);
+        SetStretch(wantedPackets.filter, request.from, request.to);
         wantedPackets.capture = request.capture;
         if (!request.elf.empty()) symbols = ReadFirmware(request.elf);
     }

@@ -33,12 +33,21 @@ std::string ParsedCommand(const CLI::App& program) {
     return "tracehost" + (commands.empty() ? "" : " " + commands.front()->get_name());
 }
 
+/// What the parser says, where its words are not a user's.
+std::string Reworded(const std::string& text) {
+    constexpr std::string_view kMost = ": At Most 1 required but received ";
+    const std::size_t found = text.find(kMost);
+    if (found == std::string::npos) return text;
+    return text.substr(0, found) + " is given " + text.substr(found + kMost.size()) +
+           " times: once is enough";
+}
+
 std::string WhatIsWrong(const CLI::App& program, const CLI::ParseError& error) {
     const bool noCommand = program.get_subcommands().empty();
     const auto words = program.remaining(true);
     const auto extras = static_cast<int>(CLI::ExitCodes::ExtrasError);
     if (words.empty() || (!noCommand && error.get_exit_code() != extras)) {
-        return noCommand ? "a command is missing" : error.what();
+        return noCommand ? "a command is missing" : Reworded(error.what());
     }
     std::string text = "not understood:";
     for (const std::string& word : words) text += " \"" + word + "\"";

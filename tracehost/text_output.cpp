@@ -17,6 +17,7 @@ TextOutput::TextOutput(const std::string& name, bool force) : fileName(name == "
     if (!force && std::filesystem::is_regular_file(fileName, failure)) {
         throw UsageError("\"" + fileName + "\" exists: give another name, or --force to replace it");
     }
+    made = !std::filesystem::exists(std::filesystem::symlink_status(fileName, failure));
     stream = std::fopen(fileName.c_str(), "wb");
     if (stream != nullptr) return;
     throw UsageError("\"" + fileName + "\" cannot be written: " + WhyNotWritable(fileName) +
@@ -24,7 +25,11 @@ TextOutput::TextOutput(const std::string& name, bool force) : fileName(name == "
 }
 
 TextOutput::~TextOutput() {
-    if (!fileName.empty() && stream != nullptr) std::fclose(stream);
+    if (fileName.empty() || stream == nullptr) return;
+    std::fclose(stream);
+    std::error_code failure;
+    if (made && std::filesystem::file_size(fileName, failure) == 0)
+        std::filesystem::remove(fileName, failure);
 }
 
 bool TextOutput::OnTerminal() const { return IsTerminal(stream); }

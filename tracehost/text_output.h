@@ -7,7 +7,8 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
-/// A file that a command writes, or standard output.
+/// A file that a command writes, or standard output. A file that it has made and nothing was written into is
+/// removed unless it is finished: of a command that is refused nothing is left.
 class TextOutput : public Exports::Output {
   public:
     /// \param name "-": standard output, which no library of the process writes on from then on
@@ -30,6 +31,7 @@ class TextOutput : public Exports::Output {
 
   private:
     std::string fileName;  ///< empty: standard output
+    bool made = false;     ///< the file: there was none
     std::FILE* stream = nullptr;
 };
 

@@ -24,6 +24,8 @@ def make_files(test):
         out.write(b"KTDF\x01\0\0\0\x10\0\0\0\0\0\0\0\x10\0\0\0\x01\0\0\0\x04\0\0\0name")
     with open(test.file("some.bin"), "wb") as out:
         out.write(b"\x80\x80\x80\x80\x01x" * 100)
+    with open(test.file("said.bin"), "wb") as out:
+        out.write(bytes(5) + b"\x80" + b"\x01x" * 100)
     test.write("secret", "x")
     os.chmod(test.file("secret"), 0)
 

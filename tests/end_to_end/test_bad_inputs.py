@@ -312,8 +312,38 @@ ROWS = [
      said("sigrok takes offsets such as #12345 for --from and --to, not times")),
     (("export", "some.bin", "--format", "sigrok", "--output", "out", "--from", "#10", "--to", "#65547"), plain, 2,
      said("sigrok takes windows of at most 65,536 bytes: --to at most #65546")),
-    (("export", "some.bin", "--format", "sigrok", "--output", "out", "--from", "#10", "--to", "#9"), plain, 2,
-     said("sigrok takes windows of at most 65,536 bytes: --to at most #65546")),
+    *((("export", "some.bin", "--format", name, "--output", "out", "--from", "#10", "--to", "#9"), plain, 2,
+       said('--to "#9" lies before --from "#10"')) for name in ("sigrok", "csv", "chrome")),
+    (("decode", "some.bin", "--from", "2s", "--to", "1s"), plain, 2, said('--to "1s" lies before --from "2s"')),
+    (("profile", "some.bin", "--by", "address", "--from", "#2", "--to", "#1"), plain, 2,
+     said('--to "#1" lies before --from "#2"')),
+    *((("export", "said.bin", "--format", name, "--output", "-", "--from", "#1000"), plain, 0,
+       "...said.bin: nothing lies between --from and --to: the capture has 206 bytes\n...")
+      for name in ("csv", "chrome", "text", "sigrok", "folded")),
+    (("export", "said.bin", "--format", "text", "--output", "-", "--ports", "9"), plain, 0,
+     'said.bin: these stimulus ports said nothing; "tracehost report" tells which did\n'),
+    (("export", "said.bin", "--format", "folded", "--output", "-"), plain, 0,
+     "said.bin: no PC samples came: there is nothing to count\n"),
+    (("export", "some.bin", "--format", "csv", "--output", "a", "--output", "b"), plain, 2,
+     said(f"--output is given 2 times: once is enough: {HELP.format('export ')}")),
+    (("view", "some.bin", "--listen", "1", "--listen", "2", "--listen", "3"), plain, 2,
+     said(f"--listen is given 3 times: once is enough: {HELP.format('view ')}")),
+    *((("view", "some.bin", "--listen", word), plain, 2, said(f'--listen "{word}": give a number from 0 to 65535'))
+      for word in ("abc", "-1", "70000", "1.5", "", "0x50")),
+    *((("record", "--demo", "--tcp", word), plain, 2, said(f'--tcp "{word}": give a number from 0 to 65535'))
+      for word in ("abc", "-1", "70000", "")),
+    (("view", "other.tdf"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')),
+    *((("report", "some.bin", "--html", word), plain, 2, said(told)) for word, told in (
+        ("", '--html "": it must not be empty'), ("folder", f'"folder" cannot be written: ...: {SAVE_IT}'),
+        ("none/x.html", f'"none/x.html" cannot be written: {NO_FILE}: {SAVE_IT}'),
+        ("some.bin", '"some.bin" exists: give another name, or --force to replace it'))),
+    (("report", "some.bin", "--html", "ro/x.html"), read_only_folder, 2,
+     said(f'"ro/x.html" cannot be written: Read-only file system: {SAVE_IT}')),
+    (("report", "empty", "--html", "out"), plain, 4, ""),
+    (("report", "some.bin", "--html", "out", "--elf", "text"), plain, 2, said('--elf "text": this is no ELF file')),
+    *(((*words, "out"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')) for words in (
+        ("report", "other.tdf", "--html"), ("report", "other.tdf", "--json"), ("decode", "other.tdf", "--output"),
+        *(("export", "other.tdf", "--format", name, "--output") for name in ("chrome", "ctf", "vcd", "sigrok", "csv", "folded")))),
     *((("export", "some.bin", "--format", name, "--output", "/dev/full"), plain, 1,
        "some.bin: ...nothing usable ...\n" + said('"/dev/full" could not be written whole: is the disk full?'))
       for name in ("chrome", "perfetto", "vcd", "csv", "jsonl")),
@@ -421,6 +451,7 @@ class BadInputs(HostTest):
         make_files(self)
         environment = self.environment()
         command, changes = situation(self, [*PROGRAM, *words])
+        before = {*os.listdir(self.folder), "full", "ro", "status", "journal"}
         for name, value in changes.items():
             environment.pop(name, None)
             if value is not None:
@@ -432,6 +463,8 @@ class BadInputs(HostTest):
         pattern = ".*".join(re.escape(piece) for piece in expected.split("..."))
         self.assertRegex(told, re.compile(rf"\A{pattern}\Z", re.DOTALL))
         self.assertEqual(result.returncode, status)
+        if status == 2:
+            self.assertEqual(set(os.listdir(self.folder)) - before, set(), "what a command leaves that is refused")
         self.assertFalse(os.path.exists(self.file("o.tdf")) and status in (1, 2) and CANNOT_WRITE not in errors)
 
     def test_there_are_rows_for_every_command(self):

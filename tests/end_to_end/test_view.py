@@ -2,6 +2,7 @@
 import contextlib
 import json
 import os
+import re
 import signal
 import socket
 import struct
@@ -156,7 +157,14 @@ class Served(Viewed):
             finally:
                 os.environ["PATH"] = path
             wait_for(lambda: os.path.exists(self.file("opened")) and self.read(self.file("opened")), "the browser")
-            self.assertEqual(self.read(self.file("opened")).decode(), site.address + "\n")
+            asked = re.fullmatch(rf"http://127\.0\.0\.1:{site.port}(/open\?ticket=[0-9a-f]{{32}})\n",
+                                 self.read(self.file("opened")).decode())
+            self.assertTrue(asked, self.read(self.file("opened")))
+            self.assertNotIn(site.token, asked[1])
+            led = site.request(asked[1])
+            self.assertEqual((led.status, led.headers["Location"]), (303, "/?token=" + site.token))
+            self.assertEqual(site.request(led.headers["Location"]).status, 200)
+            self.assertEqual(site.request(asked[1]).status, 403, "once")
             os.unlink(self.file("opened"))
             told = "tracehost: no browser was opened (xdg-open ended with status 3): open the address yourself\n"
             if status:
@@ -447,8 +455,8 @@ class Browser(ViewTest):
     def test_recording_that_runs_opens_it(self):
         result = self.run_host(*self.words(), "--output", "o.bin")
         self.assertEqual(result.returncode, 0, result.stderr)
-        address = result.stderr.split("as it is made: ")[1].splitlines()[0]
-        self.assertEqual(self.read(self.file("opened")).decode(), address + "\n")
+        address = result.stderr.split("as it is made: ")[1].split("?token")[0]
+        self.assertRegex(self.read(self.file("opened")).decode(), rf"\A{address}open\?ticket=[0-9a-f]{{32}}\n\Z")
 
     def test_recording_that_is_refused_opens_none_and_touches_no_target(self):
         self.write("there.bin", "precious")

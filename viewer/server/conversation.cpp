@@ -110,6 +110,7 @@ class Responder : private httplib::Server {
                             {"X-Content-Type-Options", "nosniff"},
                             {"X-Frame-Options", "DENY"}};
         if (answer.status == 405) response.set_header("Allow", "GET, HEAD");
+        if (!answer.location.empty()) response.set_header("Location", answer.location);
         if (answer.isStream) {
             Stream(response, answer.type);
         } else {
@@ -120,6 +121,8 @@ class Responder : private httplib::Server {
     Viewer::Answer AnswerOf(const httplib::Request& request) {
         if (head->refusal != 0) return Refusal(head->refusal, head->why);
         Parameters::List parameters = ParametersOf(request.target);
+        const std::string_view path = std::string_view(request.target).substr(0, request.target.find('?'));
+        if (path == "/open") return Open(request.method, parameters);
         const auto first = std::find_if(parameters.begin(), parameters.end(),
                                         [](const auto& parameter) { return parameter.first == "token"; });
         std::string token;
@@ -129,12 +132,24 @@ class Responder : private httplib::Server {
         }
         const std::string_view why = site.gate.WhyNot(*head, token);
         if (!why.empty()) return Refusal(403, why);
-        const std::string_view path = std::string_view(request.target).substr(0, request.target.find('?'));
         Viewer::Answer answer = AnswerTo(path, Parameters(std::move(parameters)), site.feed, site.page);
         if (answer.isStream && request.method == "GET" && !place.Take(site)) {
             return Refusal(503, "too many pages wait for events: close one");
         }
         return answer;
+    }
+
+    /// Sends a browser to the page, once: its command line, which others may see, is worth nothing from then
+    /// on.
+    Viewer::Answer Open(std::string_view method, const Parameters::List& parameters) {
+        const std::string_view why = site.gate.WhyNotAsked(*head);
+        if (!why.empty()) return Refusal(403, why);
+        const bool right = parameters.size() == 1 && parameters[0].first == "ticket" &&
+                           !site.ticket.empty() && SameSecret(parameters[0].second, site.ticket);
+        if (method != "GET" || !right || site.ticketTaken.exchange(true)) {
+            return Refusal(403, "this address opens the page once: open the one that tracehost printed");
+        }
+        return {303, "application/json", "{}", false, false, site.gate.PageTarget()};
     }
 
     void Stream(httplib::Response& response, const std::string& type) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "viewer/feed.h"
 #include "viewer/server/byte_channel.h"
@@ -13,12 +15,15 @@ namespace Korr::Plim::Trace::Viewer {
 struct Site {
     static constexpr int kMostStreams = 8;  ///< connections that wait for events
 
-    Site(const Feed& answers, std::string_view html, const Gate& keeper)
-        : feed(answers), page(html), gate(keeper) {}
+    /// \param once the ticket that leads to the page without the token, a single time; empty: there is none
+    Site(const Feed& answers, std::string_view html, const Gate& keeper, std::string once = {})
+        : feed(answers), page(html), gate(keeper), ticket(std::move(once)) {}
 
     const Feed& feed;
     std::string_view page;
     const Gate& gate;
+    const std::string ticket;
+    std::atomic<bool> ticketTaken{false};
     std::atomic<int> streams{0};
 };
 

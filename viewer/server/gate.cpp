@@ -14,11 +14,16 @@ std::string Place(const char* host, uint16_t port) {
 Gate::Gate(std::string secret, uint16_t port)
     : token(std::move(secret)), numeric(Place("127.0.0.1", port)), named(Place("localhost", port)) {}
 
-std::string_view Gate::WhyNot(const RequestHead& head, std::string_view given) const {
+std::string_view Gate::WhyNotAsked(const RequestHead& head) const {
     if (head.host != numeric && head.host != named) return "this is not the host that was asked for";
     const bool own =
         head.origin.empty() || head.origin == "http://" + numeric || head.origin == "http://" + named;
-    if (!own) return "pages of other places get nothing here";
+    return own ? std::string_view() : "pages of other places get nothing here";
+}
+
+std::string_view Gate::WhyNot(const RequestHead& head, std::string_view given) const {
+    const std::string_view why = WhyNotAsked(head);
+    if (!why.empty()) return why;
     if (!SameSecret(given, token)) {
         return "the token is missing or wrong: open the address that tracehost printed";
     }

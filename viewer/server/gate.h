@@ -16,6 +16,10 @@ class Gate {
     Gate(std::string secret, uint16_t port);
     /// \param token as it was asked with; empty: without \return why not; empty: it may pass
     std::string_view WhyNot(const RequestHead& head, std::string_view token) const;
+    /// The same without the token: whether the server itself is asked, by nobody else's page.
+    std::string_view WhyNotAsked(const RequestHead& head) const;
+    /// What leads to the page: "/?token=...".
+    std::string PageTarget() const { return "/?token=" + token; }
 
   private:
     std::string token;

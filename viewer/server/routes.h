@@ -13,8 +13,9 @@ struct Answer {
     int status = 200;  ///< of HTTP
     std::string type;  ///< media type of the body
     std::string body;
-    bool isPage = false;    ///< the page itself
-    bool isStream = false;  ///< events follow, without an end; there is no body
+    bool isPage = false;        ///< the page itself
+    bool isStream = false;      ///< events follow, without an end; there is no body
+    std::string location = {};  ///< of a redirection: where to go instead
 };
 
 /// The answer to a path, which is compared as it was sent, and its parameters but for the token. Failures are

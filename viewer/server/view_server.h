@@ -22,15 +22,19 @@ class ViewServer {
 
     /// \param listening made by Network::Listen \param port its port \param token that every request must
     /// have \param feed outlives the server \param page outlives the server
+    /// \param ticket that leads to the page once, see OpeningAddress; empty: none does
     ViewServer(Network::Socket listening, uint16_t port, const std::string& token, const Feed& feed,
-               std::string_view page);
+               std::string_view page, const std::string& ticket = {});
     /// Ends all connections.
     ~ViewServer();
     ViewServer(const ViewServer&) = delete;
     ViewServer& operator=(const ViewServer&) = delete;
 
-    /// What a browser is to open: "http://127.0.0.1:4711/?token=...".
+    /// The page's: "http://127.0.0.1:4711/?token=...".
     const std::string& Address() const { return address; }
+    /// What a program is started with that is to open it: it leads to the page once, and does not tell the
+    /// token.
+    const std::string& OpeningAddress() const { return openingAddress; }
 
   private:
     struct Connection {
@@ -44,6 +48,7 @@ class ViewServer {
 
     Network::Socket listener;
     std::string address;
+    std::string openingAddress;
     Gate gate;
     Site site;
     std::atomic<bool> ending{false};

@@ -37,7 +37,7 @@ TEST(FuzzCorpora, FramesGiveTheSamePacketsHoweverTheyAreCut) {
 TEST(FuzzCorpora, RecordingSheetsAreUnderstoodOrTold) {
     Replay("recording_sheet", fuzz::FuzzRecordingSheet, 12);
 }
-TEST(FuzzCorpora, RequestsGetADocumentedAnswer) { Replay("view_request", fuzz::FuzzViewRequest, 30); }
+TEST(FuzzCorpora, RequestsGetADocumentedAnswer) { Replay("view_request", fuzz::FuzzViewRequest, 32); }
 TEST(FuzzCorpora, HostCallsGetTheAnswersOfTheModel) { Replay("receiver", fuzz::FuzzReceiver, 19); }
 
 }  // namespace

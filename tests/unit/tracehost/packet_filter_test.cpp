@@ -171,6 +171,25 @@ TEST(PacketFilters, PacketWithoutATimeIsInNoStretchOfTime) {
     EXPECT_TRUE(Wants(filter, At(0), kNoTime));
 }
 
+TEST(PacketFilters, StretchThatEndsBeforeItBeginsIsRefused) {
+    PacketFilter filter;
+    for (const auto& [from, to] : {std::pair("#5", "#4"), std::pair("20ms", "19ms"), std::pair("#1", "#0")}) {
+        try {
+            SetStretch(filter, from, to);
+            ADD_FAILURE() << from << to;
+        } catch (const UsageError& error) {
+            EXPECT_EQ(error.what(), std::string("--to \"") + to + "\" lies before --from \"" + from + "\"");
+        }
+    }
+    for (const auto& [from, to] : {std::pair("#5", "#5"), std::pair("1s", "1s"), std::pair("1s", "#5"),
+                                   std::pair("#5", "0s"), std::pair("#5", ""), std::pair("", "#5")}) {
+        EXPECT_NO_THROW(SetStretch(filter, from, to)) << from << to;
+    }
+    PacketFilter none;
+    SetStretch(none, "", "");
+    EXPECT_FALSE(none.from || none.to);
+}
+
 TEST(PacketFilters, TimeAndOffsetCanBeMixed) {
     PacketFilter filter;
     filter.from = ParsePlace("--from", "#100");

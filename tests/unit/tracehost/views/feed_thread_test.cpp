@@ -88,9 +88,16 @@ TEST_F(FeedThreadTest, FeedsWhatIsToldToBeThereAndNoMore) {
     thread->Grow(18);
     EXPECT_TRUE(Indexed(18));
     EXPECT_EQ(feed->Now().bytes, 18U);
+    bytes->Hold(true);
+    thread->Grow(20);
+    EXPECT_TRUE(Soon([this] { return bytes->Reads() == 2; }));
+    thread->Grow(24);
     thread->Grow(4);  // it never falls
+    bytes->Hold(false);
+    EXPECT_TRUE(Indexed(24));
+    thread->Grow(4);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(feed->Now().indexed, 18U);
+    EXPECT_EQ(feed->Now().indexed, 24U);
     EXPECT_TRUE(feed->Now().live);
     thread->Grow(capture.size());
     EXPECT_TRUE(Indexed(capture.size()));

@@ -111,7 +111,11 @@ TEST_F(LiveViewTest, BrowserIsOpenedOnceTheRecordingRunsAndItsTroubleIsToldOnce)
               }),
               "tracehost: no browser was opened (there is none): open the address yourself\n");
     ASSERT_EQ(opened.size(), 1U);
-    EXPECT_NE(served.find(": " + opened[0] + "\n"), std::string::npos);
+    const std::string start = "http://127.0.0.1:4711/open?ticket=";
+    EXPECT_TRUE(opened[0].starts_with(start)) << opened[0];
+    EXPECT_EQ(opened[0].size(), start.size() + 32);
+    const std::string token = served.substr(served.find("token=") + 6, 32);
+    EXPECT_EQ(opened[0].find(token), std::string::npos) << "others may see a program's arguments";
 }
 
 TEST_F(LiveViewTest, BrowserIsNotOpenedUnwanted) {

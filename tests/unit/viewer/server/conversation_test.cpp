@@ -126,6 +126,65 @@ TEST_F(ConversationTest, TwoTokensAreOneTooMany) {
     EXPECT_EQ(StatusLine(Get("/api/overview?token=wrong&token=secret")), "HTTP/1.1 403 Forbidden");
 }
 
+/// A site with a ticket.
+class OpeningTest : public ConversationTest {
+  protected:
+    std::string Open(const std::string& said) {
+        MemoryChannel channel(said + "Connection: close\r\n\r\n");
+        Converse(channel, opened, false);
+        return channel.got;
+    }
+    Site opened{feed, kPage, gate, "once"};
+    const std::string asked = "GET /open?ticket=once" + std::string(kHost);
+};
+
+TEST_F(OpeningTest, TicketLeadsToThePageOnce) {
+    EXPECT_EQ(
+        Open(asked),
+        "HTTP/1.1 303 See Other\r\nCache-Control: no-store\r\nConnection: close\r\nContent-Length: 2\r\n" +
+            std::string(kPolicy) + "Content-Type: application/json\r\n" + kOthers +
+            "Location: /?token=secret\r\n" + kLast + "{}");
+    for (int i = 0; i < 2; ++i) {
+        const std::string again = Open(asked);
+        EXPECT_EQ(StatusLine(again), "HTTP/1.1 403 Forbidden");
+        EXPECT_EQ(Body(again),
+                  "{\"error\":\"this address opens the page once: open the one that tracehost printed\"}");
+        EXPECT_EQ(again.find("secret"), std::string::npos);
+    }
+}
+
+TEST_F(OpeningTest, WhatIsRefusedDoesNotUseTheTicketUp) {
+    const std::string host = kHost;
+    const std::vector<std::string> others = {
+        "GET /open" + host,
+        "GET /open?ticket=" + host,
+        "GET /open?ticket=Once" + host,
+        "GET /open?ticket=onc" + host,
+        "GET /open?ticket=once&ticket=once" + host,
+        "GET /open?ticket=once&x=1" + host,
+        "GET /open?token=secret" + host,
+        "GET /open?token=once" + host,
+        "GET /open/?ticket=once" + host,
+        "GET /?token=once" + host,
+        "HEAD /open?ticket=once" + host,
+        "GET /open?ticket=once HTTP/1.1\r\nHost: evil.example:4711\r\n",
+        "GET /open?ticket=once HTTP/1.1\r\n",
+        asked + "Origin: http://evil.example\r\n",
+    };
+    for (const std::string& other : others) {
+        EXPECT_EQ(StatusLine(Open(other)), "HTTP/1.1 403 Forbidden") << other;
+    }
+    EXPECT_EQ(StatusLine(Open("POST /open?ticket=once" + std::string(kHost))),
+              "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_EQ(StatusLine(Open(asked)), "HTTP/1.1 303 See Other");
+}
+
+TEST_F(OpeningTest, WithoutATicketNothingOpens) {
+    for (const char* const target : {"/open", "/open?ticket=", "/open?ticket", "/open?ticket=once"}) {
+        EXPECT_EQ(StatusLine(Get(target)), "HTTP/1.1 403 Forbidden") << target;
+    }
+}
+
 TEST_F(ConversationTest, OtherHostsAndOriginsAreRefused) {
     const std::string line = "GET /api/overview?token=secret HTTP/1.1\r\n";
     EXPECT_EQ(Body(Say(line + "Host: evil.example:4711\r\n\r\n")),
