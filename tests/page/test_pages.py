@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import re
+import struct
 import subprocess
 import tempfile
 import time
@@ -119,7 +120,15 @@ class RealTarget(PageTest):
 
 
 class Picture(unittest.TestCase):
-    def test_the_readmes_picture_can_be_drawn(self):
+    ROWS = ["Bandwidth", "Exceptions", "SysTick", "Port 0", "level", "sequence", "PC samples"]
+
+    def described(self, picture):
+        """What the page said when a picture was taken, see docs/pictures/draw_page."""
+        length, kind = struct.unpack(">I4s", picture[33:41])
+        self.assertEqual((kind, picture[41:53]), (b"tEXt", b"Description\0"))
+        return json.loads(picture[53:41 + length])
+
+    def test_the_readmes_picture_shows_what_the_page_shows(self):
         with tempfile.TemporaryDirectory() as folder:
             picture = pathlib.Path(folder) / "page.png"
             done = subprocess.run([ROOT / "docs/pictures/draw_page", BUILD, picture], capture_output=True, text=True,
@@ -128,6 +137,12 @@ class Picture(unittest.TestCase):
             now, kept = picture.read_bytes(), (ROOT / "docs/pictures/page.png").read_bytes()
         self.assertEqual(now[:24], kept[:24])  # a PNG of the same width and height
         self.assertGreater(len(now), len(kept) // 2)
+        shown = self.described(now)
+        self.assertEqual(shown["drawn"], sorted(self.ROWS))
+        for told in ("trace.tdf, section 0", "good", "lost: 0 places (0 in the target)", "0 stick 0 level 0 mV", "level \u00b7 0 s",
+                     "0 ms in view, 0 px = 0 \u00b5s \u00b7 exact: every packet", *self.ROWS):
+            self.assertIn(told, shown["text"])
+        self.assertEqual(self.described(kept), shown, "`make pictures` draws it anew")
 
 
 class BuildPage(unittest.TestCase):
