@@ -45,8 +45,9 @@ class WantedPackets : public Swo::PacketReceiver {
 /// An output that is empty though the capture is not.
 void TellAbsence(const ExportRequest& request, const Capture& capture, const WantedPackets& packets,
                  uint64_t bytes) {
-    if (packets.Inside() == 0 && (request.filter.from || request.filter.to))
+    if (packets.Inside() == 0 && (request.filter.from || request.filter.to)) {
         return TellNothingBetween(capture, bytes);
+    }
     const char* told = nullptr;
     if (request.matter == ExportMatter::Text && packets.Chosen(PacketKind::Stimulus) == 0) {
         told = "these stimulus ports said nothing; \"tracehost report\" tells which did";

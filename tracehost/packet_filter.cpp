@@ -101,8 +101,8 @@ CapturePlace ParsePlace(const std::string& option, const std::string& text) {
 void SetStretch(PacketFilter& filter, const std::string& from, const std::string& to) {
     if (!from.empty()) filter.from = ParsePlace("--from", from);
     if (!to.empty()) filter.to = ParsePlace("--to", to);
-    if (!filter.from || !filter.to || filter.from->offset.has_value() != filter.to->offset.has_value())
-        return;
+    if (!filter.from || !filter.to) return;
+    if (filter.from->offset.has_value() != filter.to->offset.has_value()) return;  // a place and a time
     if (filter.to->offset < filter.from->offset || filter.to->seconds < filter.from->seconds) {
         throw UsageError("--to \"" + to + "\" lies before --from \"" + from + "\"");
     }

@@ -17,8 +17,9 @@ PageServer::PageServer(const char* option, uint16_t port, const Viewer::Feed& fe
     }
     const auto token = Viewer::NewAccessToken();
     const auto ticket = Viewer::NewAccessToken();
-    if (!token || !ticket)
+    if (!token || !ticket) {
         throw HostError("the system has no random bytes for secrets: nothing is served without");
+    }
     server.emplace(std::move(listener), taken, *token, feed, Viewer::PageHtml(), *ticket);
 }
 

@@ -28,8 +28,8 @@ TextOutput::~TextOutput() {
     if (fileName.empty() || stream == nullptr) return;
     std::fclose(stream);
     std::error_code failure;
-    if (made && std::filesystem::file_size(fileName, failure) == 0)
-        std::filesystem::remove(fileName, failure);
+    const bool empty = std::filesystem::file_size(fileName, failure) == 0;
+    if (made && empty) std::filesystem::remove(fileName, failure);
 }
 
 bool TextOutput::OnTerminal() const { return IsTerminal(stream); }

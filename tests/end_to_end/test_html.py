@@ -1,4 +1,5 @@
 """tracehost report --html: a recording in one page. What the page looks like is tested in a browser, in tests/page/."""
+import contextlib
 import json
 import os
 import re
@@ -76,6 +77,37 @@ class Html(HostTest):
         self.assertEqual(held["overview"].pop("name"), "standard input")
         self.assertEqual(file["overview"].pop("name"), "o.bin")
         self.assertTrue(held == file)  # whose difference would be long
+
+    def piped(self, name, size, source):
+        """A report of so many bytes, in a page, that come through a pipe: what it says, its status, and the page."""
+        reporting = subprocess.Popen(self.command("report", name, "--html", "piped.html", "--force", "--fail-on", "never"),
+                                     env=self.environment(), cwd=self.folder, stdin=source or subprocess.PIPE,
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.addCleanup(reporting.communicate)
+        with open(self.file(name), "wb") if name != "-" else reporting.stdin as pipe, contextlib.suppress(BrokenPipeError):
+            block = bytes(65536)  # one packet, however many there are
+            for _ in range(size // len(block)):
+                pipe.write(block)
+            pipe.write(b"\x80" * (size % len(block)))
+        reporting.stdin = None
+        told = reporting.communicate(timeout=LIMIT)[1].decode()
+        return told, reporting.returncode, self.read(self.file("piped.html")) if os.path.exists(self.file("piped.html")) else b""
+
+    @unittest.skipIf(ON_WINE, "pipes are the same code there, and their bytes go through a shell")
+    @unittest.skipIf(os.environ.get("TARNEL_SANITIZE"), "takes too long, and too much memory, with their checks")
+    def test_of_what_comes_through_a_pipe_256_mib_are_kept(self):
+        most = 256 << 20
+        told, status, page = self.piped("-", most, None)
+        self.assertEqual((told, status), ("", 0))
+        self.assertEqual(self.recording(page.decode())["overview"]["bytes"], most)
+        os.unlink(self.file("piped.html"))
+        told, status, page = self.piped("-", most + 1, None)
+        self.assertEqual((told, status, page), (
+            "tracehost: --html: more than 256 MiB came on standard input: save them to a file first\n", 1, b""))
+        os.mkfifo(self.file("fifo"))
+        told, status, page = self.piped("fifo", most + 1, subprocess.DEVNULL)
+        self.assertEqual((told, status, page), (
+            'tracehost: --html: more than 256 MiB came out of "fifo": save them to a file first\n', 1, b""))
 
     def test_types_and_names_of_ports(self):
         self.put("o.bin", LINES + said("x", 3))
