@@ -7,6 +7,7 @@
 #include <span>
 
 #include "trace/capture_decoder.h"
+#include "trace/capture_head.h"
 #include "trace/framing.h"
 #include "trace/ledger.h"
 #include "trace/packet_timer.h"
@@ -22,19 +23,38 @@ class PacketReceiver {
   public:
     virtual ~PacketReceiver() = default;
     virtual void OnPacket(const Packet& packet, const PacketTime& time) = 0;
+    /// The next ones, at least one, which have the same time.
+    virtual void OnPackets(std::span<const Packet> packets, const PacketTime& time) {
+        for (const Packet& packet : packets) OnPacket(packet, time);
+    }
 };
 
 /// A place in a capture from which on it can be decoded and timed in the same way again.
 struct AnalysisState {
+    /// Bytes of the capture from one to the next, about.
+    static constexpr uint64_t kApart = 65536;
+
     CaptureState decoding;
     TimerState timing;
     uint64_t packets = 0;  ///< before it; those of them that PacketReceiver has not seen yet come next
 };
 
+/// How far frames were taken apart; nothing without frames.
+struct FrameProgress {
+    uint64_t upTo = 0;     ///< offset in the capture
+    uint64_t padding = 0;  ///< bytes of the null stream by then
+};
+
+/// Is given what it takes to go back in a capture. Called as PacketReceiver is.
 class StateReceiver {
   public:
+    /// Pieces end where the capture has a multiple of so many bytes, and where a Feed ends.
+    static constexpr uint64_t kPiece = 16384;
+
     virtual ~StateReceiver() = default;
     virtual void OnState(const AnalysisState& state) = 0;
+    /// All that so many bytes of the capture tell was given, but for what is held back. Also at the end.
+    virtual void OnPiece(uint64_t bytes, const FrameProgress& frames) = 0;
 };
 
 /// Is given the text of stimulus ports as soon as it is decoded.
@@ -53,7 +73,13 @@ struct AnalysisOptions {
     StateReceiver* states = nullptr;     ///< not owned; null: nobody
     TextReceiver* text = nullptr;        ///< not owned; null: nobody
     Ports textPorts;
+    /// Large pieces are decoded on a thread of their own: see HasTwoProcessors. TextReceiver is called there,
+    /// the others by who feeds. What they are given is the same.
+    bool onTwoThreads = false;
 };
+
+/// Whether this machine has two processors for this program.
+bool HasTwoProcessors();
 
 /// What a capture consists of.
 struct CaptureCounts {
@@ -68,6 +94,7 @@ struct CaptureCounts {
     uint64_t lastTicks = 0;
 
     uint64_t Of(PacketKind kind) const { return packets[static_cast<size_t>(kind)]; }
+    bool operator==(const CaptureCounts&) const = default;
 };
 
 /// Decodes a capture and keeps its ledger, counts and what is to be known of its signal. Memory is bounded,
@@ -79,8 +106,10 @@ class CaptureAnalysis {
     CaptureAnalysis(const CaptureAnalysis&) = delete;
     CaptureAnalysis& operator=(const CaptureAnalysis&) = delete;
 
-    /// The next bytes, in pieces of any size.
+    /// The next bytes, in pieces of any size. Whatever threads it takes have ended when it returns.
     void Feed(std::span<const uint8_t> bytes);
+    /// A Feed of fewer is never done on two threads.
+    static constexpr size_t kWorthAThread = size_t{256} << 10;
     /// Ends the wait for bytes that show the framing: for captures that grow slowly.
     void Decide();
     /// Gives what waits for nothing but damage behind it, which would make it suspect: of captures without
@@ -88,8 +117,6 @@ class CaptureAnalysis {
     void Idle();
     /// The capture has ended.
     void Finish();
-    /// Wants a state for AnalysisOptions::states, at the next place from where it is possible to go on.
-    void WantState();
 
     uint64_t Bytes() const;
     const Ledger& Losses() const;
@@ -99,13 +126,11 @@ class CaptureAnalysis {
     bool FramingIsKnown() const;
     /// What was learnt from the capture so far.
     const KnownPackets& Known() const;
-    /// How far frames were taken apart; see BytesOfStreams.
-    uint64_t FramesUpTo() const;
     /// Bytes by stream in the frames; null when there are no frames.
     const std::array<uint64_t, kStreams>* BytesOfStreams() const;
     /// Of the capture's first kHead bytes. Line errors and log entries are for the caller to add.
     SignalFeatures Features() const;
-    static constexpr uint64_t kHead = uint64_t{256} << 10;
+    static constexpr uint64_t kHead = CaptureHead::kBytes;
 
   private:
     class Work;

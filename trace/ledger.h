@@ -74,6 +74,8 @@ struct LedgerEntry {
     uint16_t source = 0;              ///< of gaps: the port or other source; of FrameStep: the phase
     uint8_t byteCount = 0;            ///< of `bytes`
     std::array<uint8_t, 16> bytes{};  ///< the first bytes there, as they stand in the capture
+
+    bool operator==(const LedgerEntry&) const = default;
 };
 
 /// What the entries come to.
@@ -88,12 +90,15 @@ struct LedgerTotals {
     uint64_t missing = 0;        ///< values of the counter port
 
     uint64_t Of(LossKind kind) const { return places[static_cast<size_t>(kind)]; }
+    bool operator==(const LedgerTotals&) const = default;
 };
 
 /// Entries that were too many to keep: how many lie in a part of the capture.
 struct LedgerBlock {
     uint64_t offset = 0;
     uint64_t places = 0;
+
+    bool operator==(const LedgerBlock&) const = default;
 };
 
 /// Takes the packets of a capture in their order and keeps what was lost, bounded in memory: entries that

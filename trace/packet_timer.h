@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <span>
 
 #include "trace/trace_clock.h"
 
@@ -19,8 +20,9 @@ struct TimerState {
 /// suspect. Both show only later: packets are held back until a timestamp comes, in its absence at most
 /// kMostHeld of them, and kMostSuspect as long as the stream has shown none.
 ///
-/// Sink has a member OnPacket(const Packet&, const PacketTime&). What prints text while it comes takes its
-/// packets from the decoder itself.
+/// Sink has a member OnPacket(const Packet&, const PacketTime&) or, to be given several at once that have the
+/// same time, OnPackets(std::span<const Packet>, const PacketTime&): a local timestamp is the last of them.
+/// What prints text while it comes takes its packets from the decoder itself.
 template <class Sink>
 class PacketTimer {
   public:
@@ -82,9 +84,18 @@ class PacketTimer {
         Release(count, clock.Open());
     }
     void Release(size_t packets, const PacketTime& time) {
-        for (size_t i = 0; i < packets; ++i) sink.OnPacket(held[(first + i) % kPlaces], time);
+        const size_t here = packets < kPlaces - first ? packets : kPlaces - first;
+        if (here > 0) Give({&held[first], here}, time);
+        if (here < packets) Give({held.data(), packets - here}, time);
         count -= packets;
         first = count == 0 ? 0 : (first + packets) % kPlaces;  // what is used often stays in the caches
+    }
+    void Give(std::span<const Packet> packets, const PacketTime& time) {
+        if constexpr (requires { sink.OnPackets(packets, time); }) {
+            sink.OnPackets(packets, time);
+        } else {
+            for (const Packet& packet : packets) sink.OnPacket(packet, time);
+        }
     }
 
     /// Room for what ends the wait as well.

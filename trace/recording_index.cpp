@@ -5,6 +5,14 @@
 
 namespace Korr::Plim::Trace::Swo {
 
+namespace {
+
+size_t BytesOf(const Checkpoint& checkpoint) {
+    return sizeof(checkpoint) + checkpoint.exceptions.running.capacity() * sizeof(uint16_t);
+}
+
+}  // namespace
+
 RecordingIndex::RecordingIndex(const IndexOptions& wanted)
     : options(wanted),
       analysis([this] {
@@ -13,34 +21,25 @@ RecordingIndex::RecordingIndex(const IndexOptions& wanted)
           all.states = this;
           return all;
       }()),
-      summaries(wanted.ports) {}
+      summaries(wanted.ports, wanted.budget) {}
 
-void RecordingIndex::Feed(std::span<const uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const uint64_t at = analysis.Bytes();
-        const auto piece = bytes.first(std::min<uint64_t>(bytes.size(), kPiece - at % kPiece));
-        if ((at + piece.size()) % kBetweenCheckpoints == 0) analysis.WantState();
-        analysis.Feed(piece);
-        LookAtPadding();
-        if ((at + piece.size()) % kBetweenLooks == 0) StayInBudget();
-        bytes = bytes.subspan(piece.size());
-    }
-}
+void RecordingIndex::Feed(std::span<const uint8_t> bytes) { analysis.Feed(bytes); }
 
 void RecordingIndex::Idle() { analysis.Idle(); }
 
 void RecordingIndex::Finish() {
     analysis.Finish();
-    LookAtPadding();
     summaries.Finish(placer.Last(), analysis.Bytes());
     finished = true;
 }
 
-void RecordingIndex::OnPacket(const Packet& packet, const PacketTime& time) {
-    while (!pending.empty() && pending.front().packets == packets) KeepCheckpoint();
-    ++packets;
-    if (!timed && packet.kind == PacketKind::LocalTime) LookAtLocalTime(packet);
-    summaries.OnPacket(packet, placer.Take(packet.offset, time));
+void RecordingIndex::OnPackets(std::span<const Packet> more, const PacketTime& time) {
+    for (const Packet& packet : more) {
+        while (packets == checkpointAt) KeepCheckpoint();
+        ++packets;
+        if (!timed && packet.kind == PacketKind::LocalTime) LookAtLocalTime(packet);
+        summaries.OnPacket(packet, placer.Take(packet.offset, time));
+    }
 }
 
 /// What damage makes of a stream without timestamps may look like one.
@@ -51,30 +50,48 @@ void RecordingIndex::LookAtLocalTime(const Packet& packet) {
     summaries.BecomeTimed();
 }
 
-/// Frames are taken apart ahead of the packets that come out of them.
-void RecordingIndex::LookAtPadding() {
-    const auto* const streams = analysis.BytesOfStreams();
-    if (streams == nullptr) return;
-    const uint64_t all = (*streams)[kNullStream];
-    summaries.OnPadding(paddingUpTo, all - std::min(all, paddingSeen));
-    paddingSeen = all;
-    paddingUpTo = analysis.FramesUpTo();
+/// Where no packets come none of them becomes a checkpoint: of many fewer are kept, further apart.
+void RecordingIndex::OnState(const AnalysisState& state) {
+    if (++passedOver < pendingStep) return;
+    passedOver = 0;
+    pending.push_back(state);
+    if (pending.size() == kMostPending) ThinPending();
+    checkpointAt = pending.front().packets;
 }
 
-void RecordingIndex::StayInBudget() {
-    const size_t ofCheckpoints = checkpoints.size() * sizeof(Checkpoint);
-    if (summaries.Bytes() + ofCheckpoints <= options.budget) return;
-    summaries.Halve();
-    for (size_t i = 0; 2 * i < checkpoints.size(); ++i) {
-        if (i > 0) checkpoints[i] = std::move(checkpoints[2 * i]);
-    }
-    checkpoints.resize((checkpoints.size() + 1) / 2);
+void RecordingIndex::ThinPending() {
+    for (size_t i = 0; 2 * i + 1 < pending.size(); ++i) pending[i] = std::move(pending[2 * i + 1]);
+    pending.resize(pending.size() / 2);
+    pendingStep *= 2;
 }
 
 void RecordingIndex::KeepCheckpoint() {
     const AnalysisState& state = pending.front();
     checkpoints.push_back({state.decoding, state.timing, placer.Last(), summaries.Stack()});
+    checkpointBytes += BytesOf(checkpoints.back());
     pending.pop_front();
+    checkpointAt = pending.empty() ? UINT64_MAX : pending.front().packets;
+    if (pending.size() < kMostPending / 4 && pendingStep > 1) pendingStep /= 2;
+}
+
+/// Frames are taken apart ahead of the packets that come out of them.
+void RecordingIndex::OnPiece(uint64_t bytes, const FrameProgress& frames) {
+    summaries.OnPadding(framesSeen.upTo, frames.padding - std::min(frames.padding, framesSeen.padding));
+    framesSeen = frames;
+    if (bytes % kBetweenLooks != 0 || bytes == lookedAt) return;
+    lookedAt = bytes;
+    StayInBudget();
+}
+
+void RecordingIndex::StayInBudget() {
+    if (Bytes() <= options.budget) return;
+    summaries.Halve();
+    for (size_t i = 0; 2 * i < checkpoints.size(); ++i) {
+        if (i > 0) checkpoints[i] = std::move(checkpoints[2 * i]);
+    }
+    checkpoints.resize((checkpoints.size() + 1) / 2);
+    checkpointBytes = 0;
+    for (const Checkpoint& one : checkpoints) checkpointBytes += BytesOf(one);
 }
 
 ReplayPlan RecordingIndex::PlanFrom(uint64_t place, std::shared_ptr<const KnownPackets> known) const {

@@ -38,6 +38,10 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     const RecordingSummaries& Summaries() const { return summaries; }
     /// Packets that a track has in all; of bandwidth all.
     uint64_t PacketsOf(const Track& track) const { return summaries.PacketsOf(track); }
+    /// What is kept of the recording, in bytes of memory.
+    size_t Bytes() const {
+        return summaries.Bytes() + checkpointBytes + pending.size() * sizeof(AnalysisState);
+    }
     /// The first position behind all packets.
     uint64_t EndPosition() const { return timed ? placer.Last().ticks + 1 : analysis.Bytes(); }
 
@@ -46,29 +50,34 @@ class RecordingIndex : private PacketReceiver, private StateReceiver {
     ReplayPlan PlanFrom(uint64_t place, std::shared_ptr<const KnownPackets> known = nullptr) const;
 
   private:
-    void OnPacket(const Packet& packet, const PacketTime& time) override;
-    void OnState(const AnalysisState& state) override { pending.push_back(state); }
+    void OnPacket(const Packet& packet, const PacketTime& time) override { OnPackets({&packet, 1}, time); }
+    void OnPackets(std::span<const Packet> more, const PacketTime& time) override;
+    void OnState(const AnalysisState& state) override;
+    void OnPiece(uint64_t bytes, const FrameProgress& frames) override;
+    void ThinPending();
     void KeepCheckpoint();
     void LookAtLocalTime(const Packet& packet);
-    void LookAtPadding();
     void StayInBudget();
 
-    static constexpr uint64_t kPiece = 16384;                     // bytes
-    static constexpr uint64_t kBetweenCheckpoints = 65536;        // bytes
     static constexpr uint64_t kBetweenLooks = uint64_t{4} << 20;  // bytes
+    static constexpr size_t kMostPending = 256;
 
     IndexOptions options;
     CaptureAnalysis analysis;
     bool finished = false;
     bool timed = false;
     uint64_t packets = 0;
+    uint64_t checkpointAt = UINT64_MAX;  ///< packets, when the first of `pending` becomes one; it is no later
     uint64_t localTimes = 0;
     PacketPlacer placer;
     RecordingSummaries summaries;
-    uint64_t paddingUpTo = 0;           ///< place
-    uint64_t paddingSeen = 0;           ///< bytes
-    std::deque<AnalysisState> pending;  ///< checkpoints whose last packets are still held back
+    FrameProgress framesSeen;
+    uint64_t lookedAt = 0;              ///< bytes of the capture when memory was looked at last
+    std::deque<AnalysisState> pending;  ///< of which the packets before them were not all given yet
+    uint64_t pendingStep = 1;           ///< of so many states one is kept, as long as many are pending
+    uint64_t passedOver = 0;            ///< states since the last one that was kept
     std::deque<Checkpoint> checkpoints;
+    size_t checkpointBytes = 0;  ///< of memory
 };
 
 }  // namespace Korr::Plim::Trace::Swo

@@ -1,6 +1,7 @@
 #include "trace/recording_summaries.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "trace/ordered_value.h"
 #include "trace/text_lines.h"
@@ -14,7 +15,7 @@ constexpr bool IsLoss(PacketKind kind) { return kind == PacketKind::Overflow || 
 
 }  // namespace
 
-RecordingSummaries::RecordingSummaries(const PortFormats& ports) {
+RecordingSummaries::RecordingSummaries(const PortFormats& ports, size_t budget) : mostBytes(budget) {
     for (const auto& [number, format] : ports) {
         Port& port = portStates[number];
         port.given = true;
@@ -34,9 +35,12 @@ void RecordingSummaries::OnOther(const Packet& packet, const Standing& standing)
     if (packet.source != 0) ++totals[track_row::kException + packet.source % kExceptions];
 }
 
-/// Up to the one that holds a place. What is active goes on in the next block.
+/// Up to the one that holds a place: very many where no packets came. What is active goes on in the next
+/// block.
 void RecordingSummaries::BeginBlocks(const Standing& standing) {
+    constexpr size_t kBetweenLooks = 1024;
     while (begins.size() <= BlockOf(standing.place)) {
+        if (begins.size() % kBetweenLooks == kBetweenLooks - 1 && Bytes() > mostBytes) Halve();
         if (!begins.empty()) exceptions.Settle(inTicks ? standing.ticks : PlaceOf(now + 1));
         BeginBlock(standing.ticks);
     }
@@ -60,8 +64,16 @@ void RecordingSummaries::BecomeTimed() {
 
 void RecordingSummaries::OnPadding(uint64_t from, uint64_t bytes) {
     if (bytes == 0) return;
-    padding.push_back({from, static_cast<uint32_t>(std::min<uint64_t>(bytes, UINT32_MAX))});
+    AddPadding(from, bytes);
     TakePadding();
+}
+
+void RecordingSummaries::AddPadding(uint64_t at, uint64_t bytes) {
+    if (!padding.empty() && BlockOf(padding.back().at) == BlockOf(at)) {
+        padding.back().bytes += bytes;
+    } else {
+        padding.push_back({at, bytes});
+    }
 }
 
 /// Puts the padding of blocks that have begun into the last one: packets are held back, so that it comes a
@@ -69,7 +81,8 @@ void RecordingSummaries::OnPadding(uint64_t from, uint64_t bytes) {
 void RecordingSummaries::TakePadding() {
     while (!padding.empty() && BlockOf(padding.front().at) < begins.size()) {
         BandwidthCell& cell = bandwidth.At(now);
-        cell.padding = AddUpTo(cell.padding, padding.front().bytes);
+        const uint64_t bytes = std::min<uint64_t>(padding.front().bytes, UINT32_MAX);
+        cell.padding = AddUpTo(cell.padding, static_cast<uint32_t>(bytes));
         padding.pop_front();
     }
 }
@@ -244,7 +257,10 @@ void RecordingSummaries::ForEachTrack(Work&& work) {
 }
 
 void RecordingSummaries::Halve() {
+    const uint64_t blocks = padding.empty() ? begins.size() : BlockOf(padding.back().at) + uint64_t{1};
+    if (blocks < kFewestBlocks) return;
     ++shift;
+    for (const Padding& one : std::exchange(padding, {})) AddPadding(one.at, one.bytes);
     for (size_t i = 0; 2 * i < begins.size(); ++i) begins[i] = begins[2 * i];
     begins.resize((begins.size() + 1) / 2);
     now /= 2;

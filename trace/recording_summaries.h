@@ -20,8 +20,9 @@ class RecordingSummaries {
     static constexpr unsigned kBlockShift =
         14;  ///< a block is 16 KiB of the capture, as long as memory lasts
 
-    /// \param ports as the user gives them; the others are guessed
-    explicit RecordingSummaries(const PortFormats& ports);
+    /// \param ports as the user gives them; the others are guessed \param budget bytes of memory: blocks
+    /// become wider where very many begin at once
+    explicit RecordingSummaries(const PortFormats& ports, size_t budget = SIZE_MAX);
 
     void OnPacket(const Packet& packet, const Standing& standing) {
         if (standing.place >= nextBlock) BeginBlocks(standing);
@@ -41,7 +42,7 @@ class RecordingSummaries {
     void Settle(uint64_t position) { exceptions.Settle(position); }
     /// There are no more packets. \param last where the last one stands \param bytes of the capture
     void Finish(const Standing& last, uint64_t bytes);
-    /// A block is from now on what two were. Memory is about halved.
+    /// A block is from now on what two were, unless there are few. Memory is about halved.
     void Halve();
 
     uint64_t BlockBytes() const { return uint64_t{1} << shift; }
@@ -104,6 +105,7 @@ class RecordingSummaries {
     void BeginBlock(uint64_t ticks);
     void OnOther(const Packet& packet, const Standing& standing);
     void TakePadding();
+    void AddPadding(uint64_t at, uint64_t bytes);
     void Look(Port& port, const Packet& packet);
     void AddText(Port& port, const Packet& packet);
     void AddNumber(const Port& port, const Packet& packet);
@@ -116,6 +118,10 @@ class RecordingSummaries {
     template <class Work>
     void ForEachTrack(Work&& work);
 
+    /// Fewer blocks are not made wider, however little memory there may be.
+    static constexpr uint32_t kFewestBlocks = 64;
+
+    const size_t mostBytes;  ///< of memory
     unsigned shift = kBlockShift;
     bool inTicks = false;
     std::vector<uint64_t> begins;      ///< ticks of each block's beginning
@@ -127,9 +133,9 @@ class RecordingSummaries {
     uint64_t packets = 0;
     struct Padding {
         uint64_t at;  ///< place
-        uint32_t bytes;
+        uint64_t bytes;
     };
-    std::deque<Padding> padding;  ///< in blocks that have not begun
+    std::deque<Padding> padding;  ///< in blocks that have not begun, one for each
     std::array<uint64_t, kTracks> totals{};
     std::array<Port, kPorts> portStates;
     std::array<uint8_t, 2 * kComparators> widest{};  ///< bytes of a data watch's values

@@ -23,6 +23,8 @@ struct PacketTime {
     uint64_t ticks = 0;     ///< 0 without a time
     uint64_t earliest = 0;  ///< Bounded: not before this; else the same as `ticks`
     TimeQuality quality = TimeQuality::None;
+
+    bool operator==(const PacketTime&) const = default;
 };
 
 /// Adds the timestamps of a stream up. A copy keeps its state.

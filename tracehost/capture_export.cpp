@@ -6,6 +6,7 @@
 
 #include "source_utilities/visible_text.h"
 #include "tracehost/errors.h"
+#include "tracehost/file_access.h"
 #include "tracehost/human_numbers.h"
 #include "tracehost/loss_text.h"
 #include "tracehost/place_times.h"
@@ -83,12 +84,15 @@ void RequireClock(const PacketFilter& filter, const Capture& capture) {
 }
 
 void KeepApart(const std::string& input, const std::string& output, bool replace) {
+    if (input == "-") return;
     std::error_code failure;
-    // A pipe is opened once, by who reads it: its writer would see a reader that goes away.
-    if (input == "-" || std::filesystem::is_fifo(input, failure)) return;
-    const FileSource readable(input);
-    if (!replace || output == "-" || !std::filesystem::equivalent(input, output, failure)) return;
-    throw UsageError("\"" + output + "\" is the file that is read: give another name");
+    // A pipe is opened once, by who reads it, and written into whether or not files are replaced.
+    const bool pipe = std::filesystem::is_fifo(input, failure);
+    if (!pipe) const FileSource readable(input);
+    if (!(replace || pipe) || output == "-") return;
+    const bool same = pipe ? FileIdentity(input) == FileIdentity(output)
+                           : std::filesystem::equivalent(input, output, failure);
+    if (same) throw UsageError("\"" + output + "\" is the file that is read: give another name");
 }
 
 void RefuseSecond(const CaptureRequest& request, bool hasOne, const char* onlyOne) {

@@ -10,7 +10,7 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
-constexpr std::size_t kPiece = 256 * 1024;
+constexpr std::size_t kPiece = 1024 * 1024;
 constexpr auto kIdle =
     std::chrono::milliseconds(300);  // without bytes, after which what came is shown to its end
 

@@ -5,7 +5,7 @@
 namespace Korr::Plim::Trace::Tracehost {
 
 /// Seam: why a file cannot be read, in the platform's words; empty when it can. A folder cannot. Nothing is
-/// waited for.
+/// waited for, and a named pipe of POSIX is not opened: that is for who reads it, once.
 std::string WhyNotReadable(const std::string& path);
 /// Seam: why a file cannot be written, or made where it is not there yet, in the platform's words; empty when
 /// it can. A folder cannot. What is there stays as it is.

@@ -34,6 +34,7 @@ ViewedFile::ViewedFile(const CaptureRequest& captureRequest, const ViewRequest& 
     }
     Choose();
     settings = SettingsOf(capture, viewRequest);
+    settings.analysis.onTwoThreads = Swo::HasTwoProcessors();
     Begin(mayGrow && IsBeingWritten());
 }
 

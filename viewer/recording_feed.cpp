@@ -65,9 +65,12 @@ RecordingFeed::RecordingFeed(RecordingSettings wanted, std::shared_ptr<const Swo
 RecordingFeed::~RecordingFeed() = default;
 
 void RecordingFeed::Take(std::span<const uint8_t> bytes) {
-    constexpr size_t kPiece = 65536;  // so that who asks never waits long
+    // So that who asks never waits long, some milliseconds.
+    constexpr size_t kPiece = 65536;
+    constexpr size_t kPieceOnTwoThreads = size_t{1} << 20;
+    const size_t most = work->settings.analysis.onTwoThreads ? kPieceOnTwoThreads : kPiece;
     while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), kPiece));
+        const auto piece = bytes.first(std::min(bytes.size(), most));
         work->Alter([&] { work->index.Feed(piece); });
         bytes = bytes.subspan(piece.size());
     }

@@ -65,24 +65,31 @@ std::string RecordingQuestions::Find(const FindQuestion& question, Hold& hold) c
     return question.back ? FindBack(question, hold) : FindOnwards(question, hold);
 }
 
+/// A line that spreads so far that one go does not show its end is read whole in the next one, whatever time
+/// that takes: its bytes stand in as many blocks at most. Such a line comes first in a question of its own.
 std::string RecordingQuestions::FindOnwards(const FindQuestion& question, Hold& hold) const {
     const auto until = std::chrono::steady_clock::now() + kLongestSearch;
     std::optional<uint64_t> found;
+    bool whole = false;  // the first line will be read whole
     for (uint64_t next = question.line;;) {
         const Swo::TextParts text(index, question.port);
-        const auto parts = text.From(next, UINT64_MAX / 2, kBytesOfASearch);
+        const uint64_t ofALine = (Swo::LineSplitter::kLongestLine + 1) * index.Summaries().BlockBytes();
+        const auto parts =
+            text.From(next, UINT64_MAX / 2, whole ? std::max(ofALine, kBytesOfASearch) : kBytesOfASearch);
         const bool last = parts.empty() || parts.back().to == UINT64_MAX;
         const uint64_t behind = parts.empty() ? next : parts.back().firstLine + parts.back().lines;
         hold.unlock();
+        // The last line may go on behind the parts: it is looked at again with the next.
+        const uint64_t known = last ? UINT64_MAX : std::max(behind - 1, next + (whole ? 1 : 0));
         ReadLines(parts, bytes, question.port, timed, [&](Swo::TextLine&& line) {
-            // The last one may go on behind the parts: it is looked at again with the next.
-            const bool whole = last || line.number + 1 < behind;
-            if (line.number >= next && whole && Holds(line.text, question)) found = line.number;
+            if (line.number >= next && line.number < known && Holds(line.text, question)) found = line.number;
             return !found;
         });
         if (found || last) return TextOf({{"line", OrNull(found)}});
-        next = std::max(next + 1, behind - 1);
-        if (std::chrono::steady_clock::now() >= until) return TextOf({{"line", nullptr}, {"next", next}});
+        const bool over = std::chrono::steady_clock::now() >= until;
+        whole = known == next;
+        if (whole ? next != question.line : over) return TextOf({{"line", nullptr}, {"next", known}});
+        next = known;
         hold.lock();
     }
 }

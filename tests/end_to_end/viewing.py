@@ -60,12 +60,12 @@ class Site:
 
 
 class ViewTest(HostTest):
-    def start(self, *words, stdin=subprocess.DEVNULL):
+    def start(self, *words, stdin=subprocess.DEVNULL, **keywords):
         """A tracehost that serves a page, and the page's site."""
         said = open(self.file("said"), "wb")
         self.addCleanup(said.close)
         running = subprocess.Popen(self.command(*words), env=self.environment(), cwd=self.folder, stdin=stdin,
-                                   stdout=said, stderr=said)
+                                   stdout=said, stderr=said, **keywords)
         self.addCleanup(kill_hosts, running, self.folder)
         told = wait_for(lambda: re.search(r"http://\S+", self.words()) or running.poll() is not None, "the page's address")
         if told is True:

@@ -16,13 +16,17 @@ namespace {
 
 std::string LastWords() { return ErrorWords(static_cast<uint32_t>(errno)); }
 
-bool IsFolder(const std::string& path) {
+bool IsOfType(const std::string& path, mode_t type) {
     struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return stat(path.c_str(), &info) == 0 && (info.st_mode & S_IFMT) == type;
 }
 
-/// With the rights that an open has, root's included.
-bool MayWrite(const std::string& path) { return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0; }
+bool IsFolder(const std::string& path) { return IsOfType(path, S_IFDIR); }
+
+/// With the rights that an open has, root's included. \param mode R_OK or W_OK
+bool May(int mode, const std::string& path) {
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
 
 std::string Folder(const std::string& path) {
     const std::string folder = std::filesystem::path(path).parent_path().string();
@@ -33,6 +37,8 @@ std::string Folder(const std::string& path) {
 
 std::string WhyNotReadable(const std::string& path) {
     if (IsFolder(path)) return ErrorWords(EISDIR);
+    // Its writer would see a reader that goes away, and so might he who opens it to read.
+    if (IsOfType(path, S_IFIFO)) return May(R_OK, path) ? std::string() : LastWords();
     const int file = Tarnel::Uninterrupted(
         [&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); });
     if (file < 0) return LastWords();
@@ -42,11 +48,11 @@ std::string WhyNotReadable(const std::string& path) {
 
 std::string WhyNotWritable(const std::string& path) {
     if (IsFolder(path)) return ErrorWords(EISDIR);
-    if (MayWrite(path)) return {};
+    if (May(W_OK, path)) return {};
     if (errno != ENOENT) return LastWords();
     struct stat link {};
     if (lstat(path.c_str(), &link) == 0) return LastWords();  // a link that leads nowhere, or in a circle
-    if (!MayWrite(Folder(path))) return LastWords();
+    if (!May(W_OK, Folder(path))) return LastWords();
     return IsFolder(Folder(path)) ? std::string() : ErrorWords(ENOTDIR);
 }
 

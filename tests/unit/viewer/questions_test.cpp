@@ -165,6 +165,51 @@ TEST(TextOfAPort, IsSearchedInBothDirections) {
     EXPECT_EQ(Found(*feed, {0, "line 29999", 0}), 29999);
 }
 
+/// A line of which each block of the capture holds one letter or a few, and one more behind it.
+Bytes SpreadLine(const std::string& spread, size_t apart) {
+    Bytes bytes = Lines({"before"});
+    for (const char character : spread + "\n") {
+        bytes.push_back(0x01);
+        bytes.push_back(static_cast<uint8_t>(character));
+        for (size_t i = 0; i < apart; i += 5) bytes.insert(bytes.end(), {0x0B, 1, 2, 3, 4});
+    }
+    const Bytes end = Lines({"behind"});
+    bytes.insert(bytes.end(), end.begin(), end.end());
+    return bytes;
+}
+
+TEST(TextOfAPort, IsFoundInALineThatSpreadsFar) {
+    std::string spread(900, '.');
+    spread.replace(700, 6, "needle");
+    const Bytes capture = SpreadLine(spread, 16384);
+    ASSERT_GT(capture.size(), 14 * 1000 * 1000U);
+    RecordingSettings settings;
+    settings.ports[0].type = Swo::PortType::Text;
+    const auto feed = FeedOf(capture, settings);
+    EXPECT_EQ(Json::parse(feed->Text({0, 1, 1}))["rows"][0]["text"], spread);
+    for (const uint64_t from : {0U, 1U}) {
+        EXPECT_EQ(Found(*feed, {0, "needle", from}), 1) << from;
+        EXPECT_EQ(Found(*feed, {0, "behind", from}), 2) << from;
+        EXPECT_EQ(Found(*feed, {0, "nothing", from}), nullptr) << from;
+    }
+    EXPECT_EQ(Found(*feed, {0, "needle", 2}), nullptr);
+    EXPECT_EQ(Found(*feed, {0, "needle", 2, true}), 1);
+    EXPECT_EQ(Found(*feed, {0, "before", 2, true}), 0);
+}
+
+/// Of one letter in each block.
+TEST(TextOfAPort, IsFoundInTheLongestLineThereIs) {
+    std::string spread(Swo::LineSplitter::kLongestLine, '.');
+    spread.replace(spread.size() - 6, 6, "needle");
+    const Bytes capture = SpreadLine(spread + "more", 2100);
+    RecordingSettings settings;
+    settings.ports[0].type = Swo::PortType::Text;
+    const auto feed = FeedOf(capture, settings);
+    EXPECT_EQ(Found(*feed, {0, "needle", 0}), 1);
+    EXPECT_EQ(Found(*feed, {0, "more", 0}), 2);
+    EXPECT_EQ(Found(*feed, {0, "behind", 1}), 3);
+}
+
 TEST(TextOfAPort, MayBeAnyBytes) {
     const auto feed = FeedOf(Lines({"<script>\x01 gr\xC3\xBC\xDF", "crlf\r", "", std::string(5000, 'x')}));
     const Json rows = Json::parse(feed->Text({0, 0, 10}))["rows"];
@@ -288,10 +333,16 @@ TEST(HostileCaptures, AreAnsweredOf) {
     }
 }
 
-TEST(Feed, AnswersWhileItIsFed) {
-    Swo::Stream stream = Swo::FirmwareStream(5, 150000, true);
+class FedFeeds : public testing::TestWithParam<size_t> {};
+
+/// In small pieces, and in large ones, which are decoded on a thread of their own.
+TEST_P(FedFeeds, AnswerWhileTheyAreFed) {
+    const size_t piece = GetParam();
+    Swo::Stream stream = Swo::FirmwareStream(5, piece > 10000 ? 1000000 : 150000, true);
     const auto bytes = std::make_shared<MemoryBytes>(stream.bytes);
-    RecordingFeed feed({}, bytes);
+    RecordingSettings settings;
+    settings.analysis.onTwoThreads = true;
+    RecordingFeed feed(settings, bytes);
     std::atomic<bool> done = false;
     std::vector<std::thread> askers;
     std::atomic<int> asked = 0;
@@ -308,9 +359,9 @@ TEST(Feed, AnswersWhileItIsFed) {
             } while (!done);
         });
     }
-    for (size_t at = 0; at < stream.bytes.size(); at += 10000) {
-        feed.Take(std::span(stream.bytes).subspan(at, std::min<size_t>(10000, stream.bytes.size() - at)));
-        if (at % 70000 == 0) feed.Idle();
+    for (size_t at = 0; at < stream.bytes.size(); at += piece) {
+        feed.Take(std::span(stream.bytes).subspan(at, std::min(piece, stream.bytes.size() - at)));
+        if (at / piece % 7 == 0) feed.Idle();
     }
     feed.Finish();
     done = true;
@@ -318,6 +369,8 @@ TEST(Feed, AnswersWhileItIsFed) {
     EXPECT_GE(asked, 3);
     EXPECT_EQ(feed.Now().indexed, stream.bytes.size());
 }
+
+INSTANTIATE_TEST_SUITE_P(Feed, FedFeeds, testing::Values(10000, 600000));
 
 /// More losses than the ledger lists: none is missing among the marks.
 TEST(Marks, CountWhatIsNotListed) {
