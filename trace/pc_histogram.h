@@ -62,6 +62,15 @@ class PcHistograms {
         uint64_t to;
     };
     Stretch Sum(uint64_t from, uint64_t to, PcHistogram& all) const;
+    /// Calls visit(from, to, histogram) with the whole parts that lie in a stretch, by their places.
+    template <class Visit>
+    void ForEachIn(const Stretch& whole, Visit&& visit) const {
+        for (const Part& one : parts) {
+            const uint64_t from = one.number << shift;
+            const uint64_t to = (one.number + 1) << shift;
+            if (from >= whole.from && to <= whole.to) visit(from, to, one.histogram);
+        }
+    }
     size_t Bytes() const { return bytes; }
 
   private:

@@ -9,12 +9,16 @@ struct Samples {
         const uint64_t position = standing.Position(timed);
         if (standing.place >= to || position >= end) return false;
         if (standing.place < from || position < begin || (packet.flags & kSuspect) != 0) return true;
-        if (packet.kind == PacketKind::PcSample) all.Add(packet.value);
+        if (packet.kind == PacketKind::PcSample) {
+            all.Add(packet.value);
+            if (tell) tell(position, position, {packet.value, 1});
+        }
         if (packet.kind == PacketKind::PcSleep) ++all.sleeping;
         if (packet.kind == PacketKind::PcProhibited) ++all.prohibited;
         return true;
     }
     PcHistogram& all;
+    const ProfileQuery::Tell& tell;
     bool timed;
     uint64_t begin;  ///< position
     uint64_t end;
@@ -24,7 +28,7 @@ struct Samples {
 
 }  // namespace
 
-ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last)
+ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last, bool overTime)
     : begin(first), end(last), timed(index.Timed()) {
     const RecordingSummaries& summaries = index.Summaries();
     const auto some = summaries.BlocksOf(first, last);
@@ -34,6 +38,15 @@ ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t
     const uint64_t wholeTo = toTheEnd ? UINT64_MAX : summaries.PlaceOf(whole.to);
     const PcHistograms::Stretch summed =
         summaries.Histograms().Sum(summaries.PlaceOf(whole.from), wholeTo, all);
+    const auto position = [&](uint64_t place) {
+        const uint64_t block = std::min<uint64_t>(place / summaries.BlockBytes(), summaries.Blocks());
+        return summaries.BeginOf(static_cast<uint32_t>(block), index.EndPosition());
+    };
+    if (overTime) {
+        summaries.Histograms().ForEachIn(summed, [&](uint64_t from, uint64_t to, const PcHistogram& part) {
+            parts.push_back({position(from), position(to), part.Counts()});
+        });
+    }
     AddEdge(index, summaries.PlaceOf(some.from), summed.from);
     AddEdge(index, summed.to, behind);
 }
@@ -43,9 +56,14 @@ void ProfileQuery::AddEdge(const RecordingIndex& index, uint64_t from, uint64_t 
     edges.push_back({index.PlanFrom(from), from, to});
 }
 
-PcHistogram ProfileQuery::Answer(const CaptureBytes& bytes) {
+PcHistogram ProfileQuery::Answer(const CaptureBytes& bytes, const Tell& tell) {
+    for (const Part& part : parts) {
+        for (const PcHistogram::Count& count : part.counts) {
+            if (tell) tell(part.begin, part.end, count);
+        }
+    }
     for (const Edge& edge : edges) {
-        Samples samples{all, timed, begin, end, edge.from, edge.to};
+        Samples samples{all, tell, timed, begin, end, edge.from, edge.to};
         const Replay<Samples> replay(edge.plan, bytes, samples);
     }
     return std::move(all);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "trace/recording_index.h"
 
 namespace Korr::Plim::Trace::Swo {
@@ -8,10 +10,15 @@ namespace Korr::Plim::Trace::Swo {
 /// of the index when it is made, so that the index may go on while the capture is read again.
 class ProfileQuery {
   public:
-    /// Positions [first, last).
-    ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last);
-    /// Any thread. \throws std::runtime_error when the capture cannot be read
-    PcHistogram Answer(const CaptureBytes& bytes);
+    /// Is told of samples of an address in a stretch of positions, [begin, end); of single ones both are the
+    /// same.
+    using Tell = std::function<void(uint64_t begin, uint64_t end, PcHistogram::Count count)>;
+
+    /// Positions [first, last). \param overTime whether the answer can be told in its stretches
+    ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last, bool overTime = false);
+    /// Any thread. \param tell is told all of it but what addresses have that are not told apart; null:
+    /// nothing \throws std::runtime_error when the capture cannot be read
+    PcHistogram Answer(const CaptureBytes& bytes, const Tell& tell = nullptr);
 
   private:
     /// A stretch of the capture that is decoded again.
@@ -26,6 +33,12 @@ class ProfileQuery {
     uint64_t end;
     bool timed;
     PcHistogram all{PcHistogram::kMostInAll};
+    struct Part {
+        uint64_t begin;  ///< position
+        uint64_t end;
+        std::vector<PcHistogram::Count> counts;
+    };
+    std::vector<Part> parts;  ///< those of `all` so far, when the answer can be told over time
     std::vector<Edge> edges;
 };
 

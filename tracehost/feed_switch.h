@@ -19,6 +19,9 @@ class FeedSwitch : public Viewer::Feed {
     std::string Window(const Viewer::WindowQuestion& question) const override {
         return Shown()->Window(question);
     }
+    std::string Events(const Viewer::EventsQuestion& question) const override {
+        return Shown()->Events(question);
+    }
     std::string Text(const Viewer::TextQuestion& question) const override { return Shown()->Text(question); }
     std::string Find(const Viewer::FindQuestion& question) const override { return Shown()->Find(question); }
     std::string LineAt(uint8_t port, double time) const override { return Shown()->LineAt(port, time); }

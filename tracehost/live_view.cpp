@@ -34,18 +34,27 @@ std::vector<Swo::Arrival> ArrivalsOf(const ArrivalLog& log) {
 
 }  // namespace
 
-LiveView::LiveView(const RecordRequest& wanted, std::function<LivePart()> present)
-    : part(std::move(present)), browserWanted(!wanted.noBrowser), left(wanted.bytes) {
+LiveView::LiveView(const RecordRequest& wanted, std::function<LivePart()> present,
+                   const std::function<void()>& end)
+    : part(std::move(present)),
+      browserWanted(!wanted.noBrowser),
+      controls([this, end] {
+          if (over || !end) return false;
+          end();
+          return true;
+      }),
+      left(wanted.bytes) {
     Capture known{};
     known.name = part().name;
     known.scale.prescale = AskedLineOf(wanted).timestampPrescale.value_or(1);
     known.options.prescale = known.scale.prescale;
     known.options.counterPort = wanted.counterPort;
     settings = SettingsOf(known, {wanted.elf, wanted.portFormats});
-    settings.live = true;
+    settings.live = settings.changeable = true;
+    settings.stoppable = end != nullptr;
     before = std::make_shared<Viewer::RecordingFeed>(settings, std::make_shared<KeptBytes>());
     shown.Show(before);
-    server.emplace("--view", uint16_t{0}, shown);
+    server.emplace("--view", uint16_t{0}, shown, controls);
     std::fprintf(stderr, "tracehost: the recording, as it is made: %s\n", server->Address().c_str());
     std::fflush(stderr);  // also where it is a file
 }
@@ -103,17 +112,33 @@ void LiveView::Conclude(const RecordingSheet& sheet) {
     }
     Capture known{};
     known.sheet = sheet;
-    feeder->End(size, [known](Swo::CaptureAnalysis& analysis) {
+    atEnd = [known](Swo::CaptureAnalysis& analysis) {
         Swo::SignalFeatures features = analysis.Features();
         AddHostKnowledge(known, analysis, features);
-    });
+    };
+    feeder->End(size, atEnd);
+}
+
+/// The present part or the last one, from its beginning.
+void LiveView::ShowAnew() {
+    auto next = std::make_unique<FeedThread>(settings, bytes);
+    next->SetArrivals(ArrivalsOf(arrivals));
+    next->Grow(size);
+    if (!inPart) next->End(size, atEnd);
+    shown.Show(next->Feed());
+    feeder = std::move(next);
 }
 
 void LiveView::Look() {
     if (std::exchange(browserWanted, false)) server->OpenBrowser();
     server->TellBrowserProblem();
     if (broken || feeder == nullptr) return;
-    const std::string problem = feeder->Problem();
+    std::string problem = feeder->Problem();
+    try {
+        if (controls.Apply(settings.ports)) ShowAnew();
+    } catch (const std::exception& failure) {
+        problem = failure.what();
+    }
     if (!problem.empty()) GiveUp(problem.c_str());
 }
 
@@ -125,6 +150,7 @@ void LiveView::GiveUp(const char* why) {
 }
 
 void LiveView::ServeUntilInterrupted() {
+    over = true;
     std::fprintf(stderr, "tracehost: the page is there until Ctrl-C: %s\n", server->Address().c_str());
     std::fflush(stderr);  // also where it is a file
     while (!InterruptRequested()) {

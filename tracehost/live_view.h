@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -14,6 +15,7 @@
 #include "tracehost/page_server.h"
 #include "tracehost/record_request.h"
 #include "tracehost/recording_sheet.h"
+#include "tracehost/view_controls.h"
 #include "viewer/recording_feed.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -36,8 +38,10 @@ struct LivePart {
 class LiveView : public CaptureObserver {
   public:
     /// Serves from now on, and tells the address on standard error. \param present tells of the part that is
-    /// recorded or was recorded last \throws UsageError, HostError
-    LiveView(const RecordRequest& wanted, std::function<LivePart()> present);
+    /// recorded or was recorded last \param end asks for the recording's end, from any thread; null: the page
+    /// cannot \throws UsageError, HostError
+    LiveView(const RecordRequest& wanted, std::function<LivePart()> present,
+             const std::function<void()>& end = nullptr);
 
     /// Takes note of the bytes. What goes wrong here ends the view, not the recording. [host thread]
     void Take(std::span<const uint8_t> bytes) override;
@@ -55,17 +59,21 @@ class LiveView : public CaptureObserver {
 
     void BeginPart();
     void Conclude(const RecordingSheet& sheet);
+    void ShowAnew();
     void GiveUp(const char* why);
 
     const std::function<LivePart()> part;
     bool browserWanted;
+    std::atomic<bool> over{false};  ///< nothing is recorded any more
+    ViewControls controls;
     Viewer::RecordingSettings settings;             ///< as far as they are known before the recording
     std::optional<uint64_t> left;                   ///< bytes that may still be shown
     std::shared_ptr<Viewer::RecordingFeed> before;  ///< what is shown until the first byte
     FeedSwitch shown;
     std::unique_ptr<FeedThread> feeder;  ///< of the present part or the last one; null before the first
     std::shared_ptr<MovableBytes> bytes;
-    int parts = 0;  ///< that had bytes
+    FeedThread::Change atEnd;  ///< of the last part, once it has ended
+    int parts = 0;             ///< that had bytes
     bool inPart = false;
     bool broken = false;
     uint64_t size = 0;  ///< bytes of the present part

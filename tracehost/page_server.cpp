@@ -8,7 +8,8 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
-PageServer::PageServer(const char* option, uint16_t port, const Viewer::Feed& feed) {
+PageServer::PageServer(const char* option, uint16_t port, const Viewer::Feed& feed,
+                       Viewer::Controls& controls) {
     uint16_t taken = 0;
     Network::Socket listener(Network::Listen(port, taken));
     if (!listener) {
@@ -20,7 +21,7 @@ PageServer::PageServer(const char* option, uint16_t port, const Viewer::Feed& fe
     if (!token || !ticket) {
         throw HostError("the system has no random bytes for secrets: nothing is served without");
     }
-    server.emplace(std::move(listener), taken, *token, feed, Viewer::PageHtml(), *ticket);
+    server.emplace(std::move(listener), taken, *token, feed, Viewer::PageHtml(), *ticket, &controls);
 }
 
 void PageServer::TellBrowserProblem() {

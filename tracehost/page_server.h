@@ -15,9 +15,9 @@ namespace Korr::Plim::Trace::Tracehost {
 class PageServer {
   public:
     /// \param option the one that names the port, as a refusal shows it \param port 0: any that is free
-    /// \param feed outlives the server \throws UsageError when the port cannot be taken, HostError when the
-    /// platform has no random bytes
-    PageServer(const char* option, uint16_t port, const Viewer::Feed& feed);
+    /// \param feed outlives the server, as do the controls \throws UsageError when the port cannot be taken,
+    /// HostError when the platform has no random bytes
+    PageServer(const char* option, uint16_t port, const Viewer::Feed& feed, Viewer::Controls& controls);
 
     const std::string& Address() const { return server->Address(); }
     /// Opens it in the user's browser.

@@ -25,14 +25,6 @@ std::optional<uint8_t> ReadPort(std::string_view text) {
     return port;
 }
 
-std::optional<Swo::PortType> ReadType(std::string_view text) {
-    for (int i = 0; i < Swo::kPortTypes; ++i) {
-        const auto type = static_cast<Swo::PortType>(i);
-        if (Swo::PortTypeName(type) == text) return type;
-    }
-    return std::nullopt;
-}
-
 bool IsName(std::string_view text) {
     const auto isControl = [](char character) {
         return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
@@ -43,12 +35,20 @@ bool IsName(std::string_view text) {
 
 }  // namespace
 
+std::optional<Swo::PortType> ReadPortType(std::string_view text) {
+    for (int i = 0; i < Swo::kPortTypes; ++i) {
+        const auto type = static_cast<Swo::PortType>(i);
+        if (Swo::PortTypeName(type) == text) return type;
+    }
+    return std::nullopt;
+}
+
 void AddPortFormat(Swo::PortFormats& ports, const std::string& text) {
     const std::string_view all = text;
     const std::size_t equals = std::min(all.find('='), all.size());
     const std::size_t colon = std::min(all.find(':', equals), all.size());
     const auto port = ReadPort(all.substr(0, equals));
-    const auto type = ReadType(equals < all.size() ? all.substr(equals + 1, colon - equals - 1) : "");
+    const auto type = ReadPortType(equals < all.size() ? all.substr(equals + 1, colon - equals - 1) : "");
     const bool isNamed = colon < all.size();
     const std::string_view name = isNamed ? all.substr(colon + 1) : "";
     if (!port || !type || (isNamed && !IsName(name))) {

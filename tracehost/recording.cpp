@@ -78,7 +78,7 @@ std::optional<EndReason> Recording::EndReached(double elapsed, uint64_t captured
     if (request.bytes && captured >= *request.bytes) return EndReason::Size;
     if (file.ReaderHasGone()) return EndReason::ReaderGone;
     if (file.StreamHasFailed()) return EndReason::OutputFull;
-    if (InterruptRequested()) return EndReason::Asked;
+    if (InterruptRequested() || askedToEnd) return EndReason::Asked;
     if (request.seconds && elapsed >= *request.seconds) return EndReason::Time;
     return std::nullopt;
 }

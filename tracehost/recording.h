@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -42,6 +43,9 @@ class Recording {
     /// Is called once all is saved and the summary shown. \param conclude is given the stream of the summary,
     /// null when none is wanted, and adds what it knows
     void AtEnd(std::function<void(std::FILE*, Conclusion&)> conclude) { atEnd = std::move(conclude); }
+
+    /// Ends it as the user's interrupt does. [any thread]
+    void AskToEnd() { askedToEnd = true; }
 
     /// Does it all. \return the exit status. \throws UsageError, HostError (with the plug-in's text as it
     /// stands). What was captured until then is saved when that is possible, else the message says where it
@@ -88,6 +92,7 @@ class Recording {
     Surroundings Used() const;
 
     RecordRequest request;
+    std::atomic<bool> askedToEnd{false};
     TemporaryFolder folder;
     RecordingLog log;
     std::optional<DemoSignal> signal;  ///< ends with the recording

@@ -6,8 +6,22 @@
 #include "tracehost/firmware.h"
 #include "tracehost/loss_text.h"
 #include "tracehost/port_types.h"
+#include "tracehost/source_lines.h"
 
 namespace Korr::Plim::Trace::Tracehost {
+
+namespace {
+
+/// As the profile on the command line has them, but without folders: the page may be given away.
+Viewer::LineFinder::Find LinesIn(const std::string& elf) {
+    return [elf](const std::vector<uint32_t>& addresses) {
+        auto lines = FindSourceLines(elf, addresses);
+        for (auto& [address, line] : lines) line.erase(0, line.find_last_of("/\\") + 1);
+        return lines;
+    };
+}
+
+}  // namespace
 
 void AddViewOptions(CLI::App& command, ViewRequest& request) {
     AddElf(command, request.elf);
@@ -24,6 +38,7 @@ Viewer::RecordingSettings SettingsOf(const Capture& capture, const ViewRequest& 
     if (!request.elf.empty()) {
         settings.symbols = ReadFirmware(request.elf);
         settings.elf = std::filesystem::path(request.elf).filename().string();
+        if (HasLineReader()) settings.lines = std::make_shared<Viewer::LineFinder>(LinesIn(request.elf));
     }
     settings.analysis = capture.options;
     settings.ports = request.ports;

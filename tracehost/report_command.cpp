@@ -23,12 +23,14 @@ struct ReportRequest {
     std::string json;
     std::string html;
     ViewRequest view;
+    std::size_t detail = kHtmlBudget - Viewer::PageHtml().size();
     bool force = false;
     std::string plugin = kDefaultPlugin;
 };
 
 constexpr std::size_t kHtmlBudget =
     900000;  // bytes of a page; leaves room for what is in it whatever it takes
+constexpr NumberOption kDetail{"--detail", Measure::Size, 0, 1e9, true};
 
 constexpr uint64_t kMostPiped = uint64_t{256} << 20;  // bytes that are kept in memory
 
@@ -37,13 +39,15 @@ constexpr const char* kReportFooter =
     "  tracehost report trace.tdf\n"
     "  tracehost report trace.bin --clock 48MHz --counter-port 1\n"
     "  tracehost report trace.bin --json -\n"
-    "  tracehost report trace.tdf --html trace.html --elf firmware.elf --port-type 3=f32:speed\n";
+    "  tracehost report trace.tdf --html trace.html --elf firmware.elf --port-type 3=f32:speed\n"
+    "  tracehost report trace.tdf --html trace.html --detail 20M\n";
 
 /// What a page shows of one capture, collected while the capture is read.
 class PageOfCapture {
   public:
     PageOfCapture(const Capture& capture, const ReportRequest& request)
-        : piped(!std::filesystem::is_regular_file(request.capture.file)),
+        : detail(request.detail),
+          piped(!std::filesystem::is_regular_file(request.capture.file)),
           from(request.capture.file == "-" ? "on standard input" : "out of \"" + request.capture.file + "\""),
           kept(std::make_shared<KeptBytes>()) {
         std::shared_ptr<const Swo::CaptureBytes> bytes = kept;
@@ -60,7 +64,7 @@ class PageOfCapture {
             AddHostKnowledge(report.capture, analysis, features);
         });
         if (report.forecast.holes > 0) feed->SetForecast(report.forecast.Share());
-        return Viewer::EmbedRecording(*feed, Viewer::PageHtml(), kHtmlBudget - Viewer::PageHtml().size());
+        return Viewer::EmbedRecording(*feed, Viewer::PageHtml(), detail);
     }
 
   private:
@@ -72,6 +76,7 @@ class PageOfCapture {
         kept->Append(bytes);
     }
 
+    std::size_t detail;
     bool piped;
     std::string from;    ///< where the bytes of a pipe came
     uint64_t taken = 0;  ///< bytes of a pipe
@@ -164,7 +169,10 @@ void AddReportCommand(CLI::App& program, int& status) {
     AddText(*command, "--html", "FILE",
             "File for a browser: a page that shows the recording, without a network", request->html);
     AddViewOptions(*command, request->view);
-    for (const char* name : {"--elf", "--port-type"}) command->get_option(name)->needs("--html");
+    AddNumber(*command, kDetail,
+              "Bytes of the recording in that page, such as 20M (default: what keeps it below 1 MB)",
+              [request](auto size) { request->detail = static_cast<std::size_t>(*size); });
+    for (const char* name : {"--elf", "--port-type", "--detail"}) command->get_option(name)->needs("--html");
     command->add_flag("--force", request->force, "Replace a file that is there");
     AddPluginOption(*command, request->plugin);
     command->footer(kReportFooter);

@@ -17,11 +17,18 @@ namespace {
 constexpr std::size_t kBatch = 500;  // addresses: a command line is limited
 constexpr std::chrono::seconds kLongest{120};
 
-std::string FindReader() {
+/// Empty when there is none.
+std::string LineReader() {
     for (const char* const name : {"arm-none-eabi-addr2line", "llvm-addr2line", "addr2line"}) {
         std::string path = FindProgram(name);
         if (!path.empty()) return path;
     }
+    return {};
+}
+
+std::string FindReader() {
+    std::string path = LineReader();
+    if (!path.empty()) return path;
     throw HostError(
         "source lines take arm-none-eabi-addr2line, llvm-addr2line or addr2line, and none is in the PATH: "
         "install one, or take --by function");
@@ -62,6 +69,8 @@ void Ask(const std::string& reader, const std::string& elf, std::span<const uint
 }
 
 }  // namespace
+
+bool HasLineReader() { return !LineReader().empty(); }
 
 std::map<uint32_t, std::string> FindSourceLines(const std::string& elf,
                                                 const std::vector<uint32_t>& addresses) {

@@ -7,6 +7,9 @@
 
 namespace Korr::Plim::Trace::Tracehost {
 
+/// Whether there is a program that FindSourceLines can ask.
+bool HasLineReader();
+
 /// Source lines of addresses, as a program that reads debug information tells them: the first that is found
 /// of arm-none-eabi-addr2line, llvm-addr2line and addr2line.
 /// \return "file.c:12" by address; without those that no line is known of \throws HostError when there is no

@@ -47,7 +47,8 @@ int TakeRecording(const RecordRequest& request, std::FILE* standardOutput) {
     }
     std::optional<LiveView> view;
     if (request.view) {
-        view.emplace(request, [&recording] { return PresentPart(recording); });
+        view.emplace(
+            request, [&recording] { return PresentPart(recording); }, [&recording] { recording.AskToEnd(); });
         recording.Observe(*view);
     }
     recording.ShowBeside([&] {

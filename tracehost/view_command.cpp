@@ -43,7 +43,7 @@ constexpr const char* kViewFooter =
 int Run(const ViewCommandRequest& request) {
     CatchInterrupts();
     ViewedFile file(request.capture, request.view);
-    PageServer server("--listen", request.port, file.Feed());
+    PageServer server("--listen", request.port, file.Feed(), file.Controls());
     PrintText(server.Address() + "\n");
     std::fprintf(stderr, "tracehost: showing %s until Ctrl-C\n", KORR_PLIM::Visible(file.Name()).Text());
     std::fflush(stderr);  // also where it is a file

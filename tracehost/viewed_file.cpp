@@ -35,6 +35,7 @@ ViewedFile::ViewedFile(const CaptureRequest& captureRequest, const ViewRequest& 
     Choose();
     settings = SettingsOf(capture, viewRequest);
     settings.analysis.onTwoThreads = Swo::HasTwoProcessors();
+    settings.changeable = true;
     Begin(mayGrow && IsBeingWritten());
 }
 
@@ -98,6 +99,11 @@ void ViewedFile::BeginAnew(const char* why) {
 }
 
 void ViewedFile::Look() {
+    try {
+        if (controls.Apply(settings.ports)) Begin(live);
+    } catch (const HostError& failure) {
+        Tell(failure.what());
+    }
     if (mayGrow) {
         FollowGrowth();
     } else {

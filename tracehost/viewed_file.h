@@ -8,6 +8,7 @@
 #include "tracehost/feed_switch.h"
 #include "tracehost/feed_thread.h"
 #include "tracehost/recording_view.h"
+#include "tracehost/view_controls.h"
 
 namespace Korr::Plim::Trace::Tracehost {
 
@@ -21,9 +22,10 @@ class ViewedFile {
                std::chrono::milliseconds quiet = std::chrono::seconds(10));
 
     const Viewer::Feed& Feed() const { return shown; }
+    Viewer::Controls& Controls() { return controls; }
     const std::string& Name() const { return capture.name; }
-    /// Looks what has become of the file. To be called a few times a second. What went wrong is told once, on
-    /// standard error
+    /// Looks what has become of the file, and whether a page wants its ports shown otherwise. To be called a
+    /// few times a second. What went wrong is told once, on standard error
     void Look();
     /// Whether all that was asked for can be shown.
     bool Whole() const { return whole; }
@@ -47,6 +49,7 @@ class ViewedFile {
     uint64_t offset = 0;  ///< of the capture in the file
     bool mayGrow = false;
     Viewer::RecordingSettings settings;
+    ViewControls controls;
     FeedSwitch shown;
     std::unique_ptr<FeedThread> feeder;
     bool live = false;     ///< the present feed is told of growth

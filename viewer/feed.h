@@ -24,6 +24,15 @@ struct WindowQuestion {
 inline constexpr uint32_t kMostPixels = 4096;
 inline constexpr uint32_t kMostRows = 1000;
 
+struct EventsQuestion {
+    double from = 0;                 ///< on the axis
+    double to = 0;                   ///< behind `from`
+    uint32_t limit = 20000;          ///< packets, 1 to kMostEvents
+    uint64_t offset = 0;             ///< packets before it are passed over: where an earlier answer went to
+    std::vector<std::string> kinds;  ///< names, see Swo::KindName; empty: all
+};
+inline constexpr uint32_t kMostEvents = 20000;
+
 struct TextQuestion {
     uint8_t port = 0;
     uint64_t line = 0;   ///< the first one, from 0
@@ -39,11 +48,16 @@ struct FindQuestion {
 };
 inline constexpr std::size_t kMostSought = 200;
 
+enum class ProfileBy : uint8_t { Function, Line, Address };
+
 struct ProfileQuestion {
     double from = 0;
     double to = 0;
-    bool byFunction = true;  ///< else by address
+    ProfileBy by = ProfileBy::Function;
+    uint32_t columns = 0;  ///< that its first rows are told in over time, at most kMostStrip; 0: they are not
 };
+inline constexpr uint32_t kMostStrip = 256;
+inline constexpr uint32_t kRowsWithStrip = 50;
 
 /// How far a recording has come; see Feed::Now.
 struct FeedState {
@@ -64,6 +78,7 @@ class Feed {
     virtual FeedState Now() const = 0;
     virtual std::string Overview() const = 0;                              ///< JSON
     virtual std::string Window(const WindowQuestion& question) const = 0;  ///< binary
+    virtual std::string Events(const EventsQuestion& question) const = 0;  ///< binary
     virtual std::string Text(const TextQuestion& question) const = 0;      ///< JSON, as are all below
     virtual std::string Find(const FindQuestion& question) const = 0;
     virtual std::string LineAt(uint8_t port, double time) const = 0;

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "viewer/feed.h"
+#include "viewer/recording_feed.h"
 
 namespace Korr::Plim::Trace::Viewer {
 
@@ -12,7 +12,8 @@ inline constexpr std::string_view kRecordingPlace = "<!--RECORDING-->";
 
 /// The page with a recording in it, see docs/viewer-feed.md, "In a file". The feed is complete.
 /// \param budgetBytes of what is put in; the overview and the coarsest window are in it whatever they take
-/// \throws std::invalid_argument when the page has no kRecordingPlace
-std::string EmbedRecording(const Feed& feed, std::string_view pageHtml, std::size_t budgetBytes);
+/// \throws std::invalid_argument when the page has no kRecordingPlace, std::runtime_error when the capture
+/// cannot be read
+std::string EmbedRecording(const RecordingFeed& feed, std::string_view pageHtml, std::size_t budgetBytes);
 
 }  // namespace Korr::Plim::Trace::Viewer

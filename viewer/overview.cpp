@@ -154,6 +154,9 @@ std::string OverviewOf(const RecordingSettings& settings, const Swo::RecordingIn
         {"lost", LostOf(settings, analysis.Losses().Totals())},
         {"forecast", OrNull(forecast)},
         {"elf", OrNull(settings.elf)},
+        {"lines", settings.lines != nullptr},
+        {"stoppable", settings.stoppable && state.live},
+        {"changeable", settings.changeable},
         {"port", OrNull(settings.port)},
         {"started", OrNull(settings.started)},
         {"tracks", TracksOf(settings, index)}};

@@ -116,6 +116,16 @@ std::string RecordingFeed::Window(const WindowQuestion& question) const {
     return work->Questions().Window(question, hold);
 }
 
+std::string RecordingFeed::Events(const EventsQuestion& question) const {
+    std::unique_lock<FairMutex> hold(work->mutex);
+    return work->Questions().Events(question, hold);
+}
+
+AxisStretch RecordingFeed::Around(uint64_t offset, uint32_t packets) const {
+    std::unique_lock<FairMutex> hold(work->mutex);
+    return work->Questions().Around(offset, packets, hold);
+}
+
 std::string RecordingFeed::Text(const TextQuestion& question) const {
     std::unique_lock<FairMutex> hold(work->mutex);
     return work->Questions().Text(question, hold);

@@ -7,6 +7,9 @@
 
 namespace Korr::Plim::Trace::Viewer {
 
+/// \throws BadQuestion when a stretch of the axis is none
+void CheckStretch(double from, double to);
+
 /// One question to a recording. Made and asked once while the recording is held; those that read the capture
 /// again take what they need of the index and let go of it meanwhile.
 class RecordingQuestions {
@@ -24,6 +27,8 @@ class RecordingQuestions {
           revision(present) {}
 
     std::string Window(const WindowQuestion& question, Hold& hold) const;
+    std::string Events(const EventsQuestion& question, Hold& hold) const;
+    AxisStretch Around(uint64_t offset, uint32_t packets, Hold& hold) const;
     std::string Text(const TextQuestion& question, Hold& hold) const;
     std::string Find(const FindQuestion& question, Hold& hold) const;
     std::string LineAt(uint8_t port, double time, Hold& hold) const;

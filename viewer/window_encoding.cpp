@@ -67,6 +67,18 @@ void Append(std::string& out, const std::vector<Swo::NamedArray>& arrays) {
     }
 }
 
+/// All of an answer up to its arrays.
+std::string BeginAnswer(const Json& header, const Layout& layout) {
+    const std::string text = header.dump();
+    std::string out;
+    out.reserve(Aligned(8 + text.size()) + layout.Size());
+    out = "KTW1";
+    AppendLittleEndian(out, static_cast<uint32_t>(text.size()));
+    out += text;
+    out.resize(Aligned(out.size()));
+    return out;
+}
+
 std::optional<uint16_t> NumberOf(std::string_view text, size_t below) {
     uint16_t number = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -166,6 +178,34 @@ std::string DescribeStretch(double stretch, std::string_view unit) {
     return std::string(text.data()) + " " + name;
 }
 
+std::string EncodeEvents(EventList&& list, double from, double to, uint64_t revision) {
+    std::vector<Swo::NamedArray> arrays;
+    arrays.push_back({"time", std::move(list.time)});
+    arrays.push_back({"offset", std::move(list.offset)});
+    arrays.push_back({"kind", std::move(list.kind)});
+    arrays.push_back({"source", std::move(list.source)});
+    arrays.push_back({"size", std::move(list.size)});
+    arrays.push_back({"value", std::move(list.value)});
+    arrays.push_back({"flags", std::move(list.flags)});
+    arrays.push_back({"function", std::move(list.function)});
+    Json kinds = Json::array();
+    for (int kind = 0; kind < Swo::kPacketKinds; ++kind) {
+        kinds.push_back(Swo::KindName(static_cast<Swo::PacketKind>(kind)));
+    }
+    Layout layout;
+    Json tracks = Json::array({{{"id", "events"}, {"arrays", layout.Place(arrays)}}});
+    const Json header = {{"revision", revision},
+                         {"from", from},
+                         {"to", to},
+                         {"next", list.next ? Json(*list.next) : Json(nullptr)},
+                         {"kinds", std::move(kinds)},
+                         {"tracks", std::move(tracks)},
+                         {"marks", {{"arrays", Json::object()}}}};
+    std::string out = BeginAnswer(header, layout);
+    Append(out, arrays);
+    return out;
+}
+
 std::string EncodeWindow(const Swo::WindowAnswer& answer, const Swo::WindowFrame& frame, uint64_t revision,
                          uint64_t blockBytes) {
     Layout layout;
@@ -179,13 +219,7 @@ std::string EncodeWindow(const Swo::WindowAnswer& answer, const Swo::WindowFrame
         {"revision", revision},      {"from", frame.from},          {"to", frame.to},
         {"pixels", frame.pixels},    {"exact", answer.exact},       {"note", "1 px = " + column},
         {"block_bytes", blockBytes}, {"tracks", std::move(tracks)}, {"marks", std::move(marks)}};
-    const std::string text = header.dump();
-    std::string out;
-    out.reserve(Aligned(8 + text.size()) + layout.Size());
-    out = "KTW1";
-    AppendLittleEndian(out, static_cast<uint32_t>(text.size()));
-    out += text;
-    out.resize(Aligned(out.size()));
+    std::string out = BeginAnswer(header, layout);
     for (const Swo::WindowTrack& track : answer.tracks) Append(out, track.arrays);
     Append(out, answer.marks);
     return out;

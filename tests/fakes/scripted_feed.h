@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -40,6 +41,12 @@ class ScriptedFeed : public Korr::Plim::Trace::Viewer::Feed {
         for (const std::string& track : question.tracks) text += " " + track;
         return Note(text);
     }
+    std::string Events(const Korr::Plim::Trace::Viewer::EventsQuestion& question) const override {
+        std::string text = "events " + std::to_string(question.from) + " " + std::to_string(question.to) +
+                           " " + std::to_string(question.limit) + " " + std::to_string(question.offset);
+        for (const std::string& kind : question.kinds) text += " " + kind;
+        return Note(text);
+    }
     std::string Text(const Korr::Plim::Trace::Viewer::TextQuestion& question) const override {
         return Note("text " + std::to_string(question.port) + " " + std::to_string(question.line) + " " +
                     std::to_string(question.count));
@@ -57,7 +64,8 @@ class ScriptedFeed : public Korr::Plim::Trace::Viewer::Feed {
     }
     std::string Profile(const Korr::Plim::Trace::Viewer::ProfileQuestion& question) const override {
         return Note("profile " + std::to_string(question.from) + " " + std::to_string(question.to) +
-                    (question.byFunction ? " function" : " address"));
+                    std::array{" function", " line", " address"}[static_cast<std::size_t>(question.by)] +
+                    (question.columns > 0 ? " " + std::to_string(question.columns) : ""));
     }
 
   private:

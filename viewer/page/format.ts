@@ -17,6 +17,7 @@ export function visible(text: string): string {
 export function count(number: number): string { return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ","); }
 export function plural(number: number, what: string): string { return `${count(number)} ${what}${number === 1 ? "" : "s"}`; }
 export function hex(number: number): string { return "0x" + number.toString(16).toUpperCase().padStart(8, "0"); }
+export function percent(share: number): string { return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`; }
 
 /** A value of a track whose type is `type`. */
 export function value(number: number, type: string): string {
@@ -25,11 +26,9 @@ export function value(number: number, type: string): string {
   return (number < 0 ? "\u2212" : "") + count(Math.abs(number));
 }
 
-export function percent(share: number): string { return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`; }
-
 /** At most four digits, of which none is made up. */
 function short(number: number): string {
-  return number >= 1000 ? count(number) : String(Number(number.toPrecision(number >= 100 ? 3 : 2 + (number >= 10 ? 1 : 0))));
+  return number >= 1000 ? count(number) : String(Number(number.toPrecision(number >= 10 ? 3 : 2)));
 }
 
 function scaled(number: number, units: [number, string][]): string {
@@ -39,52 +38,51 @@ function scaled(number: number, units: [number, string][]): string {
 
 const TIMES: [number, string][] = [[1e9, "s"], [1e6, "ms"], [1e3, "\u00b5s"], [1, "ns"]];
 const RATES: [number, string][] = [[1e6, "MB/s"], [1e3, "kB/s"], [1, "B/s"]];
-
+const FREQUENCIES: [number, string][] = [[1e6, "MHz"], [1e3, "kHz"], [1, "Hz"], [1e-3, "mHz"]];
 const NAMES: Record<string, string> = {
-  timestamps: "Target time, from timestamps",
-  arrival: "Time of arrival, \u00b1100 ms",
-  line: "Time on the line, not before",
-  bytes: "Offset in the capture",
+  timestamps: "Target time, from timestamps", arrival: "Time of arrival, \u00b1100 ms", line: "Time on the line, not before",
+  bytes: "Offset in the capture", ticks: "Target's ticks; the trace clock is not known",
 };
 
 /** The number line of a recording. */
 export class Axis {
-  constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {}
+  readonly inTime: boolean;
+  private readonly word: string;  // of a unit that is none of time
 
-  get name(): string { return this.unit === "ticks" ? "Target's ticks; the trace clock is not known" : NAMES[this.kind] ?? this.kind; }
+  constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {
+    this.inTime = unit === "ns";
+    this.word = unit === "bytes" ? "B" : "ticks";
+  }
+
+  get name(): string { return NAMES[this.unit === "ticks" ? "ticks" : this.kind] ?? this.kind; }
   get length(): number { return Math.max(this.end - this.begin, this.least); }
 
   /** The shortest view. */
-  get least(): number { return this.unit === "ns" ? 100 : 16; }
+  get least(): number { return this.inTime ? 100 : 16; }
 
   /** A place, told as finely as `step`. */
   at(place: number, step: number): string {
-    if (this.unit !== "ns") return `${count(place)} ${this.unit === "bytes" ? "B" : "ticks"}`;
+    if (!this.inTime) return `${count(place)} ${this.word}`;
     const digits = Math.min(9, Math.max(0, Math.ceil(9 - Math.log10(Math.max(step, 1)) - 1e-9)));
     const [whole, rest] = (Math.abs(place) / 1e9).toFixed(digits).split(".");
     const grouped = rest ? "." + rest.replace(/(\d{3})(?=\d)/g, "$1\u2009") : "";
     return `${place < 0 ? "\u2212" : ""}${count(Number(whole))}${grouped} s`;
   }
 
-  span(length: number): string {
-    if (this.unit === "ns") return scaled(length, TIMES);
-    return `${short(length)} ${this.unit === "bytes" ? "B" : "ticks"}`;
-  }
+  span(length: number): string { return this.inTime ? scaled(length, TIMES) : `${short(length)} ${this.word}`; }
 
   /** How often something comes that comes every `length`. */
-  frequency(length: number): string {
-    return this.unit === "ns" && length > 0 ? scaled(1e9 / length, [[1e6, "MHz"], [1e3, "kHz"], [1, "Hz"], [1e-3, "mHz"]]) : "";
-  }
+  frequency(length: number): string { return this.inTime && length > 0 ? scaled(1e9 / length, FREQUENCIES) : ""; }
 
   /** `bytes` over `length`. */
   rate(bytes: number, length: number): string {
-    if (this.unit === "ns") return scaled(bytes * 1e9 / length, RATES);
+    if (this.inTime) return scaled(bytes * 1e9 / length, RATES);
     return this.unit === "bytes" ? `${short(bytes / length)} B per byte of the capture` : `${short(bytes * 1000 / length)} B per 1,000 ticks`;
   }
 
   /** Something that was seen `number` times over `length`. */
   often(number: number, length: number): string {
-    return this.unit === "ns" ? `${short(number * 1e6 / length)} per ms` : `${short(number * 1000 / length)} per 1,000 ${this.unit}`;
+    return this.inTime ? `${short(number * 1e6 / length)} per ms` : `${short(number * 1000 / length)} per 1,000 ${this.unit}`;
   }
 
   /** 1, 2 or 5 times a power of ten, at least `least`. */

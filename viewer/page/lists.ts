@@ -1,149 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
-import { type Entry, type Feed, type Line, type Overview } from "./feed";
+import { type Entry, type Feed, type Found, type LedgerAnswer, type Line, type ProfileAnswer, type TextAnswer } from "./feed";
 import { count, hex, percent, plural, visible } from "./format";
+import { LongList, span } from "./long_list";
 import { CLASSES, SIGNS } from "./rows";
-import { type Timeline, byId } from "./timeline";
+import { type Timeline, byId, fit } from "./timeline";
 
-const ITEM = 20;  // height of an item, as in the style
-const CHUNK = 200;
-const MOST_HEIGHT = 8e6;  // pixels that every browser can scroll through
+const STRIP = 48;  // columns of a row of the profile over time
+const TYPES = ["text", "u8", "i8", "u16", "i16", "u32", "i32", "f32"];
 
 /** Does something that may fail, and shows why it did. */
 export type Attempt = (action: () => Promise<unknown>) => Promise<void>;
-
-function span(text: string, name: string): HTMLSpanElement {
-  const element = document.createElement("span");
-  element.className = name;
-  element.textContent = text;
-  return element;
-}
-
-/** A list of any length, of which only what is in view exists. */
-class LongList<Item> {
-  total = 0;
-  selected = -1;
-  private readonly space = document.createElement("div");
-  private readonly chunks = new Map<number, Promise<Item[]> | Item[]>();
-  private drawing = false;
-
-  constructor(private readonly list: HTMLElement, private readonly load: (from: number, count: number) => Promise<Item[]>,
-              private readonly fill: (item: Item, element: HTMLElement) => void, private readonly choose: (item: Item) => void,
-              private readonly attempt: Attempt) {
-    list.append(this.space);
-    list.addEventListener("scroll", () => this.draw());
-    list.addEventListener("keydown", (event) => this.key(event));
-    new ResizeObserver(() => this.draw()).observe(list);
-  }
-
-  /** The list has `total` items; those that were read are read again. */
-  reset(total: number): void {
-    this.total = total;
-    this.chunks.clear();
-    this.draw();
-  }
-
-  private get scale(): number { return Math.max(1, this.total * ITEM / MOST_HEIGHT); }
-
-  private item(index: number): Item | undefined {
-    const chunk = this.chunks.get(Math.floor(index / CHUNK));
-    return Array.isArray(chunk) ? chunk[index % CHUNK] : undefined;
-  }
-
-  /** Selects an item and brings it into view; none below 0. */
-  select(index: number): void {
-    this.selected = Math.min(Math.max(index, -1), this.total - 1);
-    if (this.selected < 0) return this.draw();
-    const top = this.selected * ITEM / this.scale;
-    const room = this.list.clientHeight;
-    if (top < this.list.scrollTop || top + ITEM > this.list.scrollTop + room) this.list.scrollTop = top - room / 2;
-    this.draw();
-  }
-
-  private key(event: KeyboardEvent): void {
-    const page = Math.max(Math.floor(this.list.clientHeight / ITEM) - 1, 1);
-    const steps: Record<string, number> = { ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page, Home: -Infinity, End: Infinity };
-    const step = steps[event.key];
-    if (step !== undefined && !event.ctrlKey && !event.altKey) this.select(Math.max(this.selected + step, 0));
-    else if (event.key === "Enter") this.pick(this.selected);
-    else return;
-    event.preventDefault();
-    event.stopPropagation();
-  }
-
-  private pick(index: number): void {
-    const item = this.item(index);
-    this.select(index);
-    if (item !== undefined) this.choose(item);
-  }
-
-  draw(): void {
-    if (this.drawing) return;
-    this.drawing = true;
-    requestAnimationFrame(() => { this.drawing = false; this.drawNow(); });
-  }
-
-  private drawNow(): void {
-    const { scrollTop, clientHeight } = this.list;
-    this.space.style.height = `${this.total * ITEM / this.scale}px`;
-    const first = Math.floor(scrollTop * this.scale / ITEM);
-    const shift = this.scale > 1 ? scrollTop - first * ITEM : 0;
-    const elements: HTMLElement[] = [];
-    this.list.removeAttribute("aria-activedescendant");
-    for (let i = first; i < Math.min(first + Math.ceil(clientHeight / ITEM) + 1, this.total); i++)
-      elements.push(this.element(i, i * ITEM + shift));
-    this.space.replaceChildren(...elements);
-  }
-
-  private element(index: number, top: number): HTMLElement {
-    const element = document.createElement("div");
-    element.className = "item";
-    element.id = `${this.list.id}-${index}`;
-    element.setAttribute("role", "option");
-    element.setAttribute("aria-setsize", String(this.total));
-    element.setAttribute("aria-posinset", String(index + 1));
-    element.setAttribute("aria-selected", String(index === this.selected));
-    element.style.top = `${top}px`;
-    element.addEventListener("click", () => this.pick(index));
-    if (index === this.selected) this.list.setAttribute("aria-activedescendant", element.id);
-    const item = this.item(index);
-    if (item !== undefined) this.fill(item, element);
-    else element.append(span(Array.isArray(this.chunks.get(Math.floor(index / CHUNK))) ? "not in this file" : "\u2026", "pending"));
-    if (!this.chunks.has(Math.floor(index / CHUNK))) void this.attempt(() => this.read(index));
-    return element;
-  }
-
-  /** An item, and those around it, which are read once. */
-  async read(index: number): Promise<Item | undefined> {
-    const chunk = Math.floor(index / CHUNK);
-    const asked = this.chunks.get(chunk) ?? this.load(chunk * CHUNK, CHUNK);
-    this.chunks.set(chunk, asked);
-    try {
-      const items = await asked;
-      if (this.chunks.get(chunk) === asked) this.chunks.set(chunk, items);
-    } catch (error) {
-      this.chunks.delete(chunk);
-      throw error;
-    }
-    this.draw();
-    return this.item(index);
-  }
-}
 
 export class Lists {
   tab = "losses";
   private readonly losses: LongList<Entry>;
   private readonly lines: LongList<Line>;
-  private readonly portChoice = byId<HTMLSelectElement>("text-port");
+  private readonly ports = byId<HTMLSelectElement>("text-port");
   private readonly tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
   private sought = "";
 
-  constructor(private readonly feed: Feed, private overview: Overview, private readonly timeline: Timeline,
-              private readonly attempt: Attempt, private readonly onTab: () => void) {
-    this.losses = new LongList<Entry>(byId("losses-list"), async (from, most) => (await feed.ledger(from, most)).entries,
-      (entry, element) => this.fillLoss(entry, element), (entry) => this.goToLoss(entry), attempt);
-    this.lines = new LongList<Line>(byId("text-list"), async (from, most) => (await feed.text(this.port, from, most)).rows,
-      (line, element) => this.fillLine(line, element), (line) => timeline.goTo(line.time), attempt);
+  constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly attempt: Attempt,
+              private readonly onTab: () => void, onType: (port: number, type: string) => void) {
+    const missing = feed.inFile ? "not in this file" : "\u2026";
+    this.losses = new LongList<Entry>(byId("losses-list"), async (from, most) => (await feed.ask<LedgerAnswer>("ledger", { from, count: most })).entries,
+      (entry, element) => this.fillLoss(entry, element), (entry) => this.goToLoss(entry), attempt, missing);
+    this.lines = new LongList<Line>(byId("text-list"), async (line, most) => (await feed.ask<TextAnswer>("text", { port: this.port, line, count: most })).rows,
+      (line, element) => this.fillLine(line, element), (line) => timeline.goTo(line.time), attempt, missing);
     for (const tab of this.tabs) {
       tab.addEventListener("click", () => this.open(tab.id.slice(4)));
       tab.addEventListener("keydown", (event) => this.tabKey(event, tab));
@@ -155,23 +38,29 @@ export class Lists {
       event.preventDefault();
       this.search(true);
     });
-    this.portChoice.addEventListener("change", () => { this.port = this.port; onTab(); });
+    this.ports.addEventListener("change", () => { this.port = this.port; onTab(); });
     byId("profile-by").addEventListener("change", () => this.refresh());
-    this.update(overview);
+    byId("port-types").addEventListener("change", ({ target }) => {
+      const { name, value } = target as HTMLSelectElement;
+      onType(Number(name), value);
+    });
+    this.update();
   }
 
-  get port(): number { return Number(this.portChoice.value || -1); }
+  get port(): number { return Number(this.ports.value || -1); }
 
   set port(port: number) {
-    this.portChoice.value = String(port);
+    choose(this.ports, String(port));
     this.lines.selected = -1;
     void this.attempt(() => this.readText());
   }
 
-  update(overview: Overview): void {
-    this.overview = overview;
-    offer(this.portChoice, overview.tracks.filter(({ kind }) => kind === "text").map((track) => [String(track.port), track.label]));
+  update(): void {
+    const { tracks, lines } = this.timeline.overview;
+    offer(this.ports, tracks.filter(({ kind }) => kind === "text").map((track) => [String(track.port), track.label]));
+    offer(byId("profile-by"), [["function", "function"], ...lines ? [["line", "source line"] as [string, string]] : [], ["address", "address"]]);
     this.writeFacts();
+    this.writePorts();
     void this.attempt(() => this.readLosses());
     void this.attempt(() => this.readText());
     this.refresh();
@@ -203,8 +92,8 @@ export class Lists {
   }
 
   private async readLosses(): Promise<void> {
-    const { total, unlisted } = await this.feed.ledger(0, 1);
-    const { lost, forecast } = this.overview;
+    const { total, unlisted } = await this.feed.ask<LedgerAnswer>("ledger", { from: 0, count: 1 });
+    const { lost, forecast } = this.timeline.overview;
     this.losses.reset(total);
     byId("losses-note").textContent = (total === 0 ? "Nothing is known to be lost." : `${total === 1 ? "1 entry" : `${count(total)} entries`}; lost: ${visible(lost.text)}`) +
       (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
@@ -228,10 +117,11 @@ export class Lists {
   /** Goes to the loss before or behind the one that is selected, at first the one nearest to the middle of the view. */
   stepLoss(step: number): void {
     void this.attempt(async () => {
-      let index = this.losses.selected + step;
-      if (this.losses.selected < 0) {
+      const { total, selected } = this.losses;
+      let index = selected + step;
+      if (selected < 0) {
         let low = 0;
-        for (let high = this.timeline.whole ? 0 : this.losses.total; low < high;) {
+        for (let high = this.timeline.whole ? 0 : total; low < high;) {
           const middle = (low + high) >> 1;
           const entry = await this.losses.read(middle);
           if (!entry || entry.time >= this.timeline.middle) high = middle;
@@ -239,8 +129,10 @@ export class Lists {
         }
         index = step > 0 ? low : low - 1;
       }
-      const entry = index >= 0 && index < this.losses.total ? await this.losses.read(index) : undefined;
-      byId("state").textContent = entry ? `loss ${count(index + 1)} of ${count(this.losses.total)}` : `no loss ${step > 0 ? "behind" : "before"} this`;
+      const listed = index >= 0 && index < total;
+      const entry = listed ? await this.losses.read(index) : undefined;
+      byId("state").textContent = !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
+        : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`;
       if (!entry) return;
       this.losses.select(index);
       this.goToLoss(entry);
@@ -248,14 +140,22 @@ export class Lists {
   }
 
   private async readText(): Promise<void> {
+    const note = byId("text-note");
     if (this.port < 0) {
-      byId("text-note").textContent = "No stimulus port holds text.";
+      note.textContent = "No stimulus port holds text.";
       return;
     }
-    const { lines } = await this.feed.text(this.port, 0, 1);
+    const { lines } = await this.feed.ask<TextAnswer>("text", { port: this.port, line: 0, count: 1 });
     if (lines === this.lines.total && this.lines.selected >= 0) return;
     this.lines.reset(lines);
-    byId("text-note").textContent = plural(lines, "line");
+    const held = await this.linesHere();
+    note.textContent = plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : "");
+  }
+
+  /** How many lines of the port there are to be read here. */
+  private async linesHere(): Promise<number> {
+    const { total } = this.lines;
+    return this.feed.inFile ? (await this.feed.ask<TextAnswer>("text", { port: this.port, line: 0, count: total })).rows.length : total;
   }
 
   private fillLine(line: Line, element: HTMLElement): void {
@@ -269,17 +169,20 @@ export class Lists {
   private search(back: boolean): void {
     this.sought = byId<HTMLInputElement>("sought").value;
     const { total, selected } = this.lines;
-    const from = selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1);
     const note = byId("text-note");
     void this.attempt(async () => {
       if (!this.sought || this.port < 0) return this.lines.draw();
       note.textContent = "Searching \u2026";
-      const found = from < 0 || from >= total ? null
-        : await this.feed.find(this.port, this.sought, from, back, byId<HTMLInputElement>("match-case").checked);
-      const line = found === null ? undefined : await this.lines.read(found);
-      this.lines.select(found ?? -1);
-      note.textContent = found === null ? `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}`
-        : `Found in line ${count(found + 1)} of ${count(total)}`;
+      let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
+      const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...byId<HTMLInputElement>("match-case").checked && { case: 1 } };
+      while (found.line === null && found.next !== undefined)
+        found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
+      const line = found.line === null ? undefined : await this.lines.read(found.line);
+      this.lines.select(found.line ?? -1);
+      const held = await this.linesHere();
+      note.textContent = found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
+        : `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}` +
+          (held < total ? `. Of ${plural(total, "line")} the first ${count(held)} alone are in this file` : "");
       if (line) this.timeline.goTo(line.time);
     });
   }
@@ -287,36 +190,64 @@ export class Lists {
   /** Shows the text at a place of the time line. */
   showPlace(place: number): void {
     if (this.tab !== "text" || this.port < 0) return;
-    void this.attempt(async () => {
-      const line = await this.feed.lineAt(this.port, place);
-      if (line !== null) this.lines.select(line);
-    });
+    void this.attempt(async () => this.lines.select((await this.feed.ask<Found>("line", { port: this.port, time: place })).line ?? -1));
   }
 
   private async readProfile(): Promise<void> {
     const by = byId<HTMLSelectElement>("profile-by").value;
-    const { samples: addressed, sleeping, prohibited, other, rows, whole } = await this.feed.profile(this.timeline.from, this.timeline.to, by);
+    const { from, to, overview } = this.timeline;
+    const { samples: addressed, sleeping, prohibited, other, rows, whole } = await this.feed.ask<ProfileAnswer>("profile", { from, to, by, strip: STRIP });
     const all = Math.max(addressed + sleeping + prohibited, 1);
     const part = (samples: number, what: string) => samples > 0 ? `, ${percent(samples / all)} ${what}` : "";
     byId("profile-note").textContent = `${whole ? "Of the whole recording" : "Of the time in view"}: ${plural(addressed + sleeping + prohibited, "sample")}` +
       part(sleeping, "asleep") + part(prohibited, "prohibited") + part(other, "in rows left out") +
-      (this.overview.elf === null ? " \u00b7 with --elf FILE functions have names" : "");
+      (overview.elf === null ? " \u00b7 with --elf FILE functions have names" : "");
     const table = byId("profile-table");
-    table.querySelector("th")!.textContent = by === "function" ? "Function" : "Address";
-    table.querySelector("tbody")!.replaceChildren(...rows.map(({ name, address, samples }) => {
+    table.querySelector("th")!.textContent = { function: "Function", line: "Source line", address: "Address" }[by] ?? by;
+    const hottest = Math.max(...rows.flatMap(({ strip }) => strip ?? []), 1e-9);
+    table.querySelector("tbody")!.replaceChildren(...rows.map(({ name, address, samples, strip }) => {
       const row = document.createElement("tr");
-      for (const text of [visible(name), count(samples), percent(samples / all)]) row.insertCell().textContent = text;
-      const meter = document.createElement("meter");
-      meter.value = samples / all;
-      meter.setAttribute("aria-hidden", "true");
-      row.lastElementChild!.prepend(meter);
+      for (const text of [visible(name), count(samples), percent(samples / all), ""]) row.insertCell().textContent = text;
       row.title = hex(address);
+      if (strip) this.paintStrip(row.lastElementChild!, strip, hottest);
       return row;
     }));
   }
 
+  /** A row of the profile over the time in view: the fuller, the more samples. */
+  private paintStrip(cell: Element, strip: number[], hottest: number): void {
+    const canvas = document.createElement("canvas");
+    cell.append(canvas);
+    canvas.setAttribute("aria-hidden", "true");
+    const ctx = fit(canvas, 2 * STRIP, 12);
+    ctx.fillStyle = this.timeline.colors.data;
+    strip.forEach((samples, i) => {
+      ctx.globalAlpha = samples > 0 ? 0.15 + 0.85 * samples / hottest : 0;
+      ctx.fillRect(2 * i, 0, 2, 12);
+    });
+  }
+
+  /** A choice of type for each stimulus port. */
+  private writePorts(): void {
+    const { tracks, changeable } = this.timeline.overview;
+    const ports = tracks.filter(({ port }) => port !== undefined);
+    const box = byId("port-types");
+    const choices = box.querySelectorAll("select");
+    if ([...choices].map(({ name, value }) => name + value).join() === ports.map(({ port, type = "text" }) => port + type).join()) return;
+    byId("ports-note").textContent = changeable ? "" : "In a file they stay as they are; tracehost report has --port-type for that.";
+    box.replaceChildren(...ports.map(({ port, label, type = "text" }) => {
+      const line = document.createElement("label");
+      const choice = document.createElement("select");
+      [choice.name, choice.disabled] = [String(port), !changeable];
+      offer(choice, TYPES.map((name) => [name, name]));
+      choice.value = type;
+      line.append(span(visible(label), ""), choice);
+      return line;
+    }));
+  }
+
   private writeFacts(): void {
-    const { overview, timeline: { axis } } = this;
+    const { overview, axis } = this.timeline;
     const facts: [string, string | null][] = [
       ["Recording", overview.name], ["Verdict", `${overview.verdict.name}: ${overview.verdict.text}`], ["Lost", overview.lost.text],
       ["Holes noticed", overview.forecast === null ? null : `with probability ${overview.forecast.toFixed(2)}`],
@@ -339,5 +270,10 @@ export function offer(select: HTMLSelectElement, choices: [string, string][]): v
   if (choices.map(([key]) => key).join("\n") === [...select.options].map(({ value }) => value).join("\n")) return;
   const chosen = select.value;
   select.replaceChildren(...choices.map(([key, name]) => new Option(visible(name), key)));
-  if (choices.some(([key]) => key === chosen)) select.value = chosen;
+  choose(select, chosen);
+}
+
+/** Chooses what is offered; else it stays as it is. */
+export function choose(select: HTMLSelectElement, key: string): void {
+  if ([...select.options].some(({ value }) => value === key)) select.value = key;
 }

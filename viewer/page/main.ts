@@ -13,6 +13,7 @@ class Page {
   private readonly lists: Lists;
   private readonly values: Values;
   private following = false;
+  private readonly types = new Map<string, string>();  // of ports, by number, as the user chose them here
   private settled = 0;
   private refreshing = false;
   private revision: number;  // of what is shown
@@ -21,8 +22,12 @@ class Page {
   constructor(private readonly feed: Feed, private overview: Overview) {
     this.revision = this.latest = overview.revision;
     this.timeline = new Timeline(feed, overview);
-    this.values = new Values(overview, this.timeline);
-    this.lists = new Lists(feed, overview, this.timeline, attempt, () => this.changed());
+    this.values = new Values(this.timeline);
+    this.lists = new Lists(feed, this.timeline, attempt, () => this.changed(), (port, type) => {
+      this.types.set(String(port), type);
+      this.showPorts();
+      this.changed();
+    });
     this.timeline.onTrouble = trouble;
     this.timeline.onChange = () => this.changed();
     this.timeline.onPlace = (place) => this.lists.showPlace(place);
@@ -50,7 +55,8 @@ class Page {
       ["", ["ArrowUp"], () => timeline.scroll(-1)], ["", ["ArrowDown"], () => timeline.scroll(1)],
       ["previous-loss", ["p"], () => lists.stepLoss(-1)], ["next-loss", ["n"], () => lists.stepLoss(1)],
       ["set-a", ["a"], () => timeline.setCursor(0)], ["set-b", ["b"], () => timeline.setCursor(1)],
-      ["clear-cursors", ["c"], () => timeline.clearCursors()], ["follow", ["f"], () => this.follow(!this.following)],
+      ["clear-cursors", ["c"], () => timeline.setCursor(-1)], ["follow", ["f"], () => this.follow(!this.following)],
+      ["stop", [], () => this.stop()],
       ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
       ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
@@ -100,6 +106,7 @@ class Page {
     timeline.cursors.forEach((place, i) => { if (place !== null) words.set("ab"[i], place.toFixed(0)); });
     if (lists.tab !== "losses") words.set("list", lists.tab);
     if (lists.tab === "text" && lists.port >= 0) words.set("port", String(lists.port));
+    if (this.types.size > 0) words.set("types", [...this.types].map((choice) => choice.join(":")).join(","));
     if (location.hash.slice(1) !== words.toString()) history.replaceState(null, "", "#" + words.toString());
   }
 
@@ -112,6 +119,24 @@ class Page {
     this.lists.open(words.get("list") ?? "losses");
     if (view.length === 2 && view[1] > view[0]) this.timeline.look(view[0], view[1]);
     else this.timeline.lookWhole();
+    for (const [, port, type] of (words.get("types") ?? "").matchAll(/(\d+):(\w+)/g)) this.types.set(port, type);
+    this.showPorts();
+  }
+
+  /** Has ports shown as they were chosen here, where they are not. */
+  private showPorts(): void {
+    const shown = new Map(this.overview.tracks.map(({ port, type = "text" }) => [String(port), type]));
+    const wanted = [...this.types].filter(([port, type]) => shown.get(port) !== type);
+    if (this.overview.changeable && wanted.length > 0)
+      void attempt(() => this.feed.post("ports", { types: wanted.map((choice) => choice.join(":")).join(",") }));
+  }
+
+  private stop(): void {
+    if (!confirm("End the recording? All that was captured is saved.")) return;
+    void attempt(async () => {
+      await this.feed.post("stop");
+      byId("state").textContent = "ending \u2026";
+    });
   }
 
   private write(): void {
@@ -126,6 +151,7 @@ class Page {
     byId("lost").title = visible(overview.lost.text);
     byId("lost").className = `badge ${target + line === 0 ? "good" : "bad"}`;
     byId("follow").hidden = !overview.live;
+    byId("stop").hidden = !overview.stoppable;
     byId("state").textContent = overview.live ? "recording" : overview.complete ? "" : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`;
   }
 
@@ -141,12 +167,12 @@ class Page {
     this.refreshing = true;
     await attempt(async () => {
       const length = this.timeline.to - this.timeline.from;
-      this.overview = await this.feed.overview();
+      this.overview = await this.feed.ask<Overview>("overview");
       this.revision = this.overview.revision;
       this.timeline.update(this.overview);
       if (this.following && !this.timeline.whole) this.timeline.lookAtEnd(length);
-      this.lists.update(this.overview);
-      this.values.update(this.overview);
+      this.lists.update();
+      this.values.draw();
       this.write();
     });
     setTimeout(() => { this.refreshing = false; void this.grow(); }, OVERVIEW_EVERY);
@@ -171,7 +197,7 @@ addEventListener("error", (event) => trouble(`The page itself failed: ${event.me
 addEventListener("unhandledrejection", (event) => trouble(`The page itself failed: ${event.reason}`));
 async function begin(): Promise<void> {
   const held = document.getElementById("recording");
-  const feed: Feed = held ? new EmbeddedFeed(held.textContent!) : new ServedFeed();
-  new Page(feed, await feed.overview());
+  const feed: Feed = held ? await EmbeddedFeed.read(held.textContent!) : new ServedFeed();
+  new Page(feed, await feed.ask<Overview>("overview"));
 }
 begin().catch((error) => trouble(`This recording cannot be shown: ${error.message}`));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
 import { type Arrays, type Layer, type Overview, type Track, grain } from "./feed";
-import { type Axis, count, value, visible } from "./format";
+import { type Axis, plural, value, visible } from "./format";
 
 export interface Row {
   track: Track; top: number; height: number; label: HTMLButtonElement;
@@ -18,17 +18,19 @@ export const SIGNS = ["\u25bc", "\u2715", "\u25a0", "\u25c6", "\u2502"];
 export const CLASS_COLORS = ["target", "damage", "host", "gap", "edge"];
 
 /** Rows whose pictures gain by height take what is left over, as `stretch` says. */
-export function rowHeight(track: Track, deepest: number, stretch: number): number {
-  if (track.kind === "nesting") return Math.max(2, Math.min(deepest, 8)) * LEVEL + 8;
-  return Math.floor((HEIGHTS[track.kind] ?? 24) * (/bandwidth|value|pc/.test(track.kind) ? stretch : 1));
+export function rowHeight({ kind }: Track, deepest: number, stretch: number): number {
+  if (kind === "nesting") return Math.max(2, Math.min(deepest, 8)) * LEVEL + 8;
+  return Math.floor((HEIGHTS[kind] ?? 24) * (/bandwidth|value|pc/.test(kind) ? stretch : 1));
 }
 
 /** Colours, patterns and the scale of one picture. */
 export class Brush {
   readonly hatch: CanvasPattern;
+  readonly perPixel: number;
 
   constructor(readonly ctx: CanvasRenderingContext2D, readonly colors: Record<string, string>, readonly from: number, readonly to: number,
               readonly width: number, readonly axis: Axis, readonly overview: Overview, readonly names: Map<number, string>) {
+    this.perPixel = (to - from) / width;
     const tile = document.createElement("canvas");
     tile.width = tile.height = 6;
     const pen = tile.getContext("2d")!;
@@ -37,15 +39,11 @@ export class Brush {
     this.hatch = ctx.createPattern(tile, "repeat")!;
   }
 
-  get perPixel(): number { return (this.to - this.from) / this.width; }
   x(place: number): number { return (place - this.from) / (this.to - this.from) * this.width; }
   color(name: string): string { return this.colors[name]; }
 
   /** A colour for an exception; which one it is also stands in its name. */
-  hue(number: number): string {
-    return number === 0 ? this.color("grid") : `hsl(${(number * 137.5) % 360} 55% ${this.color("lightness")})`;
-  }
-
+  hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.color("lightness")})`; }
   exception(number: number): string { return visible(this.names.get(number) ?? (number === 0 ? "thread" : `exception ${number}`)); }
 
   rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {
@@ -89,10 +87,11 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
   return low;
 }
 
+type Draw = (index: number, x0: number, x1: number) => void;
+
 /** The columns of a summary that are in view: index and whole pixels of each. */
-export function columns(brush: Brush, layer: Layer, arrays: Arrays, draw: (index: number, x0: number, x1: number) => void): void {
-  const width = (layer.to - layer.from) / layer.pixels;
-  const column = arrays.column;
+export function columns(brush: Brush, layer: Layer, { column }: Arrays, draw: Draw): void {
+  const width = grain(layer);
   for (let i = firstAbove(column, Math.floor((brush.from - layer.from) / width) - 1); i < column.length; i++) {
     const x0 = Math.floor(brush.x(layer.from + column[i] * width));
     if (x0 > brush.width) return;
@@ -107,8 +106,7 @@ function events(brush: Brush, times: ArrayLike<number>, draw: (index: number, x:
 }
 
 /** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first. */
-function spans(brush: Brush, arrays: Arrays, draw: (index: number, x0: number, x1: number, flags: number) => void): void {
-  const { begin, end, flags, depth } = arrays;
+function spans(brush: Brush, { begin, end, depth }: Arrays, draw: Draw): void {
   const drawn: number[] = [];
   for (let i = 0; i < begin.length; i++) {
     if (end[i] < brush.from || begin[i] > brush.to) continue;
@@ -116,78 +114,70 @@ function spans(brush: Brush, arrays: Arrays, draw: (index: number, x0: number, x
     const x1 = Math.min(Math.max(brush.x(end[i]), x0 + 1), brush.width + 2);
     if (x1 <= (drawn[depth[i]] ?? -3)) continue;
     drawn[depth[i]] = Math.ceil(x1);
-    draw(i, x0, x1, flags[i]);
+    draw(i, x0, x1);
   }
 }
 
-/** Adds up a dense array of a layer, pixel by pixel. */
-function gather(brush: Brush, layer: Layer, numbers: ArrayLike<number>, sums: Float64Array): void {
-  const width = (layer.to - layer.from) / layer.pixels;
-  sums.fill(0, Math.max(Math.floor(brush.x(layer.from)), 0), Math.max(Math.ceil(brush.x(layer.to)), 0));
-  const end = Math.min(Math.ceil((brush.to - layer.from) / width), layer.pixels);
-  for (let c = Math.max(Math.floor((brush.from - layer.from) / width), 0); c < end; c++) {
-    if (!numbers[c]) continue;
-    const x0 = brush.x(layer.from + c * width);
-    const x1 = brush.x(layer.from + (c + 1) * width);
-    for (let p = Math.max(Math.floor(x0), 0); p < Math.min(x1, brush.width); p++)
-      sums[p] += numbers[c] * (Math.min(p + 1, x1) - Math.max(p, x0)) / (x1 - x0);
+/** Adds up a dense array of layers, pixel by pixel; of a finer layer in place of what was there. */
+function gather(brush: Brush, layers: Layer[], id: string, name: string): Float64Array {
+  const sums = new Float64Array(Math.ceil(brush.width));
+  for (const layer of layers) {
+    const width = (layer.to - layer.from) / layer.pixels;
+    const numbers = layer.tracks.get(id)?.[name] ?? [];
+    sums.fill(0, Math.max(Math.floor(brush.x(layer.from)), 0), Math.max(Math.ceil(brush.x(layer.to)), 0));
+    const end = Math.min(Math.ceil((brush.to - layer.from) / width), layer.pixels);
+    for (let c = Math.max(Math.floor((brush.from - layer.from) / width), 0); c < end; c++) {
+      if (!numbers[c]) continue;
+      const x0 = brush.x(layer.from + c * width);
+      const x1 = brush.x(layer.from + (c + 1) * width);
+      for (let p = Math.max(Math.floor(x0), 0); p < Math.min(x1, brush.width); p++)
+        sums[p] += numbers[c] * (Math.min(p + 1, x1) - Math.max(p, x0)) / (x1 - x0);
+    }
   }
+  return sums;
 }
 
-function paintBandwidth(brush: Brush, row: Row, layers: Layer[]): void {
-  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => {
-    const sums = new Float64Array(Math.ceil(brush.width));
-    for (const layer of layers) gather(brush, layer, layer.tracks.get(row.track.id)?.[name] ?? [], sums);
-    return sums;
-  }) as [Float64Array, Float64Array, Float64Array, Float64Array];
+function paintBandwidth(brush: Brush, { top, height, track }: Row, layers: Layer[]): void {
+  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => gather(brush, layers, track.id, name));
   const { baud } = brush.overview;
-  const capacity = baud && brush.axis.unit === "ns" ? baud / 10 * brush.perPixel / 1e9 : 0;
+  const capacity = baud && brush.axis.inTime ? baud / 10 * brush.perPixel / 1e9 : 0;
   const peak = bytes.reduce((most, number) => Math.max(most, number), 0);
   const high = capacity > 0 && peak > capacity / 8 ? Math.max(capacity, peak) : peak;
   if (high === 0) return;
-  const bottom = row.top + row.height - 10;
-  const scale = (row.height - 16) / high;
+  const bottom = top + height - 10;
+  const scale = (height - 16) / high;
   bytes.forEach((number, p) => {
     const useful = (number - Math.min(padding[p], number)) * scale;
     if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.color("second"));
     if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.color("padding"));
     if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.color("target"));
-    if (damage[p]) brush.rectangle(p, row.top + 1, p + 1, 5, brush.color("damage"));
+    if (damage[p]) brush.rectangle(p, top + 1, p + 1, 5, brush.color("damage"));
   });
   if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.color("line"));
-  brush.caption(brush.axis.rate(high / brush.perPixel, 1), row.top + 14);
+  brush.caption(brush.axis.rate(high / brush.perPixel, 1), top + 14);
 }
 
-function paintNesting(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
-  const bottom = row.top + row.height - 4;
-  const { number, depth, share, unknown } = arrays;
-  if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const height = (number[i] === 0 ? 0 : depth[i] + 1) * LEVEL;
-    brush.rectangle(x0, bottom - height, x1, height, brush.color("band"));
-    brush.rectangle(x0, bottom - height * share[i], x1, height * share[i], brush.hue(number[i]));
-    if (unknown[i] > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown[i], brush.hatch);
-  });
-  spans(brush, arrays, (i, x0, x1, flags) => {
-    if (flags & SPAN_UNKNOWN) return arrays.end[i] === arrays.begin[i] ? undefined : brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
-    if (number[i] === 0) return;
-    const y = bottom - (depth[i] + 1) * LEVEL;
-    brush.rectangle(x0, y, x1, LEVEL - 1, brush.hue(number[i]));
-    if (flags & SPAN_SUSPECT) brush.rectangle(x0, y, x1, LEVEL - 1, brush.hatch);
-    brush.fitted(brush.exception(number[i]), x0, x1, y + LEVEL / 2);
-  });
-}
-
-function paintException(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
+/** One exception, or all of them one above the other. */
+function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
+  const nested = row.track.kind === "nesting";
   const bottom = row.top + row.height - 4;
   const most = row.height - 8;
-  const color = brush.hue(row.track.number ?? 1);
+  const { number, depth, share, unknown, begin, end, flags } = arrays;
+  const hue = (i: number) => brush.hue(nested ? number[i] : row.track.number ?? 1);
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const height = Math.max(arrays.share[i] * most, 2);
-    brush.rectangle(x0, bottom - height, x1, height, color);
+    const tall = !nested ? most : number[i] === 0 ? 0 : (depth[i] + 1) * LEVEL;
+    const ran = nested ? tall * share[i] : Math.max(tall * share[i], 2);
+    if (nested) brush.rectangle(x0, bottom - tall, x1, tall, brush.color("band"));
+    brush.rectangle(x0, bottom - ran, x1, ran, hue(i));
+    if (unknown?.[i] > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown[i], brush.hatch);
   });
-  spans(brush, arrays, (_, x0, x1, flags) => {
-    brush.rectangle(x0, bottom - most, x1, most, color);
-    if (flags & (SPAN_SUSPECT | SPAN_UNKNOWN)) brush.rectangle(x0, bottom - most, x1, most, brush.hatch);
+  spans(brush, arrays, (i, x0, x1) => {
+    if (nested && flags[i] & SPAN_UNKNOWN && end[i] > begin[i]) brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
+    if (nested && (flags[i] & SPAN_UNKNOWN || number[i] === 0)) return;
+    const [y, tall] = nested ? [bottom - (depth[i] + 1) * LEVEL, LEVEL - 1] : [bottom - most, most];
+    brush.rectangle(x0, y, x1, tall, hue(i));
+    if (flags[i] & (SPAN_SUSPECT | SPAN_UNKNOWN)) brush.rectangle(x0, y, x1, tall, brush.hatch);
+    if (nested) brush.fitted(brush.exception(number[i]), x0, x1, y + LEVEL / 2);
   });
 }
 
@@ -203,18 +193,15 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
   }
 }
 
-function height(row: Row, number: number): number {
-  const bottom = row.top + row.height - 9;
-  if (!(row.high > row.low)) return row.top + row.height / 2;
-  return bottom - (Math.min(Math.max(number, row.low), row.high) - row.low) / (row.high - row.low) * (row.height - 18);
+function height({ top, height, low, high }: Row, number: number): number {
+  if (!(high > low)) return top + height / 2;
+  return top + height - 9 - (Math.min(Math.max(number, low), high) - low) / (high - low) * (height - 18);
 }
 
-function paintScale(brush: Brush, row: Row): void {
-  if (!(row.high >= row.low)) return;
-  for (const number of row.high > row.low ? [row.high, row.low] : [row.high]) {
-    const type = row.track.kind === "pc" ? "hex" : row.track.type ?? "";
-    brush.caption(value(number, type), number === row.high ? row.top + 9 : row.top + row.height - 9);
-  }
+function paintScale(brush: Brush, { track, top, height, low, high }: Row): void {
+  const type = track.kind === "pc" ? "hex" : track.type ?? "";
+  if (high >= low) brush.caption(value(high, type), top + 9);
+  if (high > low) brush.caption(value(low, type), top + height - 9);
 }
 
 /** The value that holds at `place`, as the best of `layers` knows it. */
@@ -272,31 +259,31 @@ export function lineText(arrays: Arrays, i: number): string {
   return visible(new TextDecoder().decode(line).replace(/\r?\n$/, ""));
 }
 
-function paintText(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
-  const middle = row.top + row.height / 2;
+function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arrays): void {
+  const middle = top + height / 2;
   if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
-    const tall = Math.min(4 + 3 * Math.log2(1 + arrays.bytes[i] / (x1 - x0)), row.height - 8);
+    const tall = Math.min(4 + 3 * Math.log2(1 + arrays.bytes[i] / (x1 - x0)), height - 8);
     brush.rectangle(x0, middle - tall / 2, x1, tall, brush.color("second"));
   });
-  const time = arrays.time;
+  const { time, flags } = arrays;
   let drawn = -Infinity;
   events(brush, time, (i, x) => {
     const next = i + 1 < time.length ? brush.x(time[i + 1]) : Infinity;
     if (x < drawn + 1 && next < x + 20) return;
-    brush.rectangle(drawn = x, row.top + 5, x + 1.5, row.height - 10, brush.color("data"));
+    brush.rectangle(drawn = x, top + 5, x + 1.5, height - 10, brush.color("data"));
     if (next - x > 20) brush.fitted(lineText(arrays, i), x + 1, next, middle);
-    if (arrays.flags[i] & SUSPECT) brush.rectangle(x, row.top + 5, Math.min(next, x + 40), row.height - 10, brush.hatch);
+    if (flags[i] & SUSPECT) brush.rectangle(x, top + 5, Math.min(next, x + 40), height - 10, brush.hatch);
   });
 }
 
 /** How often something came: event counters, and PC samples in summaries. */
-function paintCounts(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
-  const bottom = row.top + row.height - 5;
-  const room = row.height - 11;
+function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arrays): void {
+  const bottom = top + height - 5;
+  const room = height - 11;
   let drawn = -Infinity;
   if (layer.exact) return events(brush, arrays.time, (i, x) => {
     const suspect = arrays.flags[i] & SUSPECT;
-    if (x >= drawn + 1 || suspect) brush.rectangle(x, row.top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.color("data"));
+    if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.color("data"));
     drawn = x;
   });
   const numbers = arrays.count ?? arrays.samples;
@@ -304,21 +291,20 @@ function paintCounts(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void
   columns(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]); });
   columns(brush, layer, arrays, (i, x0, x1) => {
     const tall = Math.max(numbers[i] / most * room, 1);
-    brush.rectangle(x0, bottom - tall, x1, tall, brush.color("second"));
     const asleep = (arrays.sleeping?.[i] ?? 0) / most * room;
-    if (asleep > 0) brush.rectangle(x0, bottom - asleep, x1, asleep, brush.color("padding"));
+    brush.rectangle(x0, bottom - tall, x1, tall, brush.color("second"));
+    brush.rectangle(x0, bottom - asleep, x1, asleep, brush.color("padding"));
   });
 }
 
 /** Every sample by its address; asleep and prohibited below the line. */
-function paintSamples(brush: Brush, row: Row, arrays: Arrays): void {
+function paintSamples(brush: Brush, row: Row, { time, pc, flags }: Arrays): void {
   const bottom = row.top + row.height - 7;
   brush.rectangle(0, bottom, brush.width, 1, brush.color("grid"));
-  events(brush, arrays.time, (i, x) => {
-    const pc = arrays.pc[i];
-    const suspect = arrays.flags[i] & SUSPECT;
-    if (pc < 0) brush.rectangle(x, bottom + 1, x + 2, pc === -1 ? 3 : 5, brush.color(pc === -1 ? "padding" : "damage"));
-    else brush.rectangle(x - 1, height(row, pc) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.color("data"));
+  events(brush, time, (i, x) => {
+    const suspect = flags[i] & SUSPECT;
+    if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.color(pc[i] === -1 ? "padding" : "damage"));
+    else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.color("data"));
   });
 }
 
@@ -340,8 +326,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     if (layer !== layers[0]) ctx.clearRect(left, row.top, right - left, row.height - 1);
     const arrays = layer.tracks.get(id);
     if (arrays) {
-      if (kind === "nesting") paintNesting(brush, row, layer, arrays);
-      else if (kind === "exception") paintException(brush, row, layer, arrays);
+      if (kind === "nesting" || kind === "exception") paintExceptions(brush, row, layer, arrays);
       else if (kind === "value") paintValue(brush, row, layers, layer, arrays);
       else if (kind === "text") paintText(brush, row, layer, arrays);
       else if (kind === "pc" && layer.exact) paintSamples(brush, row, arrays);
@@ -355,5 +340,5 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
 /** The second line of a row's name. */
 export function totalText({ kind, total, type }: Track): string {
   const units: Record<string, string> = { value: "value", counter: "time", pc: "sample" };
-  return `${count(total)} ${units[kind] ?? "packet"}${total === 1 ? "" : "s"}${type && type !== "hex" ? ", " + type : ""}`;
+  return plural(total, units[kind] ?? "packet") + (type && type !== "hex" ? ", " + type : "");
 }

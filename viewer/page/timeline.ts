@@ -12,7 +12,7 @@ const GO_TO = 4096;  // bytes of the capture that are looked at when one place i
 const COLORS = ["back", "ink", "faint", "line", "grid", "data", "second", "band", "padding", "cursor", "hatch", "lightness", ...CLASS_COLORS];
 
 /** A canvas as sharp as the screen, empty. */
-function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRenderingContext2D {
+export function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRenderingContext2D {
   const scale = window.devicePixelRatio || 1;
   const [wide, high] = [Math.round(width * scale), Math.round(height * scale)];
   if (canvas.width !== wide || canvas.height !== high) {
@@ -46,7 +46,7 @@ export class Timeline {
   private readonly ruler = byId<HTMLCanvasElement>("ruler");
   private readonly scroller = byId("scroller");
   private readonly tip = byId("tip");
-  private colors: Record<string, string> = {};
+  colors: Record<string, string> = {};
   private pointer: { x: number; y: number; ruler: boolean } | null = null;  // within its canvas
   private drag: { x: number; from: number; cursor: number; moved: boolean } | null = null;
   private painting = false;
@@ -116,8 +116,7 @@ export class Timeline {
 
   private layOut(): void {
     const heights = (stretch: number) => this.rows.map(({ track }) => rowHeight(track, this.deepest, stretch));
-    const sum = (numbers: number[]) => numbers.reduce((all, number) => all + number, 0);
-    const [plain, double] = [sum(heights(1)), sum(heights(2))];
+    const [plain, double] = [1, 2].map((stretch) => heights(stretch).reduce((all, height) => all + height, 0));
     const stretch = double > plain ? Math.min(Math.max(1 + (this.scroller.clientHeight - plain) / (double - plain), 1), 2.5) : 1;
     let top = 0;
     heights(stretch).forEach((height, i) => {
@@ -150,6 +149,8 @@ export class Timeline {
   pan(share: number): void { this.look(this.from + (this.to - this.from) * share, this.to + (this.to - this.from) * share); }
   lookWhole(): void { this.look(this.axis.begin, this.axis.begin + this.axis.length); }
   lookAtEnd(length = this.to - this.from): void { this.look(this.axis.end - length, this.axis.end); }
+  scroll(rows: number): void { this.scroller.scrollTop += rows * 40; }
+  hideTip(): void { this.tip.hidden = true; }
 
   /** Looks at `place`, as closely as now; out of a wide view so closely that single events are seen. */
   goTo(place: number): void {
@@ -158,15 +159,10 @@ export class Timeline {
     this.look(place - span / 2, place + span / 2);
   }
 
-  scroll(rows: number): void { this.scroller.scrollTop += rows * 40; }
-
+  /** `which` 0 or 1; below 0 both are removed. */
   setCursor(which: number): void {
-    this.cursors[which] = this.pointed ?? this.middle;
-    this.changed();
-  }
-
-  clearCursors(): void {
-    this.cursors = [null, null];
+    if (which < 0) this.cursors = [null, null];
+    else this.cursors[which] = this.pointed ?? this.middle;
     this.changed();
   }
 
@@ -187,8 +183,7 @@ export class Timeline {
       while (this.askedAgain) {
         this.askedAgain = false;
         this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096));
-        const depths = this.layers.flatMap((layer) => [...layer.tracks.get("nesting")?.["depth"] ?? []]);
-        this.deepest = depths.reduce((most, depth) => Math.max(most, depth + 1), this.deepest);
+        for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
         this.layOut();
         this.onTrouble(null);
         this.changed();
@@ -236,7 +231,8 @@ export class Timeline {
     const parts = /^2/.test(String(step)) ? 4 : 5;
     for (let k = Math.ceil(this.from / step * parts); k * step / parts <= this.to; k++) {
       const x = Math.round(brush.x(k * step / parts));
-      brush.rectangle(x, k % parts === 0 ? 18 : 23, x + 1, k % parts === 0 ? 10 : 5, brush.color("faint"));
+      const [y, tall] = k % parts === 0 ? [18, 10] : [23, 5];
+      brush.rectangle(x, y, x + 1, tall, brush.color("faint"));
       if (k % parts === 0 && x + wide < brush.width + 12) brush.text(this.axis.at(k * step / parts, step), x + 3, 10);
     }
     brush.rectangle(brush.width / 2 - 3, 0, brush.width / 2 + 3, 2, brush.color("faint"));
@@ -248,21 +244,20 @@ export class Timeline {
     const drawn: number[] = [];
     const best = this.layers[this.layers.length - 1];
     for (const { marks } of best && best.from <= this.from && best.to >= this.to ? [best] : this.layers) {
-      const { time, end, hint, class: kinds } = marks;
-      for (let i = 0; i < (time?.length ?? 0); i++) {
+      const { time = [], end, hint, class: kinds } = marks;
+      for (let i = 0; i < time.length; i++) {
         const kind = kinds[i];
         const [x0, x1] = [brush.x(time[i]), brush.x(end[i])];
         if (Math.max(x0, x1) < -6 || x0 > brush.width + 6) continue;
-        const color = brush.color(CLASS_COLORS[kind] ?? "edge");
+        ctx.fillStyle = ctx.strokeStyle = brush.color(CLASS_COLORS[kind] ?? "edge");
         const x = Math.round(Math.min(Math.max(x0, 0), brush.width - 1));
         if (!ruler) {
           ctx.globalAlpha = (hint[i] ? 0.25 : 0.5) * Math.max(Math.min(1, brush.width / 16 / time.length), 0.15);
-          brush.rectangle(x, 0, x + 1, height, color);
+          ctx.fillRect(x, 0, 1, height);
           if (x1 - x0 > 2) brush.rectangle(x0, 0, x1, height, brush.hatch);
           ctx.globalAlpha = 1;
         } else if (x - (drawn[kind] ?? -9) >= 7) {
           drawn[kind] = x;
-          ctx.fillStyle = ctx.strokeStyle = color;
           ctx.lineWidth = 1;
           const left = Math.min(Math.max(x - 5, 0), brush.width - 11);
           if (hint[i]) ctx.strokeText(SIGNS[kind] ?? "?", left, 36);
@@ -291,7 +286,7 @@ export class Timeline {
   private summary(brush: Brush): string {
     const span = `${this.axis.span(this.to - this.from)} in view, 1 px = ${this.axis.span(brush.perPixel)}`;
     const places = Array.from({ length: 65 }, (_, i) => this.from + (this.to - this.from) * i / 64);
-    const seen = [...new Set(places.map((place) => bestAt(this.layers, place)))].filter((layer): layer is Layer => layer !== undefined);
+    const seen = places.map((place) => bestAt(this.layers, place)).filter((layer): layer is Layer => layer !== undefined);
     const worst = seen.reduce((one, other) => grain(other) > grain(one) ? other : one, seen[0]);
     if (!worst) return span;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
@@ -306,33 +301,34 @@ export class Timeline {
   }
 
   private listen(canvas: HTMLCanvasElement, ruler: boolean): void {
+    const on = <K extends keyof HTMLElementEventMap>(name: K, act: (event: HTMLElementEventMap[K]) => void) => canvas.addEventListener(name, act, { passive: false });
     const point = (event: MouseEvent) => {
       this.pointer = { x: event.offsetX, y: event.offsetY, ruler };
       this.placeTip();
     };
-    canvas.addEventListener("wheel", (event) => {
+    on("wheel", (event) => {
       event.preventDefault();
       point(event);
       const unit = event.deltaMode === 1 ? 30 : 1;
       const aside = event.deltaX || (event.shiftKey ? event.deltaY : 0);
       if (Math.abs(aside) > Math.abs(event.deltaY) || event.shiftKey) this.pan(aside * unit / this.width);
       else this.zoom(1.0022 ** Math.max(-400, Math.min(400, event.deltaY * unit)));
-    }, { passive: false });
-    canvas.addEventListener("pointerdown", (event) => {
+    });
+    on("pointerdown", (event) => {
       if (event.button !== 0) return;
       point(event);
       canvas.setPointerCapture(event.pointerId);
       const flag = (place: number | null) => place !== null && Math.abs((place - this.pointed!) / (this.to - this.from) * this.width + 6) < 12;
       this.drag = { x: event.offsetX, from: this.from, cursor: ruler ? this.cursors.findIndex(flag) : -1, moved: false };
     });
-    canvas.addEventListener("pointermove", (event) => { point(event); this.dragTo(event.offsetX); });
-    canvas.addEventListener("pointerup", () => {
+    on("pointermove", (event) => { point(event); this.dragTo(event.offsetX); });
+    on("pointerup", () => {
       if (this.drag && !this.drag.moved) this.onPlace(this.pointed!);
       this.drag = null;
     });
-    canvas.addEventListener("pointercancel", () => { this.drag = null; });
-    canvas.addEventListener("pointerleave", () => { this.pointer = null; this.tip.hidden = true; });
-    canvas.addEventListener("dblclick", () => this.lookWhole());
+    on("pointercancel", () => { this.drag = null; });
+    on("pointerleave", () => { this.pointer = null; this.tip.hidden = true; });
+    on("dblclick", () => this.lookWhole());
   }
 
   private dragTo(x: number): void {
@@ -343,8 +339,6 @@ export class Timeline {
     const from = this.drag.from - (x - this.drag.x) / this.width * (this.to - this.from);
     this.look(from, from + this.to - this.from);
   }
-
-  hideTip(): void { this.tip.hidden = true; }
 
   private placeTip(): void {
     if (!this.pointer) return;

@@ -24,8 +24,7 @@ function nearest(numbers: ArrayLike<number>, place: number, slack: number): numb
   return best;
 }
 
-function spanAt(brush: Brush, arrays: Arrays, place: number): string {
-  const { begin, end, number, flags, depth } = arrays;
+function spanAt(brush: Brush, { begin, end, number, flags, depth }: Arrays, place: number): string {
   const lines: string[] = [];
   for (let i = 0; i < begin.length && lines.length < 8; i++) {
     const length = end[i] - begin[i];
@@ -38,7 +37,19 @@ function spanAt(brush: Brush, arrays: Arrays, place: number): string {
   return lines.join("\n");
 }
 
-function eventAt(brush: Brush, track: Track, arrays: Arrays, place: number): string {
+/** PC and address that a comparator sent with the value at `offset`: behind its last value. */
+function matchOf(comparator: number, layer: Layer, offset: number): string {
+  const last = (kind: string) => {
+    const { offset: offsets = [], value: numbers } = layer.tracks.get(`watch:${comparator}:${kind}`) ?? {};
+    const i = firstAbove(offsets, offset - 0.5) - 1;
+    return i < 0 ? { at: -1, number: 0 } : { at: offsets[i], number: numbers![i] };
+  };
+  const before = Math.max(last("read").at, last("write").at);
+  const told = (name: string, { at, number }: { at: number; number: number }) => at > before ? `\n${name} ${hex(number)}` : "";
+  return told("PC", last("pc")) + told("address", last("address"));
+}
+
+function eventAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
   const times = arrays.time;
   const near = nearest(times, place, NEAR * brush.perPixel);
   const i = near ?? (track.kind === "value" ? firstAbove(times, place) - 1 : -1);
@@ -47,7 +58,8 @@ function eventAt(brush: Brush, track: Track, arrays: Arrays, place: number): str
   const where = `${near === null ? "since" : "at"} ${brush.axis.at(times[i], 1)}, offset ${count(arrays.offset[i])}${told(flags, EVENT_FLAGS)}`;
   const pc = arrays.pc?.[i] ?? 0;
   const what: Record<string, () => string> = {
-    value: () => value(arrays.value[i], track.type ?? "") + (flags & 4 ? " written" : "") + "\n",
+    value: () => value(arrays.value[i], track.type ?? "") + (flags & 4 ? " written" : "") +
+      (/:(read|write)$/.test(track.id) ? matchOf(track.comparator!, layer, arrays.offset[i]) : "") + "\n",
     text: () => lineText(arrays, i).slice(0, 500) + "\n",
     pc: () => (pc === -1 ? "asleep" : pc === -2 ? "trace prohibited" : hex(pc)) + "\n",
   };
@@ -55,7 +67,8 @@ function eventAt(brush: Brush, track: Track, arrays: Arrays, place: number): str
 }
 
 function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
-  const i = nearest(arrays.column, Math.floor((place - layer.from) / grain(layer)), Math.floor(NEAR / 2 * brush.perPixel / grain(layer)));
+  const width = grain(layer);
+  const i = nearest(arrays.column, Math.floor((place - layer.from) / width), Math.floor(NEAR / 2 * brush.perPixel / width));
   if (i === null) return "";
   const number = (name: string) => arrays[name]?.[i] ?? 0;
   const written = (name: string) => value(number(name), track.type ?? "");
@@ -65,20 +78,18 @@ function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, pla
       number("unknown") > 0 ? `not known for ${percent(number("unknown"))}` : ""].filter((line) => line).join("\n"),
     exception: () => `entered ${plural(number("entries"), "time")}, active ${percent(number("share"))}`,
     text: () => `${plural(number("lines"), "line")}, ${plural(number("bytes"), "byte")}`,
-    counter: () => `${plural(number("count"), "time")}, ${brush.axis.often(number("count"), grain(layer))}`,
+    counter: () => `${plural(number("count"), "time")}, ${brush.axis.often(number("count"), width)}`,
     pc: () => `${plural(number("samples"), "sample")}, ${count(number("sleeping"))} asleep`,
   };
-  return what[track.kind]?.() ?? "";
+  return `${what[track.kind]()}\nsummary of ${brush.axis.span(width)}`;
 }
 
-function bandwidthAt(brush: Brush, layer: Layer, arrays: Arrays, place: number): string {
+function bandwidthAt({ axis, overview: { baud } }: Brush, layer: Layer, arrays: Arrays, place: number): string {
   const width = (layer.to - layer.from) / layer.pixels;
   const i = Math.min(Math.floor((place - layer.from) / width), layer.pixels - 1);
-  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => arrays[name]![i]) as
-    [number, number, number, number];
-  const { baud } = brush.overview;
-  const used = baud && brush.axis.unit === "ns" ? `, ${percent(bytes * 1e9 / width / (baud / 10))} of the line` : "";
-  return `${brush.axis.rate(bytes, width)}${used}` + (padding > 0 ? `\n${brush.axis.rate(padding, width)} of it padding` : "") +
+  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => arrays[name][i]);
+  const used = baud && axis.inTime ? `, ${percent(bytes * 1e9 / width / (baud / 10))} of the line` : "";
+  return `${axis.rate(bytes, width)}${used}` + (padding > 0 ? `\n${axis.rate(padding, width)} of it padding` : "") +
     (overflows > 0 ? `\n${SIGNS[0]} ${plural(overflows, "overflow")} in the target` : "") +
     (damage > 0 ? `\n${SIGNS[1]} ${plural(damage, "place")} damaged` : "");
 }
@@ -90,14 +101,12 @@ export function bestAt(layers: Layer[], place: number): Layer | undefined {
 
 /** Lines of text about `track` at `place`, from the best of `layers`. */
 export function describe(brush: Brush, track: Track, layers: Layer[], place: number): string {
-  const head = `${visible(track.label)} \u00b7 ${brush.axis.at(place, brush.perPixel)}`;
   const layer = bestAt(layers, place);
   const arrays = layer?.tracks.get(track.id);
-  if (!layer || !arrays) return `${head}\nnothing here`;
-  if (track.kind === "bandwidth") return `${head}\n${bandwidthAt(brush, layer, arrays, place)}`;
-  if (layer.exact) return `${head}\n${(arrays.begin ? spanAt(brush, arrays, place) : eventAt(brush, track, arrays, place)) || "nothing here"}`;
-  const summary = summaryAt(brush, track, layer, arrays, place);
-  return `${head}\n${summary ? `${summary}\nsummary of ${brush.axis.span(grain(layer))}` : "nothing here"}`;
+  const what = !layer || !arrays ? "" : track.kind === "bandwidth" ? bandwidthAt(brush, layer, arrays, place)
+    : !layer.exact ? summaryAt(brush, track, layer, arrays, place)
+    : arrays.begin ? spanAt(brush, arrays, place) : eventAt(brush, track, layer, arrays, place);
+  return `${visible(track.label)} \u00b7 ${brush.axis.at(place, brush.perPixel)}\n${what || "nothing here"}`;
 }
 
 /** What was lost within some pixels of `place`. */

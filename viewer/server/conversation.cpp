@@ -109,7 +109,7 @@ class Responder : private httplib::Server {
                             {"Referrer-Policy", "no-referrer"},
                             {"X-Content-Type-Options", "nosniff"},
                             {"X-Frame-Options", "DENY"}};
-        if (answer.status == 405) response.set_header("Allow", "GET, HEAD");
+        if (answer.status == 405) response.set_header("Allow", answer.allow);
         if (!answer.location.empty()) response.set_header("Location", answer.location);
         if (answer.isStream) {
             Stream(response, answer.type);
@@ -132,9 +132,11 @@ class Responder : private httplib::Server {
         }
         const std::string_view why = site.gate.WhyNot(*head, token);
         if (!why.empty()) return Refusal(403, why);
-        Viewer::Answer answer = AnswerTo(path, Parameters(std::move(parameters)), site.feed, site.page);
+        const Parameters given(std::move(parameters));
+        if (request.method == "POST") return AnswerToPost(path, given, site.controls);
+        Viewer::Answer answer = AnswerTo(path, given, site.feed, site.page);
         if (answer.isStream && request.method == "GET" && !place.Take(site)) {
-            return Refusal(503, "too many pages wait for events: close one");
+            return Refusal(503, "too many pages are open: close one");
         }
         return answer;
     }

@@ -7,23 +7,29 @@
 
 #include "viewer/feed.h"
 #include "viewer/server/byte_channel.h"
+#include "viewer/server/controls.h"
 #include "viewer/server/gate.h"
 
 namespace Korr::Plim::Trace::Viewer {
 
 /// What is served, and how many are asking. Outlives all conversations about it.
 struct Site {
-    static constexpr int kMostStreams = 8;  ///< connections that wait for events
+    /// Connections that wait for news. A browser has six connections to one server: those of its pages must
+    /// leave some for questions.
+    static constexpr int kMostStreams = 4;
 
     /// \param once the ticket that leads to the page without the token, a single time; empty: there is none
-    Site(const Feed& answers, std::string_view html, const Gate& keeper, std::string once = {})
-        : feed(answers), page(html), gate(keeper), ticket(std::move(once)) {}
+    /// \param change null: nothing can be changed
+    Site(const Feed& answers, std::string_view html, const Gate& keeper, std::string once = {},
+         Controls* change = nullptr)
+        : feed(answers), page(html), gate(keeper), ticket(std::move(once)), controls(change) {}
 
     const Feed& feed;
     std::string_view page;
     const Gate& gate;
     const std::string ticket;
     std::atomic<bool> ticketTaken{false};
+    Controls* const controls;
     std::atomic<int> streams{0};
 };
 

@@ -62,7 +62,9 @@ RequestHead ReadRequestLine(std::string_view line) {
     if (version != "HTTP/1.1" && version != "HTTP/1.0") {
         return Refuse(400, "the version is neither HTTP/1.1 nor HTTP/1.0");
     }
-    if (method != "GET" && method != "HEAD") return Refuse(405, "there are GET and HEAD alone");
+    if (method != "GET" && method != "HEAD" && method != "POST") {
+        return Refuse(405, "there are GET, HEAD and POST alone");
+    }
     const bool visible = std::all_of(target.begin(), target.end(), IsVisible);
     const bool plain =
         target.find('#') == std::string_view::npos && std::count(target.begin(), target.end(), '?') <= 1;

@@ -19,8 +19,8 @@ struct RequestHead {
     bool close = true;    ///< the connection ends with this request
 };
 
-/// Reads the heads of HTTP requests, within limits that hold whatever comes. There are GET and HEAD, and no
-/// bodies.
+/// Reads the heads of HTTP requests, within limits that hold whatever comes. There are GET, HEAD and
+/// POST, and no bodies.
 class RequestReader {
   public:
     static constexpr std::size_t kLongestLine = 8000;   ///< bytes of the request line; the library takes 8190

@@ -25,12 +25,12 @@ void Serve(Network::Socket socket, Site& site, bool busy, const std::atomic<bool
 }  // namespace
 
 ViewServer::ViewServer(Network::Socket listening, uint16_t port, const std::string& token, const Feed& feed,
-                       std::string_view page, const std::string& ticket)
+                       std::string_view page, const std::string& ticket, Controls* controls)
     : listener(std::move(listening)),
       address("http://127.0.0.1:" + std::to_string(port) + "/?token=" + token),
       openingAddress("http://127.0.0.1:" + std::to_string(port) + "/open?ticket=" + ticket),
       gate(token, port),
-      site(feed, page, gate, ticket) {
+      site(feed, page, gate, ticket, controls) {
     acceptor = std::thread([this] { Accept(); });
 }
 

@@ -23,8 +23,9 @@ class ViewServer {
     /// \param listening made by Network::Listen \param port its port \param token that every request must
     /// have \param feed outlives the server \param page outlives the server
     /// \param ticket that leads to the page once, see OpeningAddress; empty: none does
+    /// \param controls outlives the server; null: nothing can be changed
     ViewServer(Network::Socket listening, uint16_t port, const std::string& token, const Feed& feed,
-               std::string_view page, const std::string& ticket = {});
+               std::string_view page, const std::string& ticket = {}, Controls* controls = nullptr);
     /// Ends all connections.
     ~ViewServer();
     ViewServer(const ViewServer&) = delete;
