@@ -1,6 +1,7 @@
 // Where the processor was.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 #include <unordered_map>
 
@@ -144,7 +145,8 @@ std::string RecordingQuestions::Profile(const ProfileQuestion& question, Hold& h
         Json object = {{"name", row.name}, {"address", row.address}, {"samples", row.samples}};
         if (strips && list.size() < told.size()) {
             Json columns = Json::array();
-            for (const float count : told[list.size()]) columns.push_back(std::lround(count * 10) / 10.0);
+            for (const float count : told[list.size()])
+                columns.push_back(std::round(static_cast<double>(count) * 10) / 10);
             object["strip"] = std::move(columns);
         }
         list.push_back(std::move(object));

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/unit/trace/itm_encoder.h"
+#include "tests/unit/viewer/gunzip.h"
 #include "tests/unit/viewer/memory_bytes.h"
 #include "tests/unit/viewer/window_reader.h"
 #include "viewer/base64.h"
@@ -15,7 +16,7 @@ namespace {
 using Swo::Bytes;
 
 constexpr const char* kPage = "<html><!--RECORDING--><p>page</p></html>";
-constexpr const char* kBegin = "<html><script type=\"application/json\" id=\"recording\">";
+constexpr const char* kBegin = "<html><script type=\"application/gzip\" id=\"recording\">";
 constexpr const char* kEnd = "</script><p>page</p></html>";
 
 std::string Decoded(const std::string& text) {
@@ -34,8 +35,8 @@ std::string Decoded(const std::string& text) {
     return bytes;
 }
 
-/// The data in a page, as text.
-std::string Data(const std::string& page) {
+/// The data in a page, as they stand there.
+std::string Packed(const std::string& page) {
     const std::string begin = kBegin;
     const std::string end = kEnd;
     EXPECT_EQ(page.substr(0, begin.size()), begin);
@@ -44,70 +45,137 @@ std::string Data(const std::string& page) {
     return page.substr(begin.size(), page.size() - begin.size() - end.size());
 }
 
+struct Held {
+    Json json;
+    std::vector<std::string> windows;
+};
+
+/// The same, read as docs/viewer-feed.md has them.
+Held HeldIn(const std::string& page) {
+    const std::string data = Gunzip(Decoded(Packed(page)));
+    Held held;
+    std::size_t size = 0;
+    for (int i = 3; i >= 0; --i)
+        size = size << 8 | static_cast<unsigned char>(data.at(static_cast<std::size_t>(i)));
+    held.json = Json::parse(data.substr(4, size));
+    std::size_t at = (4 + size + 7) / 8 * 8;
+    for (const std::size_t length : held.json["windows"]) {
+        held.windows.push_back(data.substr(at, length));
+        at += length;
+    }
+    EXPECT_EQ(at, data.size());
+    return held;
+}
+
 TEST(EmbeddedRecording, HoldsWhatThePageAsksFor) {
-    const Bytes capture = Swo::FirmwareStream(2, 20000, true).bytes;
+    const Bytes capture = Swo::FirmwareStream(2, 90000, true).bytes;
     const auto feed = FeedOf(capture);
-    const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, 1000000)));
-    EXPECT_EQ(data["overview"]["bytes"], capture.size());
-    EXPECT_EQ(data["ledger"]["total"], Json::parse(feed->Ledger(0, 1))["total"]);
-    EXPECT_TRUE(data["profile"]["function"].contains("rows"));
-    EXPECT_TRUE(data["profile"]["address"].contains("rows"));
-    ASSERT_GE(data["windows"].size(), 3U);
-    const ReadWindow whole = Read(Decoded(data["windows"][0]));
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 1000000));
+    EXPECT_EQ(held.json["overview"]["bytes"], capture.size());
+    EXPECT_EQ(held.json["ledger"]["total"], Json::parse(feed->Ledger(0, 1))["total"]);
+    EXPECT_EQ(held.json["profile"]["function"],
+              Json::parse(feed->Profile({0, feed->Now().end, ProfileBy::Function, 48})));
+    EXPECT_TRUE(held.json["profile"]["address"].contains("rows"));
+    EXPECT_FALSE(held.json["profile"].contains("line"));
+    ASSERT_GE(held.windows.size(), 3U);
+    const ReadWindow whole = Read(held.windows[0]);
     EXPECT_EQ(whole.header["pixels"], 1024);
     EXPECT_EQ(whole.header["exact"], false);
-    EXPECT_EQ(whole.header["to"], data["overview"]["axis"]["end"]);
+    EXPECT_EQ(whole.header["to"], held.json["overview"]["axis"]["end"]);
     int exact = 0;
-    for (const Json& window : data["windows"]) exact += Read(Decoded(window)).header["exact"] ? 1 : 0;
+    for (const std::string& window : held.windows) exact += Read(window).header["exact"] ? 1 : 0;
     EXPECT_GE(exact, 1);
+}
+
+TEST(EmbeddedRecording, OffersNothingThatAFileCannotDo) {
+    RecordingSettings settings;
+    settings.changeable = settings.stoppable = true;
+    const auto feed = FeedOf(Swo::FirmwareStream(2, 500, true).bytes, settings);
+    EXPECT_EQ(Json::parse(feed->Overview())["changeable"], true);
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 1000000));
+    EXPECT_EQ(held.json["overview"]["changeable"], false);
+    EXPECT_EQ(held.json["overview"]["stoppable"], false);
 }
 
 TEST(EmbeddedRecording, OfASmallRecordingIsAllAndNoMore) {
     const auto feed = FeedOf(Swo::FirmwareStream(2, 500, true).bytes);
-    const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, 1000000)));
-    ASSERT_EQ(data["windows"].size(), 2U);
-    EXPECT_EQ(Read(Decoded(data["windows"][1])).header["exact"], true);
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 1000000));
+    ASSERT_EQ(held.windows.size(), 2U);
+    EXPECT_EQ(Read(held.windows[1]).header["exact"], true);
+}
+
+/// More packets than one exact window holds.
+TEST(EmbeddedRecording, IsThereToTheLastPacketWhereThereIsRoom) {
+    const Bytes capture = Swo::FirmwareStream(2, 120000, true).bytes;
+    const auto feed = FeedOf(capture);
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 20'000'000));
+    const double end = feed->Now().end;
+    double upTo = 0;
+    ASSERT_GT(held.windows.size(), 2U);
+    for (size_t i = 1; i < held.windows.size(); ++i) {
+        const Json header = Read(held.windows[i]).header;
+        EXPECT_EQ(header["exact"], true);
+        EXPECT_EQ(header["from"], upTo);
+        upTo = header["to"];
+    }
+    EXPECT_EQ(upTo, end);
 }
 
 TEST(EmbeddedRecording, FitsIntoItsBudget) {
     const auto feed = FeedOf(Swo::FirmwareStream(2, 60000, true).bytes);
     size_t windows = 0;
-    for (const size_t budget : {200'000U, 400'000U, 1'000'000U}) {
-        const std::string data = Data(EmbedRecording(*feed, kPage, budget));
-        EXPECT_LE(data.size(), budget + 2000);
-        const size_t now = Json::parse(data)["windows"].size();
+    for (const size_t budget : {100'000U, 200'000U, 400'000U}) {
+        const std::string page = EmbedRecording(*feed, kPage, budget);
+        EXPECT_LE(page.size(), budget + 2000);
+        const size_t now = HeldIn(page).windows.size();
         EXPECT_GE(now, windows) << "more room, more windows";
         windows = now;
     }
-    EXPECT_GE(Json::parse(Data(EmbedRecording(*feed, kPage, 0)))["windows"].size(), 1U)
-        << "the whole is always there";
+    EXPECT_GE(HeldIn(EmbedRecording(*feed, kPage, 0)).windows.size(), 1U) << "the whole is always there";
 }
 
 TEST(EmbeddedRecording, ShowsTheWholeInFewerColumnsWhereMoreDoNotFit) {
     const auto feed = FeedOf(Swo::FirmwareStream(2, 60000, true).bytes);
     const auto columns = [&feed](size_t budget) {
-        const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, budget)));
-        return Read(Decoded(data["windows"][0])).header["pixels"].get<int>();
+        return Read(HeldIn(EmbedRecording(*feed, kPage, budget)).windows[0]).header["pixels"].get<int>();
     };
     EXPECT_EQ(columns(1'000'000), 1024);
     EXPECT_EQ(columns(0), 64);
-    EXPECT_LT(columns(100'000), 1024);
+    EXPECT_LT(columns(20'000), 1024);
 }
 
-TEST(EmbeddedRecording, ShowsWhereSomethingWasLost) {
-    Bytes capture = Swo::FirmwareStream(3, 100000, true).bytes;
-    const auto middle = capture.begin() + static_cast<std::ptrdiff_t>(capture.size() / 2);
-    capture.erase(middle, middle + 101);
-    const auto feed = FeedOf(capture);
-    const Json data = Json::parse(Data(EmbedRecording(*feed, kPage, 1'000'000)));
-    ASSERT_GE(data["ledger"]["entries"].size(), 1U);
-    const double time = data["ledger"]["entries"][0]["time"];
-    bool shown = false;
-    for (const Json& text : data["windows"]) {
-        const Json header = Read(Decoded(text)).header;
-        shown = shown || (header["exact"] == true && header["from"] <= time && header["to"] > time);
+/// Whether an exact window shows so many packets on both sides of a loss.
+bool IsShown(const Held& held, const Json& entry, const AxisStretch& around) {
+    for (const std::string& window : held.windows) {
+        const Json header = Read(window).header;
+        const double time = entry["time"];
+        if (header["exact"] == true &&
+            header["from"] <= std::max(around.from, header["from"].get<double>()) && header["from"] <= time &&
+            header["to"] >= around.to) {
+            return true;
+        }
     }
-    EXPECT_TRUE(shown);
+    return false;
+}
+
+TEST(EmbeddedRecording, ShowsAThousandPacketsBesideEachLoss) {
+    Bytes capture;
+    constexpr int kLosses = 12;
+    for (int i = 0; i < kLosses; ++i) {
+        const Bytes part = Swo::FirmwareStream(3, 60000, true).bytes;
+        capture.insert(capture.end(), part.begin(), part.end());
+        capture.push_back(0x70);
+    }
+    const auto feed = FeedOf(capture);
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 1'000'000));
+    const Json& entries = held.json["ledger"]["entries"];
+    int overflows = 0;
+    for (const Json& entry : entries) {
+        if (entry["hint"] == true) continue;
+        ++overflows;
+        EXPECT_TRUE(IsShown(held, entry, feed->Around(entry["offset"], 1000))) << entry;
+    }
+    EXPECT_GE(overflows, kLosses);
 }
 
 TEST(EmbeddedRecording, HoldsNothingThatEndsItsScript) {
@@ -118,15 +186,35 @@ TEST(EmbeddedRecording, HoldsNothingThatEndsItsScript) {
     }
     RecordingSettings settings;
     settings.name = "</script>.bin";
-    const std::string data = Data(EmbedRecording(*FeedOf(capture, settings), kPage, 100000));
-    EXPECT_EQ(data.find('<'), std::string::npos);
-    EXPECT_EQ(Json::parse(data)["text"]["port:0"]["rows"][0]["text"], "</script><script>alert(1)</script>");
-    EXPECT_EQ(Json::parse(data)["overview"]["name"], "</script>.bin");
+    const std::string page = EmbedRecording(*FeedOf(capture, settings), kPage, 100000);
+    EXPECT_EQ(Packed(page).find('<'), std::string::npos);
+    const Json data = HeldIn(page).json;
+    EXPECT_EQ(data["text"]["port:0"]["rows"][0]["text"], "</script><script>alert(1)</script>");
+    EXPECT_EQ(data["overview"]["name"], "</script>.bin");
+}
+
+TEST(EmbeddedRecording, HasSourceLinesUnlessTheirReaderFails) {
+    Bytes capture = {0x17, 0x10, 0x20, 0, 8};
+    RecordingSettings settings;
+    settings.lines = std::make_shared<LineFinder>([](const std::vector<uint32_t>& addresses) {
+        LineFinder::Lines lines;
+        for (const uint32_t address : addresses) lines[address] = "main.c:7";
+        return lines;
+    });
+    Json data = HeldIn(EmbedRecording(*FeedOf(capture, settings), kPage, 100000)).json;
+    EXPECT_EQ(data["profile"]["line"]["rows"][0]["name"], "main.c:7");
+    EXPECT_EQ(data["overview"]["lines"], true);
+    settings.lines = std::make_shared<LineFinder>(
+        [](const std::vector<uint32_t>&) -> LineFinder::Lines { throw std::runtime_error("it crashed"); });
+    data = HeldIn(EmbedRecording(*FeedOf(capture, settings), kPage, 100000)).json;
+    EXPECT_FALSE(data["profile"].contains("line"));
+    EXPECT_EQ(data["overview"]["lines"], false);
 }
 
 TEST(EmbeddedRecording, WantsAPageWithAPlaceForIt) {
     EXPECT_THROW(EmbedRecording(*FeedOf({}), "<html></html>", 1000), std::invalid_argument);
-    EXPECT_TRUE(Json::accept(Data(EmbedRecording(*FeedOf({}), kPage, 1000)))) << "of an empty recording, too";
+    EXPECT_TRUE(HeldIn(EmbedRecording(*FeedOf({}), kPage, 1000)).json.contains("overview"))
+        << "of an empty recording, too";
 }
 
 TEST(Base64, IsThatOfRfc4648) {

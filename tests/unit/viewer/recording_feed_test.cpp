@@ -63,7 +63,7 @@ TEST_F(FirmwareRecording, IsToldInTracks) {
 }
 
 TEST_F(FirmwareRecording, HasItsProfile) {
-    const Json profile = Json::parse(feed->Profile({0, 7856, true}));
+    const Json profile = Json::parse(feed->Profile({0, 7856}));
     std::map<std::string, int> rows;
     int all = 0;
     for (const Json& row : profile["rows"]) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/fakes/memory_channel.h"
+#include "tests/fakes/scripted_controls.h"
 #include "tests/fakes/scripted_feed.h"
 #include "viewer/page_html.h"
 #include "viewer/server/routes.h"
@@ -36,9 +37,14 @@ class ConversationTest : public testing::Test {
     static std::string Body(const std::string& answer) { return answer.substr(answer.find("\r\n\r\n") + 4); }
     static std::string StatusLine(const std::string& answer) { return answer.substr(0, answer.find("\r\n")); }
 
+    std::string Post(const std::string& target, const std::string& headers = {}) {
+        return Say("POST " + target + kHost + headers + "Content-Length: 0\r\n\r\n");
+    }
+
     fakes::ScriptedFeed feed;
+    fakes::ScriptedControls controls;
     Gate gate{"secret", 4711};
-    Site site{feed, kPage, gate};
+    Site site{feed, kPage, gate, &controls};
 };
 
 TEST_F(ConversationTest, AnswersWithTheseHeadersAndNoOthers) {
@@ -70,7 +76,7 @@ TEST_F(ConversationTest, HeadIsAnAnswerWithoutItsBody) {
     EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
     EXPECT_NE(answer.find("Content-Length: 8\r\n"), std::string::npos);
     EXPECT_EQ(Body(answer), "");
-    const std::string stream = Say("HEAD /api/events?token=secret" + std::string(kHost) + "\r\n");
+    const std::string stream = Say("HEAD /api/stream?token=secret" + std::string(kHost) + "\r\n");
     EXPECT_EQ(StatusLine(stream), "HTTP/1.1 200 OK");
     EXPECT_EQ(Body(stream), "");
     const std::string refused = Say("HEAD / HTTP/1.1\r\nContent-Length: 5\r\n\r\n");
@@ -196,17 +202,62 @@ TEST_F(ConversationTest, OtherHostsAndOriginsAreRefused) {
 }
 
 TEST_F(ConversationTest, RefusalsEndTheConnectionAndHaveTheSameHeaders) {
-    const std::string answer = Say("POST / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n");
+    const std::string answer = Say("PUT / HTTP/1.1\r\n\r\nGET / HTTP/1.1\r\n\r\n");
     EXPECT_EQ(answer,
-              "HTTP/1.1 405 Method Not Allowed\r\nAllow: GET, HEAD\r\nCache-Control: no-store\r\n"
-              "Connection: close\r\nContent-Length: 40\r\n" +
+              "HTTP/1.1 405 Method Not Allowed\r\nAllow: GET, HEAD, POST\r\nCache-Control: no-store\r\n"
+              "Connection: close\r\nContent-Length: 46\r\n" +
                   std::string(kPolicy) + "Content-Type: application/json\r\n" + kOthers + kLast +
-                  "{\"error\":\"there are GET and HEAD alone\"}");
+                  "{\"error\":\"there are GET, HEAD and POST alone\"}");
     EXPECT_EQ(StatusLine(Say("GET /" + std::string(9000, 'x') + " HTTP/1.1\r\n\r\n")),
               "HTTP/1.1 414 URI Too Long");
     EXPECT_EQ(StatusLine(Say("GET / HTTP/1.1\r\nA: " + std::string(20000, 'x') + "\r\n\r\n")),
               "HTTP/1.1 431 Request Header Fields Too Large");
     EXPECT_EQ(StatusLine(Say("rubbish\r\n\r\n")), "HTTP/1.1 400 Bad Request");
+}
+
+TEST_F(ConversationTest, ChangesAreAskedForWithPost) {
+    const std::string stop = Post("/api/stop?token=secret", "Origin: http://127.0.0.1:4711\r\n");
+    EXPECT_EQ(StatusLine(stop), "HTTP/1.1 200 OK");
+    EXPECT_EQ(Body(stop), "{}");
+    EXPECT_EQ(Body(Post("/api/ports?types=3%3Af32%2C0:text&token=secret")), "{}");
+    EXPECT_EQ(controls.Asked(), (std::vector<std::string>{"stop", "ports 3=f32 0=text"}));
+}
+
+TEST_F(ConversationTest, NothingIsChangedWithoutTokenHostAndOrigin) {
+    EXPECT_EQ(StatusLine(Post("/api/stop")), "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(StatusLine(Post("/api/stop?token=Secret")), "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(StatusLine(Post("/api/stop?token=secret", "Origin: http://evil.example\r\n")),
+              "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(StatusLine(Post("/api/stop?token=secret", "Origin: null\r\n")), "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(StatusLine(Say("POST /api/stop?token=secret HTTP/1.1\r\nHost: evil.example:4711\r\n\r\n")),
+              "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(StatusLine(Get("/api/stop?token=secret")), "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_EQ(StatusLine(Say("HEAD /api/stop?token=secret" + std::string(kHost) + "\r\n")),
+              "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_EQ(
+        StatusLine(Say("POST /api/stop?token=secret" + std::string(kHost) + "Content-Length: 2\r\n\r\n{}")),
+        "HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(controls.Asked(), std::vector<std::string>());
+}
+
+TEST_F(ConversationTest, WrongMethodsAreToldTheRightOnes) {
+    EXPECT_NE(Get("/api/stop?token=secret").find("\r\nAllow: POST\r\n"), std::string::npos);
+    const std::string answer = Post("/api/overview?token=secret");
+    EXPECT_EQ(StatusLine(answer), "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_NE(answer.find("\r\nAllow: GET, HEAD\r\n"), std::string::npos);
+    EXPECT_EQ(Body(answer), "{\"error\":\"this is asked with GET, HEAD alone\"}");
+    EXPECT_EQ(StatusLine(Post("/?token=secret")), "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_EQ(StatusLine(Post("/api/stream?token=secret")), "HTTP/1.1 405 Method Not Allowed");
+    EXPECT_EQ(site.streams, 0);
+    EXPECT_EQ(feed.Asked(), std::vector<std::string>());
+}
+
+TEST_F(ConversationTest, WithoutControlsNothingCanBeChanged) {
+    Site fixed{feed, kPage, gate};
+    MemoryChannel channel("POST /api/stop?token=secret" + std::string(kHost) + "\r\n");
+    Converse(channel, fixed, false);
+    EXPECT_EQ(StatusLine(channel.got), "HTTP/1.1 409 Conflict");
+    EXPECT_EQ(Body(channel.got), "{\"error\":\"nothing can be changed here\"}");
 }
 
 TEST_F(ConversationTest, SlowRequestIsToldSo) {
@@ -236,7 +287,7 @@ TEST_F(ConversationTest, EventsTellWhatIsNew) {
     FeedState state;
     state.revision = 1;
     feed.Set(state);
-    const std::string answer = Get("/api/events?token=secret");
+    const std::string answer = Get("/api/stream?token=secret");
     EXPECT_EQ(StatusLine(answer), "HTTP/1.1 200 OK");
     EXPECT_NE(answer.find("Content-Type: text/event-stream\r\n"), std::string::npos);
     const std::string event = EventOf(state);
@@ -247,23 +298,23 @@ TEST_F(ConversationTest, EventsTellWhatIsNew) {
 }
 
 TEST_F(ConversationTest, NothingFollowsAStream) {
-    const std::string asked = "GET /api/events?token=secret" + std::string(kHost) + "\r\n";
+    const std::string asked = "GET /api/stream?token=secret" + std::string(kHost) + "\r\n";
     EXPECT_EQ(Say(asked + asked), Say(asked));
 }
 
 TEST_F(ConversationTest, StreamsAreBounded) {
     site.streams = Site::kMostStreams;
-    const std::string answer = Get("/api/events?token=secret");
+    const std::string answer = Get("/api/stream?token=secret");
     EXPECT_EQ(StatusLine(answer), "HTTP/1.1 503 Service Unavailable");
-    EXPECT_EQ(Body(answer), "{\"error\":\"too many pages wait for events: close one\"}");
+    EXPECT_EQ(Body(answer), "{\"error\":\"too many pages are open: close one\"}");
     EXPECT_EQ(site.streams, Site::kMostStreams);
     site.streams = Site::kMostStreams - 1;
-    EXPECT_EQ(StatusLine(Get("/api/events?token=secret")), "HTTP/1.1 200 OK");
+    EXPECT_EQ(StatusLine(Get("/api/stream?token=secret")), "HTTP/1.1 200 OK");
     EXPECT_EQ(site.streams, Site::kMostStreams - 1);
 }
 
 TEST_F(ConversationTest, FarEndThatTakesNoMoreEndsTheConversation) {
-    for (const char* const target : {"/api/overview?token=secret", "/api/events?token=secret"}) {
+    for (const char* const target : {"/api/overview?token=secret", "/api/stream?token=secret"}) {
         for (const std::size_t room : {0U, 100U, 600U}) {
             const std::string asked = "GET " + std::string(target) + kHost + "\r\n";
             MemoryChannel channel(asked + asked + asked);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/fakes/scripted_controls.h"
 #include "tests/fakes/scripted_feed.h"
 
 namespace {
@@ -32,12 +33,12 @@ TEST_F(RoutesTest, PageAndStream) {
     EXPECT_EQ(page.type, "text/html; charset=utf-8");
     EXPECT_EQ(page.body, kPage);
     EXPECT_TRUE(page.isPage);
-    const Answer events = Ask("/api/events");
+    const Answer events = Ask("/api/stream");
     EXPECT_EQ(events.status, 200);
     EXPECT_EQ(events.type, "text/event-stream");
     EXPECT_TRUE(events.isStream);
     EXPECT_EQ(WhyNot("/", {{"x", "1"}}), "{\"error\":\"there is no such parameter here\"}");
-    EXPECT_EQ(WhyNot("/api/events", {{"x", "1"}}), "{\"error\":\"there is no such parameter here\"}");
+    EXPECT_EQ(WhyNot("/api/stream", {{"x", "1"}}), "{\"error\":\"there is no such parameter here\"}");
 }
 
 TEST_F(RoutesTest, QuestionsReachTheFeedAsTheyWereAsked) {
@@ -53,6 +54,13 @@ TEST_F(RoutesTest, QuestionsReachTheFeedAsTheyWereAsked) {
         {"/api/window",
          {{"from", "0"}, {"to", "1"}, {"pixels", "1"}, {"tracks", "port:3,pc"}},
          "window 0.000000 1.000000 1 port:3 pc"},
+        {"/api/events", {{"from", "0"}, {"to", "1"}}, "events 0.000000 1.000000 20000 0"},
+        {"/api/events",
+         {{"from", "0"}, {"to", "1"}, {"limit", "5"}, {"offset", "77"}, {"kinds", "stimulus,pc-sample"}},
+         "events 0.000000 1.000000 5 77 stimulus pc-sample"},
+        {"/api/profile",
+         {{"from", "0"}, {"to", "1"}, {"by", "line"}, {"strip", "48"}},
+         "profile 0.000000 1.000000 line 48"},
         {"/api/text",
          {{"port", "255"}, {"line", "18446744073709551615"}, {"count", "1000"}},
          "text 255 18446744073709551615 1000"},
@@ -76,8 +84,9 @@ TEST_F(RoutesTest, QuestionsReachTheFeedAsTheyWereAsked) {
         const Answer answer = Ask(row.path, row.parameters);
         EXPECT_EQ(answer.status, 200) << row.asked;
         EXPECT_EQ(answer.body, row.asked);
-        EXPECT_EQ(answer.type, std::string_view(row.path) == "/api/window" ? "application/octet-stream"
-                                                                           : "application/json");
+        const std::string_view path = row.path;
+        const bool binary = path == "/api/window" || path == "/api/events";
+        EXPECT_EQ(answer.type, binary ? "application/octet-stream" : "application/json");
     }
 }
 
@@ -131,8 +140,19 @@ TEST_F(RoutesTest, WhatIsAskedWronglyNeverReachesTheFeed) {
          {{"from", "-1"}, {"count", "1"}},
          "\\\"from\\\" is no whole number from 0 to 18446744073709551615"},
         {"/api/profile",
-         {{"from", "0"}, {"to", "1"}, {"by", "line"}},
-         "\\\"by\\\" is neither function nor address"},
+         {{"from", "0"}, {"to", "1"}, {"by", "lines"}},
+         "\\\"by\\\" is none of function, line and address"},
+        {"/api/profile",
+         {{"from", "0"}, {"to", "1"}, {"by", "line"}, {"strip", "257"}},
+         "\\\"strip\\\" is no whole number from 1 to 256"},
+        {"/api/events", {{"from", "1"}, {"to", "0"}}, "\\\"to\\\" is not behind \\\"from\\\""},
+        {"/api/events",
+         {{"from", "0"}, {"to", "1"}, {"limit", "20001"}},
+         "\\\"limit\\\" is no whole number from 1 to 20000"},
+        {"/api/events",
+         {{"from", "0"}, {"to", "1"}, {"offset", "-1"}},
+         "\\\"offset\\\" is no whole number from 0 to 18446744073709551615"},
+        {"/api/events", {{"from", "0"}, {"to", "1"}, {"kinds", "a,,b"}}, "\\\"kinds\\\" is no list of ids"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(WhyNot(row.path, row.parameters), "{\"error\":\"" + std::string(row.why) + "\"}");
@@ -150,6 +170,34 @@ TEST_F(RoutesTest, ListsOfTracksAreBounded) {
     EXPECT_EQ(ask(ids + ",a"), 400);
     EXPECT_EQ(ask(std::string(64, 'a')), 200);
     EXPECT_EQ(ask(std::string(65, 'a')), 400);
+}
+
+TEST_F(RoutesTest, ChangesReachTheControls) {
+    fakes::ScriptedControls controls;
+    const auto post = [&controls](std::string_view path, const Parameters::List& parameters) {
+        const Answer answer = AnswerToPost(path, Parameters(parameters), &controls);
+        EXPECT_EQ(answer.type, "application/json");
+        return std::to_string(answer.status) + " " + answer.body;
+    };
+    const auto error = [](const char* status, const std::string& why) {
+        return status + (" {\"error\":\"" + why + "\"}");
+    };
+    EXPECT_EQ(post("/api/stop", {}), "200 {}");
+    EXPECT_EQ(post("/api/ports", {{"types", "3:f32,255:text"}}), "200 {}");
+    EXPECT_EQ(controls.Asked(), (std::vector<std::string>{"stop", "ports 3=f32 255=text"}));
+    controls.recording = false;
+    EXPECT_EQ(post("/api/stop", {}), error("409", "nothing is being recorded"));
+    EXPECT_EQ(post("/api/stop", {{"x", "1"}}), error("400", "there is no such parameter here"));
+    EXPECT_EQ(post("/api/ports", {}), error("400", "\\\"types\\\" is missing"));
+    EXPECT_EQ(post("/api/ports", {{"types", ""}}), error("400", "\\\"types\\\" is no list of ids"));
+    for (const char* const wrong : {":f32", "256:f32", "-1:f32", "3x:f32"}) {
+        EXPECT_EQ(post("/api/ports", {{"types", wrong}}),
+                  error("400", "\\\"port\\\" is no whole number from 0 to 255"))
+            << wrong;
+    }
+    EXPECT_EQ(post("/api/ports", {{"types", "1:nothing"}}), error("400", "there is no such type"));
+    EXPECT_EQ(post("/api/nothing", {}), error("404", "there is nothing here"));
+    EXPECT_EQ(post("/api/stream", {}), error("405", "this is asked with GET, HEAD alone"));
 }
 
 TEST_F(RoutesTest, OtherPathsAreNotThere) {

@@ -36,7 +36,7 @@ using State = ScriptedNetwork::State;
 using std::chrono::milliseconds;
 
 const std::string kAsked = "GET /api/overview?token=secret HTTP/1.1\r\nHost: 127.0.0.1:4711\r\n";
-const std::string kEvents = "GET /api/events?token=secret HTTP/1.1\r\nHost: 127.0.0.1:4711\r\n\r\n";
+const std::string kEvents = "GET /api/stream?token=secret HTTP/1.1\r\nHost: 127.0.0.1:4711\r\n\r\n";
 
 bool Soon(const std::function<bool()>& holds) {
     for (int i = 0; i < 4000; ++i) {

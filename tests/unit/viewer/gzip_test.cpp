@@ -1,0 +1,47 @@
+// Bytes as the page in a file holds them.
+#include "viewer/gzip.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/unit/viewer/gunzip.h"
+
+namespace Korr::Plim::Trace::Viewer {
+namespace {
+
+/// Of sizes on both sides of those of a stored block.
+std::vector<std::string> Samples() {
+    std::vector<std::string> samples = {"", "a", std::string("\0\xFF\n", 3)};
+    std::mt19937 random(1);
+    for (const std::size_t size : {65534U, 65535U, 65536U, 131070U, 200000U}) {
+        std::string bytes(size, 'x');
+        for (std::size_t i = 0; i < size; i += 3) bytes[i] = static_cast<char>(random());
+        samples.push_back(bytes);
+    }
+    return samples;
+}
+
+TEST(Gzip, IsReadBack) {
+    for (const std::string& bytes : Samples()) {
+        EXPECT_EQ(Gunzip(Gzip(bytes)), bytes) << bytes.size();
+        EXPECT_EQ(Gzip(bytes), Gzip(bytes));
+    }
+}
+
+TEST(StoredGzip, IsReadBack) {
+    for (const std::string& bytes : Samples()) {
+        const std::string packed = StoredGzip(bytes);
+        EXPECT_EQ(Gunzip(packed), bytes) << bytes.size();
+        EXPECT_LE(packed.size(), bytes.size() + 18 + 5 * (bytes.size() / 65535 + 1));
+    }
+}
+
+TEST(StoredGzip, HasTheSumOfItsBytes) {
+    const std::string packed = StoredGzip("123456789");  // of which the sum is known
+    EXPECT_EQ(packed.substr(packed.size() - 8), std::string("\x26\x39\xF4\xCB\x09\0\0\0", 8));
+    EXPECT_EQ(packed.substr(0, 15), std::string("\x1F\x8B\x08\0\0\0\0\0\0\xFF\x01\x09\0\xF6\xFF", 15));
+}
+
+}  // namespace
+}  // namespace Korr::Plim::Trace::Viewer
