@@ -66,10 +66,11 @@ test-native: build ## the fast loop: what `make test` runs
 test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
 	@$(CTEST) --verbose --output-junit soak.xml --test-dir build/linux -L soak
 
-# With Debian's Python, which has Debian's selenium.
-test-page: packages-all ## the page that shows recordings, in a real browser
+# With Debian's Python, which has Debian's selenium. Frames beside a recording are judged from LIVE_SECONDS=60 on, on a
+# machine that does nothing else.
+test-page: packages-all ## the page that shows recordings, in a real browser; LIVE_SECONDS=60 judges a minute of live view
 	@$(call build_preset,linux,products)
-	@tests/page/run_page_tests build/linux
+	@TARNEL_LIVE_SECONDS=$(LIVE_SECONDS) tests/page/run_page_tests build/linux
 
 test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
 	@$(call build_preset,linux-asan)

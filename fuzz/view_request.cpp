@@ -12,6 +12,7 @@
 
 #include "fuzz/targets.h"
 #include "tests/fakes/memory_channel.h"
+#include "tests/fakes/scripted_controls.h"
 #include "tests/fakes/scripted_feed.h"
 #include "viewer/server/conversation.h"
 #include "viewer/server/routes.h"
@@ -31,17 +32,19 @@ constexpr std::string_view kHeadEnd = "\r\n\r\n";
 struct Said {
     std::string answers;
     std::vector<std::string> asked;
+    std::vector<std::string> changed;
     bool operator==(const Said&) const = default;
 };
 
 Said Say(const std::string& input, std::size_t cut) {
     fakes::ScriptedFeed feed;
     const Gate gate{std::string(kToken), 4711};
-    Site site{feed, kPage, gate, std::string(kTicket)};
+    fakes::ScriptedControls controls;
+    Site site{feed, kPage, gate, std::string(kTicket), &controls};
     fakes::MemoryChannel channel(input, cut);
     Converse(channel, site, false);
     Require(site.streams == 0, "streams that are left");
-    return {channel.got, feed.Asked()};
+    return {channel.got, feed.Asked(), controls.Asked()};
 }
 
 std::string HeaderOf(std::string_view head, std::string_view name) {
@@ -118,7 +121,7 @@ void TakeEvents(std::string_view& rest) {
 /// The answers of one connection, one after another.
 class Answers {
   public:
-    explicit Answers(const Said& all) : rest(all.answers), asked(all.asked) {}
+    explicit Answers(const Said& all) : rest(all.answers), asked(all.asked), changes(all.changed.size()) {}
 
     bool More() const { return !rest.empty(); }
     bool Ended() const { return ended; }
@@ -132,7 +135,7 @@ class Answers {
             ended = true;
             if (!head) TakeEvents(rest);
         } else {
-            TakeBody(status, head);
+            TakeBody(status, head, request.starts_with("POST "));
         }
         Require(status != 200 || HasParameter(request, "token", kToken), "the token");
         if (status != 303) return;
@@ -142,6 +145,7 @@ class Answers {
     }
     void RequireAllAsked() const {
         Require(asked.size() == answered, "an answer to every question of the feed");
+        Require(changes == posted, "no change but by what was posted");
     }
 
   private:
@@ -161,17 +165,21 @@ class Answers {
         ended = HeaderOf(present, "Connection") == "close";
         return status;
     }
-    /// A refusal's reason, the page, or what the feed has answered: its questions in their order.
-    void TakeBody(int status, bool head) {
+    /// A refusal's reason, the page, that something was changed, or what the feed has answered: its questions
+    /// in their order.
+    void TakeBody(int status, bool head, bool post) {
         const std::string length = HeaderOf(present, "Content-Length");
         const std::size_t size = std::strtoul(length.c_str(), nullptr, 10);
         Require(size > 0 && std::to_string(size) == length, "the body's length");
         const std::string type = HeaderOf(present, "Content-Type");
         const bool page = status == 200 && type.starts_with("text/html");
+        const bool change = status == 200 && post;
+        if (change) ++posted;
         const std::string* const told =
-            status == 200 && !page && answered < asked.size() ? &asked[answered++] : nullptr;
-        Require(status != 200 || page || told != nullptr, "what the feed was asked");
+            status == 200 && !page && !change && answered < asked.size() ? &asked[answered++] : nullptr;
+        Require(status != 200 || page || change || told != nullptr, "what the feed was asked");
         const std::string_view expected = page              ? kPage
+                                          : change          ? std::string_view("{}")
                                           : told != nullptr ? std::string_view(*told)
                                                             : std::string_view();
         Require(status != 200 || size == expected.size(), "the length of what was asked for");
@@ -187,7 +195,9 @@ class Answers {
 
     std::string_view rest;
     const std::vector<std::string>& asked;
+    const std::size_t changes;
     std::size_t answered = 0;  ///< of the questions
+    std::size_t posted = 0;    ///< requests that changed something
     bool opened = false;       ///< by the ticket
     bool ended = false;
     std::string_view present;  ///< the head

@@ -18,6 +18,10 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
+constexpr std::size_t kHtmlBudget =
+    900000;  // bytes of a page; leaves room for what is in it whatever it takes
+constexpr NumberOption kDetail{"--detail", Measure::Size, 0, 1e9, true};
+
 struct ReportRequest {
     CaptureRequest capture;
     std::string json;
@@ -27,10 +31,6 @@ struct ReportRequest {
     bool force = false;
     std::string plugin = kDefaultPlugin;
 };
-
-constexpr std::size_t kHtmlBudget =
-    900000;  // bytes of a page; leaves room for what is in it whatever it takes
-constexpr NumberOption kDetail{"--detail", Measure::Size, 0, 1e9, true};
 
 constexpr uint64_t kMostPiped = uint64_t{256} << 20;  // bytes that are kept in memory
 

@@ -1,5 +1,7 @@
 """tracehost report --html: a recording in one page. What the page looks like is tested in a browser, in tests/page/."""
+import base64
 import contextlib
+import gzip
 import json
 import os
 import re
@@ -34,10 +36,14 @@ class Html(HostTest):
 
     def recording(self, html):
         """What a page holds."""
-        found = re.findall(r'<script type="application/json" id="recording">(.*?)</script>', html, re.DOTALL)
+        found = re.findall(r'<script type="application/gzip" id="recording">(.*?)</script>', html, re.DOTALL)
         self.assertEqual(len(found), 1)
         self.assertNotIn("<!--RECORDING-->", html)
-        return json.loads(found[0])
+        data = gzip.decompress(base64.b64decode(found[0], validate=True))
+        size = int.from_bytes(data[:4], "little")
+        held = json.loads(data[4:4 + size])
+        self.assertEqual((size + 4 + 7) // 8 * 8 + sum(held["windows"]), len(data))
+        return held
 
     def page(self, name="page.html"):
         html = self.read(self.file(name))
@@ -109,6 +115,16 @@ class Html(HostTest):
         self.assertEqual((told, status, page), (
             'tracehost: --html: more than 256 MiB came out of "fifo": save them to a file first\n', 1, b""))
 
+    def test_more_detail_is_more_of_the_recording(self):
+        self.put("o.bin", LINES * 60)
+        windows = []
+        for name, words in (("less.html", ("--detail", "20k")), ("page.html", ()), ("more.html", ("--detail", "20M"))):
+            self.report("o.bin", "--html", name, *words)
+            windows.append(sum(self.recording(self.read(self.file(name)).decode())["windows"]))
+        self.assertLess(windows[0], windows[1])
+        self.assertLessEqual(windows[1], windows[2])
+        self.assertLess(os.path.getsize(self.file("less.html")), 150_000)
+
     def test_types_and_names_of_ports(self):
         self.put("o.bin", LINES + said("x", 3))
         self.report("o.bin", "--html", "page.html", "--port-type", "3=u8:speed")
@@ -129,7 +145,10 @@ class Html(HostTest):
         for words, told in ((("--html", "page.html"), '"page.html" exists: give another name, or --force to replace it'),
                             (("--html", "-", "--json", "-"), "--json and --html: only one of them can be standard output"),
                             (("--elf", "o.bin"), '--elf requires --html: see "tracehost report --help"'),
-                            (("--port-type", "1=u8"), '--port-type requires --html: see "tracehost report --help"')):
+                            (("--port-type", "1=u8"), '--port-type requires --html: see "tracehost report --help"'),
+                            (("--detail", "1M"), '--detail requires --html: see "tracehost report --help"'),
+                            (("--html", "x.html", "--detail", "2G"),
+                             '--detail "2G": give a size from 0 B to 1 GB, such as 1048576 or 64KiB')):
             self.assertEqual(self.report("o.bin", *words, status=2).stderr, f"tracehost: {told}\n")
         self.assertEqual(self.read(self.file("page.html")), b"mine")
 

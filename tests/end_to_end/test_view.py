@@ -46,6 +46,32 @@ class Viewed(ViewTest):
 
 
 class Served(Viewed):
+    def test_packets_are_told_one_by_one(self):
+        site = self.view()
+        self.complete(site)
+        offset, seen = 0, []
+        for _ in range(3):
+            body = site.get("/api/events", **{"from": 0, "to": len(LINES), "limit": 2, "kinds": "stimulus", "offset": offset}).body
+            size = int.from_bytes(body[4:8], "little")
+            header = json.loads(body[8:8 + size])
+            places = header["tracks"][0]["arrays"]["offset"]
+            begin = (8 + size + 7) // 8 * 8 + places["at"]
+            seen += struct.unpack(f"<{places['count']}d", body[begin:begin + 8 * places["count"]])
+            offset = header["next"]
+        self.assertEqual(seen, [6, 8, 10, 12, 14, 16])
+
+    def test_ports_are_shown_as_the_page_wants(self):
+        site = self.view(LINES + said("x", 3))
+        shown = lambda: {track["id"]: track.get("type", track["kind"]) for track in self.complete(site)["tracks"] if "port" in track}
+        self.assertEqual(shown(), {"port:0": "text", "port:3": "text"})
+        self.assertTrue(site.overview()["changeable"])
+        self.assertEqual(site.post("/api/ports", types="0:u8,3:i8").json(), {})
+        wait_for(lambda: shown() == {"port:0": "u8", "port:3": "i8"}, "numbers")
+        self.assertEqual(site.get("/api/text", port=0, line=0, count=1).json(), {"error": "port 0 has numbers, no text"})
+        self.assertEqual(site.post("/api/ports", types="0:text").json(), {})
+        wait_for(lambda: shown() == {"port:0": "text", "port:3": "i8"}, "text")
+        self.assertEqual(site.get("/api/text", port=0, line=0, count=1).json()["lines"], 200)
+
     def test_page_and_answers(self):
         site = self.view()
         page = site.get("/")
@@ -134,7 +160,7 @@ class Served(Viewed):
         for request in (signal.SIGINT, signal.SIGTERM):
             site = self.view()
             connections = [site.connect() for _ in range(3)]
-            connections[0].sendall(f"GET /api/events?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
+            connections[0].sendall(f"GET /api/stream?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
             self.assertIn(b"text/event-stream", connections[0].recv(4096))
             self.running.send_signal(request)
             self.assertEqual(self.running.wait(LIMIT), 0)
@@ -205,7 +231,7 @@ class Refused(Viewed):
         self.assertEqual(self.site.get("/api/overview").status, 200)
 
     def test_without_the_token(self):
-        for target in ("/", "/api/overview", "/api/events", "/api/overview?token=", f"/?token={self.site.token[:-1]}",
+        for target in ("/", "/api/overview", "/api/stream", "/api/overview?token=", f"/?token={self.site.token[:-1]}",
                        f"/?token={self.site.token}0", f"/?token={self.site.token.upper()}x", "/favicon.ico"):
             self.is_refused(self.site.request(target), 403,
                             "the token is missing or wrong: open the address that tracehost printed")
@@ -221,10 +247,13 @@ class Refused(Viewed):
             self.assertEqual(self.site.request(target, host=host, headers=f"Origin: http://{host}\r\n").status, 200)
 
     def test_other_methods(self):
-        for method in ("POST", "PUT", "DELETE", "OPTIONS", "TRACE", "CONNECT", "PATCH", "PROPFIND", "get"):
+        for method in ("PUT", "DELETE", "OPTIONS", "TRACE", "CONNECT", "PATCH", "PROPFIND", "get"):
             answer = self.site.request(f"/?token={self.site.token}", method=method)
-            self.is_refused(answer, 405, "there are GET and HEAD alone")
-            self.assertEqual(answer.headers["Allow"], "GET, HEAD")
+            self.is_refused(answer, 405, "there are GET, HEAD and POST alone")
+            self.assertEqual(answer.headers["Allow"], "GET, HEAD, POST")
+        posted = self.site.request(f"/?token={self.site.token}", method="POST")
+        self.is_refused(posted, 405, "this is asked with GET, HEAD alone")
+        self.assertEqual(posted.headers["Allow"], "GET, HEAD")
         body = self.site.request(f"/?token={self.site.token}", headers="Content-Length: 5\r\n")
         self.is_refused(body, 400, "a request has no body here")
 
@@ -250,7 +279,21 @@ class Refused(Viewed):
         self.is_refused(self.site.request(f"/api/ledger?token={self.site.token}&from=0&from=1&count=1"), 400, '"from" is there twice')
         self.is_refused(self.site.get("/api/text", port=256, line=0, count=1), 400)
         self.is_refused(self.site.get("/api/text", port=0, line=0, count=1001), 400)
-        self.is_refused(self.site.get("/api/profile", **{"from": 0, "to": 1, "by": "line"}), 400)
+        self.is_refused(self.site.get("/api/profile", **{"from": 0, "to": 1, "by": "lines"}), 400)
+        self.is_refused(self.site.get("/api/events", **{"from": 0, "to": 1, "limit": 20001}), 400)
+        self.is_refused(self.site.get("/api/events", **{"from": 0, "to": 1, "kinds": "nothing"}), 400, "there is no such kind of packets")
+        self.is_refused(self.site.post("/api/ports", types="0:f64"), 400, "ports are text, u8, i8, u16, i16, u32, i32 or f32")
+        self.is_refused(self.site.post("/api/ports", types="256:u8"), 400)
+
+    def test_nothing_is_changed_by_who_may_not(self):
+        for target in ("/api/stop", "/api/ports?types=0:u8"):
+            self.is_refused(self.site.request(target, method="POST"), 403)
+        own = f"/api/ports?token={self.site.token}&types=0:u8"
+        self.is_refused(self.site.request(own, method="POST", headers="Origin: http://evil.example\r\n"), 403)
+        self.is_refused(self.site.request(own, method="POST", host="evil.example"), 403)
+        self.is_refused(self.site.request(own, method="GET"), 405, "this is asked with POST alone")
+        self.is_refused(self.site.post("/api/stop"), 409, "nothing is being recorded")
+        self.assertEqual([track["kind"] for track in self.site.overview()["tracks"] if track["id"] == "port:0"], ["text"])
 
     def test_tricks_with_paths(self):
         for path in ("//", "/index.html", "/api", "/api/", "/api/overview/", "//api/overview", "/api/../api/overview", "/./",
@@ -279,14 +322,14 @@ class Refused(Viewed):
         wait_for(lambda: self.site.get("/api/overview").status == 200, "room")
 
     def test_too_many_streams(self):
-        asked = f"GET /api/events?token={self.site.token} HTTP/1.1\r\nHost: 127.0.0.1:{self.site.port}\r\n\r\n".encode()
+        asked = f"GET /api/stream?token={self.site.token} HTTP/1.1\r\nHost: 127.0.0.1:{self.site.port}\r\n\r\n".encode()
         streams = []
-        for _ in range(8):
+        for _ in range(4):
             streams.append(self.site.connect())
             streams[-1].sendall(asked)
             self.assertEqual(Answer(streams[-1].recv(65536)).status, 200)
-        ninth = self.site.request(f"/api/events?token={self.site.token}")
-        self.is_refused(ninth, 503, "too many pages wait for events: close one")
+        fifth = self.site.request(f"/api/stream?token={self.site.token}")
+        self.is_refused(fifth, 503, "too many pages are open: close one")
         self.lives()
         for stream in streams:
             stream.close()
@@ -401,7 +444,7 @@ class Live(ViewTest):
         sleeper = site.connect()  # asks for all that there is and takes nothing
         sleeper.sendall(f"GET /?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode() * 50)
         with site.connect() as connection:
-            connection.sendall(f"GET /api/events?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
+            connection.sendall(f"GET /api/stream?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
             told = b""
             while piece := connection.recv(65536):
                 told += piece
@@ -424,6 +467,39 @@ class Live(ViewTest):
         rows = site.get("/api/text", port=0, line=100, count=1).json()["rows"]
         self.assertEqual(rows[0]["text"], "line 100")
         running.send_signal(signal.SIGINT)
+        self.assertEqual(running.wait(LIMIT), 0, self.words())
+
+    def test_page_ends_the_recording_in_good_order(self):
+        running, site = self.record()
+        wait_for(lambda: site.overview()["bytes"] > 2000, "the stream")
+        self.assertTrue(site.overview()["stoppable"])
+        self.assertEqual(site.post("/api/stop").json(), {})
+        self.assertEqual(running.wait(LIMIT), 0, self.words())
+        saved = self.read(self.file("o.bin"))
+        self.assertGreater(len(saved), 2000)
+        self.assertEqual(saved, self.stream[:len(saved)])
+
+    @unittest.skipIf(ON_WINE, "terminals of this system")
+    def test_page_goes_on_behind_a_recording_that_it_has_ended(self):
+        near, far = os.openpty()
+        self.addCleanup(os.close, near)
+        self.addCleanup(os.close, far)
+        running, site = self.record(stdin=far)
+        wait_for(lambda: site.overview()["bytes"] > 2000, "the stream")
+        self.assertEqual(site.post("/api/stop").status, 200)
+        wait_for(lambda: "tracehost: the page is there until Ctrl-C: " + site.address in self.words(), "the end of the recording")
+        wait_for(lambda: not site.overview()["stoppable"], "the end")
+        self.assertEqual(site.post("/api/stop").json(), {"error": "nothing is being recorded"})
+        running.send_signal(signal.SIGINT)
+        self.assertEqual(running.wait(LIMIT), 0, self.words())
+
+    def test_ports_are_shown_otherwise_while_it_is_recorded(self):
+        running, site = self.record("--bytes", str(len(self.stream)))
+        wait_for(lambda: site.overview()["bytes"] > 2000, "the stream")
+        kinds = lambda: [track.get("type", track["kind"]) for track in site.overview()["tracks"] if track["id"] == "port:0"]
+        self.assertEqual(kinds(), ["text"])
+        self.assertEqual(site.post("/api/ports", types="0:u8").json(), {})
+        wait_for(lambda: kinds() == ["u8"], "numbers")
         self.assertEqual(running.wait(LIMIT), 0, self.words())
 
     @unittest.skipIf(ON_WINE, "signals of this system")

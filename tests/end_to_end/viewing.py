@@ -55,6 +55,10 @@ class Site:
         words = "".join(f"&{name}={value}" for name, value in parameters.items())
         return self.request(f"{what}?token={self.token}{words}")
 
+    def post(self, what, **parameters):
+        words = "".join(f"&{name}={value}" for name, value in parameters.items())
+        return self.request(f"{what}?token={self.token}{words}", method="POST", headers="Content-Length: 0\r\n")
+
     def overview(self):
         return self.get("/api/overview").json()
 

@@ -13,9 +13,21 @@ OPTIONS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--n
            "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1")
 LIMIT = 20  # seconds
 
-# Before the page's own script: how long each frame's work took, and what the policy refused.
+# Before the page's own script: how long each frame's work took, how far apart the browser's frames came, and what the
+# policy refused.
 WATCH = """
 window.frames_ = [];
+window.gaps_ = [];
+{
+  let last = null;
+  const tick = (now) => {
+    if (last !== null) window.gaps_.push(now - last);
+    last = now;
+    tickAgain(tick);
+  };
+  const tickAgain = window.requestAnimationFrame.bind(window);
+  tickAgain(tick);
+}
 const plain = window.requestAnimationFrame.bind(window);
 window.requestAnimationFrame = (work) => plain((now) => {
   const begin = performance.now();
@@ -74,7 +86,8 @@ class Browser:
         return self.driver.find_elements(By.CSS_SELECTOR, selector)
 
     def text(self, selector):
-        return self.element(selector).get_attribute("textContent")
+        """Of the first such element; nothing of one that is not there."""
+        return self.run("return document.querySelector(arguments[0])?.textContent ?? ''", selector)
 
     def texts(self, selector):
         return self.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)

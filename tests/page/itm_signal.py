@@ -52,5 +52,11 @@ class Signal:
     def written(self, comparator, value):
         return self.add((17 + 2 * comparator) << 3 | 0x04 | 3, *struct.pack("<I", value))
 
+    def matched(self, comparator, pc, address, value):
+        """What a comparator sends that traces the program counter, the lower half of the address, and the value written."""
+        self.add((8 + 2 * comparator) << 3 | 0x04 | 3, *struct.pack("<I", pc))
+        self.add((9 + 2 * comparator) << 3 | 0x04 | 2, *struct.pack("<H", address))
+        return self.written(comparator, value)
+
     def counters(self, bits):
         return self.add(0x05, bits)

@@ -1,4 +1,6 @@
 """What the tests of the page have in common: captures, their pages, and the browser."""
+import base64
+import gzip
 import os
 import pathlib
 import re
@@ -25,6 +27,17 @@ def around(ticks, width=100):
     """A window in nanoseconds, and the address that shows it."""
     view = ns(ticks - width / 2), ns(ticks + width / 2)
     return view, f"v={view[0]:.0f},{view[1]:.0f}"
+
+
+RECORDING = re.compile(r'(<script type="application/gzip" id="recording">)(.*?)(</script>)', re.DOTALL)
+
+
+def with_recording(html, change):
+    """A page whose recording, as it is before it is compressed, has been changed."""
+    def exchange(found):
+        data = change(gzip.decompress(base64.b64decode(found[2])))
+        return found[1] + base64.b64encode(gzip.compress(data)).decode() + found[3]
+    return RECORDING.sub(exchange, html)
 
 
 class PageTest(unittest.TestCase):

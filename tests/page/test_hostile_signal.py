@@ -1,9 +1,8 @@
 """Text of a recording that would like to be more than text, and pages that are damaged."""
-import re
 
 from selenium.webdriver.common.keys import Keys
 from itm_signal import Signal
-from page_test import PageTest, around
+from page_test import RECORDING, PageTest, around, with_recording
 
 HOSTILE = ("<script>window.hacked_=1</script>", "</script><img src=x onerror=window.hacked_=1>", "\"quotes' & &amp; `${1}`",
            "bidi \u202etxet\u202c \u2066x\u2069 \u200b\ufeff", "nul \0 bell \a escape \x1b[31m del \x7f c1 \u0085")
@@ -54,7 +53,10 @@ class HostileSignal(PageTest):
 
     def test_a_page_that_is_damaged_says_so(self):
         html = (self.folder / "<b>'&x.bin.html").read_text(encoding="utf-8")
-        for name, text in (("cut", re.sub(r'"windows":\["[^"]{8}', '"windows":["', html)), ("json", html.replace('{"overview"', '{"overview', 1))):
+        for name, text in (("cut", RECORDING.sub(lambda found: found[1] + found[2][:-400] + found[3], html)),
+                           ("digits", RECORDING.sub(lambda found: found[1] + "<>" + found[2][2:] + found[3], html)),
+                           ("json", with_recording(html, lambda data: data.replace(b'{"overview"', b'{"overview', 1))),
+                           ("window", with_recording(html, lambda data: data.replace(b"KTW1", b"KTW2", 1)))):
             damaged = self.folder / f"{name}.html"
             damaged.write_text(text, encoding="utf-8")
             self.browser.open(damaged.as_uri())

@@ -177,6 +177,25 @@ class KnownSignal(PageTest):
         self.assertEqual(len(rows), 16)
         self.wait_text("#profile-note", "20 % asleep")
 
+    def test_the_profile_is_told_over_time(self):
+        self.open(self.page, "list=profile")
+        self.browser.wait(lambda: self.browser.elements("#profile-table canvas"), "the strips")
+        self.assertEqual(len(self.browser.elements("#profile-table tbody tr")), len(self.browser.elements("#profile-table canvas")))
+        filled = self.browser.run("""
+            return [...document.querySelectorAll("#profile-table canvas")].map((canvas) => {
+              const { data, width, height } = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
+              return [0.1, 0.5, 0.9].map((share) => data[4 * (Math.floor(height / 2) * width + Math.floor(share * width)) + 3] > 0);
+            });""")
+        self.assertEqual(filled, [[True, True, True]] * 16)  # every address is sampled all the time
+        self.assertEqual(self.browser.texts("#profile-by option"), ["function", "address"])
+
+    def test_ports_of_a_file_stay_as_they_are_and_it_says_so(self):
+        self.open(self.page, "list=about&types=3:u32")
+        self.assertEqual(self.browser.text("#ports-note"), "In a file they stay as they are; tracehost report has --port-type for that.")
+        self.assertEqual([(choice.get_attribute("name"), choice.get_attribute("value"), choice.is_enabled())
+                          for choice in self.browser.elements("#port-types select")], [("0", "text", False), ("3", "f32", False)])
+        self.assertFalse(self.browser.element("#stop").is_displayed())
+
     def test_values_are_plotted_with_axes(self):
         self.open(self.page, "list=values")
         self.browser.wait(lambda: self.browser.elements("#value-plot canvas"), "the plot")

@@ -16,8 +16,8 @@ struct Answer {
     std::string body;
     bool isPage = false;                    ///< the page itself
     bool isStream = false;                  ///< news follow, without an end; there is no body
-    const char* allow = "GET, HEAD, POST";  ///< the methods, of a refusal with status 405
     std::string location = {};              ///< of a redirection: where to go instead
+    const char* allow = "GET, HEAD, POST";  ///< the methods, of a refusal with status 405
 };
 
 /// The answer to a path, which is compared as it was sent, and its parameters but for the token. Failures are

@@ -1,4 +1,6 @@
 // Packets as they are, and where they stand.
+#include "viewer/recording_feed.h"
+
 #include <gtest/gtest.h>
 
 #include "tests/unit/trace/itm_encoder.h"

@@ -1,4 +1,6 @@
 // Where the processor was: by source line, and over time.
+#include "viewer/recording_feed.h"
+
 #include <gtest/gtest.h>
 
 #include <numeric>
