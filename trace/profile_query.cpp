@@ -35,6 +35,11 @@ ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t
     const auto whole = summaries.WholeBlocksOf(first, last, index.EndPosition());
     const bool toTheEnd = last >= index.EndPosition();
     const uint64_t behind = toTheEnd ? UINT64_MAX : summaries.PlaceOf(some.to);
+    const uint64_t start = summaries.PlaceOf(some.from);
+    if (overTime && std::min(behind, index.Analysis().Bytes()) <= start + kMostOverTime) {
+        AddEdge(index, start, behind);
+        return;
+    }
     const uint64_t wholeTo = toTheEnd ? UINT64_MAX : summaries.PlaceOf(whole.to);
     const PcHistograms::Stretch summed =
         summaries.Histograms().Sum(summaries.PlaceOf(whole.from), wholeTo, all);
@@ -47,7 +52,7 @@ ProfileQuery::ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t
             parts.push_back({position(from), position(to), part.Counts()});
         });
     }
-    AddEdge(index, summaries.PlaceOf(some.from), summed.from);
+    AddEdge(index, start, summed.from);
     AddEdge(index, summed.to, behind);
 }
 

@@ -14,6 +14,10 @@ class ProfileQuery {
     /// same.
     using Tell = std::function<void(uint64_t begin, uint64_t end, PcHistogram::Count count)>;
 
+    /// So many bytes of the capture are decoded again for an answer over time; of more, parts are told as
+    /// they were summed up.
+    static constexpr uint64_t kMostOverTime = uint64_t{32} << 20;
+
     /// Positions [first, last). \param overTime whether the answer can be told in its stretches
     ProfileQuery(const RecordingIndex& index, uint64_t first, uint64_t last, bool overTime = false);
     /// Any thread. \param tell is told all of it but what addresses have that are not told apart; null:

@@ -72,6 +72,14 @@ function readWindow(buffer: ArrayBuffer): Layer {
   return { ...header, tracks, marks: arrays(header.marks.arrays) };
 }
 
+const FORMS: Record<string, string[]> = { value: ["value", "min"], text: ["start", "lines"] };
+
+/** What a layer knows of a track; nothing while it tells of it in another form: the track's type has changed since. */
+export function arraysOf(layer: Layer | undefined, { id, kind }: Track): Arrays | undefined {
+  const arrays = layer?.tracks.get(id);
+  return arrays && (FORMS[kind] ?? Object.keys(arrays)).some((name) => name in arrays) ? arrays : undefined;
+}
+
 /** The column's width; of an exact window nothing. */
 export function grain(layer: Layer): number { return layer.exact ? 0 : (layer.to - layer.from) / layer.pixels; }
 
@@ -119,8 +127,9 @@ export class ServedFeed implements Feed {
       this.whole = layer;
       return [layer];
     }
+    const feed = ({ revision }: Layer) => Math.floor(revision / 2 ** 32);  // which may read the recording otherwise
     const late = this.live && performance.now() - this.wholeTime > WHOLE_LASTS;
-    if (!this.whole || (late && this.whole.revision !== layer.revision)) {
+    if (!this.whole || feed(this.whole) !== feed(layer) || (late && this.whole.revision !== layer.revision)) {
       this.wholeTime = performance.now();
       this.whole = await this.window(this.axis.begin, Math.max(this.axis.end, this.axis.begin + 1), WHOLE_PIXELS);
     }

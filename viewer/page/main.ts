@@ -119,7 +119,7 @@ class Page {
     this.lists.open(words.get("list") ?? "losses");
     if (view.length === 2 && view[1] > view[0]) this.timeline.look(view[0], view[1]);
     else this.timeline.lookWhole();
-    for (const [, port, type] of (words.get("types") ?? "").matchAll(/(\d+):(\w+)/g)) this.types.set(port, type);
+    for (const [, port, type] of (words.get("types") ?? "").matchAll(/\b(\d+):(text|[ui](?:8|16|32)|f32)\b/g)) this.types.set(port, type);
     this.showPorts();
   }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
-import { type Arrays, type Layer, type Overview, type Track, grain } from "./feed";
+import { type Arrays, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
 import { type Axis, plural, value, visible } from "./format";
 
 export interface Row {
@@ -186,7 +186,7 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
   [row.low, row.high] = [Infinity, -Infinity];
   const see = (low: number, high: number) => { [row.low, row.high] = [Math.min(row.low, low), Math.max(row.high, high)]; };
   for (const layer of layers) {
-    const arrays = layer.tracks.get(row.track.id) ?? {};
+    const arrays = arraysOf(layer, row.track) ?? {};
     const { min, max, time, flags, pc, value: numbers = pc } = arrays;
     if (min) columns(brush, layer, arrays, (i) => see(min[i], max[i]));
     if (numbers) events(brush, time, (i) => { if (!(flags[i] & SUSPECT) && !(pc && numbers[i] < 0)) see(numbers[i], numbers[i]); });
@@ -208,7 +208,7 @@ function paintScale(brush: Brush, { track, top, height, low, high }: Row): void 
 function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
   let [since, held]: [number, number | null] = [-Infinity, null];
   for (const layer of layers) {
-    const { time, column, last, value: numbers } = layer.tracks.get(track.id) ?? {};
+    const { time, column, last, value: numbers } = arraysOf(layer, track) ?? {};
     const i = firstAbove(time ?? column ?? [], layer.exact ? place : (place - layer.from) / grain(layer) - 1) - 1;
     const next = layer.exact ? Infinity : layer.from + (column?.[i + 1] ?? Infinity) * grain(layer);
     const when = layer.exact ? time?.[i] : layer.from + (column?.[i] ?? NaN) * grain(layer);
@@ -311,7 +311,7 @@ function paintSamples(brush: Brush, row: Row, { time, pc, flags }: Arrays): void
 /** Draws one row from all layers, coarsest first, each inside its own window. */
 export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
   const { ctx } = brush;
-  const { kind, id } = row.track;
+  const { kind } = row.track;
   if (kind === "bandwidth") return paintBandwidth(brush, row, layers);
   const scaled = kind === "value" || kind === "pc";
   if (scaled) findScale(brush, row, layers);
@@ -324,7 +324,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     ctx.rect(left, row.top, right - left, row.height - 1);
     ctx.clip();
     if (layer !== layers[0]) ctx.clearRect(left, row.top, right - left, row.height - 1);
-    const arrays = layer.tracks.get(id);
+    const arrays = arraysOf(layer, row.track);
     if (arrays) {
       if (kind === "nesting" || kind === "exception") paintExceptions(brush, row, layer, arrays);
       else if (kind === "value") paintValue(brush, row, layers, layer, arrays);

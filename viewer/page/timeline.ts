@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
-import { type Feed, type Layer, type Overview, type Track, grain } from "./feed";
+import { type Feed, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
 import { Axis, plural, visible } from "./format";
 import { Brush, CLASS_COLORS, type Row, SIGNS, columns, paintRow, rowHeight, totalText } from "./rows";
 import { bestAt, describe, describeMarks } from "./tips";
@@ -292,7 +292,7 @@ export class Timeline {
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
     let values = 0;
     for (const { track } of this.rows) {
-      const counts = track.kind === "value" && worst.tracks.get(track.id);
+      const counts = track.kind === "value" && arraysOf(worst, track);
       if (counts) columns(brush, worst, counts, (i) => { values += counts.count[i]; });
     }
     const coarse = grain(worst) > brush.perPixel * 1.01;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a row says at a place: the text beside the pointer.
-import { type Arrays, type Layer, type Track, grain } from "./feed";
+import { type Arrays, type Layer, type Track, arraysOf, grain } from "./feed";
 import { count, hex, percent, plural, value, visible } from "./format";
 import { type Brush, SIGNS, SPAN_UNKNOWN, firstAbove, lineText } from "./rows";
 
@@ -102,7 +102,7 @@ export function bestAt(layers: Layer[], place: number): Layer | undefined {
 /** Lines of text about `track` at `place`, from the best of `layers`. */
 export function describe(brush: Brush, track: Track, layers: Layer[], place: number): string {
   const layer = bestAt(layers, place);
-  const arrays = layer?.tracks.get(track.id);
+  const arrays = arraysOf(layer, track);
   const what = !layer || !arrays ? "" : track.kind === "bandwidth" ? bandwidthAt(brush, layer, arrays, place)
     : !layer.exact ? summaryAt(brush, track, layer, arrays, place)
     : arrays.begin ? spanAt(brush, arrays, place) : eventAt(brush, track, layer, arrays, place);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
-import { grain } from "./feed";
+import { arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
 import { choose, offer } from "./lists";
 import { SUSPECT } from "./rows";
@@ -34,7 +34,7 @@ export class Values {
       return;
     }
     const layer = layers[layers.length - 1];
-    const arrays = layer?.tracks.get(track.id) ?? {};
+    const arrays = arraysOf(layer, track) ?? {};
     const { time, column = [], value: numbers, count: counts, flags } = arrays;
     const { min = numbers, max = numbers, last = numbers } = arrays;
     const exact = layer?.exact ?? false;

@@ -42,7 +42,7 @@ TEST(Events, AreToldAsTheyWereSent) {
     //                  PC
     const Bytes bytes = {0x01, 'a',  0x1B, 1,    2, 3, 0x80, 0x0E, 0x0F,
                          0x10, 0xC0, 0x0A, 0x17, 4, 3, 2,    8,    0x70};
-    const ReadWindow answer = Read(FeedOf(bytes)->Events({0, 1e9}));
+    const ReadWindow answer = Read(FeedOf(bytes)->Events(EventsIn(0, 1e9)));
     const Arrays& events = answer.tracks.at("events");
     ASSERT_EQ(events.at("kind").size(), 6U);
     EXPECT_EQ(KindOf(answer, 0), "stimulus");
@@ -62,8 +62,8 @@ TEST(Events, AreToldAsTheyWereSent) {
 TEST(Events, ComeInPartsWithoutOneTwiceOrMissing) {
     const auto feed = FeedOf(Swo::FirmwareStream(4, 30000, true).bytes);
     const double end = feed->Now().end;
-    const std::vector<ReadWindow> once = AskAll(*feed, {0, end});
-    const std::vector<ReadWindow> parts = AskAll(*feed, {0, end, 777});
+    const std::vector<ReadWindow> once = AskAll(*feed, EventsIn(0, end));
+    const std::vector<ReadWindow> parts = AskAll(*feed, EventsIn(0, end, 777));
     EXPECT_GT(parts.size(), 30U);
     EXPECT_EQ(All(parts, "offset"), All(once, "offset"));
     EXPECT_EQ(All(parts, "time"), All(once, "time"));
@@ -74,13 +74,13 @@ TEST(Events, ComeInPartsWithoutOneTwiceOrMissing) {
 TEST(Events, AreThoseOfTheStretchAndOfTheKinds) {
     const auto feed = FeedOf(Swo::FirmwareStream(4, 30000, true).bytes);
     const double end = feed->Now().end;
-    const std::vector<double> all = All(AskAll(*feed, {0, end}), "time");
+    const std::vector<double> all = All(AskAll(*feed, EventsIn(0, end)), "time");
     std::vector<double> some;
     for (const double time : all) {
         if (time >= end / 3 && time < end / 2) some.push_back(time);
     }
-    EXPECT_EQ(All(AskAll(*feed, {end / 3, end / 2, 1000}), "time"), some);
-    const auto exceptions = AskAll(*feed, {0, end, 20000, 0, {"exception", "pc-sample"}});
+    EXPECT_EQ(All(AskAll(*feed, EventsIn(end / 3, end / 2, 1000)), "time"), some);
+    const auto exceptions = AskAll(*feed, EventsIn(0, end, 20000, 0, {"exception", "pc-sample"}));
     for (const ReadWindow& part : exceptions) {
         for (size_t i = 0; i < part.tracks.at("events").at("kind").size(); ++i) {
             const std::string kind = KindOf(part, i);
@@ -88,14 +88,14 @@ TEST(Events, AreThoseOfTheStretchAndOfTheKinds) {
         }
     }
     EXPECT_GT(All(exceptions, "time").size(), 100U);
-    EXPECT_TRUE(All(AskAll(*feed, {0, end, 5, 0, {"pmu-overflow"}}), "time").empty());
+    EXPECT_TRUE(All(AskAll(*feed, EventsIn(0, end, 5, 0, {"pmu-overflow"})), "time").empty());
 }
 
 /// What holds none of the wanted packets is not decoded to its end in one answer.
 TEST(Events, OfALongStretchAreAskedForOnwards) {
     Bytes bytes(20'000'000, 0x70);
     bytes.push_back(0x0E), bytes.push_back(0x0F), bytes.push_back(0x10);
-    const auto answers = AskAll(*FeedOf(bytes), {0, 1e12, 20000, 0, {"exception"}});
+    const auto answers = AskAll(*FeedOf(bytes), EventsIn(0, 1e12, 20000, 0, {"exception"}));
     EXPECT_EQ(answers.size(), 3U);
     EXPECT_EQ(All(answers, "offset"), std::vector<double>{20'000'000});
 }
@@ -103,12 +103,12 @@ TEST(Events, OfALongStretchAreAskedForOnwards) {
 TEST(Around, HoldsSoManyPacketsOnEachSide) {
     const auto feed = FeedOf(Swo::FirmwareStream(4, 100000, true).bytes);
     const double end = feed->Now().end;
-    const std::vector<ReadWindow> all = AskAll(*feed, {0, end});
+    const std::vector<ReadWindow> all = AskAll(*feed, EventsIn(0, end));
     const std::vector<double> offsets = All(all, "offset");
     const std::vector<double> times = All(all, "time");
     for (const size_t i : {size_t{0}, size_t{7}, size_t{5000}, offsets.size() / 2, offsets.size() - 1}) {
         const AxisStretch found = feed->Around(static_cast<uint64_t>(offsets[i]), 1000);
-        EXPECT_EQ(found.from, i < 1000 ? 0 : times[i - 1000]) << i;
+        EXPECT_EQ(found.from, i == 0 ? 0 : times[i - std::min<size_t>(i, 1000)]) << i;
         EXPECT_EQ(found.to, i + 1000 < times.size() - 1 ? times[i + 1001] : end) << i;
     }
     EXPECT_LT(FeedOf({})->Around(0, 1000).from, FeedOf({})->Around(0, 1000).to);

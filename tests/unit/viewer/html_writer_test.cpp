@@ -77,7 +77,7 @@ TEST(EmbeddedRecording, HoldsWhatThePageAsksFor) {
               Json::parse(feed->Profile({0, feed->Now().end, ProfileBy::Function, 48})));
     EXPECT_TRUE(held.json["profile"]["address"].contains("rows"));
     EXPECT_FALSE(held.json["profile"].contains("line"));
-    ASSERT_GE(held.windows.size(), 3U);
+    ASSERT_GE(held.windows.size(), 2U);
     const ReadWindow whole = Read(held.windows[0]);
     EXPECT_EQ(whole.header["pixels"], 1024);
     EXPECT_EQ(whole.header["exact"], false);
@@ -127,8 +127,9 @@ TEST(EmbeddedRecording, FitsIntoItsBudget) {
     for (const size_t budget : {100'000U, 200'000U, 400'000U}) {
         const std::string page = EmbedRecording(*feed, kPage, budget);
         EXPECT_LE(page.size(), budget + 2000);
-        const size_t now = HeldIn(page).windows.size();
-        EXPECT_GE(now, windows) << "more room, more windows";
+        size_t now = 0;
+        for (const std::string& window : HeldIn(page).windows) now += window.size();
+        EXPECT_GT(now, windows) << "more room, more of the recording";
         windows = now;
     }
     EXPECT_GE(HeldIn(EmbedRecording(*feed, kPage, 0)).windows.size(), 1U) << "the whole is always there";

@@ -22,6 +22,12 @@ class MemoryBytes : public Swo::CaptureBytes {
     std::vector<uint8_t> bytes;
 };
 
+/// A question of which the last members may be left out.
+inline EventsQuestion EventsIn(double from, double to, uint32_t limit = kMostEvents, uint64_t offset = 0,
+                               std::vector<std::string> kinds = {}) {
+    return {from, to, limit, offset, std::move(kinds)};
+}
+
 /// The feed of a whole capture.
 inline std::unique_ptr<RecordingFeed> FeedOf(const std::vector<uint8_t>& capture,
                                              const RecordingSettings& settings = {}) {

@@ -83,11 +83,11 @@ TEST(Questions, AskedWronglyAreRefused) {
     EXPECT_EQ(Refusal([&] { feed->Profile({5, 5}); }), "to must be behind from");
     EXPECT_EQ(Refusal([&] { feed->Profile({kNan, 5}); }), "from and to must be numbers");
     EXPECT_EQ(Refusal([&] { feed->Profile({0, 5, ProfileBy::Line, 257}); }), "columns must be at most 256");
-    EXPECT_EQ(Refusal([&] { feed->Events({5, 5}); }), "to must be behind from");
-    EXPECT_EQ(Refusal([&] { feed->Events({0, 5, 0}); }), "limit must be 1 to 20000");
-    EXPECT_EQ(Refusal([&] { feed->Events({0, 5, 20001}); }), "limit must be 1 to 20000");
+    EXPECT_EQ(Refusal([&] { feed->Events(EventsIn(5, 5)); }), "to must be behind from");
+    EXPECT_EQ(Refusal([&] { feed->Events(EventsIn(0, 5, 0)); }), "limit must be 1 to 20000");
+    EXPECT_EQ(Refusal([&] { feed->Events(EventsIn(0, 5, 20001)); }), "limit must be 1 to 20000");
     EXPECT_EQ(Refusal([&] {
-                  feed->Events({0, 5, 1, 0, {"stimulus", "Stimulus"}});
+                  feed->Events(EventsIn(0, 5, 1, 0, {"stimulus", "Stimulus"}));
               }),
               "there is no such kind of packets");
 }
@@ -293,7 +293,7 @@ TEST(Questions, WhoseBytesCannotBeReadAnyMoreFail) {
     feed.Take(capture);
     feed.Finish();
     EXPECT_THROW(feed.Window({0, 10, 10, {}}), std::runtime_error);
-    EXPECT_THROW(feed.Events({0, 10}), std::runtime_error);
+    EXPECT_THROW(feed.Events(EventsIn(0, 10)), std::runtime_error);
     EXPECT_THROW(feed.Around(0, 10), std::runtime_error);
     EXPECT_THROW(feed.Text({0, 0, 1}), std::runtime_error);
     EXPECT_THROW(feed.Find({0, "a", 0}), std::runtime_error);
@@ -307,7 +307,7 @@ void AskAnything(const Feed& feed, std::mt19937& random) {
     const double from = somewhere();
     const double to = from + std::max(1e-9, end / std::pow(10, static_cast<double>(random() % 9)));
     Read(feed.Window({from, to, static_cast<uint32_t>(1 + random() % 300), {}, random() % 2 == 0}));
-    Read(feed.Events({from, to, static_cast<uint32_t>(1 + random() % 300), random() % 50000, {}}));
+    Read(feed.Events(EventsIn(from, to, static_cast<uint32_t>(1 + random() % 300), random() % 50000)));
     const auto port = static_cast<uint8_t>(random() % 256);
     for (const auto& ask : std::vector<std::function<std::string()>>{
              [&] {

@@ -33,11 +33,15 @@ const std::vector<std::pair<std::string, std::function<std::string(const Viewer:
      [](const Viewer::Feed& feed) {
          return feed.Find({8, "sought", 9, true, true});
      }},
+    {"events 1.000000 2.000000 3 4 overflow",
+     [](const Viewer::Feed& feed) {
+         return feed.Events({1, 2, 3, 4, {"overflow"}});
+     }},
     {"line 10 11.000000", [](const Viewer::Feed& feed) { return feed.LineAt(10, 11); }},
     {"ledger 12 13", [](const Viewer::Feed& feed) { return feed.Ledger(12, 13); }},
-    {"profile 14.000000 15.000000 address",
+    {"profile 14.000000 15.000000 address 16",
      [](const Viewer::Feed& feed) {
-         return feed.Profile({14, 15, false});
+         return feed.Profile({14, 15, Viewer::ProfileBy::Address, 16});
      }},
 };
 
