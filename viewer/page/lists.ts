@@ -19,6 +19,8 @@ export class Lists {
   private readonly ports = byId<HTMLSelectElement>("text-port");
   private readonly tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
   private sought = "";
+  private stale = false;  // the profile, while it is read
+  private profiling = false;
 
   constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly attempt: Attempt,
               private readonly onTab: () => void, onType: (port: number, type: string) => void) {
@@ -67,7 +69,17 @@ export class Lists {
   }
 
   /** Reads again what depends on the view. */
-  refresh(): void { if (this.tab === "profile") void this.attempt(() => this.readProfile()); }
+  refresh(): void {
+    this.stale = this.tab === "profile";
+    if (!this.stale || this.profiling) return;
+    this.profiling = true;
+    void this.attempt(async () => {
+      while (this.stale) {
+        this.stale = false;
+        await this.readProfile();
+      }
+    }).finally(() => { this.profiling = false; });
+  }
 
   open(name: string): void {
     if (!this.tabs.some(({ id }) => id === "tab-" + name)) return;

@@ -14,7 +14,7 @@ class Page {
   private readonly values: Values;
   private following = false;
   private readonly types = new Map<string, string>();  // of ports, by number, as the user chose them here
-  private settled = 0;
+  private settling = 0;
   private refreshing = false;
   private revision: number;  // of what is shown
   private latest: number;
@@ -95,8 +95,11 @@ class Page {
     byId("cursors").textContent = words.join(" \u00b7 ");
     if (this.following && !timeline.whole && timeline.to < timeline.axis.end - 1) this.follow(false);
     this.values.draw();
-    clearTimeout(this.settled);
-    this.settled = window.setTimeout(() => { this.lists.refresh(); this.writeAddress(); }, 250);
+    this.settling ||= window.setTimeout(() => {
+      this.settling = 0;
+      this.lists.refresh();
+      this.writeAddress();
+    }, 250);
   }
 
   private writeAddress(): void {
