@@ -44,7 +44,7 @@ class ConversationTest : public testing::Test {
     fakes::ScriptedFeed feed;
     fakes::ScriptedControls controls;
     Gate gate{"secret", 4711};
-    Site site{feed, kPage, gate, &controls};
+    Site site{feed, kPage, gate, {}, &controls};
 };
 
 TEST_F(ConversationTest, AnswersWithTheseHeadersAndNoOthers) {
