@@ -148,7 +148,7 @@ class Html(HostTest):
                             (("--port-type", "1=u8"), '--port-type requires --html: see "tracehost report --help"'),
                             (("--detail", "1M"), '--detail requires --html: see "tracehost report --help"'),
                             (("--html", "x.html", "--detail", "2G"),
-                             '--detail "2G": give a size from 0 B to 1 GB, such as 1048576 or 64KiB')):
+                             '--detail "2G": give a size from 0 to 1 GB, such as 10k, 1.5MB or 4MiB')):
             self.assertEqual(self.report("o.bin", *words, status=2).stderr, f"tracehost: {told}\n")
         self.assertEqual(self.read(self.file("page.html")), b"mine")
 
