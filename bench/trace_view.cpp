@@ -144,7 +144,8 @@ int main(int count, char** arguments) {
     Opening opening = Open(feed, *bytes, size);
     const std::vector<double> exact = ExactWindows(feed, opening.right);
     const auto asked = Clock::now();
-    const std::string profile = feed.Profile({feed.Now().end * 0.31, feed.Now().end * 0.77, false});
+    const std::string profile =
+        feed.Profile({feed.Now().end * 0.31, feed.Now().end * 0.77, Viewer::ProfileBy::Address});
     const double profiled = Seconds(asked);
     std::printf(
         "{\"first_picture_s\": %.4f, \"complete_s\": %.3f, \"index_mb_s\": %.1f, \"index_cpu_s\": %.3f, "

@@ -586,7 +586,7 @@ class Reconnected(ViewTest, Recorder):
                                    "--view", "--no-browser", "--reconnect", "--quiet", "--output", "o.bin")
         page = site.connect()
         self.addCleanup(page.close)
-        page.sendall(f"GET /api/events?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
+        page.sendall(f"GET /api/stream?token={site.token} HTTP/1.1\r\nHost: 127.0.0.1:{site.port}\r\n\r\n".encode())
         self.told = b""
         wait_for(lambda: os.path.exists(self.capture()), "the capture file")
         os.write(ends[0], self.FIRST)

@@ -181,12 +181,18 @@ class KnownSignal(PageTest):
         self.open(self.page, "list=profile")
         self.browser.wait(lambda: self.browser.elements("#profile-table canvas"), "the strips")
         self.assertEqual(len(self.browser.elements("#profile-table tbody tr")), len(self.browser.elements("#profile-table canvas")))
+        self.browser.element("#profile-by").send_keys("address")
+        self.wait_text("#profile-table th", "^Address$")
         filled = self.browser.run("""
-            return [...document.querySelectorAll("#profile-table canvas")].map((canvas) => {
-              const { data, width, height } = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
-              return [0.1, 0.5, 0.9].map((share) => data[4 * (Math.floor(height / 2) * width + Math.floor(share * width)) + 3] > 0);
-            });""")
-        self.assertEqual(filled, [[True, True, True]] * 16)  # every address is sampled all the time
+            return Object.fromEntries([...document.querySelectorAll("#profile-table tbody tr")].map((row) => {
+              const canvas = row.querySelector("canvas");
+              const { data, width } = canvas.getContext("2d").getImageData(0, 6, canvas.width, 1);
+              const columns = [...Array(48).keys()].filter((column) => data[4 * Math.floor((column + 0.5) / 48 * width) + 3] > 0);
+              return [row.firstElementChild.textContent.toLowerCase(), columns];
+            }));""")
+        for i in range(16):
+            times = [(round_ * STEP + 90) / (ROUNDS * STEP) for round_ in range(ROUNDS) if round_ % 16 == i and round_ % 5 != 0]
+            self.assertEqual(filled[f"0x{0x08000100 + 4 * i:08x}"], sorted({int(time * 48) for time in times}), i)
         self.assertEqual(self.browser.texts("#profile-by option"), ["function", "address"])
 
     def test_ports_of_a_file_stay_as_they_are_and_it_says_so(self):

@@ -95,7 +95,9 @@ class Page {
     byId("cursors").textContent = words.join(" \u00b7 ");
     if (this.following && !timeline.whole && timeline.to < timeline.axis.end - 1) this.follow(false);
     this.values.draw();
-    if (this.settling === 0) this.settling = window.setTimeout(() => {
+    if (this.settling && this.overview.live) return;  // a running recording never settles
+    clearTimeout(this.settling);
+    this.settling = window.setTimeout(() => {
       this.settling = 0;
       this.lists.refresh();
       this.writeAddress();
