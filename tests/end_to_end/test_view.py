@@ -477,7 +477,8 @@ class Live(ViewTest):
         self.assertEqual(running.wait(LIMIT), 0, self.words())
         saved = self.read(self.file("o.bin"))
         self.assertGreater(len(saved), 2000)
-        self.assertEqual(saved, self.stream[:len(saved)])
+        whole = len(saved) - 8  # the last sample may be filled up
+        self.assertEqual(saved[:whole], self.stream[:whole])
 
     @unittest.skipIf(ON_WINE, "terminals of this system")
     def test_page_goes_on_behind_a_recording_that_it_has_ended(self):
