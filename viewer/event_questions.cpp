@@ -107,7 +107,7 @@ std::string RecordingQuestions::Events(const EventsQuestion& question, Hold& hol
 }
 
 AxisStretch RecordingQuestions::Around(uint64_t offset, uint32_t packets, Hold& hold) const {
-    for (uint64_t back = kFirstLookBack;; back *= 2) {
+    for (uint64_t back = kFirstLookBack;; back *= 8) {
         const uint64_t from = offset - std::min(offset, back);
         Neighbours found{timed, offset, packets, {}, 0, {}};
         const Swo::ReplayPlan plan = index.PlanFrom(from);

@@ -17,7 +17,8 @@ constexpr uint32_t kFewestColumns = 64;
 constexpr uint32_t kLedgerEntries = 200;
 constexpr uint32_t kPacketsBeside = 1000;  // a loss, on each side
 constexpr double kMostWhole =
-    500000;                      // packets of a recording that is there packet by packet, if there is room
+    500000;  // packets of a recording that is there packet by packet, if there is room
+constexpr uint64_t kLargestWhole = uint64_t{32} << 20;  // bytes of the capture, of such a recording
 constexpr int kMostLevels = 4;   // of finer summaries, each four times as fine as the one before
 constexpr uint32_t kStrip = 48;  // columns of a profile over time
 
@@ -60,7 +61,7 @@ class Embedding {
         Spend(CostOf(TextOf(overview)));
         if (!AddEveryPacket()) {
             AddBesideLosses(ledger);
-            AddFinerColumns();
+            if (Packets() > kColumns) AddFinerColumns();
         }
         Json sizes = Json::array();
         for (const std::string& window : windows) sizes.push_back(window.size());
@@ -112,7 +113,8 @@ class Embedding {
     bool AddEveryPacket() {
         const size_t before = windows.size();
         const size_t room = left;
-        if (Packets() <= kMostWhole && AddExactly(axis)) return true;
+        const bool small = Packets() <= kMostWhole && overview["indexed"] <= kLargestWhole;
+        if (small && AddExactly(axis)) return true;
         windows.resize(before);
         left = room;
         return false;

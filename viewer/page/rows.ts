@@ -89,20 +89,19 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
 
 type Draw = (index: number, x0: number, x1: number) => void;
 
-/** The columns of a summary that are in view: index and whole pixels of each. */
-export function columns(brush: Brush, layer: Layer, { column }: Arrays, draw: Draw): void {
+/** What is in view: of a summary the whole pixels of each column, of an exact layer the events, with one before and one behind. */
+export function each(brush: Brush, layer: Layer, { column, time }: Arrays, draw: Draw): void {
+  if (layer.exact) {
+    const last = Math.min(firstAbove(time, brush.to) + 1, time.length);
+    for (let i = Math.max(firstAbove(time, brush.from) - 1, 0); i < last; i++) draw(i, brush.x(time[i]), brush.x(time[i]));
+    return;
+  }
   const width = grain(layer);
   for (let i = firstAbove(column, Math.floor((brush.from - layer.from) / width) - 1); i < column.length; i++) {
     const x0 = Math.floor(brush.x(layer.from + column[i] * width));
     if (x0 > brush.width) return;
     draw(i, x0, Math.max(Math.floor(brush.x(layer.from + (column[i] + 1) * width)), x0 + 1));
   }
-}
-
-/** The events of an exact layer that are in view, with one before and one behind. */
-function events(brush: Brush, times: ArrayLike<number>, draw: (index: number, x: number) => void): void {
-  const last = Math.min(firstAbove(times, brush.to) + 1, times.length);
-  for (let i = Math.max(firstAbove(times, brush.from) - 1, 0); i < last; i++) draw(i, brush.x(times[i]));
 }
 
 /** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first. */
@@ -164,7 +163,7 @@ function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): 
   const most = row.height - 8;
   const { number, depth, share, unknown, begin, end, flags } = arrays;
   const hue = (i: number) => brush.hue(nested ? number[i] : row.track.number ?? 1);
-  if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
+  if (!layer.exact) return each(brush, layer, arrays, (i, x0, x1) => {
     const tall = !nested ? most : number[i] === 0 ? 0 : (depth[i] + 1) * LEVEL;
     const ran = nested ? tall * share[i] : Math.max(tall * share[i], 2);
     if (nested) brush.rectangle(x0, bottom - tall, x1, tall, brush.color("band"));
@@ -187,9 +186,8 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
   const see = (low: number, high: number) => { [row.low, row.high] = [Math.min(row.low, low), Math.max(row.high, high)]; };
   for (const layer of layers) {
     const arrays = arraysOf(layer, row.track) ?? {};
-    const { min, max, time, flags, pc, value: numbers = pc } = arrays;
-    if (min) columns(brush, layer, arrays, (i) => see(min[i], max[i]));
-    if (numbers) events(brush, time, (i) => { if (!(flags[i] & SUSPECT) && !(pc && numbers[i] < 0)) see(numbers[i], numbers[i]); });
+    const { flags, pc, value: numbers = pc, min = numbers, max = numbers } = arrays;
+    if (min) each(brush, layer, arrays, (i) => { if (!(flags?.[i] & SUSPECT) && !(pc?.[i] < 0)) see(min[i], max[i]); });
   }
 }
 
@@ -220,36 +218,30 @@ function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
 
 function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, arrays: Arrays): void {
   const { ctx } = brush;
-  const { min, max, first, last, time, flags, value: numbers } = arrays;
+  const { min, max, time, flags, value: numbers, first = numbers, last = numbers } = arrays;
+  const apart = time && brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
   const path = new Path2D();
   const held = heldAt(row, layers, layer.from);
   let before = held === null ? null : height(row, held);  // where the line is
   if (before !== null) path.moveTo(brush.x(layer.from), before);
-  const stepTo = (x: number, number: number) => {  // a value holds until the next
-    if (before === null) path.moveTo(x, height(row, number));
-    else path.lineTo(x, before);
-    path.lineTo(x, before = height(row, number));
-  };
-  if (!layer.exact) columns(brush, layer, arrays, (i, x0, x1) => {
-    const top = height(row, max[i]);
-    brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.color("second"));
-    stepTo(x0, first[i]);
-    path.lineTo(x1, before = height(row, last[i]));
-  });
-  else events(brush, time, (i, x) => { if (!(flags[i] & SUSPECT)) stepTo(x, numbers[i]); });
-  if (before !== null) path.lineTo(brush.x(layer.to), before);
   ctx.strokeStyle = brush.color("data");
   ctx.lineWidth = 1.5;
-  ctx.stroke(path);
-  if (!layer.exact) return;
-  const apart = brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
-  events(brush, time, (i, x) => {
-    const y = height(row, numbers[i]);
-    if (flags[i] & SUSPECT) {
-      brush.rectangle(x - 4, y - 4, x + 4, 8, brush.hatch);
-      ctx.strokeRect(x - 4, y - 4, 8, 8);
-    } else if (apart > 5) brush.rectangle(x - 2, y - 2, x + 2, 4, brush.color("data"));
+  each(brush, layer, arrays, (i, x0, x1) => {
+    const y = height(row, first[i]);
+    if (flags?.[i] & SUSPECT) {
+      brush.rectangle(x0 - 4, y - 4, x0 + 4, 8, brush.hatch);
+      return ctx.strokeRect(x0 - 4, y - 4, 8, 8);
+    }
+    const top = height(row, (max ?? numbers)[i]);
+    if (min) brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.color("second"));
+    else if (apart > 5) brush.rectangle(x0 - 2, y - 2, x0 + 2, 4, brush.color("data"));
+    if (before === null) path.moveTo(x0, y);
+    else path.lineTo(x0, before);  // a value holds until the next
+    path.lineTo(x0, y);
+    path.lineTo(x1, before = height(row, last[i]));
   });
+  if (before !== null) path.lineTo(brush.x(layer.to), before);
+  ctx.stroke(path);
 }
 
 /** Text of line `i` of an exact layer. */
@@ -261,13 +253,13 @@ export function lineText(arrays: Arrays, i: number): string {
 
 function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arrays): void {
   const middle = top + height / 2;
-  if (!layer.exact) return columns(brush, layer, arrays, (i, x0, x1) => {
+  if (!layer.exact) return each(brush, layer, arrays, (i, x0, x1) => {
     const tall = Math.min(4 + 3 * Math.log2(1 + arrays.bytes[i] / (x1 - x0)), height - 8);
     brush.rectangle(x0, middle - tall / 2, x1, tall, brush.color("second"));
   });
   const { time, flags } = arrays;
   let drawn = -Infinity;
-  events(brush, time, (i, x) => {
+  each(brush, layer, arrays, (i, x) => {
     const next = i + 1 < time.length ? brush.x(time[i + 1]) : Infinity;
     if (x < drawn + 1 && next < x + 20) return;
     brush.rectangle(drawn = x, top + 5, x + 1.5, height - 10, brush.color("data"));
@@ -281,15 +273,15 @@ function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: A
   const bottom = top + height - 5;
   const room = height - 11;
   let drawn = -Infinity;
-  if (layer.exact) return events(brush, arrays.time, (i, x) => {
+  if (layer.exact) return each(brush, layer, arrays, (i, x) => {
     const suspect = arrays.flags[i] & SUSPECT;
     if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.color("data"));
     drawn = x;
   });
   const numbers = arrays.count ?? arrays.samples;
   let most = 1;
-  columns(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]); });
-  columns(brush, layer, arrays, (i, x0, x1) => {
+  each(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]); });
+  each(brush, layer, arrays, (i, x0, x1) => {
     const tall = Math.max(numbers[i] / most * room, 1);
     const asleep = (arrays.sleeping?.[i] ?? 0) / most * room;
     brush.rectangle(x0, bottom - tall, x1, tall, brush.color("second"));
@@ -298,10 +290,11 @@ function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: A
 }
 
 /** Every sample by its address; asleep and prohibited below the line. */
-function paintSamples(brush: Brush, row: Row, { time, pc, flags }: Arrays): void {
+function paintSamples(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
+  const { pc, flags } = arrays;
   const bottom = row.top + row.height - 7;
   brush.rectangle(0, bottom, brush.width, 1, brush.color("grid"));
-  events(brush, time, (i, x) => {
+  each(brush, layer, arrays, (i, x) => {
     const suspect = flags[i] & SUSPECT;
     if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.color(pc[i] === -1 ? "padding" : "damage"));
     else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.color("data"));
@@ -329,7 +322,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
       if (kind === "nesting" || kind === "exception") paintExceptions(brush, row, layer, arrays);
       else if (kind === "value") paintValue(brush, row, layers, layer, arrays);
       else if (kind === "text") paintText(brush, row, layer, arrays);
-      else if (kind === "pc" && layer.exact) paintSamples(brush, row, arrays);
+      else if (kind === "pc" && layer.exact) paintSamples(brush, row, layer, arrays);
       else paintCounts(brush, row, layer, arrays);
     }
     ctx.restore();

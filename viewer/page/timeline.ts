@@ -2,7 +2,7 @@
 // The time line: which window is looked at, how it is moved, and its picture.
 import { type Feed, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
 import { Axis, plural, visible } from "./format";
-import { Brush, CLASS_COLORS, type Row, SIGNS, columns, paintRow, rowHeight, totalText } from "./rows";
+import { Brush, CLASS_COLORS, type Row, SIGNS, each, paintRow, rowHeight, totalText } from "./rows";
 import { bestAt, describe, describeMarks } from "./tips";
 
 export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
@@ -293,7 +293,7 @@ export class Timeline {
     let values = 0;
     for (const { track } of this.rows) {
       const counts = track.kind === "value" && arraysOf(worst, track);
-      if (counts) columns(brush, worst, counts, (i) => { values += counts.count[i]; });
+      if (counts) each(brush, worst, counts, (i) => { values += counts.count[i]; });
     }
     const coarse = grain(worst) > brush.perPixel * 1.01;
     return `${span} \u00b7 ${coarse ? `no finer picture here: 1 column = ${this.axis.span(grain(worst))}` : "summary"}` +
