@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kLook = std::chrono::milliseconds(100);     // for new clients while no bytes come
 constexpr auto kRoomPause = std::chrono::milliseconds(5);  // while somebody has to take bytes
 constexpr int kPiecesAtOnce = 8;                           // for one client, before the next has its turn
-constexpr std::size_t kBytesAtOnce = 256 * 1024;
+constexpr std::size_t kBytesAtOnce = std::size_t{256} * 1024;
 
 }  // namespace
 

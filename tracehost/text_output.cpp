@@ -18,6 +18,10 @@ TextOutput::TextOutput(const std::string& name, bool force) : fileName(name == "
         throw UsageError("\"" + fileName + "\" exists: give another name, or --force to replace it");
     }
     made = !std::filesystem::exists(std::filesystem::symlink_status(fileName, failure));
+    if (!std::filesystem::is_regular_file(fileName, failure) || !WhyNotWritable(fileName).empty()) Open();
+}
+
+void TextOutput::Open() {
     stream = std::fopen(fileName.c_str(), "wb");
     if (stream != nullptr) return;
     throw UsageError("\"" + fileName + "\" cannot be written: " + WhyNotWritable(fileName) +
@@ -32,13 +36,14 @@ TextOutput::~TextOutput() {
     if (made && empty) std::filesystem::remove(fileName, failure);
 }
 
-bool TextOutput::OnTerminal() const { return IsTerminal(stream); }
+bool TextOutput::OnTerminal() const { return stream != nullptr && IsTerminal(stream); }
 
 void TextOutput::Finish() {
     if (fileName.empty()) {
         FinishStandardOutput(stream);
         return;
     }
+    if (stream == nullptr) Open();
     const bool failed = std::ferror(stream) != 0;
     const bool closed = std::fclose(stream) == 0;
     stream = nullptr;

@@ -91,14 +91,14 @@ std::optional<Swo::Track> WatchOf(std::string_view text) {
     const auto comparator = NumberOf(text.substr(0, colon), Swo::kComparators);
     for (size_t i = 0; comparator && i < kWatchNames.size(); ++i) {
         if (text.substr(std::min(colon + 1, text.size())) != kWatchNames[i]) continue;
-        return Swo::TrackAt(Swo::track_row::kWatch + 4 * *comparator + i);
+        return Swo::TrackAt(Swo::track_row::kWatch + size_t{4} * *comparator + i);
     }
     return std::nullopt;
 }
 
 std::optional<Swo::Track> CounterOf(std::string_view text) {
-    for (uint16_t i = 0; i < kCounterNames.size(); ++i) {
-        if (text == kCounterNames[i]) return Swo::Track{Swo::TrackKind::Counter, i};
+    for (size_t i = 0; i < kCounterNames.size(); ++i) {
+        if (text == kCounterNames[i]) return Swo::Track{Swo::TrackKind::Counter, static_cast<uint16_t>(i)};
     }
     if (!text.starts_with("pmu")) return std::nullopt;
     const auto number = NumberOf(text.substr(3), Swo::kCounters - Swo::kFirstPmuCounter);

@@ -340,6 +340,9 @@ ROWS = [
     (("report", "some.bin", "--html", "ro/x.html"), read_only_folder, 2,
      said(f'"ro/x.html" cannot be written: Read-only file system: {SAVE_IT}')),
     (("report", "empty", "--html", "out"), plain, 4, ""),
+    *(((*words, "--force"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')) for words in (
+        ("report", "other.tdf", "--html", "text"), ("report", "other.tdf", "--json", "text"),
+        ("decode", "other.tdf", "--output", "text"), ("export", "other.tdf", "--format", "csv", "--output", "text"))),
     (("report", "some.bin", "--html", "out", "--elf", "text"), plain, 2, said('--elf "text": this is no ELF file')),
     *(((*words, "out"), plain, 2, said('"other.tdf" holds no section "BinTraceData"')) for words in (
         ("report", "other.tdf", "--html"), ("report", "other.tdf", "--json"), ("decode", "other.tdf", "--output"),
@@ -465,6 +468,7 @@ class BadInputs(HostTest):
         self.assertEqual(result.returncode, status)
         if status == 2:
             self.assertEqual(set(os.listdir(self.folder)) - before, set(), "what a command leaves that is refused")
+            self.assertEqual(self.read(self.file("text")), b"no XML, no JSON, no script\n", "what it was to replace")
         self.assertFalse(os.path.exists(self.file("o.tdf")) and status in (1, 2) and CANNOT_WRITE not in errors)
 
     def test_there_are_rows_for_every_command(self):

@@ -307,6 +307,13 @@ class Packets(Exports):
         self.assertTrue(all(one[1] <= two[0] for one, two in zip(packets, packets[1:])))
         self.assertTrue(all(size > 65_000 for *_, size in packets[:-1]))
 
+    def test_ctf_counts_nothing_for_an_end_within_a_packet(self):
+        trace = Trace()
+        trace.text(0, b"a\n")
+        trace.tick(100)
+        stream = self.export(bytes(trace.data) + b"\x03\x41", "ctf", "--framing", "itm", "--clock", "1M")
+        self.assertEqual([packet[2] for packet in readers.ctf_packets(stream)], [0, 0])
+
     def test_ctf_folder_is_replaced_only_when_it_is_one(self):
         os.mkdir(self.file("out"))
         self.put("out/metadata", b"old")
