@@ -108,7 +108,7 @@ TEST_F(FeedThreadTest, FeedsWhatIsToldToBeThereAndNoMore) {
 }
 
 TEST_F(FeedThreadTest, FeedsLargeCapturesInPieces) {
-    const std::vector<uint8_t> capture = CaptureOf(std::string(500'000, 'x') + "\nlast\n");
+    const std::vector<uint8_t> capture = CaptureOf(std::string(2'500'000, 'x') + "\nlast\n");
     Begin(capture);
     thread->End(capture.size());
     EXPECT_TRUE(Ended());
@@ -222,7 +222,7 @@ TEST_F(FeedThreadTest, EndsWhereverItIsAndReadsNothingMore) {
     EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     bytes->Hold(false);
     EXPECT_EQ(ended.wait_for(std::chrono::seconds(20)), std::future_status::ready);
-    EXPECT_EQ(bytes->Reads(), 1) << "of sixteen pieces";
+    EXPECT_EQ(bytes->Reads(), 1) << "of four pieces";
     EXPECT_TRUE(feed->Now().live) << "whoever still looks is not told an end that was none";
     EXPECT_EQ(bytes.use_count(), 2) << "the feed's and this test's";
 }
