@@ -47,7 +47,7 @@ class PageOfCapture {
   public:
     PageOfCapture(const Capture& capture, const ReportRequest& request)
         : detail(request.detail),
-          piped(!std::filesystem::is_regular_file(request.capture.file)),
+          piped(ComesOnce(request.capture.file)),
           from(request.capture.file == "-" ? "on standard input" : "out of \"" + request.capture.file + "\""),
           kept(std::make_shared<KeptBytes>()) {
         std::shared_ptr<const Swo::CaptureBytes> bytes = kept;
@@ -68,6 +68,11 @@ class PageOfCapture {
     }
 
   private:
+    /// Whether what comes out of a file cannot be read again.
+    static bool ComesOnce(const std::string& file) {
+        std::error_code failure;
+        return !std::filesystem::is_regular_file(file, failure);
+    }
     void Keep(std::span<const uint8_t> bytes) {
         taken += bytes.size();
         if (taken > kMostPiped) {
