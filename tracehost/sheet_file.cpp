@@ -27,9 +27,8 @@ std::string ReadPart(std::ifstream& file, uint64_t offset, uint64_t count) {
 
 std::optional<SheetReading> ReadTdfSheet(const std::string& name, uint32_t wanted) {
     std::error_code failure;
-    if (!std::filesystem::is_regular_file(name, failure)) return std::nullopt;  // a pipe is read once
     const uint64_t size = std::filesystem::file_size(name, failure);
-    if (failure) return std::nullopt;
+    if (failure) return std::nullopt;  // a pipe, which is opened once
     std::ifstream file(name, std::ios::binary);
     if (!file) return std::nullopt;
     uint32_t captures = 0;

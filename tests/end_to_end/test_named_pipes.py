@@ -1,32 +1,39 @@
 """A named pipe in a capture's place is opened once: its writer may be gone by then, and would be waited for for ever."""
+import contextlib
 import os
+import signal
 import subprocess
 import threading
 
 from export_streams import tdf
-from hosting import LIMIT, HostTest, main
+from hosting import LIMIT, HostTest, kill_hosts, main
 
-ROUNDS = 10
+ROUNDS = 3
 SYNC = bytes(5) + b"\x80"
 LINES = SYNC + b"".join(bytes((1, letter)) for letter in b"line\n" * 200) + b"\x17\0\0\0\x08" * 50
 
 
 class NamedPipes(HostTest):
     def feed(self, content, *words):
-        """What tracehost says of bytes that are written into the pipe "pipe" by who opens it, writes and goes."""
-        def write():
-            with open(self.file("pipe"), "wb") as pipe:
-                pipe.write(content)
+        """What tracehost says of bytes that are written into the pipe "pipe" as soon as it has opened it. The writer is
+        gone before tracehost can read any of them."""
+        running = subprocess.Popen(self.command(*words), env=self.environment(), cwd=self.folder, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE)
+        self.addCleanup(kill_hosts, running, self.folder)
 
-        writer = threading.Thread(target=write, daemon=True)
-        writer.start()
-        try:
-            return subprocess.run(self.command(*words), env=self.environment(), cwd=self.folder, capture_output=True,
-                                  timeout=LIMIT, check=False)
-        finally:
-            if writer.is_alive():  # it waits for a reader
-                os.close(os.open(self.file("pipe"), os.O_RDONLY | os.O_NONBLOCK))
-            writer.join(LIMIT)
+        def write():
+            writer = os.open(self.file("pipe"), os.O_WRONLY)  # waits for a reader
+            os.kill(running.pid, signal.SIGSTOP)
+            with contextlib.suppress(BrokenPipeError):
+                os.write(writer, content)
+            os.close(writer)
+            os.kill(running.pid, signal.SIGCONT)
+
+        thread = threading.Thread(target=write, daemon=True)
+        thread.start()
+        stdout, stderr = running.communicate(timeout=LIMIT)
+        thread.join(LIMIT)
+        return subprocess.CompletedProcess(words, running.returncode, stdout, stderr)
 
     def make_pipe(self):
         os.mkfifo(self.file("pipe"))
