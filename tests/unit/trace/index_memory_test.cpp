@@ -38,8 +38,9 @@ TEST(IndexMemory, DoesNotGrowWhereNoPacketComes) {
     IndexOptions options;
     options.analysis.waitForSync = true;
     options.analysis.framing.kind = FramingKind::Itm;
+    const Bytes noPacket(kMebibyte, 0x55);
     Watched watched(options);
-    watched.Feed(Bytes(kMebibyte, 0x55), 256);
+    watched.Feed(noPacket, 256);
     EXPECT_EQ(watched.index.PacketsOf({}), 0U);
     EXPECT_LT(watched.Grown(), 256 * 1024U);
     // The text behind it is there, and where it begins.
@@ -70,13 +71,14 @@ TEST(IndexMemory, DoesNotGrowWherePaddingComesAlone) {
     IndexOptions options;
     options.analysis.framing = {FramingKind::Tpiu, uint8_t{1}};
     options.budget = 100'000;
+    const Bytes padding = Padding();
     Watched watched(options);
     // Something of the stream, so that it is known.
     std::vector<Given> given;
     for (const uint8_t byte : Bytes{0, 0, 0, 0, 0, 0x80, 0x01, 0x61, 0x01, 0x62}) given.push_back({1, byte});
     const Bytes begin = Frame(given).bytes;
     watched.Feed(begin, 1);
-    watched.Feed(Padding(), 256);
+    watched.Feed(padding, 256);
     EXPECT_LT(watched.Grown(), 256 * 1024U);
     watched.index.Finish();
     EXPECT_LT(watched.Grown(), 512 * 1024U);
@@ -87,11 +89,12 @@ TEST(IndexMemory, StaysInItsBudgetBehindALongSilence) {
     IndexOptions options;
     options.analysis.framing.kind = FramingKind::Itm;
     options.budget = 200'000;
+    const Bytes zeros(kMebibyte, 0x00);
     Watched watched(options);
     Bytes begin = FirmwareStream(3, 200000, false).bytes;
     begin.push_back(0x70);  // an overflow: what runs is not known, which blocks tell
     watched.Feed(begin, 8);
-    watched.Feed(Bytes(kMebibyte, 0x00), 512);
+    watched.Feed(zeros, 512);
     Bytes end(1, 0x80);
     end.insert(end.end(), begin.begin(), begin.begin() + 1000);
     watched.Feed(end, 1);
@@ -112,16 +115,24 @@ Bytes DeeplyNested() {
     return bytes;
 }
 
-/// 64 MiB of text and words behind a beginning.
+/// A MiB of text and words. There all the time: who watches memory shall not see it come or go.
+const Bytes& Text() {
+    static const Bytes text = [] {
+        Bytes bytes;
+        while (bytes.size() < kMebibyte) bytes.insert(bytes.end(), {0x01, 0x61, 0x03, 1, 2, 3, 4});
+        return bytes;
+    }();
+    return text;
+}
+
+/// 64 MiB of that behind a beginning.
 std::unique_ptr<Watched> Texts(const Bytes& begin, size_t budget) {
     IndexOptions options;
     options.analysis.framing.kind = FramingKind::Itm;
     options.budget = budget;
     auto watched = std::make_unique<Watched>(options);
     watched->Feed(begin, 1);
-    Bytes text;
-    while (text.size() < kMebibyte) text.insert(text.end(), {0x01, 0x61, 0x03, 1, 2, 3, 4});
-    watched->Feed(text, 64);
+    watched->Feed(Text(), 64);
     return watched;
 }
 
