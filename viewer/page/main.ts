@@ -80,6 +80,7 @@ class Page {
     byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
     this.timeline.readColors();
     this.values.draw(true);
+    this.lists.refresh();
   }
 
   /** After the view, the cursors or the open list have changed. */
