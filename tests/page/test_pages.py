@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import struct
 import subprocess
 import tempfile
@@ -117,6 +118,16 @@ class RealTarget(PageTest):
         self.assertEqual([row[:len(name)] for row, name in zip(rows, ("delay381", "bubble_sort7", "TIM2_IRQ3"))],
                          ["delay381", "bubble_sort7", "TIM2_IRQ3"])
         self.assertIn("TIM2_IRQ", self.browser.texts(".row b"))
+
+    @unittest.skipUnless(shutil.which("addr2line"), "no program here reads debug information")
+    def test_the_profile_names_source_lines(self):
+        self.open(self.page, "list=profile")
+        self.browser.wait(lambda: self.browser.texts("#profile-by option") == ["function", "source line", "address"], "the choice")
+        self.browser.element("#profile-by").send_keys("source")
+        self.wait_text("#profile-table th", "^Source line$")
+        rows = self.browser.texts("#profile-table tbody td:first-child")
+        self.assertTrue(any(re.fullmatch(r"[\w.-]+\.[chsS]:\d+", row) for row in rows), rows)
+        self.assertFalse(any("/" in row for row in rows), rows)  # no folders
 
 
 class Picture(unittest.TestCase):
