@@ -119,15 +119,17 @@ class Strip {
 
 std::string RecordingQuestions::Profile(const ProfileQuestion& question, Hold& hold) const {
     CheckStretch(question.from, question.to);
-    if (question.columns > kMostStrip)
+    if (question.columns > kMostStrip) {
         throw BadQuestion("columns must be at most " + std::to_string(kMostStrip));
+    }
     const bool strips = question.columns > 0;
     Swo::ProfileQuery query(index, axis.PositionAt(question.from), axis.PositionAt(question.to), strips);
     hold.unlock();
     Strip strip(axis, timed, question);
     Swo::ProfileQuery::Tell tell;
-    if (strips)
+    if (strips) {
         tell = [&strip](uint64_t begin, uint64_t end, const auto& count) { strip.Add(begin, end, count); };
+    }
     const Swo::PcHistogram samples = query.Answer(bytes, tell);
     Grouping grouping(settings, question.by);
     grouping.FindLines(samples.Counts());
@@ -145,8 +147,9 @@ std::string RecordingQuestions::Profile(const ProfileQuestion& question, Hold& h
         Json object = {{"name", row.name}, {"address", row.address}, {"samples", row.samples}};
         if (strips && list.size() < told.size()) {
             Json columns = Json::array();
-            for (const float count : told[list.size()])
+            for (const float count : told[list.size()]) {
                 columns.push_back(std::round(static_cast<double>(count) * 10) / 10);
+            }
             object["strip"] = std::move(columns);
         }
         list.push_back(std::move(object));

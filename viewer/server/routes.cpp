@@ -34,9 +34,7 @@ std::vector<std::string> ReadList(const std::string& name, const std::string& te
     std::vector<std::string> parts;
     for (std::size_t start = 0; start <= text.size();) {
         const std::size_t end = std::min(text.find(',', start), text.size());
-        if (end == start || end - start > kLongestId) {
-            throw BadQuestion("\"" + name + "\" is no list of ids");
-        }
+        if (end == start || end - start > kLongestId) throw BadQuestion("\"" + name + "\" is no list of ids");
         parts.push_back(text.substr(start, end - start));
         start = end + 1;
     }
@@ -61,8 +59,8 @@ std::string Window(const Parameters& parameters, const Feed& feed) {
     WindowQuestion question;
     ReadSpan(parameters, question.from, question.to);
     question.pixels = static_cast<uint32_t>(parameters.Whole("pixels", 1, kMostPixels));
-    if (const std::string* const tracks = parameters.Find("tracks"))
-        question.tracks = ReadList("tracks", *tracks);
+    const std::string* const tracks = parameters.Find("tracks");
+    if (tracks != nullptr) question.tracks = ReadList("tracks", *tracks);
     return feed.Window(question);
 }
 

@@ -55,8 +55,9 @@ Held HeldIn(const std::string& page) {
     const std::string data = Gunzip(Decoded(Packed(page)));
     Held held;
     std::size_t size = 0;
-    for (int i = 3; i >= 0; --i)
+    for (int i = 3; i >= 0; --i) {
         size = size << 8 | static_cast<unsigned char>(data.at(static_cast<std::size_t>(i)));
+    }
     held.json = Json::parse(data.substr(4, size));
     std::size_t at = (4 + size + 7) / 8 * 8;
     for (const std::size_t length : held.json["windows"]) {
