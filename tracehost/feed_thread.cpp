@@ -10,8 +10,10 @@ namespace Korr::Plim::Trace::Tracehost {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::size_t kPiece = 1024 * 1024;
-constexpr auto kIdle =
+constexpr std::chrono::nanoseconds kIdle =
     std::chrono::milliseconds(300);  // without bytes, after which what came is shown to its end
 
 }  // namespace
@@ -70,10 +72,12 @@ void FeedThread::Run() {
 void FeedThread::FeedUntilTheEnd() {
     std::unique_lock lock(mutex);
     bool idle = true;
+    auto cameAt = Clock::now();
     while (!stop) {
         try {
             if (TakeMore(lock)) {
                 idle = false;
+                cameAt = Clock::now();
                 continue;
             }
         } catch (const std::exception& failure) {
@@ -82,7 +86,12 @@ void FeedThread::FeedUntilTheEnd() {
             ended = true;
         }
         if (ended) return Conclude(lock);
-        if (changed.wait_for(lock, kIdle) == std::cv_status::no_timeout || idle) continue;
+        // By the clock, because a wait may end a little early.
+        const auto silent = Clock::now() - cameAt;
+        if (idle || silent < kIdle) {
+            changed.wait_for(lock, idle ? kIdle : std::chrono::nanoseconds(kIdle - silent));
+            continue;
+        }
         lock.unlock();
         feed->Idle();
         idle = true;
