@@ -65,6 +65,7 @@ class CaptureAnalysis::Work {
         front.Idle();
     }
     void Finish() {
+        relay.reset();
         front.Finish();
         account.Finish(front.Frames());
     }

@@ -73,8 +73,8 @@ struct AnalysisOptions {
     StateReceiver* states = nullptr;     ///< not owned; null: nobody
     TextReceiver* text = nullptr;        ///< not owned; null: nobody
     Ports textPorts;
-    /// Large pieces are decoded on a thread of their own: see HasTwoProcessors. TextReceiver is called there,
-    /// the others by who feeds. What they are given is the same.
+    /// Large pieces are decoded on a thread of their own as well: see HasTwoProcessors. TextReceiver is
+    /// called there, too, the others by who feeds. What they are given is the same.
     bool onTwoThreads = false;
 };
 
@@ -106,7 +106,7 @@ class CaptureAnalysis {
     CaptureAnalysis(const CaptureAnalysis&) = delete;
     CaptureAnalysis& operator=(const CaptureAnalysis&) = delete;
 
-    /// The next bytes, in pieces of any size. Whatever threads it takes have ended when it returns.
+    /// The next bytes, in pieces of any size. Whatever thread it takes sleeps when it returns.
     void Feed(std::span<const uint8_t> bytes);
     /// A Feed of fewer is never done on two threads.
     static constexpr size_t kWorthAThread = size_t{256} << 10;

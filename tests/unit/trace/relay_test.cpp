@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -28,9 +29,9 @@ struct Counting {
 TEST(Relay, HandsAllOverInItsOrder) {
     Relay<int> relay(kSlots);
     for (const int most : {0, 1, 3, 4, 5, 1000}) {
-        Counting fill{most};
+        Counting count{most};
         int next = 0;
-        const bool done = relay.Run(fill, [&](const int& slot) { EXPECT_EQ(slot, ++next); });
+        const bool done = relay.Run(std::ref(count), [&](const int& slot) { EXPECT_EQ(slot, ++next); });
         EXPECT_TRUE(done);
         EXPECT_EQ(next, most);
     }
@@ -40,7 +41,7 @@ TEST(Relay, FillsNoMoreThanItsSlotsAhead) {
     Relay<int> relay(kSlots);
     Counting fill{200};
     int taken = 0;
-    relay.Run(fill, [&](const int&) {
+    relay.Run(std::ref(fill), [&](const int&) {
         std::this_thread::sleep_for(std::chrono::microseconds(200));
         EXPECT_LE(fill.filled, taken + static_cast<int>(kSlots));
         ++taken;
@@ -50,13 +51,18 @@ TEST(Relay, FillsNoMoreThanItsSlotsAhead) {
 
 TEST(Relay, FillsOnAThreadAndTakesOnTheCallers) {
     Relay<std::thread::id> relay(2);
-    bool filled = false;
+    std::atomic<bool> onAnother = false;
     const auto fill = [&](std::thread::id& slot) {
         slot = std::this_thread::get_id();
-        return !std::exchange(filled, true);
+        return !onAnother;
     };
-    relay.Run(fill, [](const std::thread::id& slot) { EXPECT_NE(slot, std::this_thread::get_id()); });
-    EXPECT_TRUE(filled);
+    const auto begun = std::this_thread::get_id();
+    relay.Run(fill, [&](const std::thread::id& slot) {
+        EXPECT_EQ(std::this_thread::get_id(), begun);
+        onAnother = onAnother || slot != begun;
+        std::this_thread::yield();
+    });
+    EXPECT_TRUE(onAnother);
 }
 
 template <class Call>
@@ -81,7 +87,7 @@ TEST(Relay, GivesOnWhatFillingHasThrownBehindWhatWasFilled) {
     EXPECT_EQ(Thrown([&] { relay.Run(fill, [&](const int& slot) { taken = slot; }); }), "filling");
     EXPECT_EQ(taken, 10);
     Counting next{7};
-    EXPECT_TRUE(relay.Run(next, [&](const int& slot) { taken = slot; })) << "it can be used again";
+    EXPECT_TRUE(relay.Run(std::ref(next), [&](const int& slot) { taken = slot; })) << "it can be used again";
     EXPECT_EQ(taken, 7);
 }
 
@@ -94,14 +100,14 @@ TEST(Relay, EndsItsThreadWhenTakingThrows) {
             while (at == 1 && fill.filled < static_cast<int>(kSlots)) std::this_thread::yield();  // it waits
             throw std::runtime_error("taking");
         };
-        EXPECT_EQ(Thrown([&] { relay.Run(fill, take); }), "taking");
+        EXPECT_EQ(Thrown([&] { relay.Run(std::ref(fill), take); }), "taking");
         const int filled = fill.filled;
         EXPECT_LE(filled, at + static_cast<int>(kSlots));
         Counting next{3};
         int taken = 0;
-        EXPECT_TRUE(relay.Run(next, [&](const int& slot) { taken = slot; }));
+        EXPECT_TRUE(relay.Run(std::ref(next), [&](const int& slot) { taken = slot; }));
         EXPECT_EQ(taken, 3);
-        EXPECT_EQ(fill.filled, filled) << "the thread is gone";
+        EXPECT_EQ(fill.filled, filled) << "of the first nothing is filled any more";
     }
 }
 
@@ -122,13 +128,14 @@ struct NoThread {
     explicit NoThread(Call&&) {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     }
+    bool joinable() const { return false; }
     void join() {}
 };
 
 TEST(Relay, DoesNothingWhereThereIsNoThread) {
     Relay<int, NoThread> relay(kSlots);
     Counting fill{10};
-    EXPECT_FALSE(relay.Run(fill, [](const int&) { ADD_FAILURE() << "taken"; }));
+    EXPECT_FALSE(relay.Run(std::ref(fill), [](const int&) { ADD_FAILURE() << "taken"; }));
     EXPECT_EQ(fill.filled, 0);
 }
 
