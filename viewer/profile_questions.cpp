@@ -41,6 +41,7 @@ class Grouping {
                          [](const auto& a, const auto& b) { return a.samples > b.samples; });
         counts.resize(std::min(counts.size(), kMostLines));
         std::vector<uint32_t> addresses;
+        addresses.reserve(counts.size());
         for (const auto& [address, samples] : counts) addresses.push_back(address);
         lines = settings.lines->LinesOf(addresses);
     }
