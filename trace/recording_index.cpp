@@ -60,7 +60,7 @@ void RecordingIndex::OnState(const AnalysisState& state) {
 }
 
 void RecordingIndex::ThinPending() {
-    for (size_t i = 0; 2 * i + 1 < pending.size(); ++i) pending[i] = std::move(pending[2 * i + 1]);
+    for (size_t i = 0; 2 * i + 1 < pending.size(); ++i) pending[i] = pending[2 * i + 1];
     pending.resize(pending.size() / 2);
     pendingStep *= 2;
 }
