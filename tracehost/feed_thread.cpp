@@ -12,7 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kPiece = 1024 * 1024;
+constexpr std::size_t kPiece = std::size_t{1} << 20;
 constexpr std::chrono::nanoseconds kIdle =
     std::chrono::milliseconds(300);  // without bytes, after which what came is shown to its end
 
