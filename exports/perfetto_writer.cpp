@@ -1,6 +1,6 @@
 #include "exports/perfetto_writer.h"
 
-#include <algorithm>
+#include <cstring>
 
 #include "exports/utf8.h"
 
@@ -41,13 +41,30 @@ constexpr uint64_t kStateCleared = 1;  // nothing that follows needs what came b
 class CleanText {
   public:
     explicit CleanText(std::string_view given) : text(given) {
-        if (std::all_of(text.begin(), text.end(), [](char byte) { return (byte & 0x80) == 0; })) return;
-        while (!given.empty()) clean += TakeCharacter(given);
+        if (PlainPart(given) == given.size()) return;
+        clean.reserve(given.size() * kReplacement.size());
+        while (!given.empty()) {
+            const std::size_t plain = PlainPart(given);
+            clean += given.substr(0, plain);
+            given.remove_prefix(plain);
+            if (!given.empty()) clean += TakeCharacter(given);
+        }
         text = clean;
     }
     operator std::string_view() const { return text; }
 
   private:
+    /// How much of it, from its beginning on, is ASCII.
+    static std::size_t PlainPart(std::string_view part) {
+        std::size_t size = 0;
+        for (uint64_t eight = 0; size + sizeof eight <= part.size(); size += sizeof eight) {
+            std::memcpy(&eight, &part[size], sizeof eight);
+            if ((eight & 0x8080808080808080) != 0) break;
+        }
+        while (size < part.size() && (part[size] & 0x80) == 0) ++size;
+        return size;
+    }
+
     std::string clean;
     std::string_view text;
 };
@@ -58,10 +75,12 @@ void PerfettoWriter::WritePacket(uint32_t kind) {
     packet.AddInteger(field::kSequence, kOnlySequence);
     if (first) packet.AddInteger(field::kSequenceFlags, kStateCleared);
     first = false;
-    packet.AddBytes(kind, event.Bytes());
+    packet.BeginBytes(kind, event.Bytes().size());
     part.Clear();
-    part.AddBytes(field::kPacket, packet.Bytes());
+    part.BeginBytes(field::kPacket, packet.Bytes().size() + event.Bytes().size());
     file.AddLong(part.Bytes());
+    file.AddLong(packet.Bytes());
+    file.AddLong(event.Bytes());
     packet.Clear();
     event.Clear();
 }

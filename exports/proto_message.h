@@ -1,46 +1,54 @@
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <string>
 #include <string_view>
+#include <vector>
 
 namespace Korr::Plim::Trace::Exports {
 
 /// A message in the wire format of Protocol Buffers, field by field.
 class ProtoMessage {
   public:
-    void AddInteger(uint32_t field, uint64_t number) {
-        AddVarint(uint64_t{field} << 3);
-        AddVarint(number);
-    }
+    void AddInteger(uint32_t field, uint64_t number) { AddVarints(uint64_t{field} << 3, number); }
     void AddDouble(uint32_t field, double number) {
-        AddVarint(uint64_t{field} << 3 | 1);
         const auto bits = std::bit_cast<uint64_t>(number);
-        std::array<char, 8> little{};
-        for (unsigned i = 0; i < little.size(); ++i) little[i] = static_cast<char>(bits >> 8 * i);
-        bytes.append(little.data(), little.size());
+        MakeRoom(kLongestVarint + sizeof bits);
+        AddVarint(uint64_t{field} << 3 | 1);
+        for (unsigned i = 0; i < sizeof bits; ++i) bytes[size++] = static_cast<char>(bits >> 8 * i);
     }
     /// A text, or a message.
     void AddBytes(uint32_t field, std::string_view content) {
-        AddVarint(uint64_t{field} << 3 | 2);
-        AddVarint(content.size());
-        bytes.append(content);
+        BeginBytes(field, content.size());
+        MakeRoom(content.size());
+        std::copy(content.begin(), content.end(), &bytes[size]);
+        size += content.size();
     }
-    void Clear() { bytes.clear(); }
-    std::string_view Bytes() const { return bytes; }
+    /// The same, of which the content itself follows this message.
+    void BeginBytes(uint32_t field, std::size_t count) { AddVarints(uint64_t{field} << 3 | 2, count); }
+    void Clear() { size = 0; }
+    std::string_view Bytes() const { return {bytes.data(), size}; }
 
   private:
+    void AddVarints(uint64_t one, uint64_t other) {
+        MakeRoom(2 * kLongestVarint);
+        AddVarint(one);
+        AddVarint(other);
+    }
+    /// \pre there is room
     void AddVarint(uint64_t number) {
-        std::array<char, 10> varint;
-        std::size_t size = 0;
-        for (; number >= 0x80; number >>= 7) varint[size++] = static_cast<char>(number | 0x80);
-        varint[size++] = static_cast<char>(number);
-        bytes.append(varint.data(), size);
+        for (; number >= 0x80; number >>= 7) bytes[size++] = static_cast<char>(number | 0x80);
+        bytes[size++] = static_cast<char>(number);
+    }
+    /// For so many bytes more, and one.
+    void MakeRoom(std::size_t count) {
+        if (bytes.size() - size <= count) bytes.resize(2 * (size + count));
     }
 
-    std::string bytes;
+    static constexpr std::size_t kLongestVarint = 10;
+    std::vector<char> bytes = std::vector<char>(256);
+    std::size_t size = 0;
 };
 
 }  // namespace Korr::Plim::Trace::Exports
