@@ -14,7 +14,7 @@ export interface Overview {
   forecast: number | null; elf: string | null; lines: boolean; port: string | null; started: string | null; tracks: Track[];
 }
 export interface Line { time: number; offset: number; text: string; flags: number }
-export interface TextAnswer { lines: number; rows: Line[] }
+export interface TextAnswer { lines: number; held?: number; rows: Line[] }  // `held` of them can be read here
 export interface Found { line: number | null; next?: number }
 export interface Entry {
   index: number; offset: number; length: number; time: number; class: string; kind: string; hint: boolean; count: number; text: string;
@@ -25,13 +25,12 @@ export interface ProfileAnswer {
   rows: { name: string; address: number; samples: number; strip?: number[] }[];
   whole?: boolean;  // of the whole recording, whatever was asked
 }
-export interface State { revision: number }
 
 export type Numbers = Uint8Array | Uint16Array | Uint32Array | Float32Array | Float64Array;
 export type Arrays = Record<string, Numbers>;
 type Question = Record<string, string | number>;
 
-/** One answer about a window: `exact`, or summaries in `pixels` columns. */
+/** One answer about a window: `exact`, or summaries in `pixels` columns, of which `time` is where each begins. */
 export interface Layer {
   from: number; to: number; pixels: number; exact: boolean; revision: number;
   tracks: Map<string, Arrays>; marks: Arrays;
@@ -43,9 +42,9 @@ export interface Feed {
   /** Changes something about the recording, or how it is shown. */
   post(what: string, question?: Question): Promise<unknown>;
   /** What there is for a window, coarsest first; each is better than those before where it says something. */
-  layers(from: number, to: number, pixels: number): Promise<Layer[]>;
+  layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]>;
   /** Tells what changes. `trouble` is null when all is well again. */
-  follow(changed: (state: State) => void, trouble: (message: string | null) => void): void;
+  follow(changed: (revision: number) => void, trouble: (message: string | null) => void): void;
 }
 
 const TYPES = { u8: Uint8Array, u16: Uint16Array, u32: Uint32Array, f32: Float32Array, f64: Float64Array };
@@ -58,26 +57,23 @@ function readWindow(buffer: ArrayBuffer): Layer {
   if (buffer.byteLength < 8 || view.getUint32(0, true) !== 0x3157544b) throw new Error("a window does not begin with KTW1");
   const length = view.getUint32(4, true);
   const header = readJson(buffer, 8, length);
-  const base = behind(8 + length);
-  const arrays = (described: Record<string, { type: keyof typeof TYPES; at: number; count: number }>) => {
+  const arrays = (described: Record<string, { type: keyof typeof TYPES; at: number; count: number }>): Arrays => {
     const found: Arrays = {};
-    for (const [name, { type, at, count }] of Object.entries(described)) {
-      if (!(type in TYPES)) throw new Error(`a window holds numbers of an unknown type, ${type}`);
-      found[name] = new TYPES[type](buffer, base + at, count);
-    }
-    return found;
+    for (const [name, { type, at, count }] of Object.entries(described)) found[name] = new TYPES[type](buffer, behind(8 + length) + at, count);
+    const { column, value } = found;
+    if (column) found.time = Float64Array.from(column, (number) => header.from + number * grain(header));
+    return value ? { ...found, min: value, max: value, first: value, last: value } : found;
   };
   const tracks = new Map<string, Arrays>();
   for (const track of header.tracks) tracks.set(track.id, arrays(track.arrays));
   return { ...header, tracks, marks: arrays(header.marks.arrays) };
 }
 
-const FORMS: Record<string, string[]> = { value: ["value", "min"], text: ["start", "lines"] };
-
 /** What a layer knows of a track; nothing while it tells of it in another form: the track's type has changed since. */
 export function arraysOf(layer: Layer | undefined, { id, kind }: Track): Arrays | undefined {
   const arrays = layer?.tracks.get(id);
-  return arrays && (FORMS[kind] ?? Object.keys(arrays)).some((name) => name in arrays) ? arrays : undefined;
+  const needed = { value: "last", text: "bytes" }[kind];
+  return arrays && (!needed || needed in arrays) ? arrays : undefined;
 }
 
 /** The column's width; of an exact window nothing. */
@@ -94,8 +90,6 @@ export class ServedFeed implements Feed {
   private readonly token = new URLSearchParams(location.search).get("token") ?? "";
   private whole: Layer | null = null;
   private wholeTime = 0;
-  private axis = { begin: 0, end: 1 };
-  private live = false;
 
   private async send<T>(method: string, what: string, question: Question, read: (answer: Response) => Promise<T>): Promise<T> {
     const words = new URLSearchParams({ token: this.token });
@@ -109,42 +103,34 @@ export class ServedFeed implements Feed {
     return read(answer).catch((error) => { throw new Error(`The server's answer to "${what}" is not understood: ${error.message}`); });
   }
 
-  async ask<T>(what: string, question: Question = {}): Promise<T> {
-    const answer = await this.send("GET", what, question, (found) => found.json());
-    if (what === "overview") [this.axis, this.live] = [answer.axis, answer.live || !answer.complete];
-    return answer;
-  }
-
+  ask<T>(what: string, question: Question = {}): Promise<T> { return this.send("GET", what, question, (answer) => answer.json()); }
   post(what: string, question: Question = {}): Promise<unknown> { return this.send("POST", what, question, (answer) => answer.json()); }
 
   private window(from: number, to: number, pixels: number): Promise<Layer> {
     return this.send("GET", "window", { from, to, pixels }, async (answer) => readWindow(await answer.arrayBuffer()));
   }
 
-  async layers(from: number, to: number, pixels: number): Promise<Layer[]> {
+  async layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]> {
     const layer = await this.window(from, to, pixels);
-    if (from <= this.axis.begin && to >= this.axis.end) {
-      this.whole = layer;
-      return [layer];
-    }
+    if (from <= axis.begin && to >= axis.end) return [this.whole = layer];
     const feed = ({ revision }: Layer) => Math.floor(revision / 2 ** 32);  // which may read the recording otherwise
-    const late = this.live && performance.now() - this.wholeTime > WHOLE_LASTS;
+    const late = performance.now() - this.wholeTime > WHOLE_LASTS;
     if (!this.whole || feed(this.whole) !== feed(layer) || (late && this.whole.revision !== layer.revision)) {
       this.wholeTime = performance.now();
-      this.whole = await this.window(this.axis.begin, Math.max(this.axis.end, this.axis.begin + 1), WHOLE_PIXELS);
+      this.whole = await this.window(axis.begin, Math.max(axis.end, axis.begin + 1), WHOLE_PIXELS);
     }
     return [this.whole, layer];
   }
 
   /** Only while the page is seen: a browser has six connections to one server, for all its pages. */
-  follow(changed: (state: State) => void, trouble: (message: string | null) => void): void {
+  follow(changed: (revision: number) => void, trouble: (message: string | null) => void): void {
     let events: EventSource | null = null;
     const listen = () => {
       events?.close();
       if (document.hidden) return;
       events = new EventSource(`/api/stream?${new URLSearchParams({ token: this.token })}`);
       events.onopen = () => trouble(null);
-      events.onmessage = (event) => changed(JSON.parse(event.data));
+      events.onmessage = (event) => changed(JSON.parse(event.data).revision);
       events.onerror = () => {
         if (events!.readyState !== EventSource.CLOSED) return trouble(GONE);  // it tries again by itself
         this.send("GET", "stream", {}, async (answer) => answer.body?.cancel()).catch((error) => trouble(error.message));  // which tells why
@@ -188,7 +174,7 @@ export class EmbeddedFeed implements Feed {
     const fold = (word: unknown) => matchCase ? String(word) : String(word).replace(/[A-Z]/g, (letter) => letter.toLowerCase());
     const answers: Record<string, () => object> = {
       overview: () => overview,
-      text: () => ({ lines, rows: rows.slice(+line, +line + +count) }),
+      text: () => ({ lines, held: rows.length, rows: rows.slice(+line, +line + +count) }),
       line: () => ({ line: rows.findIndex((row) => row.time >= time) }),
       ledger: () => ({ ...ledger, entries: ledger.entries.filter(({ index }) => index >= from && index < +from + +count) }),
       profile: () => ({ ...profile[by], whole: true }),

@@ -46,19 +46,13 @@ const NAMES: Record<string, string> = {
 
 /** The number line of a recording. */
 export class Axis {
-  readonly inTime: boolean;
-  private readonly word: string;  // of a unit that is none of time
+  readonly inTime = this.unit === "ns";
+  readonly name = NAMES[this.unit === "ticks" ? "ticks" : this.kind] ?? this.kind;
+  readonly least = this.inTime ? 100 : 16;  // the shortest view
+  readonly length = Math.max(this.end - this.begin, this.least);
+  private readonly word = this.unit === "bytes" ? "B" : "ticks";  // of a unit that is none of time
 
-  constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {
-    this.inTime = unit === "ns";
-    this.word = unit === "bytes" ? "B" : "ticks";
-  }
-
-  get name(): string { return NAMES[this.unit === "ticks" ? "ticks" : this.kind] ?? this.kind; }
-  get length(): number { return Math.max(this.end - this.begin, this.least); }
-
-  /** The shortest view. */
-  get least(): number { return this.inTime ? 100 : 16; }
+  constructor(readonly kind: string, readonly unit: string, readonly begin: number, readonly end: number) {}
 
   /** A place, told as finely as `step`. */
   at(place: number, step: number): string {

@@ -1,34 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 // A list of any length, of which only what is in view exists.
-import { type Attempt } from "./lists";
+import { attempt, make, onFrame, span } from "./elements";
 
 const ITEM = 20;  // height of an item, as in the style
 const CHUNK = 200;
 const MOST_HEIGHT = 8e6;  // pixels that every browser can scroll through
 
-export function span(text: string, name: string): HTMLSpanElement {
-  const element = document.createElement("span");
-  element.className = name;
-  element.textContent = text;
-  return element;
-}
-
 export class LongList<Item> {
   total = 0;
   selected = -1;
-  private readonly space = document.createElement("div");
+  private readonly space = make("div", {});
   private items: Item[] = [];  // those that were read, by index
   private asked = new Map<number, Promise<void>>();  // by first index
-  private drawing = false;
 
   /** `load` may give fewer than asked, none when there are no more; `missing` stands in their place. */
-  constructor(private readonly list: HTMLElement, private readonly load: (from: number, count: number) => Promise<Item[]>,
-              private readonly fill: (item: Item, element: HTMLElement) => void, private readonly choose: (item: Item) => void,
-              private readonly attempt: Attempt, private readonly missing: string) {
+  constructor(private readonly list: HTMLElement, private readonly missing: string,
+              private readonly load: (from: number, count: number) => Promise<Item[]>,
+              private readonly fill: (item: Item, element: HTMLElement) => void, private readonly choose: (item: Item) => void) {
     list.append(this.space);
-    list.addEventListener("scroll", () => this.draw());
-    list.addEventListener("keydown", (event) => this.key(event));
-    new ResizeObserver(() => this.draw()).observe(list);
+    list.onscroll = this.draw;
+    list.onkeydown = (event) => this.key(event);
+    new ResizeObserver(this.draw).observe(list);
   }
 
   /** The list has `total` items; those that were read are read again. */
@@ -43,16 +35,14 @@ export class LongList<Item> {
   select(index: number): void {
     this.selected = Math.min(Math.max(index, -1), this.total - 1);
     const top = this.selected * ITEM / this.scale;
-    const room = this.list.clientHeight;
-    const inView = top >= this.list.scrollTop && top + ITEM <= this.list.scrollTop + room;
-    if (this.selected >= 0 && !inView) this.list.scrollTop = top - room / 2;
+    const { scrollTop, clientHeight } = this.list;
+    if (this.selected >= 0 && (top < scrollTop || top + ITEM > scrollTop + clientHeight)) this.list.scrollTop = top - clientHeight / 2;
     this.draw();
   }
 
   private key(event: KeyboardEvent): void {
     const page = Math.max(Math.floor(this.list.clientHeight / ITEM) - 1, 1);
-    const steps: Record<string, number> = { ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page, Home: -Infinity, End: Infinity };
-    const step = steps[event.key];
+    const step = { ArrowUp: -1, ArrowDown: 1, PageUp: -page, PageDown: page, Home: -Infinity, End: Infinity }[event.key];
     if (step !== undefined && !event.ctrlKey && !event.altKey) this.select(Math.max(this.selected + step, 0));
     else if (event.key === "Enter") this.pick(this.selected);
     else return;
@@ -65,35 +55,24 @@ export class LongList<Item> {
     if (index in this.items) this.choose(this.items[index]);
   }
 
-  draw(): void {
-    if (!this.drawing) requestAnimationFrame(() => { this.drawing = false; this.drawNow(); });
-    this.drawing = true;
-  }
-
-  private drawNow(): void {
+  readonly draw = onFrame(() => {
     const { scrollTop, clientHeight } = this.list;
     this.space.style.height = `${this.total * ITEM / this.scale}px`;
     const first = Math.floor(scrollTop * this.scale / ITEM);
     const shift = this.scale > 1 ? scrollTop - first * ITEM : 0;
-    const elements: HTMLElement[] = [];
-    this.list.removeAttribute("aria-activedescendant");
-    for (let i = first; i < Math.min(first + Math.ceil(clientHeight / ITEM) + 1, this.total); i++)
-      elements.push(this.element(i, i * ITEM + shift));
-    this.space.replaceChildren(...elements);
-  }
+    const shown = Math.max(Math.min(Math.ceil(clientHeight / ITEM) + 1, this.total - first), 0);
+    this.space.replaceChildren(...Array.from({ length: shown }, (_, i) => this.element(first + i, (first + i) * ITEM + shift)));
+    this.list.setAttribute("aria-activedescendant", this.space.querySelector("[aria-selected=true]")?.id ?? "");
+  });
 
   private element(index: number, top: number): HTMLElement {
-    const element = document.createElement("div");
-    element.className = "item";
-    element.id = `${this.list.id}-${index}`;
+    const element = make("div", { className: "item", id: `${this.list.id}-${index}`, onclick: () => this.pick(index) });
     const roles = { role: "option", "aria-setsize": this.total, "aria-posinset": index + 1, "aria-selected": index === this.selected };
     for (const [name, value] of Object.entries(roles)) element.setAttribute(name, String(value));
     element.style.top = `${top}px`;
-    element.addEventListener("click", () => this.pick(index));
-    if (index === this.selected) this.list.setAttribute("aria-activedescendant", element.id);
     if (index in this.items) this.fill(this.items[index], element);
     else element.append(span(this.missing, "pending"));
-    if (!this.asked.has(index - index % CHUNK)) void this.attempt(() => this.read(index));
+    if (!this.asked.has(index - index % CHUNK)) void attempt(() => this.read(index));
     return element;
   }
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
+import { attempt, byId, oneAtATime, say, trouble } from "./elements";
 import { EmbeddedFeed, type Feed, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
-import { Timeline, byId } from "./timeline";
+import { Timeline } from "./timeline";
 import { Values } from "./values";
 
 const OVERVIEW_EVERY = 300;  // ms at the least between two looks at a running recording
@@ -15,7 +16,6 @@ class Page {
   private following = false;
   private readonly types = new Map<string, string>();  // of ports, by number, as the user chose them here
   private settling = 0;
-  private refreshing = false;
   private revision: number;  // of what is shown
   private latest: number;
 
@@ -23,12 +23,11 @@ class Page {
     this.revision = this.latest = overview.revision;
     this.timeline = new Timeline(feed, overview);
     this.values = new Values(this.timeline);
-    this.lists = new Lists(feed, this.timeline, attempt, () => this.changed(), (port, type) => {
-      this.types.set(String(port), type);
+    this.lists = new Lists(feed, this.timeline, () => this.changed(), (port, type) => {
+      this.types.set(port, type);
       this.showPorts();
       this.changed();
     });
-    this.timeline.onTrouble = trouble;
     this.timeline.onChange = () => this.changed();
     this.timeline.onPlace = (place) => this.lists.showPlace(place);
     this.timeline.onRow = (track) => {
@@ -42,7 +41,7 @@ class Page {
     this.write();
     this.follow(overview.live && this.timeline.whole);
     addEventListener("hashchange", () => this.readAddress());
-    feed.follow(({ revision }) => { this.latest = revision; void this.grow(); }, trouble);
+    feed.follow((revision) => { this.latest = revision; void this.grow(); }, trouble);
   }
 
   private connect(): void {
@@ -60,8 +59,8 @@ class Page {
       ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
       ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
-    for (const [id, , action] of actions) if (id) byId(id).addEventListener("click", action);
-    document.addEventListener("keydown", (event) => {
+    for (const [id, , action] of actions) if (id) byId(id).onclick = action;
+    document.onkeydown = (event) => {
       const target = event.target as HTMLElement;
       if (event.ctrlKey || event.altKey || event.metaKey || target.closest("input, select, dialog")) return;
       const pressed = (event.shiftKey && event.key.startsWith("Arrow") ? "Shift+" : "") + event.key;
@@ -69,15 +68,15 @@ class Page {
       if (!action || (target.closest(".list") && /Arrow(Up|Down)|Home|End/.test(pressed))) return;
       event.preventDefault();
       action[2]();
-    });
+    };
     const dark = matchMedia("(prefers-color-scheme: dark)");
+    dark.onchange = () => this.setTheme(dark.matches ? "dark" : "light");
     this.setTheme(dark.matches ? "dark" : "light");
-    dark.addEventListener("change", () => this.setTheme(dark.matches ? "dark" : "light"));
   }
 
   private setTheme(theme: string): void {
     document.documentElement.dataset.theme = theme;
-    byId("theme").textContent = theme === "dark" ? "Light" : "Dark";
+    say("theme", theme === "dark" ? "Light" : "Dark");
     this.timeline.readColors();
     this.values.draw(true);
     this.lists.refresh();
@@ -86,14 +85,14 @@ class Page {
   /** After the view, the cursors or the open list have changed. */
   private changed(): void {
     const { timeline } = this;
-    const [a, b] = timeline.cursors as [number | null, number | null];
+    const [a, b] = timeline.cursors;
     const step = (timeline.to - timeline.from) / timeline.width / 10;
-    const words = [["A", a], ["B", b]].filter(([, place]) => place !== null).map(([name, place]) => `${name} ${timeline.axis.at(place as number, step)}`);
+    const words = [a, b].flatMap((place, i) => place === null ? [] : `${"AB"[i]} ${timeline.axis.at(place, step)}`);
     if (a !== null && b !== null) {
       const frequency = timeline.axis.frequency(Math.abs(b - a));
       words.push(`\u0394 ${b < a ? "\u2212" : ""}${timeline.axis.span(Math.abs(b - a))}${frequency ? ` (${frequency})` : ""}`);
     }
-    byId("cursors").textContent = words.join(" \u00b7 ");
+    say("cursors", words.join(" \u00b7 "));
     if (this.following && !timeline.whole && timeline.to < timeline.axis.end - 1) this.follow(false);
     this.values.draw();
     if (this.settling && this.overview.live) return;  // a running recording never settles
@@ -141,24 +140,24 @@ class Page {
     if (!confirm("End the recording? All that was captured is saved.")) return;
     void attempt(async () => {
       await this.feed.post("stop");
-      byId("state").textContent = "ending \u2026";
+      say("state", "ending \u2026");
     });
   }
 
   private write(): void {
     const { overview } = this;
-    byId("name").textContent = visible(overview.name);
-    document.title = visible(overview.name);
-    byId("verdict").textContent = visible(overview.verdict.name);
-    byId("verdict").title = visible(overview.verdict.text);
-    byId("verdict").className = `badge ${/^(good|tpiu-framed)/.test(overview.verdict.name) ? "good" : "bad"}`;
-    const { target, line } = overview.lost;
-    byId("lost").textContent = target + line === 0 ? "nothing lost" : `lost: ${visible(overview.lost.text)}`;
-    byId("lost").title = visible(overview.lost.text);
-    byId("lost").className = `badge ${target + line === 0 ? "good" : "bad"}`;
+    const badge = (id: string, text: string, title: string, good: boolean) => {
+      Object.assign(byId(id), { textContent: visible(text), title: visible(title), className: `badge ${good ? "good" : "bad"}` });
+    };
+    const { name, verdict, lost } = overview;
+    const nothing = lost.target + lost.line === 0;
+    say("name", document.title = visible(name));
+    badge("verdict", verdict.name, verdict.text, /^(good|tpiu-framed)/.test(verdict.name));
+    badge("lost", nothing ? "nothing lost" : `lost: ${lost.text}`, lost.text, nothing);
     byId("follow").hidden = !overview.live;
     byId("stop").hidden = !overview.stoppable;
-    byId("state").textContent = overview.live ? "recording" : overview.complete ? "" : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`;
+    say("state", overview.live ? "recording" : overview.complete ? ""
+      : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`);
   }
 
   private follow(on: boolean): void {
@@ -168,9 +167,8 @@ class Page {
   }
 
   /** The recording has grown, or is known better. */
-  private async grow(): Promise<void> {
-    if (this.latest <= this.revision || this.refreshing) return;
-    this.refreshing = true;
+  private readonly grow = oneAtATime(async () => {
+    if (this.latest <= this.revision) return;
     await attempt(async () => {
       const length = this.timeline.to - this.timeline.from;
       this.overview = await this.feed.ask<Overview>("overview");
@@ -181,22 +179,9 @@ class Page {
       this.values.draw();
       this.write();
     });
-    setTimeout(() => { this.refreshing = false; void this.grow(); }, OVERVIEW_EVERY);
-  }
-}
-
-/** Shows what went wrong, until it goes right again. */
-function trouble(message: string | null): void {
-  byId("trouble").textContent = message === null ? "" : visible(message);
-  byId("trouble").hidden = message === null;
-}
-
-async function attempt(action: () => Promise<unknown>): Promise<void> {
-  try {
-    await action();
-  } catch (error) {
-    trouble((error as Error).message);
-  }
+    await new Promise((done) => setTimeout(done, OVERVIEW_EVERY));
+    void this.grow();
+  });
 }
 
 addEventListener("error", (event) => trouble(`The page itself failed: ${event.message}`));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
+import { make } from "./elements";
 import { type Arrays, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
 import { type Axis, plural, value, visible } from "./format";
 
@@ -11,17 +12,10 @@ export interface Row {
 export const SUSPECT = 1;  // flag of events
 export const SPAN_UNKNOWN = 8;
 const SPAN_SUSPECT = 16;
-const LEVEL = 15;  // height of one level of nesting
-const HEIGHTS: Record<string, number> = { bandwidth: 58, exception: 24, text: 34, value: 66, counter: 34, pc: 50 };
+const LEVEL = 15;  // height of one level of nesting, as in the style
 export const CLASSES = ["target", "line", "host", "gap", "edge"];  // of losses, by number
 export const SIGNS = ["\u25bc", "\u2715", "\u25a0", "\u25c6", "\u2502"];
 export const CLASS_COLORS = ["target", "damage", "host", "gap", "edge"];
-
-/** Rows whose pictures gain by height take what is left over, as `stretch` says. */
-export function rowHeight({ kind }: Track, deepest: number, stretch: number): number {
-  if (kind === "nesting") return Math.max(2, Math.min(deepest, 8)) * LEVEL + 8;
-  return Math.floor((HEIGHTS[kind] ?? 24) * (/bandwidth|value|pc/.test(kind) ? stretch : 1));
-}
 
 /** Colours, patterns and the scale of one picture. */
 export class Brush {
@@ -31,8 +25,7 @@ export class Brush {
   constructor(readonly ctx: CanvasRenderingContext2D, readonly colors: Record<string, string>, readonly from: number, readonly to: number,
               readonly width: number, readonly axis: Axis, readonly overview: Overview, readonly names: Map<number, string>) {
     this.perPixel = (to - from) / width;
-    const tile = document.createElement("canvas");
-    tile.width = tile.height = 6;
+    const tile = make("canvas", { width: 6, height: 6 });
     const pen = tile.getContext("2d")!;
     pen.strokeStyle = colors.hatch;
     pen.stroke(new Path2D("M-7 7L1-1M-1 7L7-1M5 7L13-1"));
@@ -40,10 +33,9 @@ export class Brush {
   }
 
   x(place: number): number { return (place - this.from) / (this.to - this.from) * this.width; }
-  color(name: string): string { return this.colors[name]; }
 
   /** A colour for an exception; which one it is also stands in its name. */
-  hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.color("lightness")})`; }
+  hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.colors.lightness})`; }
   exception(number: number): string { return visible(this.names.get(number) ?? (number === 0 ? "thread" : `exception ${number}`)); }
 
   rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {
@@ -51,7 +43,7 @@ export class Brush {
     this.ctx.fillRect(x0, y, x1 - x0, height);
   }
 
-  text(text: string, x: number, y: number, style = this.color("ink")): void {
+  text(text: string, x: number, y: number, style = this.colors.ink): void {
     this.ctx.fillStyle = style;
     this.ctx.fillText(text, x, y);
   }
@@ -59,9 +51,9 @@ export class Brush {
   /** A faint text that stays legible on whatever is below it. */
   caption(text: string, y: number): void {
     this.ctx.globalAlpha = 0.75;
-    this.rectangle(2, y - 7, 6 + this.ctx.measureText(text).width, 14, this.color("back"));
+    this.rectangle(2, y - 7, 6 + this.ctx.measureText(text).width, 14, this.colors.back);
     this.ctx.globalAlpha = 1;
-    this.text(text, 4, y, this.color("faint"));
+    this.text(text, 4, y, this.colors.faint);
   }
 
   /** A text between two places, as much of it as has the room. */
@@ -90,17 +82,14 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
 type Draw = (index: number, x0: number, x1: number) => void;
 
 /** What is in view: of a summary the whole pixels of each column, of an exact layer the events, with one before and one behind. */
-export function each(brush: Brush, layer: Layer, { column, time }: Arrays, draw: Draw): void {
-  if (layer.exact) {
-    const last = Math.min(firstAbove(time, brush.to) + 1, time.length);
-    for (let i = Math.max(firstAbove(time, brush.from) - 1, 0); i < last; i++) draw(i, brush.x(time[i]), brush.x(time[i]));
-    return;
-  }
+export function each(brush: Brush, layer: Layer, { time }: Arrays, draw: Draw): void {
   const width = grain(layer);
-  for (let i = firstAbove(column, Math.floor((brush.from - layer.from) / width) - 1); i < column.length; i++) {
-    const x0 = Math.floor(brush.x(layer.from + column[i] * width));
-    if (x0 > brush.width) return;
-    draw(i, x0, Math.max(Math.floor(brush.x(layer.from + (column[i] + 1) * width)), x0 + 1));
+  const more = layer.exact ? 1 : 0;
+  const last = Math.min(firstAbove(time, brush.to) + more, time.length);
+  for (let i = Math.max(firstAbove(time, brush.from - width) - more, 0); i < last; i++) {
+    const [x0, x1] = [brush.x(time[i]), brush.x(time[i] + width)];
+    if (layer.exact) draw(i, x0, x0);
+    else draw(i, Math.round(x0), Math.max(Math.round(x1), Math.round(x0) + 1));
   }
 }
 
@@ -147,12 +136,12 @@ function paintBandwidth(brush: Brush, { top, height, track }: Row, layers: Layer
   const scale = (height - 16) / high;
   bytes.forEach((number, p) => {
     const useful = (number - Math.min(padding[p], number)) * scale;
-    if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.color("second"));
-    if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.color("padding"));
-    if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.color("target"));
-    if (damage[p]) brush.rectangle(p, top + 1, p + 1, 5, brush.color("damage"));
+    if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.colors.second);
+    if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.colors.padding);
+    if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.colors.target);
+    if (damage[p]) brush.rectangle(p, top + 1, p + 1, 5, brush.colors.damage);
   });
-  if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.color("line"));
+  if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.colors.line);
   brush.caption(brush.axis.rate(high / brush.perPixel, 1), top + 14);
 }
 
@@ -166,7 +155,7 @@ function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): 
   if (!layer.exact) return each(brush, layer, arrays, (i, x0, x1) => {
     const tall = !nested ? most : number[i] === 0 ? 0 : (depth[i] + 1) * LEVEL;
     const ran = nested ? tall * share[i] : Math.max(tall * share[i], 2);
-    if (nested) brush.rectangle(x0, bottom - tall, x1, tall, brush.color("band"));
+    if (nested) brush.rectangle(x0, bottom - tall, x1, tall, brush.colors.band);
     brush.rectangle(x0, bottom - ran, x1, ran, hue(i));
     if (unknown?.[i] > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown[i], brush.hatch);
   });
@@ -186,7 +175,7 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
   const see = (low: number, high: number) => { [row.low, row.high] = [Math.min(row.low, low), Math.max(row.high, high)]; };
   for (const layer of layers) {
     const arrays = arraysOf(layer, row.track) ?? {};
-    const { flags, pc, value: numbers = pc, min = numbers, max = numbers } = arrays;
+    const { flags, pc, min = pc, max = pc } = arrays;
     if (min) each(brush, layer, arrays, (i) => { if (!(flags?.[i] & SUSPECT) && !(pc?.[i] < 0)) see(min[i], max[i]); });
   }
 }
@@ -206,25 +195,23 @@ function paintScale(brush: Brush, { track, top, height, low, high }: Row): void 
 function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
   let [since, held]: [number, number | null] = [-Infinity, null];
   for (const layer of layers) {
-    const { time, column, last, value: numbers } = arraysOf(layer, track) ?? {};
-    const i = firstAbove(time ?? column ?? [], layer.exact ? place : (place - layer.from) / grain(layer) - 1) - 1;
-    const next = layer.exact ? Infinity : layer.from + (column?.[i + 1] ?? Infinity) * grain(layer);
-    const when = layer.exact ? time?.[i] : layer.from + (column?.[i] ?? NaN) * grain(layer);
-    if (when === undefined || !(when >= since) || next < place || layer.to < place) continue;  // what came later is not known
-    [since, held] = [when, (numbers ?? last)![i]];
+    const { time = [], last } = arraysOf(layer, track) ?? {};
+    const i = firstAbove(time, place - grain(layer)) - 1;
+    const known = layer.to >= place && !(time[i + 1] < place);  // else it does not tell what came later
+    if (known && time[i] >= since) [since, held] = [time[i], last![i]];
   }
   return held;
 }
 
-function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, arrays: Arrays): void {
+function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]): void {
   const { ctx } = brush;
-  const { min, max, time, flags, value: numbers, first = numbers, last = numbers } = arrays;
-  const apart = time && brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
+  const { min, max, time, flags, first, last } = arrays;
+  const apart = brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
   const path = new Path2D();
   const held = heldAt(row, layers, layer.from);
   let before = held === null ? null : height(row, held);  // where the line is
   if (before !== null) path.moveTo(brush.x(layer.from), before);
-  ctx.strokeStyle = brush.color("data");
+  ctx.strokeStyle = brush.colors.data;
   ctx.lineWidth = 1.5;
   each(brush, layer, arrays, (i, x0, x1) => {
     const y = height(row, first[i]);
@@ -232,9 +219,9 @@ function paintValue(brush: Brush, row: Row, layers: Layer[], layer: Layer, array
       brush.rectangle(x0 - 4, y - 4, x0 + 4, 8, brush.hatch);
       return ctx.strokeRect(x0 - 4, y - 4, 8, 8);
     }
-    const top = height(row, (max ?? numbers)[i]);
-    if (min) brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.color("second"));
-    else if (apart > 5) brush.rectangle(x0 - 2, y - 2, x0 + 2, 4, brush.color("data"));
+    const top = height(row, max[i]);
+    if (!layer.exact) brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.colors.second);
+    else if (apart > 5) brush.rectangle(x0 - 2, y - 2, x0 + 2, 4, brush.colors.data);
     if (before === null) path.moveTo(x0, y);
     else path.lineTo(x0, before);  // a value holds until the next
     path.lineTo(x0, y);
@@ -255,14 +242,14 @@ function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arr
   const middle = top + height / 2;
   if (!layer.exact) return each(brush, layer, arrays, (i, x0, x1) => {
     const tall = Math.min(4 + 3 * Math.log2(1 + arrays.bytes[i] / (x1 - x0)), height - 8);
-    brush.rectangle(x0, middle - tall / 2, x1, tall, brush.color("second"));
+    brush.rectangle(x0, middle - tall / 2, x1, tall, brush.colors.second);
   });
   const { time, flags } = arrays;
   let drawn = -Infinity;
   each(brush, layer, arrays, (i, x) => {
     const next = i + 1 < time.length ? brush.x(time[i + 1]) : Infinity;
     if (x < drawn + 1 && next < x + 20) return;
-    brush.rectangle(drawn = x, top + 5, x + 1.5, height - 10, brush.color("data"));
+    brush.rectangle(drawn = x, top + 5, x + 1.5, height - 10, brush.colors.data);
     if (next - x > 20) brush.fitted(lineText(arrays, i), x + 1, next, middle);
     if (flags[i] & SUSPECT) brush.rectangle(x, top + 5, Math.min(next, x + 40), height - 10, brush.hatch);
   });
@@ -275,7 +262,7 @@ function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: A
   let drawn = -Infinity;
   if (layer.exact) return each(brush, layer, arrays, (i, x) => {
     const suspect = arrays.flags[i] & SUSPECT;
-    if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.color("data"));
+    if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
     drawn = x;
   });
   const numbers = arrays.count ?? arrays.samples;
@@ -284,8 +271,8 @@ function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: A
   each(brush, layer, arrays, (i, x0, x1) => {
     const tall = Math.max(numbers[i] / most * room, 1);
     const asleep = (arrays.sleeping?.[i] ?? 0) / most * room;
-    brush.rectangle(x0, bottom - tall, x1, tall, brush.color("second"));
-    brush.rectangle(x0, bottom - asleep, x1, asleep, brush.color("padding"));
+    brush.rectangle(x0, bottom - tall, x1, tall, brush.colors.second);
+    brush.rectangle(x0, bottom - asleep, x1, asleep, brush.colors.padding);
   });
 }
 
@@ -293,13 +280,17 @@ function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: A
 function paintSamples(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
   const { pc, flags } = arrays;
   const bottom = row.top + row.height - 7;
-  brush.rectangle(0, bottom, brush.width, 1, brush.color("grid"));
+  brush.rectangle(0, bottom, brush.width, 1, brush.colors.grid);
   each(brush, layer, arrays, (i, x) => {
     const suspect = flags[i] & SUSPECT;
-    if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.color(pc[i] === -1 ? "padding" : "damage"));
-    else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.color("data"));
+    if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.colors[pc[i] === -1 ? "padding" : "damage"]);
+    else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.colors.data);
   });
 }
+
+type Painter = (brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]) => void;
+const PAINTERS: Record<string, Painter> =
+  { nesting: paintExceptions, exception: paintExceptions, value: paintValue, text: paintText, samples: paintSamples };
 
 /** Draws one row from all layers, coarsest first, each inside its own window. */
 export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
@@ -318,13 +309,8 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     ctx.clip();
     if (layer !== layers[0]) ctx.clearRect(left, row.top, right - left, row.height - 1);
     const arrays = arraysOf(layer, row.track);
-    if (arrays) {
-      if (kind === "nesting" || kind === "exception") paintExceptions(brush, row, layer, arrays);
-      else if (kind === "value") paintValue(brush, row, layers, layer, arrays);
-      else if (kind === "text") paintText(brush, row, layer, arrays);
-      else if (kind === "pc" && layer.exact) paintSamples(brush, row, layer, arrays);
-      else paintCounts(brush, row, layer, arrays);
-    }
+    const paint = PAINTERS[kind === "pc" && layer.exact ? "samples" : kind] ?? paintCounts;
+    if (arrays) paint(brush, row, layer, arrays, layers);
     ctx.restore();
   }
   if (scaled) paintScale(brush, row);

@@ -1,70 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
+import { byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
 import { type Feed, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
 import { Axis, plural, visible } from "./format";
-import { Brush, CLASS_COLORS, type Row, SIGNS, each, paintRow, rowHeight, totalText } from "./rows";
+import { Brush, CLASS_COLORS, type Row, SIGNS, each, paintRow, totalText } from "./rows";
 import { bestAt, describe, describeMarks } from "./tips";
 
-export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
 const RULER = 44;
 const RETRY = 2000;  // ms
 const GO_TO = 4096;  // bytes of the capture that are looked at when one place is gone to
 const COLORS = ["back", "ink", "faint", "line", "grid", "data", "second", "band", "padding", "cursor", "hatch", "lightness", ...CLASS_COLORS];
 
-/** A canvas as sharp as the screen, empty. */
-export function fit(canvas: HTMLCanvasElement, width: number, height: number): CanvasRenderingContext2D {
-  const scale = window.devicePixelRatio || 1;
-  const [wide, high] = [Math.round(width * scale), Math.round(height * scale)];
-  if (canvas.width !== wide || canvas.height !== high) {
-    [canvas.width, canvas.height] = [wide, high];
-    [canvas.style.width, canvas.style.height] = [`${width}px`, `${height}px`];
-  }
-  const ctx = canvas.getContext("2d")!;
-  ctx.setTransform(scale, 0, 0, scale, 0, 0);
-  ctx.clearRect(0, 0, width, height);
-  ctx.font = `11px ${getComputedStyle(document.documentElement).fontFamily}`;
-  ctx.textBaseline = "middle";
-  return ctx;
-}
-
 export class Timeline {
   axis!: Axis;
-  from: number;  // of what is in view, as `to`
-  to: number;
+  overview!: Overview;
+  colors: Record<string, string> = {};
+  from = 0;  // of what is in view, as `to`
+  to = 0;
   cursors: (number | null)[] = [null, null];
-  focused: number | null = null;  // the loss that was gone to last
   layers: Layer[] = [];
   onChange: () => void = () => {};  // the view or its answer
-  onTrouble: (message: string | null) => void = () => {};
   onRow: (track: Track) => void = () => {};  // a row's name was pressed
   onPlace: (place: number) => void = () => {};  // a place was clicked
 
   private rows: Row[] = [];
-  private readonly names = new Map<number, string>();
+  private readonly names = new Map<number, string>();  // of exceptions
   private deepest = 2;
   private readonly plot = byId<HTMLCanvasElement>("plot");
   private readonly ruler = byId<HTMLCanvasElement>("ruler");
   private readonly scroller = byId("scroller");
   private readonly tip = byId("tip");
-  colors: Record<string, string> = {};
   private pointer: { x: number; y: number; ruler: boolean } | null = null;  // within its canvas
   private drag: { x: number; from: number; cursor: number; moved: boolean } | null = null;
-  private painting = false;
-  private asking = false;
-  private askedAgain = false;
 
-  constructor(private readonly feed: Feed, public overview: Overview) {
+  constructor(private readonly feed: Feed, overview: Overview) {
     this.take(overview);
-    this.from = this.axis.begin;
-    this.to = this.axis.begin + this.axis.length;
-    this.readColors();
+    this.lookWhole();
     this.listen(this.plot, false);
     this.listen(this.ruler, true);
-    this.scroller.addEventListener("scroll", () => { this.tip.hidden = true; this.repaint(); });
-    new ResizeObserver(() => { this.layOut(); this.ask(); }).observe(this.scroller);
+    this.scroller.onscroll = () => { this.hideTip(); this.repaint(); };
+    new ResizeObserver(() => { this.repaint(); void this.ask(); }).observe(this.scroller);
   }
 
-  get width(): number { return Math.max(Math.floor(this.scroller.clientWidth - parseFloat(getComputedStyle(this.plot).marginLeft)), 50); }
+  get width(): number { return Math.max(this.scroller.clientWidth - byId("rows").offsetWidth, 50); }
   get whole(): boolean { return this.from <= this.axis.begin && this.to >= this.axis.begin + this.axis.length; }
   get middle(): number { return (this.from + this.to) / 2; }
 
@@ -82,51 +60,26 @@ export class Timeline {
     const wasWhole = this.whole;
     this.take(overview);
     if (wasWhole) this.lookWhole();
-    else this.ask();
+    else void this.ask();
   }
 
   private take(overview: Overview): void {
     const { axis, tracks } = this.overview = overview;
     this.axis = new Axis(axis.kind, axis.unit, axis.begin, axis.end);
-    byId("axis").textContent = this.axis.name;
+    say("axis", this.axis.name);
     if (tracks.map(({ id }) => id).join("\n") !== this.rows.map(({ track }) => track.id).join("\n")) {
-      for (const row of this.rows) row.label.remove();
-      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: this.makeLabel(track.id), low: 0, high: 0 }));
+      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: make("button", { className: "row" }), low: 0, high: 0 }));
+      byId("rows").replaceChildren(...this.rows.map(({ label }) => label));
     }
     tracks.forEach((track, i) => {
       const { label } = this.rows[i];
+      const [name, total] = [visible(track.label), totalText(track)];
       this.rows[i].track = track;
       if (track.kind === "exception") this.names.set(track.number ?? 0, track.label);
-      label.firstElementChild!.textContent = visible(track.label);
-      label.lastElementChild!.textContent = totalText(track);
-      label.title = `${visible(track.label)}, ${totalText(track)}`;
+      Object.assign(label, { title: `${name}, ${total}`, onclick: () => this.onRow(track) });
+      Object.assign(label.dataset, { track: track.id, kind: track.kind });
+      label.replaceChildren(make("b", {}, name), make("small", {}, total));
     });
-    this.layOut();
-  }
-
-  private makeLabel(id: string): HTMLButtonElement {
-    const label = document.createElement("button");
-    label.className = "row";
-    label.dataset.track = id;
-    label.append(document.createElement("b"), document.createElement("small"));
-    label.addEventListener("click", () => this.onRow(this.rows.find((row) => row.label === label)!.track));
-    byId("rows").append(label);
-    return label;
-  }
-
-  private layOut(): void {
-    const heights = (stretch: number) => this.rows.map(({ track }) => rowHeight(track, this.deepest, stretch));
-    const [plain, double] = [1, 2].map((stretch) => heights(stretch).reduce((all, height) => all + height, 0));
-    const stretch = double > plain ? Math.min(Math.max(1 + (this.scroller.clientHeight - plain) / (double - plain), 1), 2.5) : 1;
-    let top = 0;
-    heights(stretch).forEach((height, i) => {
-      const row = this.rows[i];
-      [row.top, row.height] = [top, height];
-      [row.label.style.top, row.label.style.height] = [`${top}px`, `${height}px`];
-      row.label.lastElementChild!.toggleAttribute("hidden", height < 34);
-      top += height;
-    });
-    byId("rows").style.height = `${top}px`;
     this.repaint();
   }
 
@@ -138,7 +91,7 @@ export class Timeline {
     this.from = eighths(Math.min(Math.max(from, this.axis.begin), this.axis.begin + this.axis.length - length));
     this.to = length === this.axis.length ? this.axis.begin + length : eighths(this.from + length);
     this.changed();
-    this.ask();
+    void this.ask();
   }
 
   zoom(factor: number, around = this.pointed ?? this.middle): void {
@@ -172,33 +125,20 @@ export class Timeline {
   }
 
   /** Asks for what is looked at, one question at a time. */
-  ask(): void {
-    this.askedAgain = true;
-    if (!this.asking) void this.askNow();
-  }
-
-  private async askNow(): Promise<void> {
-    this.asking = true;
+  readonly ask = oneAtATime(async () => {
     try {
-      while (this.askedAgain) {
-        this.askedAgain = false;
-        this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096));
-        for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
-        this.layOut();
-        this.onTrouble(null);
-        this.changed();
-      }
+      this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096), this.axis);
+      for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
+      byId("rows").style.setProperty("--levels", String(Math.min(this.deepest, 8)));
+      trouble(null);
+      this.changed();
     } catch (error) {
-      this.onTrouble((error as Error).message);
-      setTimeout(() => this.ask(), RETRY);
+      trouble((error as Error).message);
+      setTimeout(this.ask, RETRY);
     }
-    this.asking = false;
-  }
+  });
 
-  repaint(): void {
-    if (!this.painting) requestAnimationFrame(() => { this.painting = false; this.paint(); });
-    this.painting = true;
-  }
+  readonly repaint = onFrame(() => this.paint());
 
   private brush(ctx: CanvasRenderingContext2D): Brush {
     return new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview, this.names);
@@ -210,9 +150,10 @@ export class Timeline {
     const brush = this.brush(fit(this.plot, this.width, height));
     brush.ctx.translate(0, -top);
     for (const row of this.rows) {
+      [row.top, row.height] = [row.label.offsetTop, row.label.offsetHeight];
       if (row.top + row.height < top || row.top > top + height) continue;
       paintRow(brush, row, this.layers);
-      brush.rectangle(0, row.top + row.height - 1, brush.width, 1, brush.color("grid"));
+      brush.rectangle(0, row.top + row.height - 1, brush.width, 1, brush.colors.grid);
     }
     brush.ctx.translate(0, top);
     const ruler = this.brush(fit(this.ruler, this.width, RULER));
@@ -221,7 +162,7 @@ export class Timeline {
       this.paintMarks(pen, tall, pen === ruler);
       this.paintCursors(pen, tall, pen === ruler);
     }
-    byId("summary").textContent = this.summary(brush);
+    say("summary", this.summary(brush));
     this.placeTip();
   }
 
@@ -232,10 +173,10 @@ export class Timeline {
     for (let k = Math.ceil(this.from / step * parts); k * step / parts <= this.to; k++) {
       const x = Math.round(brush.x(k * step / parts));
       const [y, tall] = k % parts === 0 ? [18, 10] : [23, 5];
-      brush.rectangle(x, y, x + 1, tall, brush.color("faint"));
+      brush.rectangle(x, y, x + 1, tall, brush.colors.faint);
       if (k % parts === 0 && x + wide < brush.width + 12) brush.text(this.axis.at(k * step / parts, step), x + 3, 10);
     }
-    brush.rectangle(brush.width / 2 - 3, 0, brush.width / 2 + 3, 2, brush.color("faint"));
+    brush.rectangle(brush.width / 2 - 3, 0, brush.width / 2 + 3, 2, brush.colors.faint);
   }
 
   /** What was lost: signs in the ruler, lines and stretches across the rows. */
@@ -249,7 +190,7 @@ export class Timeline {
         const kind = kinds[i];
         const [x0, x1] = [brush.x(time[i]), brush.x(end[i])];
         if (Math.max(x0, x1) < -6 || x0 > brush.width + 6) continue;
-        ctx.fillStyle = ctx.strokeStyle = brush.color(CLASS_COLORS[kind] ?? "edge");
+        ctx.fillStyle = ctx.strokeStyle = brush.colors[CLASS_COLORS[kind] ?? "edge"];
         const x = Math.round(Math.min(Math.max(x0, 0), brush.width - 1));
         if (!ruler) {
           ctx.globalAlpha = (hint[i] ? 0.25 : 0.5) * Math.max(Math.min(1, brush.width / 16 / time.length), 0.15);
@@ -265,20 +206,16 @@ export class Timeline {
         }
       }
     }
-    if (this.focused === null || !ruler) return;
-    ctx.strokeStyle = brush.color("target");
-    ctx.lineWidth = 1.5;
-    ctx.strokeRect(Math.round(brush.x(this.focused)) - 8, 28, 16, 15);
   }
 
   private paintCursors(brush: Brush, height: number, ruler: boolean): void {
     this.cursors.forEach((place, i) => {
       if (place === null) return;
       const x = Math.round(brush.x(place));
-      brush.rectangle(x, 0, x + 1, height, brush.color("cursor"));
+      brush.rectangle(x, 0, x + 1, height, brush.colors.cursor);
       if (!ruler) return;
-      brush.rectangle(x, 0, x + 15, 16, brush.color("cursor"));
-      brush.text("AB"[i], x + 4, 8, brush.color("back"));
+      brush.rectangle(x, 0, x + 15, 16, brush.colors.cursor);
+      brush.text("AB"[i], x + 4, 8, brush.colors.back);
     });
   }
 
@@ -301,43 +238,41 @@ export class Timeline {
   }
 
   private listen(canvas: HTMLCanvasElement, ruler: boolean): void {
-    const on = <K extends keyof HTMLElementEventMap>(name: K, act: (event: HTMLElementEventMap[K]) => void) => canvas.addEventListener(name, act, { passive: false });
     const point = (event: MouseEvent) => {
       this.pointer = { x: event.offsetX, y: event.offsetY, ruler };
       this.placeTip();
     };
-    on("wheel", (event) => {
+    canvas.onwheel = (event) => {
       event.preventDefault();
       point(event);
       const unit = event.deltaMode === 1 ? 30 : 1;
       const aside = event.deltaX || (event.shiftKey ? event.deltaY : 0);
       if (Math.abs(aside) > Math.abs(event.deltaY) || event.shiftKey) this.pan(aside * unit / this.width);
       else this.zoom(1.0022 ** Math.max(-400, Math.min(400, event.deltaY * unit)));
-    });
-    on("pointerdown", (event) => {
+    };
+    canvas.onpointerdown = (event) => {
       if (event.button !== 0) return;
       point(event);
       canvas.setPointerCapture(event.pointerId);
       const flag = (place: number | null) => place !== null && Math.abs((place - this.pointed!) / (this.to - this.from) * this.width + 6) < 12;
       this.drag = { x: event.offsetX, from: this.from, cursor: ruler ? this.cursors.findIndex(flag) : -1, moved: false };
-    });
-    on("pointermove", (event) => { point(event); this.dragTo(event.offsetX); });
-    on("pointerup", () => {
+    };
+    canvas.onpointermove = (event) => {
+      point(event);
+      if (!this.drag) return;
+      const { x, from, cursor } = this.drag;
+      this.drag.moved ||= Math.abs(event.offsetX - x) > 3;
+      const begin = from - (event.offsetX - x) / this.width * (this.to - this.from);
+      if (this.drag.moved && cursor >= 0) this.setCursor(cursor);
+      else if (this.drag.moved) this.look(begin, begin + this.to - this.from);
+    };
+    canvas.onpointerup = () => {
       if (this.drag && !this.drag.moved) this.onPlace(this.pointed!);
       this.drag = null;
-    });
-    on("pointercancel", () => { this.drag = null; });
-    on("pointerleave", () => { this.pointer = null; this.tip.hidden = true; });
-    on("dblclick", () => this.lookWhole());
-  }
-
-  private dragTo(x: number): void {
-    if (!this.drag) return;
-    this.drag.moved ||= Math.abs(x - this.drag.x) > 3;
-    if (!this.drag.moved) return;
-    if (this.drag.cursor >= 0) return this.setCursor(this.drag.cursor);
-    const from = this.drag.from - (x - this.drag.x) / this.width * (this.to - this.from);
-    this.look(from, from + this.to - this.from);
+    };
+    canvas.onpointercancel = () => { this.drag = null; };
+    canvas.onpointerleave = () => { this.pointer = null; this.hideTip(); };
+    canvas.ondblclick = () => this.lookWhole();
   }
 
   private placeTip(): void {

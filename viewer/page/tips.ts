@@ -68,7 +68,7 @@ function eventAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place
 
 function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
   const width = grain(layer);
-  const i = nearest(arrays.column, Math.floor((place - layer.from) / width), Math.floor(NEAR / 2 * brush.perPixel / width));
+  const i = nearest(arrays.time, place - width / 2, Math.max(width, NEAR * brush.perPixel) / 2);
   if (i === null) return "";
   const number = (name: string) => arrays[name]?.[i] ?? 0;
   const written = (name: string) => value(number(name), track.type ?? "");

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
+import { byId, choose, offer, say } from "./elements";
 import { arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
-import { choose, offer } from "./lists";
 import { SUSPECT } from "./rows";
-import { type Timeline, byId } from "./timeline";
+import { type Timeline } from "./timeline";
 
 export class Values {
   private plot: uPlot | null = null;
@@ -14,7 +14,7 @@ export class Values {
   private readonly choice = byId<HTMLSelectElement>("value-track");
 
   constructor(private readonly timeline: Timeline) {
-    this.choice.addEventListener("change", () => this.draw());
+    this.choice.onchange = () => this.draw();
     new ResizeObserver(() => this.draw()).observe(this.box);
   }
 
@@ -29,17 +29,12 @@ export class Values {
     offer(this.choice, tracks.filter(({ kind }) => kind === "value").map(({ id, label }) => [id, label]));
     const track = tracks.find(({ id }) => id === this.choice.value);
     if (this.box.clientWidth === 0) return;
-    if (!track) {
-      byId("values-note").textContent = "No track holds values. A stimulus port does with --port-type PORT=TYPE.";
-      return;
-    }
+    if (!track) return say("values-note", "No track holds values. A stimulus port does with --port-type PORT=TYPE.");
     const layer = layers[layers.length - 1];
-    const arrays = arraysOf(layer, track) ?? {};
-    const { time, column = [], value: numbers, count: counts, flags } = arrays;
-    const { min = numbers, max = numbers, last = numbers } = arrays;
+    const { time = [], min = [], max = [], last = [], count: counts, flags } = arraysOf(layer, track) ?? {};
     const exact = layer?.exact ?? false;
-    const times = time ?? Array.from(column, (c) => layer.from + (c + 0.5) * grain(layer));
-    const width = exact ? 0 : layer ? grain(layer) : 0;
+    const width = layer ? grain(layer) : 0;
+    const times = Array.from(time, (begin) => begin + width / 2);
     const inView = (i: number) => times[i] > from - width && times[i] < to + width;
     const keep = [...times.keys()].filter((i) => (inView(i) || inView(i + 1) || inView(i - 1)) && !(flags && flags[i] & SUSPECT));
     const events = keep.filter(inView).reduce((sum, i) => sum + (counts?.[i] ?? 1), 0);
@@ -52,7 +47,8 @@ export class Values {
     this.plot!.setSize({ width: this.box.clientWidth - 8, height: Math.max(this.box.clientHeight - 40, 80) });
     this.plot!.setData([times, ...exact ? [last] : [min, max, last]].map((series) => keep.map((i) => series[i])) as uPlot.AlignedData, false);
     this.plot!.setScale("x", { min: from, max: to });
-    byId("values-note").textContent = `${plural(events, "value")} in view, ${exact ? "each drawn; suspects left out" : "as min, max and last of each column"}. ${count(track.total)} in all.`;
+    say("values-note", `${plural(events, "value")} in view, ${exact ? "each drawn; suspects left out" : "as min, max and last of each column"}. ` +
+      `${count(track.total)} in all.`);
   }
 
   private make(type: string, exact: boolean): uPlot {
