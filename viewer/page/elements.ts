@@ -70,6 +70,10 @@ export function trouble(message: string | null): void {
 }
 
 /** Does something that may fail, and shows why it did. */
-export function attempt(action: () => Promise<unknown>): Promise<unknown> {
-  return action().catch((error) => trouble(error.message));
+export async function attempt(action: () => unknown): Promise<void> {
+  try {
+    await action();
+  } catch (error) {
+    trouble((error as Error).message);
+  }
 }

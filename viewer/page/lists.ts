@@ -37,11 +37,11 @@ export class Lists {
         event.stopPropagation();
       };
     });
-    byId("search").onsubmit = (event) => { event.preventDefault(); this.search(event.submitter === byId("search-back")); };
+    byId("search").onsubmit = (event) => { event.preventDefault(); void attempt(() => this.search(event.submitter === byId("search-back"))); };
     byId("sought").onkeydown = (event) => {
       if (event.key !== "Enter" || !event.shiftKey) return;
       event.preventDefault();
-      this.search(true);
+      void attempt(() => this.search(true));
     };
     this.ports.onchange = () => { this.port = this.port; onTab(); };
     byId("profile-by").onchange = () => this.refresh();
@@ -105,28 +105,26 @@ export class Lists {
   }
 
   /** Goes to the loss before or behind the one that is selected, at first the one nearest to the middle of the view. */
-  stepLoss(step: number): void {
-    void attempt(async () => {
-      const { total, selected } = this.losses;
-      let index = selected + step;
-      if (selected < 0) {
-        let low = 0;
-        for (let high = this.timeline.whole ? 0 : total; low < high;) {
-          const middle = (low + high) >> 1;
-          const entry = await this.losses.read(middle);
-          if (!entry || entry.time >= this.timeline.middle) high = middle;
-          else low = middle + 1;
-        }
-        index = step > 0 ? low : low - 1;
+  async stepLoss(step: number): Promise<void> {
+    const { total, selected } = this.losses;
+    let index = selected + step;
+    if (selected < 0) {
+      let low = 0;
+      for (let high = this.timeline.whole ? 0 : total; low < high;) {
+        const middle = (low + high) >> 1;
+        const entry = await this.losses.read(middle);
+        if (!entry || entry.time >= this.timeline.middle) high = middle;
+        else low = middle + 1;
       }
-      const listed = index >= 0 && index < total;
-      const entry = listed ? await this.losses.read(index) : undefined;
-      say("state", !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
-        : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
-      if (!entry) return;
-      this.losses.select(index);
-      this.timeline.goTo(entry.time);
-    });
+      index = step > 0 ? low : low - 1;
+    }
+    const listed = index >= 0 && index < total;
+    const entry = listed ? await this.losses.read(index) : undefined;
+    say("state", !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
+      : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
+    if (!entry) return;
+    this.losses.select(index);
+    this.timeline.goTo(entry.time);
   }
 
   private async readText(): Promise<void> {
@@ -146,23 +144,21 @@ export class Lists {
     if (line.flags & 1) element.append(span(" (suspect)", "pending"));
   }
 
-  private search(back: boolean): void {
+  private async search(back: boolean): Promise<void> {
     this.sought = byId<HTMLInputElement>("sought").value;
     const { lines: { total, selected }, held } = this;
-    void attempt(async () => {
-      if (!this.sought || this.port < 0) return this.lines.draw();
-      say("text-note", "Searching \u2026");
-      let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
-      const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...byId<HTMLInputElement>("match-case").checked && { case: 1 } };
-      while (found.line === null && found.next !== undefined)
-        found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
-      const line = found.line === null ? undefined : await this.lines.read(found.line);
-      this.lines.select(found.line ?? -1);
-      say("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
-        : `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}` +
-          (held < total ? `. Of ${plural(total, "line")} the first ${count(held)} alone are in this file` : ""));
-      if (line) this.timeline.goTo(line.time);
-    });
+    if (!this.sought || this.port < 0) return this.lines.draw();
+    say("text-note", "Searching \u2026");
+    let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
+    const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...byId<HTMLInputElement>("match-case").checked && { case: 1 } };
+    while (found.line === null && found.next !== undefined)
+      found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
+    const line = found.line === null ? undefined : await this.lines.read(found.line);
+    this.lines.select(found.line ?? -1);
+    say("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
+      : `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}` +
+        (held < total ? `. Of ${plural(total, "line")} the first ${count(held)} alone are in this file` : ""));
+    if (line) this.timeline.goTo(line.time);
   }
 
   /** Shows the text at a place of the time line. */

@@ -66,9 +66,10 @@ export class LongList<Item> {
   });
 
   private element(index: number, top: number): HTMLElement {
-    const element = make("div", { className: "item", id: `${this.list.id}-${index}`, onclick: () => this.pick(index) });
-    const roles = { role: "option", "aria-setsize": this.total, "aria-posinset": index + 1, "aria-selected": index === this.selected };
-    for (const [name, value] of Object.entries(roles)) element.setAttribute(name, String(value));
+    const [ariaSetSize, ariaPosInSet, ariaSelected] = [this.total, index + 1, index === this.selected].map(String);
+    const element = make("div", { className: "item", id: `${this.list.id}-${index}`, ariaSetSize, ariaPosInSet, ariaSelected });
+    element.setAttribute("role", "option");
+    element.onclick = () => this.pick(index);
     element.style.top = `${top}px`;
     if (index in this.items) this.fill(this.items[index], element);
     else element.append(span(this.missing, "pending"));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
-import { attempt, byId, oneAtATime, say, trouble } from "./elements";
+import { attempt, byId, choose, oneAtATime, say, trouble } from "./elements";
 import { EmbeddedFeed, type Feed, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
@@ -32,7 +32,7 @@ class Page {
     this.timeline.onPlace = (place) => this.lists.showPlace(place);
     this.timeline.onRow = (track) => {
       if (track.kind === "text") this.lists.port = track.port!;
-      if (track.kind === "value") this.values.choose(track.id);
+      if (track.kind === "value") choose(byId("value-track"), track.id);
       this.lists.open({ text: "text", value: "values", pc: "profile", bandwidth: "losses" }[track.kind] ?? "about");
       this.values.draw();
     };
@@ -46,7 +46,7 @@ class Page {
 
   private connect(): void {
     const { timeline, lists } = this;
-    const actions: [string, string[], () => void][] = [
+    const actions: [string, string[], () => unknown][] = [
       ["zoom-in", ["+", "="], () => timeline.zoom(1 / 1.6)], ["zoom-out", ["-", "_"], () => timeline.zoom(1.6)],
       ["whole", ["Home"], () => timeline.lookWhole()], ["", ["End"], () => timeline.lookAtEnd()],
       ["", ["ArrowLeft"], () => timeline.pan(-0.1)], ["", ["ArrowRight"], () => timeline.pan(0.1)],
@@ -59,7 +59,7 @@ class Page {
       ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
       ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
-    for (const [id, , action] of actions) if (id) byId(id).onclick = action;
+    for (const [id, , action] of actions) if (id) byId(id).onclick = () => attempt(action);
     document.onkeydown = (event) => {
       const target = event.target as HTMLElement;
       if (event.ctrlKey || event.altKey || event.metaKey || target.closest("input, select, dialog")) return;
@@ -67,7 +67,7 @@ class Page {
       const action = actions.find(([, keys]) => keys.includes(pressed));
       if (!action || (target.closest(".list") && /Arrow(Up|Down)|Home|End/.test(pressed))) return;
       event.preventDefault();
-      action[2]();
+      void attempt(action[2]);
     };
     const dark = matchMedia("(prefers-color-scheme: dark)");
     dark.onchange = () => this.setTheme(dark.matches ? "dark" : "light");
@@ -136,12 +136,10 @@ class Page {
       void attempt(() => this.feed.post("ports", { types: wanted.map((choice) => choice.join(":")).join(",") }));
   }
 
-  private stop(): void {
+  private async stop(): Promise<void> {
     if (!confirm("End the recording? All that was captured is saved.")) return;
-    void attempt(async () => {
-      await this.feed.post("stop");
-      say("state", "ending \u2026");
-    });
+    await this.feed.post("stop");
+    say("state", "ending \u2026");
   }
 
   private write(): void {

@@ -23,7 +23,7 @@ export class Brush {
   readonly perPixel: number;
 
   constructor(readonly ctx: CanvasRenderingContext2D, readonly colors: Record<string, string>, readonly from: number, readonly to: number,
-              readonly width: number, readonly axis: Axis, readonly overview: Overview, readonly names: Map<number, string>) {
+              readonly width: number, readonly axis: Axis, readonly overview: Overview) {
     this.perPixel = (to - from) / width;
     const tile = make("canvas", { width: 6, height: 6 });
     const pen = tile.getContext("2d")!;
@@ -36,7 +36,11 @@ export class Brush {
 
   /** A colour for an exception; which one it is also stands in its name. */
   hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.colors.lightness})`; }
-  exception(number: number): string { return visible(this.names.get(number) ?? (number === 0 ? "thread" : `exception ${number}`)); }
+
+  exception(wanted: number): string {
+    const track = this.overview.tracks.find(({ number }) => number === wanted);
+    return visible(track?.label ?? (wanted === 0 ? "thread" : `exception ${wanted}`));
+  }
 
   rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {
     this.ctx.fillStyle = style;

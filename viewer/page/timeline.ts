@@ -24,7 +24,6 @@ export class Timeline {
   onPlace: (place: number) => void = () => {};  // a place was clicked
 
   private rows: Row[] = [];
-  private readonly names = new Map<number, string>();  // of exceptions
   private deepest = 2;
   private readonly plot = byId<HTMLCanvasElement>("plot");
   private readonly ruler = byId<HTMLCanvasElement>("ruler");
@@ -75,7 +74,6 @@ export class Timeline {
       const { label } = this.rows[i];
       const [name, total] = [visible(track.label), totalText(track)];
       this.rows[i].track = track;
-      if (track.kind === "exception") this.names.set(track.number ?? 0, track.label);
       Object.assign(label, { title: `${name}, ${total}`, onclick: () => this.onRow(track) });
       Object.assign(label.dataset, { track: track.id, kind: track.kind });
       label.replaceChildren(make("b", {}, name), make("small", {}, total));
@@ -141,7 +139,7 @@ export class Timeline {
   readonly repaint = onFrame(() => this.paint());
 
   private brush(ctx: CanvasRenderingContext2D): Brush {
-    return new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview, this.names);
+    return new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview);
   }
 
   private paint(): void {
@@ -222,8 +220,7 @@ export class Timeline {
   /** How exact the picture is, in words. */
   private summary(brush: Brush): string {
     const span = `${this.axis.span(this.to - this.from)} in view, 1 px = ${this.axis.span(brush.perPixel)}`;
-    const places = Array.from({ length: 65 }, (_, i) => this.from + (this.to - this.from) * i / 64);
-    const seen = places.map((place) => bestAt(this.layers, place)).filter((layer): layer is Layer => layer !== undefined);
+    const seen = Array.from({ length: 65 }, (_, i) => bestAt(this.layers, this.from + (this.to - this.from) * i / 64) ?? []).flat();
     const worst = seen.reduce((one, other) => grain(other) > grain(one) ? other : one, seen[0]);
     if (!worst) return span;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
@@ -266,11 +263,8 @@ export class Timeline {
       if (this.drag.moved && cursor >= 0) this.setCursor(cursor);
       else if (this.drag.moved) this.look(begin, begin + this.to - this.from);
     };
-    canvas.onpointerup = () => {
-      if (this.drag && !this.drag.moved) this.onPlace(this.pointed!);
-      this.drag = null;
-    };
-    canvas.onpointercancel = () => { this.drag = null; };
+    canvas.onpointerup = () => { if (this.drag && !this.drag.moved) this.onPlace(this.pointed!); };
+    canvas.onlostpointercapture = () => { this.drag = null; };
     canvas.onpointerleave = () => { this.pointer = null; this.hideTip(); };
     canvas.ondblclick = () => this.lookWhole();
   }

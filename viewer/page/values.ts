@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
-import { byId, choose, offer, say } from "./elements";
+import { byId, offer, say } from "./elements";
 import { arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
 import { SUSPECT } from "./rows";
@@ -16,11 +16,6 @@ export class Values {
   constructor(private readonly timeline: Timeline) {
     this.choice.onchange = () => this.draw();
     new ResizeObserver(() => this.draw()).observe(this.box);
-  }
-
-  choose(id: string): void {
-    choose(this.choice, id);
-    this.draw();
   }
 
   /** Draws anew when the panel is open; `style` when the colours have changed. */
