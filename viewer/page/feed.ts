@@ -164,11 +164,10 @@ export class EmbeddedFeed implements Feed {
     return new EmbeddedFeed(held, held.windows.map((size) => readWindow(data.slice(at, at += size))));
   }
 
-  async ask<T>(what: string, question: Question = {}): Promise<T> { return this.answer(what, question) as unknown as T; }
   async post(): Promise<unknown> { throw new Error("Nothing can be changed in a file."); }
   follow(): void {}
 
-  private answer(what: string, { port, line, count, text, back, case: matchCase, time, from, by }: Question): object {
+  async ask<T>(what: string, { port, line, count, text, back, case: matchCase, time, from, by }: Question = {}): Promise<T> {
     const { overview, ledger, profile } = this.held;
     const { lines, rows } = this.held.text[`port:${port}`] ?? { lines: 0, rows: [] };
     const fold = (word: unknown) => matchCase ? String(word) : String(word).replace(/[A-Z]/g, (letter) => letter.toLowerCase());
@@ -184,7 +183,7 @@ export class EmbeddedFeed implements Feed {
         return { line: null };
       },
     };
-    return answers[what]();
+    return answers[what]() as unknown as T;
   }
 
   async layers(from: number, to: number, pixels: number): Promise<Layer[]> {

@@ -81,11 +81,9 @@ export class LongList<Item> {
   async read(index: number): Promise<Item | undefined> {
     const { items, asked } = this;
     const first = index - index % CHUNK;
-    if (!asked.has(first)) asked.set(first, this.readChunk(items, first));
-    await asked.get(first)!.catch((error) => {
-      asked.delete(first);
-      throw error;
-    });
+    const again = (error: Error) => { asked.delete(first); throw error; };
+    if (!asked.has(first)) asked.set(first, this.readChunk(items, first).catch(again));
+    await asked.get(first);
     this.draw();
     return items[index];
   }

@@ -40,13 +40,13 @@ function spanAt(brush: Brush, { begin, end, number, flags, depth }: Arrays, plac
 /** PC and address that a comparator sent with the value at `offset`: behind its last value. */
 function matchOf(comparator: number, layer: Layer, offset: number): string {
   const last = (kind: string) => {
-    const { offset: offsets = [], value: numbers } = layer.tracks.get(`watch:${comparator}:${kind}`) ?? {};
+    const { offset: offsets = [], value: numbers = [] } = layer.tracks.get(`watch:${comparator}:${kind}`) ?? {};
     const i = firstAbove(offsets, offset - 0.5) - 1;
-    return i < 0 ? { at: -1, number: 0 } : { at: offsets[i], number: numbers![i] };
+    return { at: offsets[i] ?? -1, number: numbers[i] };
   };
   const before = Math.max(last("read").at, last("write").at);
-  const told = (name: string, { at, number }: { at: number; number: number }) => at > before ? `\n${name} ${hex(number)}` : "";
-  return told("PC", last("pc")) + told("address", last("address"));
+  const sent = [["PC", last("pc")], ["address", last("address")]] as const;
+  return sent.map(([name, { at, number }]) => at > before ? `\n${name} ${hex(number)}` : "").join("");
 }
 
 function eventAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
