@@ -1,4 +1,5 @@
 // A plug-in that hands every call on to the real one beside it, but for the faults that faults.h names.
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -58,7 +59,14 @@ CReceiver* CreateReal() {
 void LeakThread() {
     static std::unique_ptr<char[]> block(new char[4096]);
     if (creations != 5) return;
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
+    static std::atomic<bool> runs{false};
+    std::thread([] {
+        runs = true;
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }).detach();
+    // The plug-in may be unloaded soon: by then the thread has to be asleep, outside of its code.
+    while (!runs) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
     block.reset();
 }
 
