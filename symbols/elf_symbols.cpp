@@ -102,6 +102,10 @@ std::optional<uint32_t> VectorTable(const ElfFile& file) {
     return lowest;
 }
 
+/// Exceptions that the older ones of the architectures do not have. What stands there instead is the
+/// vendor's, such as a checksum.
+bool IsReserved(uint32_t number) { return (number >= 7 && number <= 10) || number == 13; }
+
 }  // namespace
 
 std::string ArchitectureExceptionName(uint32_t number) {
@@ -145,8 +149,10 @@ void ElfSymbols::ReadVectors(const ElfFile& file) {
     for (uint32_t number = 1; number < kMostExceptions; ++number) {
         const std::optional<uint32_t> word = file.WordAt(*table + 4 * number);
         if (!word) break;
-        if ((*word & 1U) == 0 && *word != 0) break;  // not code of this architecture: behind the table's end
-        if (*word == 0) continue;                    // reserved
+        if ((*word & 1U) == 0) {
+            if (*word == 0 || IsReserved(number)) continue;
+            break;  // not code of this architecture: behind the table's end
+        }
         targets[number] = *word & ~1U;
         ++uses[*word & ~1U];
     }

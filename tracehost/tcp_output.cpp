@@ -70,12 +70,25 @@ void TcpOutput::Serve() {
     listener.Close();
 }
 
+/// A client for whom there is no memory is cut off at once.
+void TcpOutput::TakeIn(Network::Socket socket) {
+    ++clientsSoFar.served;
+    try {
+        std::list<Client> one(1);
+        one.front().socket = std::move(socket);
+        one.front().next = backlog.End();
+        clients.splice(clients.end(), one);
+    } catch (const std::bad_alloc&) {
+        socket.Reset();
+        ++clientsSoFar.cutOff;
+    }
+}
+
 void TcpOutput::TakeClients() {
     while (clients.size() < kMostClients) {
         Network::Socket socket(Network::Accept(listener.Handle()));
         if (!socket) return;
-        clients.push_back({std::move(socket), backlog.End()});
-        ++clientsSoFar.served;
+        TakeIn(std::move(socket));
     }
 }
 
@@ -93,8 +106,7 @@ void TcpOutput::TurnAway() {
             continue;
         }
         clients.erase(silent);
-        clients.push_back({std::move(socket), backlog.End()});
-        ++clientsSoFar.served;
+        TakeIn(std::move(socket));
     }
 }
 

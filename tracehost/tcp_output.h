@@ -59,6 +59,7 @@ class TcpOutput : public CaptureObserver {
     void Serve();
     void TakeClients();
     void TurnAway();
+    void TakeIn(Network::Socket socket);
     bool ServeClients(std::unique_lock<std::mutex>& lock);
     Turn ServeClient(Client& client, std::unique_lock<std::mutex>& lock);
     static bool PassOver(Client& client);

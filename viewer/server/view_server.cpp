@@ -1,7 +1,8 @@
 #include "viewer/server/view_server.h"
 
 #include <chrono>
-#include <system_error>
+#include <exception>
+#include <list>
 
 #include "viewer/server/socket_channel.h"
 
@@ -55,11 +56,12 @@ void ViewServer::Accept() {
     }
 }
 
-/// A connection for which there is no thread is broken.
+/// A connection for which there is no thread, or no memory, is broken.
 void ViewServer::Begin(Network::Socket socket) {
     const bool busy = connections.size() >= kMostConnections;
-    Connection& connection = connections.emplace_back();
     try {
+        std::list<Connection> begun(1);
+        Connection& connection = begun.front();
         connection.thread = std::thread([this, &connection, busy, moved = std::move(socket)]() mutable {
             try {
                 Serve(std::move(moved), site, busy, ending);
@@ -68,8 +70,8 @@ void ViewServer::Begin(Network::Socket socket) {
             }
             connection.done = true;
         });
-    } catch (const std::system_error&) {
-        connections.pop_back();
+        connections.splice(connections.end(), begun);
+    } catch (const std::exception&) {
     }
 }
 

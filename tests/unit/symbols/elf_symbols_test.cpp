@@ -118,6 +118,7 @@ TEST(ElfSymbols, ExceptionsHaveTheNamesOfTheirHandlers) {
     firmware.text[0] = 0x20001000;
     firmware.text[1] = 0x08000081;   // Reset
     firmware.text[3] = 0x080000A1;   // HardFault: shared
+    firmware.text[7] = 0xEFFF5BC2;   // the vendor's checksum
     firmware.text[15] = 0x08000091;  // SysTick
     firmware.text[16] = 0x080000A1;  // shared: the default handler
     firmware.text[17] = 0x080000B1;
