@@ -5,7 +5,9 @@
 namespace Korr::Plim::Trace::Viewer {
 
 std::string Gunzip(const std::string& packed) {
-    const auto byte = [&packed](std::size_t at) { return static_cast<unsigned char>(packed.at(at)); };
+    const auto byte = [&packed](std::size_t at) -> std::size_t {
+        return static_cast<unsigned char>(packed.at(at));
+    };
     EXPECT_EQ(packed.substr(0, 3), "\x1F\x8B\x08");
     std::string out;
     std::size_t at = 10;
