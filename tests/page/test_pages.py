@@ -6,6 +6,7 @@ import re
 import shutil
 import struct
 import subprocess
+import sys
 import tempfile
 import time
 import tty
@@ -102,6 +103,34 @@ class TenTracks(PageTest):
                 self.browser.keys(Keys.ARROW_RIGHT if i % 4 < 2 else Keys.ARROW_LEFT)
             frames = self.browser.run("return window.frames_")
             self.judge_frames(frames, f"of ten rows, {view or 'the whole'}")
+
+
+class ManySamples(PageTest):
+    SAMPLES = 90_000  # and their timestamps, about as many packets as are shown one by one
+
+    @classmethod
+    def prepare(cls):
+        signal = Signal().sync()
+        for i in range(cls.SAMPLES):
+            signal.sample(0x08000000 + i * 7919 % 4096)
+            if i % 10 == 9:
+                signal.wait(1)
+        cls.page = cls.page_of("samples.bin", bytes(signal.bytes), "--clock", "1MHz", "--framing", "itm", "--detail", "8M")
+
+    def test_samples_beyond_the_pixels_cost_no_rectangles(self):
+        self.open(self.page)
+        self.wait_text("#summary", "exact: every packet$")
+        self.browser.run("""
+            window.rectangles_ = 0;
+            const plain = CanvasRenderingContext2D.prototype.fillRect;
+            CanvasRenderingContext2D.prototype.fillRect = function (...box) { window.rectangles_++; plain.apply(this, box); };
+            window.frames_.length = 0;
+            document.getElementById("set-a").click();""")
+        self.browser.wait(lambda: self.browser.run("return window.frames_.length"), "a frame")
+        drawn = self.browser.run("return window.rectangles_ / window.frames_.length")
+        print(f"\n{drawn:,.0f} rectangles a frame of {self.SAMPLES:,} samples", file=sys.stderr)
+        self.assertGreater(drawn, 1000)
+        self.assertLess(drawn, self.SAMPLES / 4)
 
 
 @unittest.skipUnless(os.path.exists(os.path.join(RECORDING, "swo-tpiu-8mbaud.elf")) and RECORDING,
