@@ -130,6 +130,74 @@ class ServedPage(ServedTest):
         self.wait_text("#text-list", "more 2")
 
 
+class GrowingPage(ServedTest):
+    def grow(self, capture, seconds=1.5):
+        """The file grows by a line of text, again and again, which the page is seen to follow."""
+        before = self.browser.run("return window.overviews_")
+        end = time.monotonic() + seconds
+        with open(capture, "ab") as file:
+            while time.monotonic() < end:
+                file.write(Signal().text(0, "one more\n").wait(50).bytes)
+                file.flush()
+                time.sleep(0.1)
+        self.browser.wait(lambda: self.browser.run("return window.overviews_") > before + 2, "overviews")
+
+    def open_growing(self, place):
+        capture, _, address = self.view_of(known_signal(60).bytes, "growing.bin")
+        self.open(address, place)
+        self.wait_text("#text-list-3", "round")
+        self.browser.run("""
+            window.overviews_ = window.blank_ = 0;
+            const plain = window.fetch;
+            window.fetch = (address, ...more) => { window.overviews_ += address.includes("/overview"); return plain(address, ...more); };
+            const look = () => { window.blank_ += document.querySelectorAll("#text-list .pending").length; };
+            new MutationObserver(look).observe(document.getElementById("text-list"), { childList: true, subtree: true });""")
+        return capture
+
+    def test_rows_stay_while_newer_ones_are_read(self):
+        capture = self.open_growing("list=text&port=0")
+        self.grow(capture)
+        self.assertEqual(self.browser.run("return window.blank_"), 0)
+
+    def test_a_click_that_takes_long_is_none_the_less_one(self):
+        capture = self.open_growing("list=text&port=0")
+        box = self.browser.element("#text-list-3").rect
+        x, y = box["x"] + 60, box["y"] + box["height"] / 2
+        self.browser.mouse(x, y)
+        self.browser.mouse(x, y, "mousePressed", button="left", clickCount=1)
+        self.grow(capture)
+        self.browser.mouse(x, y, "mouseReleased", button="left", clickCount=1)
+        self.browser.wait(lambda: self.browser.elements("#text-list-3[aria-selected=true]"), "the line that was clicked")
+
+    def test_answers_stay_until_the_user_does_something_else(self):
+        capture = self.open_growing("list=text&port=0")
+        self.browser.keys("/", "round 12 ", Keys.ENTER)
+        self.wait_text("#text-note", "^Found in line 13 of 60$")
+        self.grow(capture)
+        self.assertEqual(self.browser.text("#text-note"), "Found in line 13 of 60")
+        self.browser.keys(Keys.TAB)
+        self.wait_text("#text-note", r"^\d+ lines$")
+        self.browser.click("#next-loss")
+        self.wait_text("#state", "^no loss behind this$")
+        self.grow(capture)
+        self.assertEqual(self.browser.text("#state"), "no loss behind this")
+        self.browser.keys("c")
+        self.wait_text("#state", "^recording$")
+
+    def test_of_another_file_in_its_place_the_whole_is_shown(self):
+        view, place = around(20 * STEP)
+        capture = self.open_growing(f"{place}&list=text&port=0&a={view[0]:.0f}")
+        self.assertNotEqual(self.browser.text("#cursors"), "")
+        self.browser.click("#text-list-3")
+        other = self.folder / "other.bin"
+        other.write_bytes(known_signal(30).bytes)
+        os.replace(other, capture)
+        self.wait_text("#text-note", "^30 lines$")
+        self.browser.wait(lambda: not re.search(r"\b[va]=", self.browser.driver.current_url), "the whole without cursors")
+        self.assertEqual(self.browser.text("#cursors"), "")
+        self.assertEqual(self.browser.elements("#text-list [aria-selected=true]"), [])
+
+
 class ChangedPage(ServedTest):
     def shown(self, port):
         return self.browser.text(f'[data-track="port:{port}"] small').rpartition(", ")[2]

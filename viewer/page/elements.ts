@@ -5,6 +5,25 @@ import { visible } from "./format";
 export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
 export const say = (id: string, text: string): void => { byId(id).textContent = text; };
 
+const withheld = new Map<string, string | null>();  // by the element in which an answer stands: what would stand there else
+
+/** Says what the user asked for, which stays until he does something else. */
+export function answer(id: string, text: string): void {
+  say(id, text);
+  if (!withheld.has(id)) withheld.set(id, null);
+}
+
+/** Says how things are, once no answer stands there. */
+export function tell(id: string, text: string): void {
+  if (withheld.has(id)) withheld.set(id, text);
+  else say(id, text);
+}
+
+for (const action of ["pointerdown", "keydown"]) addEventListener(action, () => {
+  withheld.forEach((text, id) => { if (text !== null) say(id, text); });
+  withheld.clear();
+}, true);
+
 type Tags = HTMLElementTagNameMap;
 
 /** A new element; strings in it stay text. */

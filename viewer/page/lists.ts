@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
-import { attempt, byId, choose, fit, make, offer, oneAtATime, say, span } from "./elements";
+import { answer, attempt, byId, choose, fit, make, offer, oneAtATime, say, span, tell } from "./elements";
 import { type Entry, type Feed, type Found, type LedgerAnswer, type Line, type ProfileAnswer, type TextAnswer } from "./feed";
 import { count, hex, percent, plural, visible } from "./format";
 import { LongList } from "./long_list";
@@ -89,7 +89,7 @@ export class Lists {
   private async readLosses(): Promise<void> {
     const { total, unlisted } = await this.askLosses(0, 1);
     const { lost, forecast } = this.timeline.overview;
-    this.losses.reset(total);
+    this.losses.update(total, String(this.timeline.recording));
     say("losses-note", (total === 0 ? "Nothing is known to be lost." : `${total === 1 ? "1 entry" : `${count(total)} entries`}; lost: ${visible(lost.text)}`) +
       (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
       (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : ""));
@@ -120,7 +120,7 @@ export class Lists {
     }
     const listed = index >= 0 && index < total;
     const entry = listed ? await this.losses.read(index) : undefined;
-    say("state", !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
+    answer("state", !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
       : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
     if (!entry) return;
     this.losses.select(index);
@@ -128,12 +128,13 @@ export class Lists {
   }
 
   private async readText(): Promise<void> {
-    if (this.port < 0) return say("text-note", "No stimulus port holds text.");
+    const { port } = this;
+    if (port < 0) return tell("text-note", "No stimulus port holds text.");
     const { lines, held = lines } = await this.askText(0, 1);
-    if (lines === this.lines.total && this.lines.selected >= 0) return;
+    if (port !== this.port) return;  // another is asked about
     this.held = held;
-    this.lines.reset(lines);
-    say("text-note", plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : ""));
+    this.lines.update(lines, `${this.timeline.recording}:${port}`);
+    tell("text-note", plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : ""));
   }
 
   private fillLine(line: Line, element: HTMLElement): void {
@@ -148,14 +149,14 @@ export class Lists {
     this.sought = byId<HTMLInputElement>("sought").value;
     const { lines: { total, selected }, held } = this;
     if (!this.sought || this.port < 0) return this.lines.draw();
-    say("text-note", "Searching \u2026");
+    answer("text-note", "Searching \u2026");
     let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
     const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...byId<HTMLInputElement>("match-case").checked && { case: 1 } };
     while (found.line === null && found.next !== undefined)
       found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
     const line = found.line === null ? undefined : await this.lines.read(found.line);
     this.lines.select(found.line ?? -1);
-    say("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
+    answer("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
       : `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}` +
         (held < total ? `. Of ${plural(total, "line")} the first ${count(held)} alone are in this file` : ""));
     if (line) this.timeline.goTo(line.time);

@@ -10,6 +10,7 @@ export class LongList<Item> {
   total = 0;
   selected = -1;
   private readonly space = make("div", {});
+  private of = "";  // what it is a list of
   private items: Item[] = [];  // those that were read, by index
   private asked = new Map<number, Promise<void>>();  // by first index
 
@@ -23,9 +24,11 @@ export class LongList<Item> {
     new ResizeObserver(this.draw).observe(list);
   }
 
-  /** The list has `total` items; those that were read are read again. */
-  reset(total: number): void {
-    [this.total, this.items, this.asked] = [total, [], new Map()];
+  /** The list `of` something has `total` items. Those that were read are read again, and stay until then, but for another list's. */
+  update(total: number, of: string): void {
+    if (of !== this.of) [this.of, this.items, this.selected] = [of, [], -1];
+    if (total < this.items.length) this.items.length = total;
+    [this.total, this.asked] = [total, new Map()];
     this.draw();
   }
 
@@ -61,9 +64,17 @@ export class LongList<Item> {
     const first = Math.floor(scrollTop * this.scale / ITEM);
     const shift = this.scale > 1 ? scrollTop - first * ITEM : 0;
     const shown = Math.max(Math.min(Math.ceil(clientHeight / ITEM) + 1, this.total - first), 0);
-    this.space.replaceChildren(...Array.from({ length: shown }, (_, i) => this.element(first + i, (first + i) * ITEM + shift)));
+    while (this.space.childElementCount > shown) this.space.lastElementChild!.remove();
+    for (let i = 0; i < shown; i++) this.place(this.element(first + i, (first + i) * ITEM + shift), this.space.children[i]);
     this.list.setAttribute("aria-activedescendant", this.space.querySelector("[aria-selected=true]")?.id ?? "");
   });
+
+  /** What shows the same already stays, so that a click is not lost whose button is down. */
+  private place(element: HTMLElement, before: Element | undefined): void {
+    if (!before) return this.space.append(element);
+    before.ariaSetSize = element.ariaSetSize;
+    if (!before.isEqualNode(element)) before.replaceWith(element);
+  }
 
   private element(index: number, top: number): HTMLElement {
     const [ariaSetSize, ariaPosInSet, ariaSelected] = [this.total, index + 1, index === this.selected].map(String);
@@ -81,19 +92,20 @@ export class LongList<Item> {
   async read(index: number): Promise<Item | undefined> {
     const { items, asked } = this;
     const first = index - index % CHUNK;
+    const keep = (at: number, item: Item) => { if (asked === this.asked || !(at in items)) items[at] = item; };  // never an older one
     const again = (error: Error) => { asked.delete(first); throw error; };
-    if (!asked.has(first)) asked.set(first, this.readChunk(items, first).catch(again));
+    if (!asked.has(first)) asked.set(first, this.readChunk(first, keep).catch(again));
     await asked.get(first);
     this.draw();
     return items[index];
   }
 
-  private async readChunk(items: Item[], first: number): Promise<void> {
+  private async readChunk(first: number, keep: (at: number, item: Item) => void): Promise<void> {
     const end = Math.min(first + CHUNK, this.total);
     for (let at = first; at < end;) {
       const found = await this.load(at, end - at);
       if (found.length === 0) return;
-      for (const item of found) items[at++] = item;
+      for (const item of found) keep(at++, item);
     }
   }
 }

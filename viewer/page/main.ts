@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
-import { attempt, byId, choose, oneAtATime, say, trouble } from "./elements";
+import { answer, attempt, byId, choose, oneAtATime, say, tell, trouble } from "./elements";
 import { EmbeddedFeed, type Feed, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
@@ -139,7 +139,7 @@ class Page {
   private async stop(): Promise<void> {
     if (!confirm("End the recording? All that was captured is saved.")) return;
     await this.feed.post("stop");
-    say("state", "ending \u2026");
+    answer("state", "ending \u2026");
   }
 
   private write(): void {
@@ -154,7 +154,7 @@ class Page {
     badge("lost", nothing ? "nothing lost" : `lost: ${lost.text}`, lost.text, nothing);
     byId("follow").hidden = !overview.live;
     byId("stop").hidden = !overview.stoppable;
-    say("state", overview.live ? "recording" : overview.complete ? ""
+    tell("state", overview.live ? "recording" : overview.complete ? ""
       : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`);
   }
 
@@ -168,11 +168,11 @@ class Page {
   private readonly grow = oneAtATime(async () => {
     if (this.latest <= this.revision) return;
     await attempt(async () => {
-      const length = this.timeline.to - this.timeline.from;
+      const { whole, from, to, axis } = this.timeline;
       this.overview = await this.feed.ask<Overview>("overview");
       this.revision = this.overview.revision;
       this.timeline.update(this.overview);
-      if (this.following && !this.timeline.whole) this.timeline.lookAtEnd(length);
+      if (this.following && !whole && this.timeline.axis.unit === axis.unit) this.timeline.lookAtEnd(to - from);
       this.lists.update();
       this.values.draw();
       this.write();

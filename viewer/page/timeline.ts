@@ -18,6 +18,7 @@ export class Timeline {
   from = 0;  // of what is in view, as `to`
   to = 0;
   cursors: (number | null)[] = [null, null];
+  recording = 0;  // changes when places, lines and losses known so far mean nothing any more
   layers: Layer[] = [];
   onChange: () => void = () => {};  // the view or its answer
   onRow: (track: Track) => void = () => {};  // a row's name was pressed
@@ -57,9 +58,20 @@ export class Timeline {
   /** The recording has grown, or is known better. */
   update(overview: Overview): void {
     const wasWhole = this.whole;
+    const other = this.isOther(overview);
+    if (other) this.recording++;
     this.take(overview);
-    if (wasWhole) this.lookWhole();
+    if (other) this.cursors = [null, null];
+    if (other || wasWhole) this.lookWhole();
     else void this.ask();
+  }
+
+  /** Whether places of what is shown mean nothing in `overview`: it is another recording's, or has another number line. */
+  private isOther(overview: Overview): boolean {
+    const { axis, name, started, bytes, indexed } = this.overview;
+    if (indexed === 0) return false;  // nothing was known of it
+    return overview.bytes < bytes || overview.name !== name || overview.started !== started ||
+      (overview.indexed > 0 && (overview.axis.kind !== axis.kind || overview.axis.unit !== axis.unit));
   }
 
   private take(overview: Overview): void {
