@@ -30,7 +30,7 @@ def number(value):
 
 def is_wide(entry):
     """Whether its rounds differ so much that their median says little."""
-    return entry["min"] > 0 and entry["max"] > WIDEST * entry["min"]
+    return entry["max"] > WIDEST * entry["min"]
 
 
 def cell(entry, missed=" NO", wide=" WIDE"):
