@@ -63,7 +63,7 @@ check: test packages-all lint docs test-page test-soak test-asan test-tsan test-
 test-native: build ## the fast loop: what `make test` runs
 	@$(CTEST) --test-dir build/linux -LE 'long|soak'
 
-test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer
+test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer, SOAK_BUSY=1 beside a busy process
 	@$(CTEST) --verbose --output-junit soak.xml --test-dir build/linux -L soak
 
 # With Debian's Python, which has Debian's selenium. Frames beside a recording are judged from LIVE_SECONDS=60 on, on a
@@ -93,7 +93,7 @@ lint: packages-all ## format and static checks
 bench: build build-windows ## measure speed beside dd, cat, cp and bare loops (some 15 minutes)
 	@bench/run_benchmarks; $(end_wine)
 
-bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 30 minutes)
+bench-loss: build build-windows ## measure what is lost at the pace of a wire, RUNS (1) of each (some 45 minutes)
 	@bench/run_loss_table --runs $(RUNS); $(end_wine)
 
 fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS at a time

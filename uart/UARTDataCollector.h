@@ -16,7 +16,7 @@ namespace Korr::Plim::Trace::Tarnel {
 ///
 /// Calling order: construct; start a uThread on it; Stop; poll IsFinished, yielding; destroy thread and
 /// collector. Two threads touch it: the owner's, and the capture thread, which runs Run only. They share
-/// `running` and `finished`.
+/// `running` and `finished`, and of the port what ends its waits (SerialPort::EndWaits).
 class UARTDataCollector : public KORR_PLIM::uRunnable {
   public:
     /// Opens and configures the port and makes the capture file.

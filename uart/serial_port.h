@@ -44,13 +44,12 @@ struct PortQueue {
 /// Seam: one serial port, synchronous. On Windows port N is \\.\COM<N>. On Linux it is the terminal that the
 /// environment variable KORR_TRACE_COM<N> names, else /dev/ttyACM<N>; any rate but 0 can be asked for, and
 /// the members dsrFlow, dsrSensitivity, discardNull and abortOnError have no counterpart: they read as false
-/// and are ignored. Every operation but IsOpen gives false on failure; LastError then says why. The object
-/// does not close itself: the owner calls Close.
+/// and are ignored. Operations that can fail give false then; LastError says why. The object does not close
+/// itself: the owner calls Close.
 class SerialPort {
   public:
     /// Bytes that a capture asks for in one read. Windows: 100, what its users expect of it. Linux: 4,096,
-    /// all that a terminal's line discipline ever holds, so that one read empties it and a larger one would
-    /// bring no more.
+    /// all that a terminal's line discipline holds; larger ones were measured and gain nothing.
     static const uint32_t kCaptureReadSize;
 
     SerialPort() = default;
@@ -82,8 +81,8 @@ class SerialPort {
     /// some 50 ms, until EndWaits or for 100 ms at most, which costs next to nothing. A wait that fails or
     /// that a signal ends is simply over: the next read tells what is the matter.
     void AwaitMore(uint32_t bytesRead);
-    /// Ends a wait that is going on; from then on, until the port is opened again, none is long. From any
-    /// thread, while the port is open.
+    /// Ends a long wait that is going on; from then on, until the port is opened again, none is long. Waits
+    /// of 1 ms run out by themselves. From any thread, while the port is open.
     void EndWaits();
     /// Closes. The object counts as closed whatever the platform answered. On Linux the line gets back the
     /// settings that it was found with, where the owner has not restored them.

@@ -68,6 +68,12 @@ def recorder(context, platform, rate, output):
                    "counter", *READER_OPTIONS.get(platform, [])], env, None if wine else context.log)
 
 
+def has_raised_thread(process):
+    """Whether a thread of it comes to its turn before ordinary ones."""
+    tasks = f"/proc/{process}/task"
+    return any(os.getpriority(os.PRIO_PROCESS, int(task)) < 0 for task in os.listdir(tasks))
+
+
 def measure(context, cell, seconds):
     """One run: what was sent, what became of it."""
     platform, rate, busy = cell.split(":")
@@ -80,6 +86,8 @@ def measure(context, cell, seconds):
         reader = recorder(context, platform, RATES[rate], output)
         if not reader.answer().get("ready"):
             raise Failure("collector_capture did not start")
+        if platform == "raised" and not has_raised_thread(reader.pid):
+            raise Failure("the capture thread's priority was refused")
         competitors = Busy(int(busy))
         time.sleep(0.5)
         target.enable()

@@ -51,6 +51,10 @@ class SerialPortContract : public ::testing::Test {
         }
         return bytes;
     }
+    // As many waits as take a quarter of a minute at least where each lasts as long as the longest may.
+    void AwaitMoreOften() {
+        for (int i = 0; i < 200; ++i) port.AwaitMore(0);
+    }
     bool AwaitWaiting(uint32_t bytes) {
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         PortQueue queue;
@@ -155,6 +159,41 @@ TEST_F(SerialPortContract, BytesArriveDuringABreakOfTheOwnLine) {
     ASSERT_TRUE(port.SetBreak()) << SerialPort::LastError();
     probe->Send("late");
     EXPECT_EQ(Receive(4, 100), "late");
+}
+
+TEST_F(SerialPortContract, WaitsTakeNothingFromWhatArrives) {
+    Configure();
+    port.AwaitMore(0);
+    probe->Send("awaited");
+    std::string bytes;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (uint32_t count = 0; bytes.size() < 7 && std::chrono::steady_clock::now() < limit;) {
+        port.AwaitMore(count);
+        char buffer[3];
+        ASSERT_TRUE(port.Read(buffer, sizeof buffer, count));
+        bytes.append(buffer, count);
+    }
+    EXPECT_EQ(bytes, "awaited");
+}
+
+TEST_F(SerialPortContract, WaitsThatAreEndedOnceAreNeverLongAgain) {
+    Configure();
+    port.EndWaits();
+    port.EndWaits();
+    const auto before = std::chrono::steady_clock::now();
+    AwaitMoreOften();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+    probe->Send("heard");
+    EXPECT_EQ(Receive(5, 100), "heard");
+}
+
+TEST_F(SerialPortContract, NothingIsAwaitedOfAPortThatIsGone) {
+    if (!probe->UnpluggingIsSeen()) GTEST_SKIP() << "this platform reads nothing from a port that is gone";
+    Configure();
+    probe->Unplug();
+    const auto before = std::chrono::steady_clock::now();
+    AwaitMoreOften();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
 
 TEST_F(SerialPortContract, ReadFailsWhenTheFarEndIsGone) {

@@ -35,7 +35,7 @@ bool CaptureFile::Create(const std::string& name) {
     return file >= 0;
 }
 
-// Nothing to write needs no system call: the capture loop turns mostly on empty reads.
+// Nothing to write needs no system call.
 bool CaptureFile::Write(const void* data, uint32_t count) {
     const char* rest = static_cast<const char*>(data);
     while (count > 0) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 
@@ -32,6 +33,10 @@ using Calls = std::vector<std::string>;
 const std::string kPortFlags = std::to_string(O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
 const std::string kFileFlags = std::to_string(O_WRONLY | O_CREAT | O_CLOEXEC);
 const std::string kLock = "flock " + std::to_string(LOCK_EX | LOCK_NB);
+const std::string kLongWait =
+    "poll 5 for " + std::to_string(POLLIN) + " and 9 for " + std::to_string(POLLIN) + " within 100";
+const uint64_t kOnce = 1;
+const std::string kEventSet = "write " + std::string(reinterpret_cast<const char*>(&kOnce), sizeof kOnce);
 
 class PosixBodies : public ::testing::Test {
   protected:
@@ -41,6 +46,20 @@ class PosixBodies : public ::testing::Test {
     // What an open of a device makes of the calls.
     Calls Opening(const std::string& device) {
         return {"open " + device + " " + kPortFlags, kLock, Ioctl(TIOCGEXCL), Ioctl(TIOCEXCL)};
+    }
+
+    // Port 5 with event 9, no call noted.
+    void OpenWithAnEvent() {
+        system.event = 9;
+        system.answers = {{5, 0}};
+        ASSERT_TRUE(port.Open(3));
+        system.calls.clear();
+    }
+    // As many waits in vain as make a port count as silent; no call noted.
+    void KeepSilent() {
+        system.answers.clear();
+        for (int i = 0; i < 50; ++i) port.AwaitMore(0);
+        system.calls.clear();
     }
 
     posix_system::System system;
@@ -160,22 +179,56 @@ TEST_F(PosixBodies, CaptureWaitsAMillisecondAtMostAndOnlyWhereLittleCame) {
 
 TEST_F(PosixBodies, CaptureWaitsForTheStopAsWellOnceFiftyWaitsWereInVain) {
     const std::string shortWait = "poll 5 for " + std::to_string(POLLIN) + " within 1";
-    const std::string longWait = "poll 5 and 9 for " + std::to_string(POLLIN) + " within 100";
-    system.event = 9;
-    system.answers = {{5, 0}};
-    ASSERT_TRUE(port.Open(3));
-    system.calls.clear();
+    OpenWithAnEvent();
+    EXPECT_EQ(system.eventMade, "eventfd 0 " + std::to_string(EFD_CLOEXEC | EFD_NONBLOCK));
     system.answers.assign(50, {0, 0});
     for (int i = 0; i < 50; ++i) port.AwaitMore(0);
     EXPECT_EQ(system.calls, Calls(50, shortWait));
     system.calls.clear();
     port.AwaitMore(0);
     port.AwaitMore(0);
-    EXPECT_EQ(system.calls, Calls(2, longWait));
+    EXPECT_EQ(system.calls, Calls(2, kLongWait));
+    for (const uint32_t heard : {1U, 4096U}) {
+        KeepSilent();
+        port.AwaitMore(heard);
+        system.calls.clear();
+        port.AwaitMore(0);
+        EXPECT_EQ(system.calls, Calls{shortWait}) << "it speaks again";
+    }
+}
+
+TEST_F(PosixBodies, LongWaitThatASignalEndsOrThatFailsIsOverAndTheNextIsLongAgain) {
+    OpenWithAnEvent();
+    KeepSilent();
+    system.answers = {{-1, EINTR}, {-1, ENOMEM}, {1, 0}, {0, 0}};
+    for (int i = 0; i < 4; ++i) port.AwaitMore(0);
+    EXPECT_EQ(system.calls, Calls(4, kLongWait));
+}
+
+TEST_F(PosixBodies, WaitThatWasNotInVainIsNoSilence) {
+    OpenWithAnEvent();
+    for (int i = 0; i < 100; ++i) {
+        system.answers = {i % 2 == 0 ? posix_system::Answer{1, 0} : posix_system::Answer{-1, EINTR}};
+        port.AwaitMore(0);
+    }
+    EXPECT_EQ(system.calls, Calls(100, "poll 5 for " + std::to_string(POLLIN) + " within 1"));
+}
+
+TEST_F(PosixBodies, PortThatIsOpenedAgainIsNeitherSilentNorStopped) {
+    OpenWithAnEvent();
+    KeepSilent();
+    port.EndWaits();
+    ASSERT_TRUE(port.Close());
+    system.event = 10;
+    system.answers = {{6, 0}};
+    ASSERT_TRUE(port.Open(3));
     system.calls.clear();
-    port.AwaitMore(1);
     port.AwaitMore(0);
-    EXPECT_EQ(system.calls, Calls(2, shortWait)) << "it speaks again";
+    EXPECT_EQ(system.calls, Calls{"poll 6 for " + std::to_string(POLLIN) + " within 1"});
+    KeepSilent();
+    port.AwaitMore(0);
+    const std::string data = std::to_string(POLLIN);
+    EXPECT_EQ(system.calls, Calls{"poll 6 for " + data + " and 10 for " + data + " within 100"});
 }
 
 TEST_F(PosixBodies, WaitsStayShortWhereNoEventCouldBeMade) {
@@ -190,15 +243,10 @@ TEST_F(PosixBodies, WaitsStayShortWhereNoEventCouldBeMade) {
 }
 
 TEST_F(PosixBodies, WaitsAreEndedByAnEventThatIsClosedWithThePort) {
-    system.event = 9;
-    system.answers = {{5, 0}};
-    ASSERT_TRUE(port.Open(3));
-    system.calls.clear();
+    OpenWithAnEvent();
     system.answers = {{-1, EINTR}, {8, 0}};
     port.EndWaits();
-    const uint64_t once = 1;
-    const std::string set = "write " + std::string(reinterpret_cast<const char*>(&once), sizeof once);
-    EXPECT_EQ(system.calls, Calls(2, set));
+    EXPECT_EQ(system.calls, Calls(2, kEventSet));
     system.calls.clear();
     system.answers = {{0, 0}, {0, 0}, {-1, EBADF}, {-1, EIO}};
     EXPECT_FALSE(port.Close());
@@ -215,6 +263,29 @@ TEST_F(PosixBodies, WaitThatASignalEndsOrThatFailsIsOver) {
     EXPECT_EQ(system.calls.size(), 1U);
     port.AwaitMore(0);
     EXPECT_EQ(system.calls.size(), 2U);
+}
+
+// The event stays set: a write that it refuses says that it is set already.
+TEST_F(PosixBodies, EventThatTakesNoMoreIsSetAlready) {
+    OpenWithAnEvent();
+    system.answers = {{-1, EAGAIN}};
+    port.EndWaits();
+    EXPECT_EQ(system.calls, Calls{kEventSet});
+}
+
+TEST_F(PosixBodies, EachStopOfACollectorEndsItsWaits) {
+    const LogHome home("0");
+    uint32_t prescaler = 24;
+    system.event = 9;
+    UARTDataCollector collector(5, 48e6, false, prescaler, "capture.bin", false);
+    system.calls.clear();
+    collector.Stop();
+    collector.Stop();
+    EXPECT_EQ(system.calls, Calls(2, kEventSet));
+    system.calls.clear();
+    collector.Run();
+    EXPECT_EQ(system.calls, Calls{}) << "stopped before it ran";
+    EXPECT_TRUE(collector.IsFinished());
 }
 
 TEST_F(PosixBodies, CollectorReadsWritesAndOnlyThenWaits) {

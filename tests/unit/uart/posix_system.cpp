@@ -76,14 +76,17 @@ int __wrap_ftruncate(int file, off_t size) {
 }
 int __wrap_poll(pollfd* files, nfds_t count, int timeout) {
     if (replaced == nullptr) return __real_poll(files, count, timeout);
-    std::string awaited = std::to_string(files->fd);
-    for (nfds_t i = 1; i < count; ++i) awaited += " and " + std::to_string(files[i].fd);
-    return static_cast<int>(replaced->Next(
-        "poll " + awaited + " for " + std::to_string(files->events) + " within " + std::to_string(timeout),
-        0));
+    std::string awaited;
+    for (nfds_t i = 0; i < count; ++i) {
+        awaited +=
+            (i == 0 ? "" : " and ") + std::to_string(files[i].fd) + " for " + std::to_string(files[i].events);
+    }
+    return static_cast<int>(replaced->Next("poll " + awaited + " within " + std::to_string(timeout), 0));
 }
 int __wrap_eventfd(unsigned count, int flags) {
-    return replaced == nullptr ? __real_eventfd(count, flags) : replaced->event;
+    if (replaced == nullptr) return __real_eventfd(count, flags);
+    replaced->eventMade = "eventfd " + std::to_string(count) + " " + std::to_string(flags);
+    return replaced->event;
 }
 int __wrap_fcntl(int file, int command, ...) {
     std::va_list rest;

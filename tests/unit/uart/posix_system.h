@@ -24,6 +24,7 @@ struct System {
     int settingsSet = 0;
     int exclusive = 0;  ///< whether another holds the port exclusively
     int event = -1;     ///< what an event made is; -1: none can be made. Making one is not among the calls
+    std::string eventMade;  ///< the last call that made one
 
     long Next(const std::string& call, long success) {
         calls.push_back(call);

@@ -203,6 +203,7 @@ TEST_F(WindowsBodies, CaptureNeverWaitsBetweenReadsOfAHundredBytes) {
     EXPECT_EQ(SerialPort::kCaptureReadSize, 100U);
     port.AwaitMore(0);
     port.AwaitMore(100);
+    port.EndWaits();
     EXPECT_EQ(system.calls, Calls{});
 }
 
