@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Compares the exports of a library with a list.
 
 usage: check_exports.py NM LIBRARY NAME...

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Compares virtual tables, the host interfaces' and the plug-in's own, as a compiler for Windows lays them out, with
 tests/abi/slots.txt.
 

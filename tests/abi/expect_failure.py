@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Shows that a check notices what it looks for: runs it where it must fail.
 
 usage: expect_failure.py TEXT COMMAND [ARGUMENT...]

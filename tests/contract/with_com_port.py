@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: with_com_port.py NUMBER PREFIX COMMAND [ARGUMENT...]
 
 Runs a Windows program under Wine with a pseudo-terminal as its port COM<NUMBER> in that Wine prefix, and plays

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: capture_test.py --build TREE [--windows TREE] CASE
 
 Captures what swosource plays with the receiver's collector, natively or, with --windows, with the Windows program under

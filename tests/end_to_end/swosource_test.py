@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: swosource_test.py SWOSOURCE [TEST...]
 
 How swosource behaves at its command line and towards a plain reader of its pseudo-terminal.

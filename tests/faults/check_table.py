@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: check_table.py PROJECT
 
 Checks the tables of docs/faults.md: every row has its six cells, every test that it names exists and runs on the row's

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Proves that the tests can fail: changes one line of the product at a time and runs the native tests.
 
 usage: mutants.py [--count N] [--seed S] [--only REGEX] [--near] [--results FILE] [--list]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: run_host.py SWOSOURCE FOLDER COMMAND...
 
 Runs the independent host's command with the name of an SWO stream in TARNEL_SWO_STREAM: the recording of a real target that

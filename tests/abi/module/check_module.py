@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Compares what a Windows module tells of itself with what it must be.
 
 usage: check_module.py exports MODULE NAME...
