@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-# The newcomer's two commands are `make demo` and `make test`; both install what they need. `make check` is everything.
-# `make help` lists the rest.
+# The newcomer's two commands are `make demo` and `make test`; both install what they need. `make check` goes through
+# everything but what takes long or wants a machine for itself: test-long, test-reproducible, fuzz, mutants and the
+# benchmarks. `make help` lists all.
 # CMake and its presets do the building: this file only puts the steps in order.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
@@ -8,7 +9,9 @@ FUZZ_SECONDS ?= 60
 RUNS ?= 1
 # How often a test may run until it passes. What fails once and then passes is shown twice in the output.
 TRIES ?= 1
-CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --repeat until-pass:$(TRIES) --output-junit tests.xml
+# The records hold the whole output of each test, in which skipped ones are told.
+CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --repeat until-pass:$(TRIES) --output-junit tests.xml \
+    --test-output-size-passed 4000000
 
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
@@ -49,15 +52,12 @@ demo-windows: packages-all ## the same through the Windows receiver under Wine
 	@$(call build_preset,windows,products)
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)
 
-# $(call name_skipped,FILE...): what a test program left out is told at the end, where it is read.
-name_skipped = sed -n 's/.*<testcase name="\([^"]*\)".*status="notrun".*/Skipped (it says why above): \1/p' $(1)
-
 test: test-native ## the native suite: unit, contract and end-to-end tests on Linux
-	@$(call name_skipped,build/linux/tests.xml)
+	@cmake/name-skipped build/linux/tests.xml
 	@echo "The native tests passed."
 
-check: test packages-all lint docs test-page test-soak test-asan test-tsan test-windows test-packages ## everything: native, lint, documents, browser, soak, sanitizers, Windows under Wine, packages
-	@$(call name_skipped,build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml)
+check: test packages-all lint docs test-page test-soak test-asan test-tsan test-windows test-packages ## all but the long runs: native, lint, documents, browser, soak, sanitizers, Windows under Wine, packages
+	@cmake/name-skipped build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml build/page.log build/packages.log
 	@echo "All checks passed: native, format and lint, browser, soak, sanitizers, Windows under Wine, packages."
 
 test-native: build ## the fast loop: what `make test` runs
@@ -70,7 +70,7 @@ test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 
 # machine that does nothing else.
 test-page: packages-all ## the page that shows recordings, in a real browser; LIVE_SECONDS=60 judges a minute of live view
 	@$(call build_preset,linux,products)
-	@TARNEL_LIVE_SECONDS=$(LIVE_SECONDS) tests/page/run_page_tests build/linux
+	@set -o pipefail; TARNEL_LIVE_SECONDS=$(LIVE_SECONDS) tests/page/run_page_tests build/linux 2>&1 | tee build/page.log
 
 test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
 	@$(call build_preset,linux-asan)
@@ -103,10 +103,12 @@ fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS 
 mutants: packages-all build ## change one line at a time and see that the tests notice (hours)
 	@python3 tests/mutation/mutants.py
 
-# Files in packages carry the time of the last commit, so that the same sources make the same bytes.
-package: export SOURCE_DATE_EPOCH = $(shell git log -1 --format=%ct 2>/dev/null || echo 0)
+# Files in packages carry the time of the last commit, so that the same sources make the same bytes. The sources may be
+# somebody else's.
+package: export SOURCE_DATE_EPOCH ?= $(shell git -c safe.directory='*' log -1 --format=%ct 2>/dev/null)
 package: export TZ = UTC
 package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Windows, into build/packages
+	@[ -n "$$SOURCE_DATE_EPOCH" ] || { echo "make package: git tells no time of a last commit: give SOURCE_DATE_EPOCH=SECONDS" >&2; exit 1; }
 	@rm -rf build/packages build/linux-package/packages build/windows/packages
 	@cmake/build-linux-xerces && cmake/fetch-http-header
 	@$(call build_preset,linux-package,products)
@@ -118,7 +120,7 @@ package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Wind
 	@ls -l build/packages
 
 test-packages: package ## install each package into an empty root, record with it, and remove it
-	@python3 tests/packages/test_packages.py build/packages
+	@set -o pipefail; python3 tests/packages/test_packages.py build/packages 2>&1 | tee build/packages.log
 
 test-reproducible: package ## make the packages again, elsewhere and later, and compare them byte for byte
 	@tests/packages/compare_packages

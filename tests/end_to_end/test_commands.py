@@ -306,7 +306,7 @@ class Commands(HostTest):
         version = self.run_host("version")
         self.assertEqual(version.returncode, 0)
         own, plugin = version.stdout.splitlines()
-        text = re.fullmatch(r"tracehost (\d+\.\d+\.\d+ \((?:[0-9a-f]{7,}|unknown)\))", own).group(1)
+        text = re.fullmatch(r"tracehost (\d+\.\d+\.\d+ \((?:[0-9a-f]{7,}(?:-dirty)?|unknown)\))", own).group(1)
         if os.path.exists(os.path.join(DOCS, "..", ".git")):
             self.assertNotIn("unknown", text)
         self.assertRegex(plugin, "^plug-in   " + re.escape(text) + r", .*Tarnel\.(so|dll)$")

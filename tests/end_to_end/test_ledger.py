@@ -331,7 +331,7 @@ class Recorded(Ledger):
         os.close(near_end)
         with open(self.file("trace.bin.sheet.json")) as file:
             sheet = json.load(file)
-        version = r"1\.\d+\.\d+ \([0-9a-f]{7}\)"
+        version = r"1\.\d+\.\d+ \([0-9a-f]{7}(-dirty)?\)"
         self.assertRegex(sheet["host"], f"^tracehost {version}$")
         self.assertRegex(sheet["plugin"], f"^libTarnel.so {version}$")
         self.assertEqual((sheet["port"], sheet["baud_taken"], sheet["bytes"], sheet["trace_clock_from"],

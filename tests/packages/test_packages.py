@@ -100,7 +100,7 @@ class PackageTest(hosting.HostTest):
 
     def tells_versions(self):
         lines = self.run_host("--version").stdout.splitlines()
-        version = re.fullmatch(r"tracehost (\d+\.\d+\.\d+ \([0-9a-f]{7,}\))", lines[0]).group(1)
+        version = re.fullmatch(r"tracehost (\d+\.\d+\.\d+ \([0-9a-f]{7,}(?:-dirty)?\))", lines[0]).group(1)
         self.assertIn(version, lines[1])
 
 
