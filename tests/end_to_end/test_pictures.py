@@ -1,5 +1,6 @@
 """The README's terminal picture is drawn from what the programs say."""
 import os
+import re
 import subprocess
 import xml.etree.ElementTree
 
@@ -7,6 +8,15 @@ from hosting import LIMIT, HostTest, main
 
 PICTURES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs", "pictures")
 SVG = "{http://www.w3.org/2000/svg}"
+
+
+# What only a machine without time for the recording brings about.
+LOST_ON_THE_WAY = re.compile("between pin and file|had to drop")
+
+
+def plain(lines):
+    """Lines with 0 for every number, and with one blank where they are aligned."""
+    return [" ".join(re.sub(r"\d[\d.,]*", "0", line).split()) for line in lines]
 
 
 class Pictures(HostTest):
@@ -20,10 +30,15 @@ class Pictures(HostTest):
         kept = os.path.join(PICTURES, name + ".svg")
         return [[text.text or "" for text in xml.etree.ElementTree.parse(path).iter(SVG + "text")] for path in (now, kept)]
 
-    def test_the_terminal_shows_the_same_commands_and_the_verdict(self):
-        now, kept = ([text for text in texts if text.startswith(("$ ", "VERDICT"))] for texts in self.draw("terminal"))
-        self.assertEqual(now, kept)
-        self.assertTrue(any(text.startswith("VERDICT  good") for text in now), now)
+    def test_the_terminal_shows_what_the_commands_say_but_for_the_numbers(self):
+        for _ in range(3):
+            now, kept = self.draw("terminal")
+            if not any(map(LOST_ON_THE_WAY.search, now)):
+                break
+        else:
+            self.skipTest("the machine had no time: bytes were lost in each of three recordings")
+        self.assertEqual(plain(now), plain(kept))
+        self.assertIn("VERDICT good (sure): ITM packets, 0 % of the bytes", plain(kept))
 
 
 if __name__ == "__main__":

@@ -10,27 +10,18 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
-from pages import dead_links, without_links
-
 BUILD = sys.argv.pop(1)
+HERE = os.path.dirname(os.path.abspath(__file__))
+os.environ.setdefault("TARNEL_BIN", "")  # the class sets its own
+os.environ.setdefault("TARNEL_SOURCE", "")
+sys.path.insert(0, os.path.join(HERE, "..", "end_to_end"))
+import hosting  # noqa: E402
+from example_host import ExampleHost  # noqa: E402
+from pages import dead_links, without_links  # noqa: E402
+
 LIMIT = 300  # seconds; generous, because machines can be busy
-OPTIONS = '''<?xml version="1.0" encoding="UTF-8"?>
-<CHANNEL-SETUP>
-\t<VERSION version="1.1.0.0" Copyright="c"></VERSION>
-\t<RCVRNAME>SWO Trace</RCVRNAME>
-\t<RCVRFWVER>fw 1.0.0.8</RCVRFWVER>
-\t<ENCTYPE>UART</ENCTYPE>
-\t<PRESCALAR>Manual</PRESCALAR>
-\t<PRESCALARVAL>9</PRESCALARVAL>
-\t<CLKFREQ>Manual</CLKFREQ>
-\t<CLKFREQVAL>1152000</CLKFREQVAL>
-\t<COMPORT>1</COMPORT>
-\t<TSPRESCALAR>4</TSPRESCALAR>
-</CHANNEL-SETUP>
-'''
 # What a debugger that loads the plug-in finds beside it, and what is kept apart from it.
 PROGRAMS = ["counter_check", "libTarnel.so", "simulated", "swosource", "tracehost"]
 SIMULATED = ["libDeviceIdentifier.so", "libICETargetAdapter.so", "libSetupAdapter4.so", "libpelkit.so"]
@@ -41,28 +32,29 @@ def run(*command, **options):
     return result.returncode, result.stdout, result.stderr
 
 
-class InstalledTree(unittest.TestCase):
+class Installed:
+    """A class has a folder of its own, into which the build is installed once."""
+
     @classmethod
     def setUpClass(cls):
-        cls.folder = tempfile.mkdtemp(prefix="tarnel_installed_")
-        status, said, error = run("cmake", "--install", BUILD, "--prefix", os.path.join(cls.folder, "first"), "--strip")
+        cls.place = tempfile.mkdtemp(prefix="tarnel_installed_")
+        status, said, error = run("cmake", "--install", BUILD, "--prefix", os.path.join(cls.place, "first"), "--strip")
         if status != 0:
             raise AssertionError(said + error)
-        cls.root = os.path.join(cls.folder, "moved to another folder")
-        os.rename(os.path.join(cls.folder, "first"), cls.root)
+        cls.root = os.path.join(cls.place, "moved to another folder")
+        os.rename(os.path.join(cls.place, "first"), cls.root)
         cls.libraries = next(folder for folder, _, files in os.walk(cls.root) if "libTarnel.so" in files)
 
     @classmethod
     def tearDownClass(cls):
-        shutil.rmtree(cls.folder)
+        shutil.rmtree(cls.place)
 
+
+class InstalledTree(Installed, unittest.TestCase):
     def setUp(self):
-        self.work = tempfile.mkdtemp(dir=self.folder)
+        self.work = tempfile.mkdtemp(dir=self.place)
         self.environment = {"HOME": self.work, "PATH": os.path.join(self.root, "bin") + ":" + os.environ["PATH"],
                             "TMPDIR": self.work}
-        for name in ("CC", "CXX"):
-            if name in os.environ:
-                self.environment[name] = os.environ[name]
 
     def ok(self, *command, **changes):
         status, said, error = run(*command, env={**self.environment, **changes}, cwd=self.work)
@@ -122,7 +114,7 @@ class InstalledTree(unittest.TestCase):
     def test_pages_lose_nothing_but_links(self):
         """What is not installed is named as before; no bracket of a link is left behind."""
         installed = os.path.join(self.root, "share", "doc", "tarnel")
-        sources = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs")
+        sources = os.path.join(HERE, "..", "..", "docs")
         for name in os.listdir(sources):
             if not name.endswith(".md"):
                 continue
@@ -132,55 +124,14 @@ class InstalledTree(unittest.TestCase):
                 page = file.read()
             self.assertEqual(without_links(page), without_links(source), name)
 
-    # --- the example host
-    def minimal_host_records(self, host):
-        for name, text in (("options.xml", OPTIONS), ("board.json", json.dumps(
-                {"set_up_file": "set-up.txt", "device_identification": "0x0B9AF02F", "trace_clock_hz": 1152000})),
-                           ("set-up.txt", '$ brantor\n$ product\nname="Brantor"\n$ swd\nswd_debug=enabled\n'
-                                          'swo_data=tdo_pin\n')):
-            with open(os.path.join(self.work, name), "w", encoding="utf-8") as file:
-                file.write(text)
-        port, taken = os.path.join(self.work, "port"), os.path.join(self.work, "taken")
-        source = subprocess.Popen([os.path.join(self.libraries, "swosource"), "--link", port, "--record-taken", taken,
-                                   "--pattern", "counter", "--clock", "1152000", "--prescaler", "9", "--enabled"],
-                                  stderr=subprocess.DEVNULL)
-        try:
-            end = time.monotonic() + LIMIT
-            while not os.path.exists(port):
-                self.assertLess(time.monotonic(), end, "the signal's port did not come")
-                time.sleep(0.01)
-            said = self.ok(host, os.path.join(self.libraries, "libTarnel.so"), "options.xml", "saved.bin",
-                           KORR_TRACE_COM1=port, TRACEHOST_BOARD=os.path.join(self.work, "board.json"),
-                           LD_LIBRARY_PATH=os.path.join(self.libraries, "simulated"))
-        finally:
-            source.terminate()
-            source.wait(LIMIT)
-        samples = int(re.fullmatch(r"(\d+) samples of 8 bytes\n", said).group(1))
-        with open(os.path.join(self.work, "saved.bin"), "rb") as file:
-            saved = file.read()
-        with open(taken, "rb") as file:
-            handed_over = file.read()
-        self.assertEqual(samples, (len(saved) + 7) // 8)
-        self.assertGreater(samples, 0)
-        # Raw files hold whole samples; what the last one lacks is zero.
-        self.assertIn(saved.rstrip(b"\0"), handed_over)
 
-    def test_example_host_from_its_cmake_package(self):
-        example = next(folder for folder, _, files in os.walk(os.path.join(self.root, "share"))
-                       if folder.endswith("minimal_host") and "main.cpp" in files)
-        self.ok("cmake", "-S", example, "-B", "build", "-G", "Ninja", "-DCMAKE_PREFIX_PATH=" + self.root)
-        self.ok("cmake", "--build", "build")
-        self.minimal_host_records(os.path.join(self.work, "build", "minimal_host"))
+class InstalledHostKit(Installed, ExampleHost, hosting.HostTest):
+    """From its CMake package and with pkg-config: see ExampleHost."""
 
-    def test_example_host_with_pkg_config(self):
-        example = next(folder for folder, _, files in os.walk(os.path.join(self.root, "share"))
-                       if folder.endswith("minimal_host") and "main.cpp" in files)
-        kit = next(folder for folder, _, files in os.walk(self.root) if "tarnel-host.pc" in files)
-        flags = self.ok("pkg-config", "--cflags", "--libs", "tarnel-host", PKG_CONFIG_PATH=kit).replace("\\ ", "\0")
-        words = [word.replace("\0", " ") for word in flags.split()]
-        self.ok(os.environ.get("CXX", "c++"), "-std=c++20", "-I", os.path.join(example, "posix"),
-                os.path.join(example, "main.cpp"), *words, "-o", "minimal_host")
-        self.minimal_host_records(os.path.join(self.work, "minimal_host"))
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        hosting.BIN, hosting.SOURCE = os.path.join(cls.root, "bin"), os.path.join(cls.libraries, "swosource")
 
 
 if __name__ == "__main__":

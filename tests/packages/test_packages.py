@@ -1,6 +1,8 @@
 """usage: test_packages.py PACKAGES [TEST...]
 
-Installs each of the packages in a folder into an empty root, looks at what is there, records with it, and removes it.
+Installs each of the packages in a folder into an empty root, looks at what is there, records with it, builds the example
+host against its host kit and records with that, and removes it. The compiler for Windows is that of the build tree
+beside the folder.
 """
 import glob
 import io
@@ -12,7 +14,6 @@ import subprocess
 import sys
 import tarfile
 import tempfile
-import unittest
 import zipfile
 
 PACKAGES = os.path.abspath(sys.argv.pop(1))
@@ -22,6 +23,7 @@ os.environ.setdefault("TARNEL_BIN", "")  # each class sets its own
 os.environ.setdefault("TARNEL_SOURCE", "")
 sys.path.insert(0, os.path.join(HERE, "..", "end_to_end"))
 import hosting  # noqa: E402
+from example_host import ExampleHost, folder_of  # noqa: E402
 from pages import dead_links  # noqa: E402
 
 SYSTEM = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6", "ld-linux-x86-64.so.2"}
@@ -148,8 +150,22 @@ class LinuxFiles:
         self.tells_versions()
         self.records()
 
+    def test_the_commands_of_the_documents_make_a_host_that_records(self):
+        """docs/hosting.md as it is installed, its commands with the root of this package for "/usr"."""
+        with open(os.path.join(folder_of(self.root, "hosting.md"), "hosting.md"), encoding="utf-8") as file:
+            section = re.search(r"^## Build and run the example\n(.*?)^## ", file.read(), re.MULTILINE | re.DOTALL)[1]
+        commands = "".join(re.findall(r"^    (.*\n)", section, re.MULTILINE))
+        self.assertEqual(commands.count("prefix=/usr\n"), 1, commands)
+        usr = os.path.join(self.root, "usr")
+        commands = commands.replace("prefix=/usr\n", f"prefix={usr if os.path.isdir(usr) else self.root}\n")
+        environment = {**os.environ, "HOME": self.home, "USERPROFILE": self.home}
+        said = run("bash", "-euc", commands, cwd=self.folder, env=environment)
+        samples = int(re.search(r"^(\d+) samples of 8 bytes$", said, re.MULTILINE)[1])
+        self.assertGreater(samples, 0)
+        self.assertEqual(os.path.getsize(self.file("trace.bin")), samples * 8)
 
-class Deb(LinuxFiles, PackageTest):
+
+class Deb(LinuxFiles, ExampleHost, PackageTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -204,7 +220,7 @@ class Deb(LinuxFiles, PackageTest):
         self.assertEqual(left, {"var", "var/lib"})
 
 
-class Archive(LinuxFiles, PackageTest):
+class Archive(LinuxFiles, ExampleHost, PackageTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -228,7 +244,9 @@ class Archive(LinuxFiles, PackageTest):
             self.assertTrue(any(name.endswith(f"{own[:2]}/{own[2:]}.debug") for name in names), module)
 
 
-class Zip(PackageTest):
+class Zip(ExampleHost, PackageTest):
+    windows_tree = os.path.join(os.path.dirname(PACKAGES), "windows")
+
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -240,6 +258,7 @@ class Zip(PackageTest):
                 archive.extractall(os.path.join(cls.root, name))
         cls.zip, cls.symbols = (glob.glob(os.path.join(cls.root, name, "*"))[0]
                                 for name in ("windows-x64.zip", "windows-x64-symbols.zip"))
+        cls.root = cls.zip  # without the symbols
         cls.prefix = os.path.join(cls.place, "wine")
         cls.use(os.path.join(cls.zip, "simulated"), source, cls.prefix)
 
@@ -286,4 +305,4 @@ class Zip(PackageTest):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    hosting.main()
