@@ -5,8 +5,8 @@ import subprocess
 
 import hosting
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-TOOL_CHAIN = os.path.join(HERE, "..", "..", "cmake", "windows-x64.cmake")
+SOURCES = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+TOOL_CHAIN = os.path.join(SOURCES, "cmake", "windows-x64.cmake")
 LIMIT = 300  # seconds; generous, because machines can be busy
 # The cross compiler's flags are those of a tool chain file: there the flags of pkg-config are taken by CMake.
 WITH_PKG_CONFIG = """cmake_minimum_required(VERSION 3.25)
