@@ -8,7 +8,7 @@ namespace Korr::Plim::Trace::Swo {
 namespace {
 
 size_t BytesOf(const Checkpoint& checkpoint) {
-    return sizeof(checkpoint) + checkpoint.exceptions.running.capacity() * sizeof(uint16_t);
+    return sizeof(checkpoint) + checkpoint.exceptions.running.capacity() * sizeof(ActiveException);
 }
 
 }  // namespace

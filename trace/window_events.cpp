@@ -1,7 +1,6 @@
 #include "trace/window_events.h"
 
 #include <algorithm>
-#include <cmath>
 #include <numeric>
 
 #include "trace/text_lines.h"
@@ -50,8 +49,7 @@ void WindowEvents::OnPort(const Packet& packet) {
 }
 
 void WindowEvents::OnValue(const Track& track, const Packet& packet) {
-    const auto number = NumberOf(packet, frame.types.Of(track));
-    if (number && !std::isnan(*number)) Add(track, *number);
+    if (const auto number = NumberOf(packet, frame.types.Of(track))) Add(track, *number);
 }
 
 void WindowEvents::OnCount(const Track& track) { Add(track, 1); }
@@ -96,6 +94,7 @@ void WindowEvents::AddRun(const Track& track, const ExceptionRun& run) {
     if (run.end > frame.last) runFlags |= kGoesOn;
     list.begin.push_back(std::max(frame.from, frame.axis.At(run.begin)));
     list.end.push_back(std::min(frame.to, frame.axis.At(run.end)));
+    list.offset.push_back(static_cast<double>(run.offset));
     list.number.push_back(run.number);
     list.depth.push_back(static_cast<uint8_t>(std::min<uint16_t>(run.depth, UINT8_MAX)));
     list.flags.push_back(runFlags);
@@ -129,6 +128,7 @@ std::vector<NamedArray> WindowEvents::Arrays(TrackKind kind, const Runs& list) {
     std::vector<NamedArray> arrays;
     arrays.push_back({"begin", sorted(list.begin)});
     arrays.push_back({"end", sorted(list.end)});
+    arrays.push_back({"offset", sorted(list.offset)});
     if (kind == TrackKind::Nesting) arrays.push_back({"number", sorted(list.number)});
     arrays.push_back({"depth", sorted(list.depth)});
     arrays.push_back({"flags", sorted(list.flags)});

@@ -45,6 +45,7 @@ class WindowEvents {
     struct Runs {
         std::vector<double> begin;
         std::vector<double> end;
+        std::vector<double> offset;
         std::vector<uint16_t> number;
         std::vector<uint8_t> depth;
         std::vector<uint8_t> flags;

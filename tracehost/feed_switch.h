@@ -11,8 +11,10 @@ namespace Korr::Plim::Trace::Tracehost {
 /// another capture, or a file turns out to be another. Any thread.
 class FeedSwitch : public Viewer::Feed {
   public:
-    /// Asks `next` from now on. \param next not null
+    /// Asks `next` from now on, with which all is well. \param next not null
     void Show(std::shared_ptr<const Viewer::Feed> next);
+    /// Why no more is shown from now on, see FeedState. What is shown stays.
+    void Tell(std::string why);
 
     Viewer::FeedState Now() const override;
     std::string Overview() const override { return Shown()->Overview(); }
@@ -36,6 +38,7 @@ class FeedSwitch : public Viewer::Feed {
 
     mutable std::mutex mutex;
     std::shared_ptr<const Viewer::Feed> feed;
+    std::string trouble;
 };
 
 }  // namespace Korr::Plim::Trace::Tracehost

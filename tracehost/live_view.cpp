@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -79,6 +80,7 @@ void LiveView::BeginPart() {
     const LivePart present = part();
     settings.name = std::filesystem::path(present.name).filename().string();
     if (++parts > 1) settings.name += ", part " + std::to_string(parts);
+    ++settings.recording;
     if (present.port) settings.port = "COM" + std::to_string(*present.port);
     if (present.clockHz > 0) settings.clockHz = present.clockHz;
     if (present.bitRate > 0) settings.baud = present.bitRate;
@@ -147,6 +149,12 @@ void LiveView::GiveUp(const char* why) {
     std::fprintf(stderr, "tracehost: --view shows no more of the recording, which goes on: %s\n",
                  KORR_PLIM::Visible(why).Text());
     std::fflush(stderr);  // also where it is a file
+    try {
+        shown.Tell("No more of the recording is shown here; the recording itself is not affected: " +
+                   std::string(why));
+    } catch (const std::bad_alloc&) {
+        // Standard error has told it.
+    }
 }
 
 void LiveView::ServeUntilInterrupted() {

@@ -61,9 +61,10 @@ void ViewedFile::Choose() {
         });
     } catch (const UsageError&) {
         throw;
-    } catch (const HostError& damage) {
+    } catch (const HostError& failure) {
         if (captures == 0) throw;
-        Tell(damage.what());
+        damage = failure.what();
+        Tell(damage);
     }
     capture.input = nullptr;  // it is gone
 }
@@ -75,6 +76,7 @@ void ViewedFile::Begin(bool growing) {
     settings.live = growing;
     auto next = std::make_unique<FeedThread>(settings, std::make_shared<FileBytes>(request.file, offset));
     shown.Show(next->Feed());
+    if (!damage.empty()) TellPages(damage);
     feeder = std::move(next);
     identity = std::move(present);
     live = growing;
@@ -88,9 +90,10 @@ void ViewedFile::Begin(bool growing) {
     if (!growing) End();
 }
 
-/// What cannot be read stays as it was shown.
-void ViewedFile::BeginAnew(const char* why) {
+/// What cannot be read stays as it was shown. \param other whether it is another recording
+void ViewedFile::BeginAnew(const char* why, bool other) {
     try {
+        if (other) ++settings.recording;
         Begin(true);
     } catch (const HostError& failure) {
         return Tell(failure.what());
@@ -125,11 +128,11 @@ void ViewedFile::FollowGrowth() {
         }
         if (live) End();
     } else if (present != identity && !present.empty() && !identity.empty()) {
-        BeginAnew("is another file now: it is shown anew");
+        BeginAnew("is another file now: it is shown anew", true);
     } else if (now < size) {
-        BeginAnew("has become shorter: it is another recording now");
+        BeginAnew("has become shorter: it is another recording now", true);
     } else if (now > size && !live) {
-        BeginAnew("has grown: it is shown anew");  // it was taken for complete
+        BeginAnew("has grown: it is shown anew", false);  // it was taken for complete
     } else if (now > size) {
         Grow(now);
     } else if (live && Clock::now() - grewAt >= quiet) {
@@ -165,6 +168,11 @@ void ViewedFile::Tell(const std::string& problem) {
     if (std::exchange(problemTold, true)) return;
     whole = false;
     TellOnStandardError(problem);
+    TellPages(problem);
+}
+
+void ViewedFile::TellPages(const std::string& problem) {
+    shown.Tell("Not all of the recording is shown: " + problem);
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost

@@ -25,7 +25,7 @@ class ViewedFile {
     Viewer::Controls& Controls() { return controls; }
     const std::string& Name() const { return capture.name; }
     /// Looks what has become of the file, and whether a page wants its ports shown otherwise. To be called a
-    /// few times a second. What went wrong is told once, on standard error
+    /// few times a second. What went wrong is told once, on standard error and to the pages
     void Look();
     /// Whether all that was asked for can be shown.
     bool Whole() const { return whole; }
@@ -36,18 +36,20 @@ class ViewedFile {
     void Choose();
     bool IsBeingWritten() const;
     void Begin(bool growing);
-    void BeginAnew(const char* why);
+    void BeginAnew(const char* why, bool other);
     void FollowGrowth();
     void Grow(uint64_t now);
     void End();
     void WatchLength();
     void Tell(const std::string& problem);
+    void TellPages(const std::string& problem);
 
     const CaptureRequest request;
     const std::chrono::milliseconds quiet;
     Capture capture;
     uint64_t offset = 0;  ///< of the capture in the file
     bool mayGrow = false;
+    std::string damage;  ///< of the file behind the capture; empty: none
     Viewer::RecordingSettings settings;
     ViewControls controls;
     FeedSwitch shown;

@@ -66,6 +66,9 @@ struct FeedState {
     uint64_t indexed = 0;   ///< of which so many have been looked at
     double end = 0;         ///< of the axis
     bool live = false;      ///< more bytes may come
+    /// Why no more is shown of a recording than what has been shown so far, a sentence for people; empty: all
+    /// is well.
+    std::string trouble = {};
 };
 
 /// Answers what the page asks about one recording; docs/viewer-feed.md has the forms. May be asked by several

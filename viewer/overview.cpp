@@ -139,6 +139,7 @@ std::string OverviewOf(const RecordingSettings& settings, const Swo::RecordingIn
     const Json overview = {
         {"version", 1},
         {"name", settings.name},
+        {"recording", settings.recording},
         {"live", state.live},
         {"complete", complete},
         {"revision", state.revision},

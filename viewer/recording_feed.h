@@ -20,10 +20,11 @@ struct Verdict {
 
 /// What is known of a recording beside its bytes, and how it is told.
 struct RecordingSettings {
-    std::string name;                                    ///< "trace.tdf, section 1"
-    std::optional<std::string> port;                     ///< that it was taken from
-    std::optional<std::string> started;                  ///< UTC
-    std::optional<std::string> elf;                      ///< name of the firmware's file
+    std::string name;                    ///< "trace.tdf, section 1"
+    uint64_t recording = 0;              ///< another number: another recording, be it of that name
+    std::optional<std::string> port;     ///< that it was taken from
+    std::optional<std::string> started;  ///< UTC
+    std::optional<std::string> elf;      ///< name of the firmware's file
     std::shared_ptr<const Symbols::ElfSymbols> symbols;  ///< of that file; null: there is none
     std::shared_ptr<LineFinder> lines;                   ///< of that file's source; null: there are none
     Swo::AnalysisOptions analysis;                       ///< without receivers

@@ -166,7 +166,8 @@ class Responder : private httplib::Server {
     bool StreamOn(httplib::DataSink& sink) {
         const FeedState state = site.feed.Now();
         const bool news = !told || state.revision != told->revision || state.bytes != told->bytes ||
-                          state.indexed != told->indexed || state.live != told->live;
+                          state.indexed != told->indexed || state.live != told->live ||
+                          state.trouble != told->trouble;
         const bool silent = Clock::now() - toldAt >= kSilence;
         if (news || silent) {
             const std::string event = news ? EventOf(state) : ":\n\n";

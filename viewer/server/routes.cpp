@@ -230,7 +230,8 @@ std::string EventOf(const FeedState& state) {
     return "data: {\"revision\":" + std::to_string(state.revision) +
            ",\"bytes\":" + std::to_string(state.bytes) + ",\"indexed\":" + std::to_string(state.indexed) +
            ",\"end\":" + std::string(end.data(), written.ptr) +
-           ",\"live\":" + (state.live ? "true" : "false") + "}\n\n";
+           ",\"live\":" + (state.live ? "true" : "false") +
+           ",\"trouble\":" + (state.trouble.empty() ? "null" : Quoted(state.trouble)) + "}\n\n";
 }
 
 }  // namespace Korr::Plim::Trace::Viewer

@@ -121,7 +121,7 @@ void ExpectSameAnswers(const Both& both, unsigned seed) {
         EXPECT_EQ(one.from->state.offset, two.from->state.offset);
         EXPECT_EQ(one.from->standing.place, two.from->standing.place);
         EXPECT_EQ(one.from->standing.ticks, two.from->standing.ticks);
-        EXPECT_EQ(one.from->exceptions.running, two.from->exceptions.running);
+        EXPECT_TRUE(one.from->exceptions.running == two.from->exceptions.running);
         const auto position = static_cast<uint64_t>(from);
         ProfileQuery samplesOfOne(both.one, position, position + static_cast<uint64_t>(width));
         ProfileQuery samplesOfTwo(both.two, position, position + static_cast<uint64_t>(width));

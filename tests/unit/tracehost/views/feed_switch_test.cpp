@@ -89,6 +89,22 @@ TEST(FeedSwitch, HandsEveryQuestionOn) {
     EXPECT_EQ(shown->Asked(), names);
 }
 
+TEST(FeedSwitch, TroubleIsToldBesideWhatIsShownUntilTheNextFeed) {
+    FeedSwitch feeds;
+    EXPECT_EQ(feeds.Now().trouble, "");
+    feeds.Tell("nothing came");
+    EXPECT_EQ(feeds.Now().trouble, "nothing came");
+    EXPECT_TRUE(feeds.Now().live);
+    const auto shown = std::make_shared<ScriptedFeed>();
+    shown->Set({3, 100, 50, 2.5, true});
+    feeds.Show(shown);
+    EXPECT_EQ(feeds.Now().trouble, "");
+    feeds.Tell("no more of it");
+    EXPECT_EQ(feeds.Now().trouble, "no more of it");
+    EXPECT_EQ(feeds.Now().revision, 3U);
+    EXPECT_EQ(feeds.Overview(), "overview") << "what is there is still answered";
+}
+
 TEST(FeedSwitch, FailuresOfAFeedComeThroughAsTheyAre) {
     FeedSwitch feeds;
     const auto shown = std::make_shared<ScriptedFeed>();

@@ -62,10 +62,17 @@ class LiveViewTest : public testing::Test {
     bool Ended() const {
         return Soon([this] { return !view->Feed().Now().live; });
     }
-    std::string Name() const {
+    /// What stands behind `key` in the overview, up to a letter.
+    std::string Fact(const std::string& key, char end) const {
         const std::string overview = view->Feed().Overview();
-        const std::size_t begin = overview.find("\"name\":\"") + 8;
-        return overview.substr(begin, overview.find('"', begin) - begin);
+        const std::size_t begin = overview.find(key) + key.size();
+        return overview.substr(begin, overview.find(end, begin) - begin);
+    }
+    std::string Name() const { return Fact("\"name\":\"", '"'); }
+    std::string Number() const { return Fact("\"recording\":", ','); }
+    /// What the pages are told about a recording of which no more is shown.
+    static std::string NoMore(const std::string& why) {
+        return "No more of the recording is shown here; the recording itself is not affected: " + why;
     }
     static std::string Told(const std::function<void()>& action) {
         testing::internal::CaptureStderr();
@@ -135,6 +142,7 @@ TEST_F(LiveViewTest, BytesAreShownAsTheyCome) {
     Come(Said("second\n"));
     EXPECT_TRUE(Shows("second"));
     EXPECT_TRUE(view->Feed().Now().live);
+    EXPECT_EQ(view->Feed().Now().trouble, "");
     const std::string overview = view->Feed().Overview();
     for (const char* const known : {"\"port\":\"COM5\"", "\"clock_hz\":48000000", "\"baud\":2000000"}) {
         EXPECT_NE(overview.find(known), std::string::npos) << known << overview;
@@ -176,6 +184,7 @@ TEST_F(LiveViewTest, NextPartTakesThePlaceOfTheLastUnderAnOpenPage) {
     Save(first);
     EXPECT_TRUE(Ended());
     EXPECT_EQ(Name(), "o.bin");
+    const std::string number = Number();
     const uint64_t revision = view->Feed().Now().revision;
     part.name = folder.Path("o-2.bin");
     part.savedFile.clear();
@@ -185,6 +194,7 @@ TEST_F(LiveViewTest, NextPartTakesThePlaceOfTheLastUnderAnOpenPage) {
     EXPECT_TRUE(view->Feed().Now().live);
     EXPECT_GT(view->Feed().Now().revision, revision) << "an open page notices";
     EXPECT_EQ(Name(), "o-2.bin, part 2");
+    EXPECT_NE(Number(), number) << "places and lines of the first mean nothing in the second";
 }
 
 TEST_F(LiveViewTest, PartWithoutBytesLeavesWhatWasShown) {
@@ -217,6 +227,8 @@ TEST_F(LiveViewTest, CaptureFileThatCannotBeReadEndsTheViewAndIsToldOnce) {
               }),
               "tracehost: --view shows no more of the recording, which goes on: " + why + "\n");
     EXPECT_TRUE(ScriptedNetwork::IsListening()) << "an open page is still answered";
+    EXPECT_EQ(view->Feed().Now().trouble, NoMore(why));
+    EXPECT_TRUE(view->Feed().Now().live);
 }
 
 TEST_F(LiveViewTest, TroubleInTheReadingThreadIsToldOnceAndTheRecordingGoesOn) {
@@ -233,6 +245,22 @@ TEST_F(LiveViewTest, TroubleInTheReadingThreadIsToldOnceAndTheRecordingGoesOn) {
         "tracehost: --view shows no more of the recording, which goes on: the capture cannot be read beyond "
         "18 bytes: did it become shorter while it was read?\n");
     EXPECT_TRUE(HasLine(view->Feed(), "first")) << "what came is still shown";
+    EXPECT_EQ(view->Feed().Now().trouble,
+              NoMore("the capture cannot be read beyond 18 bytes: did it become shorter while it was read?"));
+}
+
+TEST_F(LiveViewTest, NextPartDoesNotHideThatNoMoreIsShown) {
+    Begin();
+    const std::string why =
+        "\"" + part.captureFile + "\" cannot be read: " + WhyNotReadable(part.captureFile);
+    Told([this] {
+        view->Take(CaptureOf("first\n"));
+        view->EndPart({});
+        Come(CaptureOf("second\n"));
+        view->Look();
+    });
+    EXPECT_EQ(view->Feed().Now().trouble, NoMore(why));
+    EXPECT_FALSE(HasLine(view->Feed(), "second"));
 }
 
 TEST_F(LiveViewTest, SavedFileThatCannotBeReadEndsTheView) {
@@ -242,6 +270,8 @@ TEST_F(LiveViewTest, SavedFileThatCannotBeReadEndsTheView) {
     EXPECT_EQ(Told([this] { view->EndPart({}); }),
               "tracehost: --view shows no more of the recording, which goes on: \"" + part.savedFile +
                   "\" cannot be read: " + WhyNotReadable(part.savedFile) + "\n");
+    EXPECT_EQ(view->Feed().Now().trouble,
+              NoMore("\"" + part.savedFile + "\" cannot be read: " + WhyNotReadable(part.savedFile)));
 }
 
 TEST_F(LiveViewTest, EndsWhileItStillReadsAndLeavesNoThread) {

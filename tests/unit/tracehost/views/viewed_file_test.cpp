@@ -53,6 +53,18 @@ class ViewedFileTest : public testing::Test {
         return Comes([&] { return HasLine(view->Feed(), line); });
     }
     bool IsLive() const { return view->Feed().Now().live; }
+    /// Which recording the pages are told that it is.
+    std::string Number() const {
+        const std::string overview = view->Feed().Overview();
+        const std::size_t begin = overview.find("\"recording\":") + 12;
+        return overview.substr(begin, overview.find(',', begin) - begin);
+    }
+    std::string Trouble() const {
+        std::string told = view->Feed().Now().trouble;
+        const std::size_t at = told.find(path);
+        if (at != std::string::npos) told.replace(at, path.size(), "o.bin");
+        return told;
+    }
     /// What an action and some looks tell on standard error. \param text of the file's name
     std::string Told(const std::function<void()>& action) {
         testing::internal::CaptureStderr();
@@ -79,6 +91,7 @@ TEST_F(ViewedFileTest, CompleteFileIsShownToItsEnd) {
     EXPECT_TRUE(Shows("second"));
     EXPECT_EQ(Told([] {}), "");
     EXPECT_TRUE(view->Whole());
+    EXPECT_EQ(Trouble(), "");
 }
 
 TEST_F(ViewedFileTest, FileThatIsBeingWrittenIsFollowed) {
@@ -120,12 +133,14 @@ TEST_F(ViewedFileTest, FileThatWasCompleteAndGrowsIsShownAnew) {
     EXPECT_TRUE(Shows("first"));
     EXPECT_FALSE(IsLive());
     const uint64_t revision = view->Feed().Now().revision;
+    const std::string number = Number();
     EXPECT_EQ(Told([this] { folder.Put("o.bin", Said("second\n"), true); }),
               "tracehost: \"o.bin\" has grown: it is shown anew\n");
     EXPECT_TRUE(Shows("second"));
     EXPECT_TRUE(HasLine(view->Feed(), "first"));
     EXPECT_TRUE(IsLive());
     EXPECT_GT(view->Feed().Now().revision, revision) << "an open page notices";
+    EXPECT_EQ(Number(), number) << "its places and lines are what they were";
 }
 
 TEST_F(ViewedFileTest, EmptyFileThatWasCompleteAndGrowsIsShown) {
@@ -143,12 +158,14 @@ TEST_F(ViewedFileTest, FileThatBecomesShorterIsAnotherRecording) {
         View("o.bin", fresh);
         EXPECT_TRUE(Shows("second"));
         const uint64_t revision = view->Feed().Now().revision;
+        const std::string number = Number();
         EXPECT_EQ(Told([this] { folder.Put("o.bin", CaptureOf("other\n")); }),
                   "tracehost: \"o.bin\" has become shorter: it is another recording now\n");
         EXPECT_TRUE(Shows("other"));
         EXPECT_FALSE(HasLine(view->Feed(), "first"));
         EXPECT_TRUE(IsLive());
         EXPECT_GT(view->Feed().Now().revision, revision);
+        EXPECT_NE(Number(), number);
         EXPECT_EQ(Told([this] { folder.Put("o.bin", {}); }),
                   "tracehost: \"o.bin\" has become shorter: it is another recording now\n")
             << "each time once";
@@ -163,12 +180,14 @@ TEST_F(ViewedFileTest, FileInWhosePlaceAnotherComesIsShownAnew) {
         View("o.bin", fresh);
         EXPECT_TRUE(Shows("first"));
         folder.Put("next", CaptureOf("another, and longer\n"));
+        const std::string number = Number();
         std::error_code failure;
         const std::string told = Told([&] { fs::rename(folder.Path("next"), path, failure); });
         if (failure) GTEST_SKIP() << "the system keeps a file in its place while it is read";
         EXPECT_EQ(told, "tracehost: \"o.bin\" is another file now: it is shown anew\n");
         EXPECT_TRUE(Shows("another, and longer"));
         EXPECT_FALSE(HasLine(view->Feed(), "first"));
+        EXPECT_NE(Number(), number);
         EXPECT_TRUE(view->Whole());
     }
 }
@@ -209,6 +228,9 @@ TEST_F(ViewedFileTest, TdfFileThatBecomesShorterIsToldOnce) {
         "tracehost: \"o.bin\" has become shorter while it is shown: begin again to see what it holds now\n");
     EXPECT_EQ(Told([this] { fs::resize_file(path, 0); }), "");
     EXPECT_FALSE(view->Whole());
+    EXPECT_EQ(Trouble(),
+              "Not all of the recording is shown: \"o.bin\" has become shorter while it is shown: "
+              "begin again to see what it holds now");
 }
 
 TEST_F(ViewedFileTest, DamagedTdfFileIsShownAsFarAsItGoesAndThatIsToldOnce) {
@@ -222,6 +244,9 @@ TEST_F(ViewedFileTest, DamagedTdfFileIsShownAsFarAsItGoesAndThatIsToldOnce) {
         }),
         "tracehost: \"o.bin\" is damaged at offset 16: the section is longer than the rest of the file\n");
     EXPECT_FALSE(view->Whole());
+    EXPECT_EQ(Trouble(),
+              "Not all of the recording is shown: \"o.bin\" is damaged at offset 16: the section is "
+              "longer than the rest of the file");
     EXPECT_EQ(view->Feed().Now().bytes, 18U);
 }
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <utility>
+
 #include "tests/fakes/memory_channel.h"
 #include "tests/fakes/scripted_controls.h"
 #include "tests/fakes/scripted_feed.h"
@@ -294,6 +297,36 @@ TEST_F(ConversationTest, EventsTellWhatIsNew) {
     std::snprintf(size, sizeof size, "%zx", event.size());
     EXPECT_EQ(Body(answer), size + std::string("\r\n") + event + "\r\n");  // once, because nothing changes
     EXPECT_EQ(site.streams, 0);
+}
+
+/// A far end that waits for news, while something happens.
+class WaitingChannel : public MemoryChannel {
+  public:
+    WaitingChannel(const std::string& all, std::function<void()> action)
+        : MemoryChannel(all), happens(std::move(action)) {}
+    bool Linger(std::chrono::milliseconds pause) override {
+        if (happens) std::exchange(happens, nullptr)();
+        return MemoryChannel::Linger(pause);
+    }
+
+  private:
+    std::function<void()> happens;
+};
+
+TEST_F(ConversationTest, TroubleAloneIsNews) {
+    FeedState state;
+    feed.Set(state);
+    const auto fail = [&] {
+        state.trouble = "it is gone";
+        feed.Set(state);
+    };
+    WaitingChannel channel("GET /api/stream?token=secret" + std::string(kHost) + "\r\n", fail);
+    Converse(channel, site, false);
+    const std::size_t first = channel.got.find("\"trouble\":null");
+    ASSERT_NE(first, std::string::npos) << channel.got;
+    const std::size_t second = channel.got.find("\"trouble\":\"it is gone\"", first);
+    ASSERT_NE(second, std::string::npos) << channel.got;
+    EXPECT_EQ(channel.got.find("\"trouble\"", second + 1), std::string::npos) << "once";
 }
 
 TEST_F(ConversationTest, NothingFollowsAStream) {

@@ -226,10 +226,21 @@ TEST(EventOf, TellsTheState) {
     state.indexed = 999999;
     state.end = 1234567.5;
     state.live = true;
+    EXPECT_EQ(EventOf(state),
+              "data: {\"revision\":18,\"bytes\":1000000,\"indexed\":999999,\"end\":1234567.5,\"live\":true,"
+              "\"trouble\":null}\n\n");
     EXPECT_EQ(
-        EventOf(state),
-        "data: {\"revision\":18,\"bytes\":1000000,\"indexed\":999999,\"end\":1234567.5,\"live\":true}\n\n");
-    EXPECT_EQ(EventOf({}), "data: {\"revision\":0,\"bytes\":0,\"indexed\":0,\"end\":0,\"live\":false}\n\n");
+        EventOf({}),
+        "data: {\"revision\":0,\"bytes\":0,\"indexed\":0,\"end\":0,\"live\":false,\"trouble\":null}\n\n");
+}
+
+/// One line, whatever the trouble says: an event ends with an empty one.
+TEST(EventOf, TellsWhatWentWrong) {
+    FeedState state;
+    state.trouble = "\"C:\\x\" is gone\n\ndata: \xC3\xA4";
+    EXPECT_EQ(EventOf(state),
+              "data: {\"revision\":0,\"bytes\":0,\"indexed\":0,\"end\":0,\"live\":false,"
+              "\"trouble\":\"\\\"C:\\\\x\\\" is gone??data: ??\"}\n\n");
 }
 
 }  // namespace
