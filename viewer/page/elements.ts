@@ -3,7 +3,7 @@
 import { visible } from "./format";
 
 export const byId = <T extends HTMLElement>(id: string): T => document.getElementById(id) as T;
-export const say = (id: string, text: string): void => { byId(id).textContent = text; };
+export const say = (id: string, text: string): void => { if (byId(id).textContent !== text) byId(id).textContent = text; };
 
 const withheld = new Map<string, string | null>();  // by the element in which an answer stands: what would stand there else
 
@@ -19,9 +19,15 @@ export function tell(id: string, text: string): void {
   else say(id, text);
 }
 
-for (const action of ["pointerdown", "keydown"]) addEventListener(action, () => {
-  withheld.forEach((text, id) => { if (text !== null) say(id, text); });
+/** Answers are over: how things are is said again. */
+export function endAnswers(): void {
+  withheld.forEach((text, id) => say(id, text ?? ""));
   withheld.clear();
+}
+
+for (const action of ["pointerdown", "keydown"]) addEventListener(action, () => {
+  withheld.forEach((text, id) => { if (text === null) withheld.delete(id); });
+  endAnswers();
 }, true);
 
 type Tags = HTMLElementTagNameMap;

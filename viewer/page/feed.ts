@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Where the page gets its answers from: a server, or the file it stands in. docs/viewer-feed.md has the forms.
+import { placeIn } from "./format";
 
 export interface Track {
   id: string; kind: string; label: string; total: number;
   number?: number; port?: number; comparator?: number; type?: string;
 }
 export interface Overview {
-  name: string; live: boolean; complete: boolean; stoppable: boolean; changeable: boolean;
+  name: string; recording: number; live: boolean; complete: boolean; stoppable: boolean; changeable: boolean;
   revision: number; bytes: number; indexed: number; framing: string;
   axis: { kind: string; unit: string; begin: number; end: number };
   clock_hz: number | null; timestamp_prescale: number; baud: number | null;
@@ -36,6 +37,9 @@ export interface Layer {
   tracks: Map<string, Arrays>; marks: Arrays;
 }
 
+/** How far a recording has come. */
+export interface News { revision: number; trouble: string | null }  // why no more is shown of it
+
 export interface Feed {
   readonly inFile: boolean;  // there may be no answer to some questions
   ask<T>(what: string, question?: Question): Promise<T>;
@@ -44,7 +48,7 @@ export interface Feed {
   /** What there is for a window, coarsest first; each is better than those before where it says something. */
   layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]>;
   /** Tells what changes. `trouble` is null when all is well again. */
-  follow(changed: (revision: number) => void, trouble: (message: string | null) => void): void;
+  follow(changed: (news: News) => void, trouble: (message: string | null) => void): void;
 }
 
 const TYPES = { u8: Uint8Array, u16: Uint16Array, u32: Uint32Array, f32: Float32Array, f64: Float64Array };
@@ -75,6 +79,9 @@ export function arraysOf(layer: Layer | undefined, { id, kind }: Track): Arrays 
   const needed = { value: "last", text: "bytes" }[kind];
   return arrays && (!needed || needed in arrays) ? arrays : undefined;
 }
+
+/** Which of the server's readings of a recording, or of several, a revision belongs to. */
+export function readingOf({ revision }: { revision: number }): number { return Math.floor(revision / 2 ** 32); }
 
 /** The column's width; of an exact window nothing. */
 export function grain(layer: Layer): number { return layer.exact ? 0 : (layer.to - layer.from) / layer.pixels; }
@@ -113,9 +120,8 @@ export class ServedFeed implements Feed {
   async layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]> {
     const layer = await this.window(from, to, pixels);
     if (from <= axis.begin && to >= axis.end) return [this.whole = layer];
-    const feed = ({ revision }: Layer) => Math.floor(revision / 2 ** 32);  // which may read the recording otherwise
     const late = performance.now() - this.wholeTime > WHOLE_LASTS;
-    if (!this.whole || feed(this.whole) !== feed(layer) || (late && this.whole.revision !== layer.revision)) {
+    if (!this.whole || readingOf(this.whole) !== readingOf(layer) || (late && this.whole.revision !== layer.revision)) {
       this.wholeTime = performance.now();
       this.whole = await this.window(axis.begin, Math.max(axis.end, axis.begin + 1), WHOLE_PIXELS);
     }
@@ -123,14 +129,14 @@ export class ServedFeed implements Feed {
   }
 
   /** Only while the page is seen: a browser has six connections to one server, for all its pages. */
-  follow(changed: (revision: number) => void, trouble: (message: string | null) => void): void {
+  follow(changed: (news: News) => void, trouble: (message: string | null) => void): void {
     let events: EventSource | null = null;
     const listen = () => {
       events?.close();
       if (document.hidden) return;
       events = new EventSource(`/api/stream?${new URLSearchParams({ token: this.token })}`);
       events.onopen = () => trouble(null);
-      events.onmessage = (event) => changed(JSON.parse(event.data).revision);
+      events.onmessage = (event) => changed(JSON.parse(event.data));
       events.onerror = () => {
         if (events!.readyState !== EventSource.CLOSED) return trouble(GONE);  // it tries again by itself
         this.send("GET", "stream", {}, async (answer) => answer.body?.cancel()).catch((error) => trouble(error.message));  // which tells why
@@ -170,7 +176,6 @@ export class EmbeddedFeed implements Feed {
   async ask<T>(what: string, { port, line, count, text, back, case: matchCase, time, from, by }: Question = {}): Promise<T> {
     const { overview, ledger, profile } = this.held;
     const { lines, rows } = this.held.text[`port:${port}`] ?? { lines: 0, rows: [] };
-    const fold = (word: unknown) => matchCase ? String(word) : String(word).replace(/[A-Z]/g, (letter) => letter.toLowerCase());
     const answers: Record<string, () => object> = {
       overview: () => overview,
       text: () => ({ lines, held: rows.length, rows: rows.slice(+line, +line + +count) }),
@@ -179,7 +184,7 @@ export class EmbeddedFeed implements Feed {
       profile: () => ({ ...profile[by], whole: true }),
       find: () => {
         for (let at = Math.min(+line, rows.length); at >= 0 && at <= rows.length; at += back ? -1 : 1)
-          if (rows[at] && fold(rows[at].text).includes(fold(text))) return { line: at };
+          if (rows[at] && placeIn(rows[at].text, String(text), Boolean(matchCase)) >= 0) return { line: at };
         return { line: null };
       },
     };

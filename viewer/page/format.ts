@@ -14,6 +14,12 @@ export function visible(text: string): string {
   });
 }
 
+/** Where `sought` stands in a text, below 0 nowhere. Without `matchCase` A to Z are the same as a to z, and those alone. */
+export function placeIn(text: string, sought: string, matchCase: boolean): number {
+  const fold = (word: string) => matchCase ? word : word.replace(/[A-Z]/g, (letter) => letter.toLowerCase());
+  return fold(text).indexOf(fold(sought));
+}
+
 export function count(number: number): string { return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ","); }
 export function plural(number: number, what: string): string { return `${count(number)} ${what}${number === 1 ? "" : "s"}`; }
 export function hex(number: number): string { return "0x" + number.toString(16).toUpperCase().padStart(8, "0"); }
@@ -22,7 +28,8 @@ export function percent(share: number): string { return `${(100 * share).toFixed
 /** A value of a track whose type is `type`. */
 export function value(number: number, type: string): string {
   if (type === "hex") return hex(number);
-  if (type === "f32") return Number.isFinite(number) ? String(Number(number.toPrecision(7))) : String(number);
+  if (!Number.isFinite(number)) return Number.isNaN(number) ? "not a number" : `${number < 0 ? "\u2212" : ""}infinite`;
+  if (type === "f32") return String(Number(number.toPrecision(7)));
   return (number < 0 ? "\u2212" : "") + count(Math.abs(number));
 }
 

@@ -2,7 +2,7 @@
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
 import { answer, attempt, byId, choose, fit, make, offer, oneAtATime, say, span, tell } from "./elements";
 import { type Entry, type Feed, type Found, type LedgerAnswer, type Line, type ProfileAnswer, type TextAnswer } from "./feed";
-import { count, hex, percent, plural, visible } from "./format";
+import { count, hex, percent, placeIn, plural, visible } from "./format";
 import { LongList } from "./long_list";
 import { CLASSES, SIGNS } from "./rows";
 import { type Timeline } from "./timeline";
@@ -17,6 +17,8 @@ export class Lists {
   private readonly ports = byId<HTMLSelectElement>("text-port");
   private readonly tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
   private sought = "";
+  private matchCase = false;
+  private recording = 0;
   private held = 0;  // lines of the port that can be read here
 
   constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly onTab: () => void,
@@ -58,7 +60,12 @@ export class Lists {
   }
 
   update(): void {
-    const { tracks, lines } = this.timeline.overview;
+    const { recording, overview: { tracks, lines } } = this.timeline;
+    if (recording !== this.recording) {
+      this.recording = recording;
+      this.losses.update(0, String(recording));
+      this.lines.update(0, "");
+    }
     offer(this.ports, tracks.filter(({ kind }) => kind === "text").map((track) => [String(track.port), track.label]));
     offer(byId("profile-by"), [["function", "function"], ...lines ? [["line", "source line"] as [string, string]] : [], ["address", "address"]]);
     this.writeFacts();
@@ -87,9 +94,11 @@ export class Lists {
   private askText(line: number, most: number): Promise<TextAnswer> { return this.feed.ask("text", { port: this.port, line, count: most }); }
 
   private async readLosses(): Promise<void> {
+    const { recording } = this.timeline;
     const { total, unlisted } = await this.askLosses(0, 1);
+    if (recording !== this.timeline.recording) return;  // another is asked about
     const { lost, forecast } = this.timeline.overview;
-    this.losses.update(total, String(this.timeline.recording));
+    this.losses.update(total, String(recording));
     say("losses-note", (total === 0 ? "Nothing is known to be lost." : `${total === 1 ? "1 entry" : `${count(total)} entries`}; lost: ${visible(lost.text)}`) +
       (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
       (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : ""));
@@ -128,32 +137,38 @@ export class Lists {
   }
 
   private async readText(): Promise<void> {
-    const { port } = this;
-    if (port < 0) return tell("text-note", "No stimulus port holds text.");
+    const { port, timeline: { recording } } = this;
+    if (port < 0) {
+      this.lines.update(0, "");
+      return tell("text-note", "No stimulus port holds text.");
+    }
     const { lines, held = lines } = await this.askText(0, 1);
-    if (port !== this.port) return;  // another is asked about
+    if (port !== this.port || recording !== this.timeline.recording) return;  // another is asked about
     this.held = held;
-    this.lines.update(lines, `${this.timeline.recording}:${port}`);
+    this.lines.update(lines, `${recording}:${port}`);
     tell("text-note", plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : ""));
   }
 
   private fillLine(line: Line, element: HTMLElement): void {
-    const text = visible(line.text);
-    const found = this.sought ? text.toLowerCase().indexOf(this.sought.toLowerCase()) : -1;
+    const found = this.sought ? placeIn(line.text, this.sought, this.matchCase) : -1;
     const [begin, end] = found < 0 ? [0, 0] : [found, found + this.sought.length];
-    element.append(this.when(line.time), span(text.slice(0, begin), ""), span(text.slice(begin, end), "found"), span(text.slice(end), ""));
+    const part = (from: number, to: number, name = "") => span(visible(line.text.slice(from, to)), name);
+    element.append(this.when(line.time), part(0, begin), part(begin, end, "found"), part(end, line.text.length));
     if (line.flags & 1) element.append(span(" (suspect)", "pending"));
   }
 
   private async search(back: boolean): Promise<void> {
     this.sought = byId<HTMLInputElement>("sought").value;
+    this.matchCase = byId<HTMLInputElement>("match-case").checked;
+    const { recording } = this.timeline;
     const { lines: { total, selected }, held } = this;
     if (!this.sought || this.port < 0) return this.lines.draw();
     answer("text-note", "Searching \u2026");
     let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
-    const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...byId<HTMLInputElement>("match-case").checked && { case: 1 } };
+    const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...this.matchCase && { case: 1 } };
     while (found.line === null && found.next !== undefined)
       found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
+    if (recording !== this.timeline.recording) return;  // it is not that any more
     const line = found.line === null ? undefined : await this.lines.read(found.line);
     this.lines.select(found.line ?? -1);
     answer("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
-import { answer, attempt, byId, choose, oneAtATime, say, tell, trouble } from "./elements";
-import { EmbeddedFeed, type Feed, type Overview, ServedFeed } from "./feed";
+import { answer, attempt, byId, choose, endAnswers, oneAtATime, say, tell, trouble } from "./elements";
+import { EmbeddedFeed, type Feed, type News, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
 import { Timeline } from "./timeline";
@@ -17,10 +17,11 @@ class Page {
   private readonly types = new Map<string, string>();  // of ports, by number, as the user chose them here
   private settling = 0;
   private revision: number;  // of what is shown
-  private latest: number;
+  private news: News;
 
   constructor(private readonly feed: Feed, private overview: Overview) {
-    this.revision = this.latest = overview.revision;
+    this.revision = overview.revision;
+    this.news = { revision: overview.revision, trouble: null };
     this.timeline = new Timeline(feed, overview);
     this.values = new Values(this.timeline);
     this.lists = new Lists(feed, this.timeline, () => this.changed(), (port, type) => {
@@ -41,7 +42,12 @@ class Page {
     this.write();
     this.follow(overview.live && this.timeline.whole);
     addEventListener("hashchange", () => this.readAddress());
-    feed.follow((revision) => { this.latest = revision; void this.grow(); }, trouble);
+    this.timeline.onOther = () => { this.revision = 0; void this.grow(); };
+    feed.follow((news) => {
+      this.news = news;
+      this.write();
+      void this.grow();
+    }, trouble);
   }
 
   private connect(): void {
@@ -78,7 +84,7 @@ class Page {
     document.documentElement.dataset.theme = theme;
     say("theme", theme === "dark" ? "Light" : "Dark");
     this.timeline.readColors();
-    this.values.draw(true);
+    this.values.restyle();
     this.lists.refresh();
   }
 
@@ -143,7 +149,7 @@ class Page {
   }
 
   private write(): void {
-    const { overview } = this;
+    const { overview, news } = this;
     const badge = (id: string, text: string, title: string, good: boolean) => {
       Object.assign(byId(id), { textContent: visible(text), title: visible(title), className: `badge ${good ? "good" : "bad"}` });
     };
@@ -154,7 +160,9 @@ class Page {
     badge("lost", nothing ? "nothing lost" : `lost: ${lost.text}`, lost.text, nothing);
     byId("follow").hidden = !overview.live;
     byId("stop").hidden = !overview.stoppable;
-    tell("state", overview.live ? "recording" : overview.complete ? ""
+    say("no-more", visible(news.trouble ?? ""));
+    byId("no-more").hidden = news.trouble === null;
+    tell("state", overview.live ? (news.trouble === null ? "recording" : "not shown any more") : overview.complete ? ""
       : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`);
   }
 
@@ -166,12 +174,13 @@ class Page {
 
   /** The recording has grown, or is known better. */
   private readonly grow = oneAtATime(async () => {
-    if (this.latest <= this.revision) return;
+    if (this.news.revision <= this.revision) return;
     await attempt(async () => {
-      const { whole, from, to, axis } = this.timeline;
+      const { whole, from, to, axis, recording } = this.timeline;
       this.overview = await this.feed.ask<Overview>("overview");
       this.revision = this.overview.revision;
       this.timeline.update(this.overview);
+      if (this.timeline.recording !== recording) endAnswers();
       if (this.following && !whole && this.timeline.axis.unit === axis.unit) this.timeline.lookAtEnd(to - from);
       this.lists.update();
       this.values.draw();

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
 import { make } from "./elements";
-import { type Arrays, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
+import { type Arrays, type Layer, type Numbers, type Overview, type Track, arraysOf, grain } from "./feed";
 import { type Axis, plural, value, visible } from "./format";
 
 export interface Row {
   track: Track; top: number; height: number; label: HTMLButtonElement;
   low: number; high: number;  // of what is in view
+  often: number;  // the same: of what is counted the most, for each unit of the axis
 }
 
 export const SUSPECT = 1;  // flag of events
@@ -85,26 +86,57 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
 
 type Draw = (index: number, x0: number, x1: number) => void;
 
-/** What is in view: of a summary the whole pixels of each column, of an exact layer the events, with one before and one behind. */
-export function each(brush: Brush, layer: Layer, { time }: Arrays, draw: Draw): void {
+/** What is in view, [first, behind): columns that are `width` wide, or, when that is 0, events with one before and one behind. */
+export function inView(time: ArrayLike<number>, from: number, to: number, width: number): [number, number] {
+  const more = width > 0 ? 0 : 1;
+  return [Math.max(firstAbove(time, from - width) - more, 0), Math.min(firstAbove(time, to) + more, time.length)];
+}
+
+/** Of the events [first, behind) those that a picture needs: of each column of pixels the first, lowest, highest and last number, and
+ *  one each of what is drawn apart: suspects, and what is infinite or no number. */
+export function thin(first: number, behind: number, x: (index: number) => number, numbers: ArrayLike<number>, flags?: ArrayLike<number>): number[] {
+  const kept: number[] = [];
+  for (let i = first; i < behind;) {
+    const column = Math.floor(x(i));
+    const found: Record<string, number> = {};
+    for (; i < behind && Math.floor(x(i)) === column; i++) {
+      const number = numbers[i];
+      if (flags && flags[i] & SUSPECT) found.suspect ??= i;
+      else if (!Number.isFinite(number)) found[number] ??= i;
+      else {
+        found.first ??= i;
+        if (!(number >= numbers[found.low])) found.low = i;
+        if (!(number <= numbers[found.high])) found.high = i;
+        found.last = i;
+      }
+    }
+    kept.push(...[...new Set(Object.values(found))].sort((one, other) => one - other));
+  }
+  return kept;
+}
+
+/** What is in view: of a summary the whole pixels of each column, of an exact layer the events; of them, when `numbers` are given, as
+ *  many as a picture of these needs. */
+export function each(brush: Brush, layer: Layer, { time, flags }: Arrays, draw: Draw, numbers?: Numbers): void {
   const width = grain(layer);
-  const more = layer.exact ? 1 : 0;
-  const last = Math.min(firstAbove(time, brush.to) + more, time.length);
-  for (let i = Math.max(firstAbove(time, brush.from - width) - more, 0); i < last; i++) {
+  const [first, behind] = inView(time, brush.from, brush.to, width);
+  const place = (i: number) => {
     const [x0, x1] = [brush.x(time[i]), brush.x(time[i] + width)];
     if (layer.exact) draw(i, x0, x0);
     else draw(i, Math.round(x0), Math.max(Math.round(x1), Math.round(x0) + 1));
-  }
+  };
+  if (layer.exact && numbers) thin(first, behind, (i) => brush.x(time[i]), numbers, flags).forEach(place);
+  else for (let i = first; i < behind; i++) place(i);
 }
 
-/** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first. */
-function spans(brush: Brush, { begin, end, depth }: Arrays, draw: Draw): void {
+/** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first, and suspects. */
+function spans(brush: Brush, { begin, end, depth, flags }: Arrays, draw: Draw): void {
   const drawn: number[] = [];
   for (let i = 0; i < begin.length; i++) {
     if (end[i] < brush.from || begin[i] > brush.to) continue;
     const x0 = Math.max(brush.x(begin[i]), -2);
     const x1 = Math.min(Math.max(brush.x(end[i]), x0 + 1), brush.width + 2);
-    if (x1 <= (drawn[depth[i]] ?? -3)) continue;
+    if (x1 <= (drawn[depth[i]] ?? -3) && !(flags[i] & SPAN_SUSPECT)) continue;
     drawn[depth[i]] = Math.ceil(x1);
     draw(i, x0, x1);
   }
@@ -168,30 +200,36 @@ function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): 
     if (nested && (flags[i] & SPAN_UNKNOWN || number[i] === 0)) return;
     const [y, tall] = nested ? [bottom - (depth[i] + 1) * LEVEL, LEVEL - 1] : [bottom - most, most];
     brush.rectangle(x0, y, x1, tall, hue(i));
-    if (flags[i] & (SPAN_SUSPECT | SPAN_UNKNOWN)) brush.rectangle(x0, y, x1, tall, brush.hatch);
+    if (flags[i] & SPAN_SUSPECT) brush.rectangle(x0, y, Math.max(x1, x0 + 5), tall, brush.hatch);
     if (nested) brush.fitted(brush.exception(number[i]), x0, x1, y + LEVEL / 2);
   });
 }
 
-/** Lowest and highest number in view, suspects and what is no address left out. */
+/** Lowest and highest number in view. Suspects, what is infinite or no number, and samples without an address are left out. */
 function findScale(brush: Brush, row: Row, layers: Layer[]): void {
   [row.low, row.high] = [Infinity, -Infinity];
-  const see = (low: number, high: number) => { [row.low, row.high] = [Math.min(row.low, low), Math.max(row.high, high)]; };
   for (const layer of layers) {
     const arrays = arraysOf(layer, row.track) ?? {};
-    const { flags, pc, min = pc, max = pc } = arrays;
-    if (min) each(brush, layer, arrays, (i) => { if (!(flags?.[i] & SUSPECT) && !(pc?.[i] < 0)) see(min[i], max[i]); });
+    const { flags, pc, min, max, first, last } = arrays;
+    for (const numbers of new Set([pc, min, max, first, last])) if (numbers) each(brush, layer, arrays, (i) => {
+      const number = numbers[i];
+      if (!Number.isFinite(number) || (pc && number < 0) || flags?.[i] & SUSPECT) return;
+      [row.low, row.high] = [Math.min(row.low, number), Math.max(row.high, number)];
+    });
   }
 }
 
+/** Where a number stands; what is infinite beyond all others. */
 function height({ top, height, low, high }: Row, number: number): number {
+  if (!Number.isFinite(number)) return number > 0 ? top + 3 : top + height - 4;
   if (!(high > low)) return top + height / 2;
   return top + height - 9 - (Math.min(Math.max(number, low), high) - low) / (high - low) * (height - 18);
 }
 
-function paintScale(brush: Brush, { track, top, height, low, high }: Row): void {
+function paintScale(brush: Brush, { track, top, height, low, high, often }: Row): void {
   const type = track.kind === "pc" ? "hex" : track.type ?? "";
   if (high >= low) brush.caption(value(high, type), top + 9);
+  else if (often > 0) brush.caption(brush.axis.often(often, 1), top + 9);
   if (high > low) brush.caption(value(low, type), top + height - 9);
 }
 
@@ -213,8 +251,14 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
   const apart = brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
   const path = new Path2D();
   const held = heldAt(row, layers, layer.from);
-  let before = held === null ? null : height(row, held);  // where the line is
+  let before = held === null || Number.isNaN(held) ? null : height(row, held);  // where the line is
   if (before !== null) path.moveTo(brush.x(layer.from), before);
+  let named = -Infinity;
+  const name = (number: number, x: number) => {
+    if (Number.isFinite(number) || x < named + 26) return;
+    named = x;
+    brush.text(Number.isNaN(number) ? "NaN" : number > 0 ? "+\u221e" : "\u2212\u221e", x + 3, height(row, number) + (number > 0 ? 6 : -6));
+  };
   ctx.strokeStyle = brush.colors.data;
   ctx.lineWidth = 1.5;
   each(brush, layer, arrays, (i, x0, x1) => {
@@ -223,6 +267,13 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
       brush.rectangle(x0 - 4, y - 4, x0 + 4, 8, brush.hatch);
       return ctx.strokeRect(x0 - 4, y - 4, 8, 8);
     }
+    name(max[i], x0);
+    if (min[i] !== max[i]) name(min[i], x0);
+    if (Number.isNaN(last[i])) {
+      if (before !== null) path.lineTo(x0, before);
+      before = null;
+      return;
+    }
     const top = height(row, max[i]);
     if (!layer.exact) brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.colors.second);
     else if (apart > 5) brush.rectangle(x0 - 2, y - 2, x0 + 2, 4, brush.colors.data);
@@ -230,7 +281,7 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
     else path.lineTo(x0, before);  // a value holds until the next
     path.lineTo(x0, y);
     path.lineTo(x1, before = height(row, last[i]));
-  });
+  }, last);
   if (before !== null) path.lineTo(brush.x(layer.to), before);
   ctx.stroke(path);
 }
@@ -259,25 +310,45 @@ function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arr
   });
 }
 
-/** How often something came: event counters, and PC samples in summaries. */
-function paintCounts(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arrays): void {
+/** How often something came, for each unit of the axis: column by column, of events from one to the next that is a pixel behind it. */
+function rates(brush: Brush, layer: Layer, arrays: Arrays, draw: (rate: number, x0: number, x1: number, asleep: number) => void): void {
+  const { time, flags, count, samples, sleeping } = arrays;
+  const width = grain(layer);
+  let [since, number] = [-1, 0];
+  each(brush, layer, arrays, (i, x0, x1) => {
+    if (!layer.exact) return draw(((count ?? samples)[i] + (sleeping?.[i] ?? 0)) / width, x0, x1, (sleeping?.[i] ?? 0) / width);
+    if (flags[i] & SUSPECT) return;
+    number++;
+    if (since >= 0 && x0 < brush.x(time[since]) + 1) return;
+    if (since >= 0) draw(number / (time[i] - time[since]), brush.x(time[since]), x0, 0);
+    [since, number] = [i, 0];
+  });
+}
+
+/** Event counters, and PC samples in summaries. */
+function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, arrays: Arrays): void {
   const bottom = top + height - 5;
   const room = height - 11;
+  const bar = (x0: number, x1: number, tall: number, color: string) => brush.rectangle(x0, bottom - tall, x1, tall, color);
+  rates(brush, layer, arrays, (rate, x0, x1, asleep) => {
+    bar(x0, x1, Math.max(rate / often * room, 1), layer.exact ? brush.colors.band : brush.colors.second);
+    bar(x0, x1, asleep / often * room, brush.colors.padding);
+  });
   let drawn = -Infinity;
-  if (layer.exact) return each(brush, layer, arrays, (i, x) => {
+  if (layer.exact) each(brush, layer, arrays, (i, x) => {
     const suspect = arrays.flags[i] & SUSPECT;
     if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
     drawn = x;
   });
-  const numbers = arrays.count ?? arrays.samples;
-  let most = 1;
-  each(brush, layer, arrays, (i) => { most = Math.max(most, numbers[i]); });
-  each(brush, layer, arrays, (i, x0, x1) => {
-    const tall = Math.max(numbers[i] / most * room, 1);
-    const asleep = (arrays.sleeping?.[i] ?? 0) / most * room;
-    brush.rectangle(x0, bottom - tall, x1, tall, brush.colors.second);
-    brush.rectangle(x0, bottom - asleep, x1, asleep, brush.colors.padding);
-  });
+}
+
+/** The most that is counted in view. */
+function findOften(brush: Brush, row: Row, layers: Layer[]): void {
+  row.often = 0;
+  for (const layer of layers) {
+    const arrays = arraysOf(layer, row.track);
+    if (arrays && !arrays.pc) rates(brush, layer, arrays, (rate) => { row.often = Math.max(row.often, rate); });
+  }
 }
 
 /** Every sample by its address; asleep and prohibited below the line. */
@@ -309,8 +380,8 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
   const { ctx } = brush;
   const { kind } = row.track;
   if (kind === "bandwidth") return paintBandwidth(brush, row, layers);
-  const scaled = kind === "value" || kind === "pc";
-  if (scaled) findScale(brush, row, layers);
+  if (kind === "value" || kind === "pc") findScale(brush, row, layers);
+  if (kind === "counter" || kind === "pc") findOften(brush, row, layers);
   for (const layer of layers) {
     const left = Math.max(brush.x(layer.from), 0);
     const right = Math.min(brush.x(layer.to), brush.width);
@@ -325,7 +396,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     if (arrays) paint(brush, row, layer, arrays, layers);
     ctx.restore();
   }
-  if (scaled) paintScale(brush, row);
+  if (kind === "value" || kind === "pc" || kind === "counter") paintScale(brush, row);
 }
 
 /** The second line of a row's name. */

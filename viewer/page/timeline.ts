@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
 import { byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
-import { type Feed, type Layer, type Overview, type Track, arraysOf, grain } from "./feed";
+import { type Feed, type Layer, type Overview, type Track, arraysOf, grain, readingOf } from "./feed";
 import { Axis, plural, visible } from "./format";
 import { Brush, CLASS_COLORS, type Row, SIGNS, each, paintRow, totalText } from "./rows";
 import { bestAt, describe, describeMarks } from "./tips";
@@ -23,6 +23,7 @@ export class Timeline {
   onChange: () => void = () => {};  // the view or its answer
   onRow: (track: Track) => void = () => {};  // a row's name was pressed
   onPlace: (place: number) => void = () => {};  // a place was clicked
+  onOther: () => void = () => {};  // the answers are not about what `overview` is about
 
   private rows: Row[] = [];
   private deepest = 2;
@@ -59,19 +60,22 @@ export class Timeline {
   update(overview: Overview): void {
     const wasWhole = this.whole;
     const other = this.isOther(overview);
-    if (other) this.recording++;
     this.take(overview);
-    if (other) this.cursors = [null, null];
+    if (other) {
+      this.recording++;
+      this.cursors = [null, null];
+      this.layers = [];
+      this.hideTip();
+    }
     if (other || wasWhole) this.lookWhole();
     else void this.ask();
   }
 
   /** Whether places of what is shown mean nothing in `overview`: it is another recording's, or has another number line. */
   private isOther(overview: Overview): boolean {
-    const { axis, name, started, bytes, indexed } = this.overview;
+    const { axis, recording, indexed } = this.overview;
     if (indexed === 0) return false;  // nothing was known of it
-    return overview.bytes < bytes || overview.name !== name || overview.started !== started ||
-      (overview.indexed > 0 && (overview.axis.kind !== axis.kind || overview.axis.unit !== axis.unit));
+    return overview.recording !== recording || (overview.indexed > 0 && (overview.axis.kind !== axis.kind || overview.axis.unit !== axis.unit));
   }
 
   private take(overview: Overview): void {
@@ -79,7 +83,7 @@ export class Timeline {
     this.axis = new Axis(axis.kind, axis.unit, axis.begin, axis.end);
     say("axis", this.axis.name);
     if (tracks.map(({ id }) => id).join("\n") !== this.rows.map(({ track }) => track.id).join("\n")) {
-      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: make("button", { className: "row" }), low: 0, high: 0 }));
+      this.rows = tracks.map((track) => ({ track, top: 0, height: 0, label: make("button", { className: "row" }), low: 0, high: 0, often: 0 }));
       byId("rows").replaceChildren(...this.rows.map(({ label }) => label));
     }
     tracks.forEach((track, i) => {
@@ -137,7 +141,9 @@ export class Timeline {
   /** Asks for what is looked at, one question at a time. */
   readonly ask = oneAtATime(async () => {
     try {
-      this.layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096), this.axis);
+      const layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096), this.axis);
+      if (layers.some((layer) => readingOf(layer) !== readingOf(this.overview))) return this.onOther();
+      this.layers = layers;
       for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
       byId("rows").style.setProperty("--levels", String(Math.min(this.deepest, 8)));
       trouble(null);

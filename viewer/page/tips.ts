@@ -6,7 +6,8 @@ import { type Brush, SIGNS, SPAN_UNKNOWN, firstAbove, lineText } from "./rows";
 
 const NEAR = 6;  // pixels in which something counts as pointed at
 const SPAN_FLAGS: [number, string][] =
-  [[1, "its end follows from later packets"], [2, "began before or unseen"], [4, "goes on behind"], [16, "suspect"]];
+  [[1, "its end follows from later packets"], [2, "began before or unseen"], [4, "goes on behind"], [16, "suspect: beside damage"],
+    [32, "salvaged"]];
 const EVENT_FLAGS: [number, string][] =
   [[1, "suspect: beside damage"], [2, "salvaged"], [8, "time known within bounds"], [16, "time late"], [32, "no time"]];
 const LOSSES = ["lost in the target", "damaged on the line", "lost in the host", "gap", "edge of what was recorded"];
@@ -24,7 +25,7 @@ function nearest(numbers: ArrayLike<number>, place: number, slack: number): numb
   return best;
 }
 
-function spanAt(brush: Brush, { begin, end, number, flags, depth }: Arrays, place: number): string {
+function spanAt(brush: Brush, { begin, end, offset, number, flags, depth }: Arrays, place: number): string {
   const lines: string[] = [];
   for (let i = 0; i < begin.length && lines.length < 8; i++) {
     const length = end[i] - begin[i];
@@ -32,7 +33,7 @@ function spanAt(brush: Brush, { begin, end, number, flags, depth }: Arrays, plac
     if (begin[i] - slack > place || end[i] + slack < place) continue;
     const what = flags[i] & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]) : "active";
     lines.push(`${what} for ${brush.axis.span(length)}${depth[i] > 0 ? `, ${depth[i]} below it` : ""}\n` +
-      `from ${brush.axis.at(begin[i], 1)}${told(flags[i], SPAN_FLAGS)}`);
+      `from ${brush.axis.at(begin[i], 1)}, offset ${count(offset[i])}${told(flags[i], SPAN_FLAGS)}`);
   }
   return lines.join("\n");
 }
@@ -62,6 +63,7 @@ function eventAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place
       (/:(read|write)$/.test(track.id) ? matchOf(track.comparator!, layer, arrays.offset[i]) : "") + "\n",
     text: () => lineText(arrays, i).slice(0, 500) + "\n",
     pc: () => (pc === -1 ? "asleep" : pc === -2 ? "trace prohibited" : hex(pc)) + "\n",
+    counter: () => i > 0 ? `${brush.axis.often(firstAbove(times, times[i]) - i, times[i] - times[i - 1])} since the one before\n` : "",
   };
   return (what[track.kind]?.() ?? "") + where;
 }

@@ -1,49 +1,86 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
-import { byId, offer, say } from "./elements";
-import { arraysOf, grain } from "./feed";
+import { byId, offer, onFrame, say } from "./elements";
+import { type Layer, arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
-import { SUSPECT } from "./rows";
+import { CLASS_COLORS, SUSPECT, inView, thin } from "./rows";
 import { type Timeline } from "./timeline";
 
 export class Values {
   private plot: uPlot | null = null;
-  private drawn = "";
+  private drawn = "";  // what the plot was made for
   private readonly box = byId("value-plot");
   private readonly choice = byId<HTMLSelectElement>("value-track");
 
   constructor(private readonly timeline: Timeline) {
-    this.choice.onchange = () => this.draw();
-    new ResizeObserver(() => this.draw()).observe(this.box);
+    this.choice.onchange = this.draw;
+    new ResizeObserver(this.draw).observe(this.box);
   }
 
-  /** Draws anew when the panel is open; `style` when the colours have changed. */
-  draw(style = false): void {
-    const { from, to, layers, overview: { tracks } } = this.timeline;
+  /** The colours have changed. */
+  restyle(): void {
+    this.drawn = "";
+    this.draw();
+  }
+
+  /** Draws anew when the panel is open. */
+  readonly draw = onFrame(() => {
+    const { from, to, overview: { tracks } } = this.timeline;
     offer(this.choice, tracks.filter(({ kind }) => kind === "value").map(({ id, label }) => [id, label]));
     const track = tracks.find(({ id }) => id === this.choice.value);
-    if (this.box.clientWidth === 0) return;
+    const width = this.box.clientWidth - 8;
+    if (width <= 0) return;
     if (!track) return say("values-note", "No track holds values. A stimulus port does with --port-type PORT=TYPE.");
-    const layer = layers[layers.length - 1];
-    const { time = [], min = [], max = [], last = [], count: counts, flags } = arraysOf(layer, track) ?? {};
+    const layer = this.layer;
     const exact = layer?.exact ?? false;
-    const width = layer ? grain(layer) : 0;
-    const times = Array.from(time, (begin) => begin + width / 2);
-    const inView = (i: number) => times[i] > from - width && times[i] < to + width;
-    const keep = [...times.keys()].filter((i) => (inView(i) || inView(i + 1) || inView(i - 1)) && !(flags && flags[i] & SUSPECT));
-    const events = keep.filter(inView).reduce((sum, i) => sum + (counts?.[i] ?? 1), 0);
+    const column = layer ? grain(layer) : 0;
+    const { time = [], min = [], max = [], last = [], count: counts, flags } = arraysOf(layer, track) ?? {};
+    const [first, behind] = inView(time, from, to, column);
+    const fair: number[] = [];
+    let events = 0;
+    for (let i = first; i < behind; i++) {
+      if (flags && flags[i] & SUSPECT) continue;
+      fair.push(i);
+      if (time[i] + column >= from && time[i] < to) events += counts?.[i] ?? 1;
+    }
+    const keep = !exact ? fair
+      : thin(first, behind, (i) => (time[i] - from) / (to - from) * width, last, flags).filter((i) => !(flags && flags[i] & SUSPECT));
+    const infinite = keep.filter((i) => !Number.isFinite(min[i]) || !Number.isFinite(max[i])).length;
     const kind = `${track.id} ${track.type} ${exact}`;
-    if (style || kind !== this.drawn) {
+    if (kind !== this.drawn) {
       this.plot?.destroy();
       this.plot = this.make(track.type ?? "", exact);
       this.drawn = kind;
     }
-    this.plot!.setSize({ width: this.box.clientWidth - 8, height: Math.max(this.box.clientHeight - 40, 80) });
-    this.plot!.setData([times, ...exact ? [last] : [min, max, last]].map((series) => keep.map((i) => series[i])) as uPlot.AlignedData, false);
-    this.plot!.setScale("x", { min: from, max: to });
-    say("values-note", `${plural(events, "value")} in view, ${exact ? "each drawn; suspects left out" : "as min, max and last of each column"}. ` +
-      `${count(track.total)} in all.`);
+    const pick = (numbers: ArrayLike<number>) => keep.map((i) => Number.isFinite(numbers[i]) ? numbers[i] : null);
+    this.plot!.batch(() => {
+      this.plot!.setSize({ width, height: Math.max(this.box.clientHeight - 40, 80) });
+      this.plot!.setData([keep.map((i) => time[i] + column / 2), ...(exact ? [last] : [min, max, last]).map(pick)], false);
+      this.plot!.setScale("x", { min: from, max: to });
+    });
+    say("values-note", `${plural(events, "value")} in view, ${!exact ? "as min, max and last of each column" : (keep.length === fair.length
+      ? "each drawn" : "of each pixel the first, lowest, highest and last drawn") + "; suspects left out"}` +
+      `${infinite > 0 ? "; what is infinite or no number is left out" : ""}. ${count(track.total)} in all.`);
+  });
+
+  /** The finest that tells of most of the view. */
+  private get layer(): Layer | undefined {
+    const { from, to, layers } = this.timeline;
+    return [...layers].reverse().find((layer) => Math.min(layer.to, to) - Math.max(layer.from, from) > (to - from) / 2) ?? layers[0];
+  }
+
+  /** What was lost, across the plot. */
+  private paintLosses({ ctx, bbox: { left, top, width, height }, valToPos }: uPlot): void {
+    const { time = [], hint, class: kinds } = this.layer?.marks ?? {};
+    for (let i = 0; i < time.length; i++) {
+      const x = valToPos(time[i], "x", true);
+      if (x < left || x > left + width) continue;
+      ctx.fillStyle = this.timeline.colors[CLASS_COLORS[kinds[i]] ?? "edge"];
+      ctx.globalAlpha = hint[i] ? 0.25 : 0.5;
+      ctx.fillRect(Math.round(x), top, 1, height);
+    }
+    ctx.globalAlpha = 1;
   }
 
   private make(type: string, exact: boolean): uPlot {
@@ -61,6 +98,7 @@ export class Values {
       series: [{ label: "at", value: (_: uPlot, place: number | null) => place === null ? "\u2013" : timeline.axis.at(place, 1) },
         ...exact ? [curve("value", data)] : [curve("min", second), curve("max", second), curve("last", data)]],
       bands: exact ? [] : [{ series: [2, 1], fill: band }],
+      hooks: { drawAxes: [(plot) => this.paintLosses(plot)] },
     }, [[]], this.box);
   }
 }
