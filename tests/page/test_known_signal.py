@@ -33,13 +33,13 @@ class KnownSignal(PageTest):
             for track, ticks, expected in (
                     ("exception:15", 40, r"^SysTick .*\nactive for 50 µs\n"),
                     ("exception:22", 40, r"^IRQ 6 .*\nactive for 10 µs, 1 below it\n"),
-                    ("nesting", 20, rf"\nSysTick for 50 µs\nfrom {ns(start + 10) / 1e9:.9f} s$"),
+                    ("nesting", 20, rf"\nSysTick for 50 µs\nfrom {ns(start + 10) / 1e9:.9f} s, offset {len(known_signal(i).bytes):,}$"),
                     ("nesting", 40, r"\nSysTick for 50 µs\n.*\nIRQ 6 for 10 µs, 1 below it\n"),
                     ("nesting", 75, r"\nnothing here$"),
                     ("watch:0:write", 30, rf"\n{1000 + i:,} written\nat "),
                     ("watch:0:write", 60, rf"\n{1000 + i:,} written\nsince "),
                     ("port:0", 70, rf"\nround {i} {WORDS[i % len(WORDS)]}\nat "),
-                    ("counter:cyc", 100, r"\nat "),
+                    ("counter:cyc", 100, r"\n10 per ms since the one before\nat "),
                     ("pc", 90, rf"\n0x{0x08000100 + 4 * (i % 16):08X}\nat ")):
                 with self.subTest(round=i, track=track, ticks=ticks):
                     self.assertRegex(self.browser.tip(track, ns(start + ticks), view), expected)

@@ -186,16 +186,21 @@ class GrowingPage(ServedTest):
 
     def test_of_another_file_in_its_place_the_whole_is_shown(self):
         view, place = around(20 * STEP)
-        capture = self.open_growing(f"{place}&list=text&port=0&a={view[0]:.0f}")
-        self.assertNotEqual(self.browser.text("#cursors"), "")
-        self.browser.click("#text-list-3")
-        other = self.folder / "other.bin"
-        other.write_bytes(known_signal(30).bytes)
-        os.replace(other, capture)
-        self.wait_text("#text-note", "^30 lines$")
-        self.browser.wait(lambda: not re.search(r"\b[va]=", self.browser.driver.current_url), "the whole without cursors")
-        self.assertEqual(self.browser.text("#cursors"), "")
-        self.assertEqual(self.browser.elements("#text-list [aria-selected=true]"), [])
+        for rounds in (30, 90):  # smaller, and larger
+            with self.subTest(rounds=rounds):
+                capture = self.open_growing(f"{place}&list=text&port=0&a={view[0]:.0f}")
+                self.assertNotEqual(self.browser.text("#cursors"), "")
+                self.browser.click("#text-list-3")
+                self.browser.keys("/", "round 12 ", Keys.ENTER)
+                self.wait_text("#text-note", "^Found in line 13 of 60$")
+                other = self.folder / "other.bin"
+                other.write_bytes(known_signal(rounds).bytes)
+                os.replace(other, capture)
+                self.wait_text("#text-note", f"^{rounds} lines$")  # and no answer about the one before
+                self.browser.wait(lambda: not re.search(r"\b[va]=", self.browser.driver.current_url), "the whole without cursors")
+                self.assertEqual(self.browser.text("#cursors"), "")
+                self.assertEqual(self.browser.elements("#text-list [aria-selected=true]"), [])
+                self.doCleanups()
 
 
 class ChangedPage(ServedTest):
