@@ -80,10 +80,8 @@ class Trouble(LiveTest):
         self.assertIsNone(process.poll())
         self.open(address)  # a page that is opened later
         self.wait_text("#no-more", told)
-        process.send_signal(signal.SIGINT)
-        process.wait(30)
-        self.assertTrue((self.home / "live.bin").read_bytes().startswith(known_signal(5).bytes[:200]))
-        self.browser.open("about:blank")
+        self.doCleanups()
+        self.assertTrue((self.home / "live.bin").read_bytes().startswith(known_signal(5).bytes))
 
 
 class Reconnected(LiveTest):
@@ -115,7 +113,8 @@ class Reconnected(LiveTest):
         self.unplug()
         self.wait_text("#state", "^$")
         self.wait_text("#losses-note", r"^\d+ entr")
-        self.assertIn("COM9", self.browser.text("#losses-list"))
+        self.browser.wait(lambda: "port-lost" in self.browser.run(
+            "return [...document.querySelectorAll('#losses-list .item')].map(({ title }) => title).join()"), "the loss of the port")
         self.assertEqual(self.view(), before)
         self.assertEqual(self.browser.text("#text-note"), "Found in line 13 of 60")
         self.assertRegex(self.browser.tip("port:0", ns(12 * STEP + 70), before), r"\nround 12 ")
@@ -133,7 +132,7 @@ class Reconnected(LiveTest):
         self.wait_text("#text-list-29", "second 29$")
         self.assertEqual(self.browser.text("#cursors"), "")
         self.assertEqual(self.browser.elements("#text-list [aria-selected=true]"), [])
-        self.assertEqual(self.browser.text("#losses-note"), "Nothing is known to be lost.")
+        self.wait_text("#losses-note", r"^Nothing is known to be lost\.")
         self.assertRegex(self.browser.tip("port:0", ns(1200), (0, ns(3000))), r"\nsecond 11\n")
         self.assertEqual(self.browser.run("return window.wrong_"), 0)
 
@@ -202,7 +201,7 @@ class Overflows(LiveTest):
             self.browser.wait(lambda: self.browser.run(RED_IN_RULER) > red + 10, "the mark")
             took.append(time.monotonic() - begin)
             time.sleep(0.5)
-        self.wait_text("#lost", r"^lost: 3 places \(3 in the target\)$")
+        self.wait_text("#lost", r"\b3 in the target\b")
         process.send_signal(signal.SIGINT)
         process.wait(30)
         self.browser.open("about:blank")

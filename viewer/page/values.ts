@@ -31,9 +31,15 @@ export class Values {
     const track = tracks.find(({ id }) => id === this.choice.value);
     const width = this.box.clientWidth - 8;
     if (width <= 0) return;
-    if (!track) return say("values-note", "No track holds values. A stimulus port does with --port-type PORT=TYPE.");
     const layer = this.layer;
     const exact = layer?.exact ?? false;
+    const kind = track ? `${track.id} ${track.type} ${exact}` : "";
+    if (kind !== this.drawn) {
+      this.plot?.destroy();
+      this.plot = track ? this.make(track.type ?? "", exact) : null;
+      this.drawn = kind;
+    }
+    if (!track) return say("values-note", "No track holds values. A stimulus port does with --port-type PORT=TYPE.");
     const column = layer ? grain(layer) : 0;
     const { time = [], min = [], max = [], last = [], count: counts, flags } = arraysOf(layer, track) ?? {};
     const [first, behind] = inView(time, from, to, column);
@@ -47,12 +53,6 @@ export class Values {
     const keep = !exact ? fair
       : thin(first, behind, (i) => (time[i] - from) / (to - from) * width, last, flags).filter((i) => !(flags && flags[i] & SUSPECT));
     const infinite = keep.filter((i) => !Number.isFinite(min[i]) || !Number.isFinite(max[i])).length;
-    const kind = `${track.id} ${track.type} ${exact}`;
-    if (kind !== this.drawn) {
-      this.plot?.destroy();
-      this.plot = this.make(track.type ?? "", exact);
-      this.drawn = kind;
-    }
     const pick = (numbers: ArrayLike<number>) => keep.map((i) => Number.isFinite(numbers[i]) ? numbers[i] : null);
     this.plot!.batch(() => {
       this.plot!.setSize({ width, height: Math.max(this.box.clientHeight - 40, 80) });
