@@ -19,16 +19,12 @@ export function tell(id: string, text: string): void {
   else say(id, text);
 }
 
-/** Answers are over: how things are is said again. */
+/** No answer is waited for any more: how things are is said again. */
 export function endAnswers(): void {
-  withheld.forEach((text, id) => say(id, text ?? ""));
+  withheld.forEach((text, id) => { if (text !== null) say(id, text); });
   withheld.clear();
 }
-
-for (const action of ["pointerdown", "keydown"]) addEventListener(action, () => {
-  withheld.forEach((text, id) => { if (text === null) withheld.delete(id); });
-  endAnswers();
-}, true);
+for (const action of ["pointerdown", "keydown"]) addEventListener(action, endAnswers, true);
 
 type Tags = HTMLElementTagNameMap;
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
+import { CLASSES, SIGNS } from "./brush";
 import { answer, attempt, byId, choose, fit, make, offer, oneAtATime, say, span, tell } from "./elements";
 import { type Entry, type Feed, type Found, type LedgerAnswer, type Line, type ProfileAnswer, type TextAnswer } from "./feed";
 import { count, hex, percent, placeIn, plural, visible } from "./format";
 import { LongList } from "./long_list";
-import { CLASSES, SIGNS } from "./rows";
 import { type Timeline } from "./timeline";
 
 const STRIP = 48;  // columns of a row of the profile over time

@@ -84,7 +84,7 @@ class Page {
     document.documentElement.dataset.theme = theme;
     say("theme", theme === "dark" ? "Light" : "Dark");
     this.timeline.readColors();
-    this.values.restyle();
+    this.values.draw();
     this.lists.refresh();
   }
 

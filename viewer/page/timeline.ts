@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
+import { Brush, CLASS_COLORS, SIGNS, each } from "./brush";
 import { byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
 import { type Feed, type Layer, type Overview, type Track, arraysOf, grain, readingOf } from "./feed";
 import { Axis, plural, visible } from "./format";
-import { Brush, CLASS_COLORS, type Row, SIGNS, each, paintRow, totalText } from "./rows";
+import { type Row, paintRow, totalText } from "./rows";
 import { bestAt, describe, describeMarks } from "./tips";
 
 const RULER = 44;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a row says at a place: the text beside the pointer.
+import { type Brush, SIGNS, firstAbove } from "./brush";
 import { type Arrays, type Layer, type Track, arraysOf, grain } from "./feed";
 import { count, hex, percent, plural, value, visible } from "./format";
-import { type Brush, SIGNS, SPAN_UNKNOWN, firstAbove, lineText } from "./rows";
+import { SPAN_UNKNOWN, lineText } from "./rows";
 
 const NEAR = 6;  // pixels in which something counts as pointed at
 const SPAN_FLAGS: [number, string][] =

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
+import { CLASS_COLORS, SUSPECT, inView, thin } from "./brush";
 import { byId, offer, onFrame, say } from "./elements";
 import { type Layer, arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
-import { CLASS_COLORS, SUSPECT, inView, thin } from "./rows";
 import { type Timeline } from "./timeline";
 
 export class Values {
@@ -18,12 +18,6 @@ export class Values {
     new ResizeObserver(this.draw).observe(this.box);
   }
 
-  /** The colours have changed. */
-  restyle(): void {
-    this.drawn = "";
-    this.draw();
-  }
-
   /** Draws anew when the panel is open. */
   readonly draw = onFrame(() => {
     const { from, to, overview: { tracks } } = this.timeline;
@@ -33,7 +27,7 @@ export class Values {
     if (width <= 0) return;
     const layer = this.layer;
     const exact = layer?.exact ?? false;
-    const kind = track ? `${track.id} ${track.type} ${exact}` : "";
+    const kind = track ? `${track.id} ${track.type} ${exact} ${document.documentElement.dataset.theme}` : "";
     if (kind !== this.drawn) {
       this.plot?.destroy();
       this.plot = track ? this.make(track.type ?? "", exact) : null;

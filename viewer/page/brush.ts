@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+// What pictures of a stretch of the time line are drawn with, and what of it they need.
+import { make } from "./elements";
+import { type Arrays, type Layer, type Numbers, type Overview, grain } from "./feed";
+import { type Axis, visible } from "./format";
+
+export const SUSPECT = 1;  // flag of events
+export const CLASSES = ["target", "line", "host", "gap", "edge"];  // of losses, by number
+export const SIGNS = ["\u25bc", "\u2715", "\u25a0", "\u25c6", "\u2502"];
+export const CLASS_COLORS = ["target", "damage", "host", "gap", "edge"];
+
+/** Colours, patterns and the scale of one picture. */
+export class Brush {
+  readonly hatch: CanvasPattern;
+  readonly perPixel: number;
+
+  constructor(readonly ctx: CanvasRenderingContext2D, readonly colors: Record<string, string>, readonly from: number, readonly to: number,
+              readonly width: number, readonly axis: Axis, readonly overview: Overview) {
+    this.perPixel = (to - from) / width;
+    const tile = make("canvas", { width: 6, height: 6 });
+    const pen = tile.getContext("2d")!;
+    pen.strokeStyle = colors.hatch;
+    pen.stroke(new Path2D("M-7 7L1-1M-1 7L7-1M5 7L13-1"));
+    this.hatch = ctx.createPattern(tile, "repeat")!;
+  }
+
+  x(place: number): number { return (place - this.from) / (this.to - this.from) * this.width; }
+
+  /** A colour for an exception; which one it is also stands in its name. */
+  hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.colors.lightness})`; }
+
+  exception(wanted: number): string {
+    const track = this.overview.tracks.find(({ number }) => number === wanted);
+    return visible(track?.label ?? (wanted === 0 ? "thread" : `exception ${wanted}`));
+  }
+
+  rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {
+    this.ctx.fillStyle = style;
+    this.ctx.fillRect(x0, y, x1 - x0, height);
+  }
+
+  text(text: string, x: number, y: number, style = this.colors.ink): void {
+    this.ctx.fillStyle = style;
+    this.ctx.fillText(text, x, y);
+  }
+
+  /** A faint text that stays legible on whatever is below it. */
+  caption(text: string, y: number): void {
+    this.ctx.globalAlpha = 0.75;
+    this.rectangle(2, y - 7, 6 + this.ctx.measureText(text).width, 14, this.colors.back);
+    this.ctx.globalAlpha = 1;
+    this.text(text, 4, y, this.colors.faint);
+  }
+
+  /** A text between two places, as much of it as has the room. */
+  fitted(text: string, x0: number, x1: number, y: number): void {
+    const left = Math.max(x0, 0) + 3;
+    const room = Math.min(x1, this.width) - left - 2;
+    if (room < 18) return;
+    let part = text.slice(0, 200);
+    const { width } = this.ctx.measureText(part);
+    if (width > room) part = part.slice(0, Math.floor(part.length * room / width) - 2) + "\u2026";
+    if (this.ctx.measureText(part).width <= room) this.text(part, left, y);
+  }
+}
+
+/** Index of the first number of a rising array that is above `limit`. */
+export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
+  let low = 0;
+  for (let high = numbers.length; low < high;) {
+    const middle = (low + high) >> 1;
+    if (numbers[middle] > limit) high = middle;
+    else low = middle + 1;
+  }
+  return low;
+}
+
+export type Draw = (index: number, x0: number, x1: number) => void;
+
+/** What is in view, [first, behind): columns that are `width` wide, or, when that is 0, events with one before and one behind. */
+export function inView(time: ArrayLike<number>, from: number, to: number, width: number): [number, number] {
+  const more = width > 0 ? 0 : 1;
+  return [Math.max(firstAbove(time, from - width) - more, 0), Math.min(firstAbove(time, to) + more, time.length)];
+}
+
+/** Of the events [first, behind) those that a picture needs: of each column of pixels the first, lowest, highest and last number, and
+ *  one each of what is drawn apart: suspects, and what is infinite or no number. */
+export function thin(first: number, behind: number, x: (index: number) => number, numbers: ArrayLike<number>, flags?: ArrayLike<number>): number[] {
+  const kept: number[] = [];
+  for (let i = first; i < behind;) {
+    const column = Math.floor(x(i));
+    const found: Record<string, number> = {};
+    for (; i < behind && Math.floor(x(i)) === column; i++) {
+      const number = numbers[i];
+      if (flags && flags[i] & SUSPECT) found.suspect ??= i;
+      else if (!Number.isFinite(number)) found[number] ??= i;
+      else {
+        found.first ??= i;
+        if (!(number >= numbers[found.low])) found.low = i;
+        if (!(number <= numbers[found.high])) found.high = i;
+        found.last = i;
+      }
+    }
+    kept.push(...[...new Set(Object.values(found))].sort((one, other) => one - other));
+  }
+  return kept;
+}
+
+/** What is in view: of a summary the whole pixels of each column, of an exact layer the events; of them, when `numbers` are given, as
+ *  many as a picture of these needs. */
+export function each(brush: Brush, layer: Layer, { time, flags }: Arrays, draw: Draw, numbers?: Numbers): void {
+  const width = grain(layer);
+  const [first, behind] = inView(time, brush.from, brush.to, width);
+  const place = (i: number) => {
+    const [x0, x1] = [brush.x(time[i]), brush.x(time[i] + width)];
+    if (layer.exact) draw(i, x0, x0);
+    else draw(i, Math.round(x0), Math.max(Math.round(x1), Math.round(x0) + 1));
+  };
+  if (layer.exact && numbers) thin(first, behind, (i) => brush.x(time[i]), numbers, flags).forEach(place);
+  else for (let i = first; i < behind; i++) place(i);
+}
