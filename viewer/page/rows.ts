@@ -90,16 +90,19 @@ function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): 
   });
 }
 
-/** Lowest and highest number in view. Suspects, what is infinite or no number, and samples without an address are left out. */
+/** Lowest and highest number in view, and the most that is counted. Suspects, what is infinite or no number, and samples without an
+ *  address are left out. */
 function findScale(brush: Brush, row: Row, layers: Layer[]): void {
-  [row.low, row.high] = [Infinity, -Infinity];
+  [row.low, row.high, row.often] = [Infinity, -Infinity, 0];
   for (const layer of layers) {
     const arrays = arraysOf(layer, row.track) ?? {};
-    const { flags, pc, min, max, first, last } = arrays;
+    const { time, flags, pc, min, max, first, last } = arrays;
+    if (time && !pc && !min) rates(brush, layer, arrays, (rate) => { row.often = Math.max(row.often, rate); });
     for (const numbers of new Set([pc, min, max, first, last])) if (numbers) each(brush, layer, arrays, (i) => {
       const number = numbers[i];
       if (!Number.isFinite(number) || (pc && number < 0) || flags?.[i] & SUSPECT) return;
-      [row.low, row.high] = [Math.min(row.low, number), Math.max(row.high, number)];
+      row.low = Math.min(row.low, number);
+      row.high = Math.max(row.high, number);
     });
   }
 }
@@ -227,35 +230,6 @@ function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, ar
   });
 }
 
-/** The most that is counted in view. */
-function findOften(brush: Brush, row: Row, layers: Layer[]): void {
-  row.often = 0;
-  for (const layer of layers) {
-    const arrays = arraysOf(layer, row.track);
-    if (arrays && !arrays.pc) rates(brush, layer, arrays, (rate) => { row.often = Math.max(row.often, rate); });
-  }
-}
-
-/** Every sample by its address; asleep and prohibited below the line. */
-function paintSamples(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
-  const { pc, flags } = arrays;
-  const bottom = row.top + row.height - 7;
-  brush.rectangle(0, bottom, brush.width, 1, brush.colors.grid);
-  let column = NaN;
-  const drawn = new Set<number>();  // in this column of pixels: heights, and kinds of what has none
-  each(brush, layer, arrays, (i, x) => {
-    const suspect = flags[i] & SUSPECT;
-    const y = Math.round(height(row, pc[i]));
-    const what = pc[i] < 0 ? pc[i] : suspect ? y + 1e6 : y;
-    if (column !== Math.round(x)) drawn.clear();
-    else if (drawn.has(what)) return;
-    column = Math.round(x);
-    drawn.add(what);
-    if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.colors[pc[i] === -1 ? "padding" : "damage"]);
-    else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.colors.data);
-  });
-}
-
 type Painter = (brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]) => void;
 const PAINTERS: Record<string, Painter> =
   { nesting: paintExceptions, exception: paintExceptions, value: paintValue, text: paintText, samples: paintSamples };
@@ -265,8 +239,8 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
   const { ctx } = brush;
   const { kind } = row.track;
   if (kind === "bandwidth") return paintBandwidth(brush, row, layers);
-  if (kind === "value" || kind === "pc") findScale(brush, row, layers);
-  if (kind === "counter" || kind === "pc") findOften(brush, row, layers);
+  const scaled = ["value", "counter", "pc"].includes(kind);
+  if (scaled) findScale(brush, row, layers);
   for (const layer of layers) {
     const left = Math.max(brush.x(layer.from), 0);
     const right = Math.min(brush.x(layer.to), brush.width);
@@ -281,7 +255,7 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     if (arrays) paint(brush, row, layer, arrays, layers);
     ctx.restore();
   }
-  if (kind === "value" || kind === "pc" || kind === "counter") paintScale(brush, row);
+  if (scaled) paintScale(brush, row);
 }
 
 /** The second line of a row's name. */
