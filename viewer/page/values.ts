@@ -23,7 +23,7 @@ export class Values {
     const { from, to, overview: { tracks } } = this.timeline;
     offer(this.choice, tracks.filter(({ kind }) => kind === "value").map(({ id, label }) => [id, label]));
     const track = tracks.find(({ id }) => id === this.choice.value);
-    const width = this.box.clientWidth - 8;
+    const [width, height] = [this.box.clientWidth - 8, Math.max(this.box.clientHeight - 40, 80)];
     if (width <= 0) return;
     const layer = this.layer;
     const exact = layer?.exact ?? false;
@@ -49,7 +49,7 @@ export class Values {
     const infinite = keep.filter((i) => !Number.isFinite(min[i]) || !Number.isFinite(max[i])).length;
     const pick = (numbers: ArrayLike<number>) => keep.map((i) => Number.isFinite(numbers[i]) ? numbers[i] : null);
     this.plot!.batch(() => {
-      this.plot!.setSize({ width, height: Math.max(this.box.clientHeight - 40, 80) });
+      if (width !== this.plot!.width || height !== this.plot!.height) this.plot!.setSize({ width, height });
       this.plot!.setData([keep.map((i) => time[i] + column / 2), ...(exact ? [last] : [min, max, last]).map(pick)], false);
       this.plot!.setScale("x", { min: from, max: to });
     });
