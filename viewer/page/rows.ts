@@ -230,6 +230,26 @@ function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, ar
   });
 }
 
+/** Every sample by its address; asleep and prohibited below the line. */
+function paintSamples(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
+  const { pc, flags } = arrays;
+  const bottom = row.top + row.height - 7;
+  brush.rectangle(0, bottom, brush.width, 1, brush.colors.grid);
+  let column = NaN;
+  const drawn = new Set<number>();  // in this column of pixels: heights, and kinds of what has none
+  each(brush, layer, arrays, (i, x) => {
+    const suspect = flags[i] & SUSPECT;
+    const y = Math.round(height(row, pc[i]));
+    const what = pc[i] < 0 ? pc[i] : suspect ? y + 1e6 : y;
+    if (column !== Math.round(x)) drawn.clear();
+    else if (drawn.has(what)) return;
+    column = Math.round(x);
+    drawn.add(what);
+    if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.colors[pc[i] === -1 ? "padding" : "damage"]);
+    else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.colors.data);
+  });
+}
+
 type Painter = (brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]) => void;
 const PAINTERS: Record<string, Painter> =
   { nesting: paintExceptions, exception: paintExceptions, value: paintValue, text: paintText, samples: paintSamples };

@@ -1,4 +1,6 @@
 // What exact windows tell of spans of exceptions and of numbers that are none or infinite.
+#include "viewer/recording_feed.h"
+
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -7,7 +9,6 @@
 #include "tests/unit/trace/itm_encoder.h"
 #include "tests/unit/viewer/memory_bytes.h"
 #include "tests/unit/viewer/window_reader.h"
-#include "viewer/recording_feed.h"
 
 namespace Korr::Plim::Trace::Viewer {
 namespace {
