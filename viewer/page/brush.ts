@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What pictures of a stretch of the time line are drawn with, and what of it they need.
 import { make } from "./elements";
-import { type Arrays, type Layer, type Numbers, type Overview, grain } from "./feed";
+import { type Arrays, type Layer, type Overview, grain } from "./feed";
 import { type Axis, visible } from "./format";
 
 export const SUSPECT = 1;  // flag of events
@@ -83,14 +83,14 @@ export function inView(time: ArrayLike<number>, from: number, to: number, width:
   return [Math.max(firstAbove(time, from - width) - more, 0), Math.min(firstAbove(time, to) + more, time.length)];
 }
 
-/** Of the events [first, behind) those that a picture needs: of each column of pixels the first, lowest, highest and last number, and
- *  one each of what is drawn apart: suspects, and what is infinite or no number. */
-export function thin(first: number, behind: number, x: (index: number) => number, numbers: ArrayLike<number>, flags?: ArrayLike<number>): number[] {
+/** Of the events [first, behind) those that a picture needs with columns of `width` from `from` on: of each the first, lowest, highest
+ *  and last number, and one each of what is drawn apart: suspects, and what is infinite or no number. */
+export function thin(first: number, behind: number, from: number, width: number, { time, last: numbers, flags }: Arrays): number[] {
   const kept: number[] = [];
   for (let i = first; i < behind;) {
-    const column = Math.floor(x(i));
+    const end = from + (Math.floor((time[i] - from) / width) + 1) * width;
     const found: Record<string, number> = {};
-    for (; i < behind && Math.floor(x(i)) === column; i++) {
+    do {
       const number = numbers[i];
       if (flags && flags[i] & SUSPECT) found.suspect ??= i;
       else if (!Number.isFinite(number)) found[number] ??= i;
@@ -100,15 +100,17 @@ export function thin(first: number, behind: number, x: (index: number) => number
         if (!(number <= numbers[found.high])) found.high = i;
         found.last = i;
       }
-    }
+      i++;
+    } while (i < behind && time[i] < end);
     kept.push(...[...new Set(Object.values(found))].sort((one, other) => one - other));
   }
   return kept;
 }
 
-/** What is in view: of a summary the whole pixels of each column, of an exact layer the events; of them, when `numbers` are given, as
- *  many as a picture of these needs. */
-export function each(brush: Brush, layer: Layer, { time, flags }: Arrays, draw: Draw, numbers?: Numbers): void {
+/** What is in view: of a summary the whole pixels of each column, of an exact layer the events; of them, when asked for,
+ *  as many as a picture of their values needs. */
+export function each(brush: Brush, layer: Layer, arrays: Arrays, draw: Draw, few = false): void {
+  const { time } = arrays;
   const width = grain(layer);
   const [first, behind] = inView(time, brush.from, brush.to, width);
   const place = (i: number) => {
@@ -116,6 +118,6 @@ export function each(brush: Brush, layer: Layer, { time, flags }: Arrays, draw: 
     if (layer.exact) draw(i, x0, x0);
     else draw(i, Math.round(x0), Math.max(Math.round(x1), Math.round(x0) + 1));
   };
-  if (layer.exact && numbers) thin(first, behind, (i) => brush.x(time[i]), numbers, flags).forEach(place);
+  if (layer.exact && few) thin(first, behind, brush.from, brush.perPixel, arrays).forEach(place);
   else for (let i = first; i < behind; i++) place(i);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
-import { type Brush, type Draw, SUSPECT, each, firstAbove } from "./brush";
+import { type Brush, type Draw, SUSPECT, each, firstAbove, inView } from "./brush";
 import { type Arrays, type Layer, type Track, arraysOf, grain } from "./feed";
 import { plural, value, visible } from "./format";
 
@@ -98,12 +98,12 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
     const arrays = arraysOf(layer, row.track) ?? {};
     const { time, flags, pc, min, max, first, last } = arrays;
     if (time && !pc && !min) rates(brush, layer, arrays, (rate) => { row.often = Math.max(row.often, rate); });
-    for (const numbers of new Set([pc, min, max, first, last])) if (numbers) each(brush, layer, arrays, (i) => {
-      const number = numbers[i];
-      if (!Number.isFinite(number) || (pc && number < 0) || flags?.[i] & SUSPECT) return;
-      row.low = Math.min(row.low, number);
-      row.high = Math.max(row.high, number);
-    });
+    const [begin, end] = inView(time ?? [], brush.from, brush.to, grain(layer));
+    for (const numbers of new Set([pc, min, max, first, last])) if (numbers) for (let i = begin; i < end; i++) {
+      if (!Number.isFinite(numbers[i]) || (pc && numbers[i] < 0) || flags?.[i] & SUSPECT) continue;
+      row.low = Math.min(row.low, numbers[i]);
+      row.high = Math.max(row.high, numbers[i]);
+    }
   }
 }
 
@@ -169,7 +169,7 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
     else path.lineTo(x0, before);  // a value holds until the next
     path.lineTo(x0, y);
     path.lineTo(x1, before = height(row, last[i]));
-  }, last);
+  }, true);
   if (before !== null) path.lineTo(brush.x(layer.to), before);
   ctx.stroke(path);
 }

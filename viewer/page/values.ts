@@ -35,7 +35,8 @@ export class Values {
     }
     if (!track) return say("values-note", "No track holds values. A stimulus port does with --port-type PORT=TYPE.");
     const column = layer ? grain(layer) : 0;
-    const { time = [], min = [], max = [], last = [], count: counts, flags } = arraysOf(layer, track) ?? {};
+    const arrays = arraysOf(layer, track);
+    const { time = [], min = [], max = [], last = [], count: counts, flags } = arrays ?? {};
     const [first, behind] = inView(time, from, to, column);
     const fair: number[] = [];
     let events = 0;
@@ -44,8 +45,7 @@ export class Values {
       fair.push(i);
       if (time[i] + column >= from && time[i] < to) events += counts?.[i] ?? 1;
     }
-    const keep = !exact ? fair
-      : thin(first, behind, (i) => (time[i] - from) / (to - from) * width, last, flags).filter((i) => !(flags && flags[i] & SUSPECT));
+    const keep = !exact || !arrays ? fair : thin(first, behind, from, (to - from) / width, arrays).filter((i) => !(flags[i] & SUSPECT));
     const infinite = keep.filter((i) => !Number.isFinite(min[i]) || !Number.isFinite(max[i])).length;
     const pick = (numbers: ArrayLike<number>) => keep.map((i) => Number.isFinite(numbers[i]) ? numbers[i] : null);
     this.plot!.batch(() => {
