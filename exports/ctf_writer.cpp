@@ -1,8 +1,6 @@
 #include "exports/ctf_writer.h"
 
-#include <bit>
-
-#include "exports/utf8.h"
+#include "exports/clean_text.h"
 
 namespace Korr::Plim::Trace::Exports {
 
@@ -14,22 +12,14 @@ namespace {
 constexpr uint32_t kMagic = 0xC1FC1FC1;
 constexpr uint64_t kHeadBytes = 8 + 6 * 8;
 constexpr std::size_t kLongestName = 255;
-constexpr std::string_view kShownNull = "\xE2\x90\x80";  // U+2400: a zero byte ends a text
 
 }  // namespace
 
-void CtfWriter::Append(std::string& target, uint64_t number, int bytes) {
-    for (int i = 0; i < bytes; ++i) target += static_cast<char>(number >> 8 * i);
-}
-
-void CtfWriter::Add(uint64_t number, int bytes) { Append(event, number, bytes); }
-
+/// A zero byte ends it.
 void CtfWriter::AddText(std::string_view text) {
-    while (!text.empty()) {
-        const std::string_view character = TakeCharacter(text);
-        event += character[0] == '\0' ? kShownNull : character;
-    }
-    event += '\0';
+    char* const end = WriteClean(events.Room(CleanRoom(text.size()) + 1), text, ZeroByte::Shown);
+    *end = '\0';
+    events.EndAt(end + 1);
 }
 
 /// Never empty: babeltrace2 2.0 shows the text before it in an empty one's place.
@@ -44,7 +34,6 @@ void CtfWriter::OnBegin(const CaptureFacts& facts, const Axis& axis) {
 }
 
 void CtfWriter::BeginEvent(CtfEvent id, const Moment& moment, uint64_t time) {
-    event.clear();
     eventTime = time;
     Add(static_cast<uint64_t>(id), 1);
     Add(time, 8);
@@ -54,27 +43,29 @@ void CtfWriter::BeginEvent(CtfEvent id, const Moment& moment, uint64_t time) {
     Add((moment.flags & Swo::kSalvaged) != 0 ? 1 : 0, 1);
 }
 
+/// An event for which its packet has no room begins the next one.
 void CtfWriter::EndEvent() {
-    if (kHeadBytes + events.size() + event.size() > kMostBytes) EndPacket();
-    if (events.empty()) first = eventTime;
+    if (kHeadBytes + events.Size() > kMostBytes) EndPacket();
+    if (whole == 0) first = eventTime;
     last = eventTime;
-    events += event;
+    whole = events.Size();
 }
 
-/// A packet without events only says how much was discarded until then.
+/// With the events that are whole. A packet without events only says how much was discarded until then.
 void CtfWriter::EndPacket() {
-    if (events.empty() && packets > 0) return;
-    const uint64_t bits = 8 * (kHeadBytes + events.size());
-    head.clear();
-    Append(head, kMagic, 4);
-    Append(head, 0, 4);
-    for (const uint64_t number : {events.empty() ? last : first, last, bits, bits, packets, discarded}) {
-        Append(head, number, 8);
+    if (whole == 0 && packets > 0) return;
+    const uint64_t bits = 8 * (kHeadBytes + whole);
+    head.Clear();
+    head.AddNumber(kMagic, 4);
+    head.AddNumber(0, 4);
+    for (const uint64_t number : {whole == 0 ? last : first, last, bits, bits, packets, discarded}) {
+        head.AddNumber(number, 8);
     }
     ++packets;
-    stream.Write(head.data(), head.size());
-    stream.Write(events.data(), events.size());
-    events.clear();
+    stream.Write(head.Bytes().data(), head.Size());
+    stream.Write(events.Bytes().data(), whole);
+    events.Drop(whole);
+    whole = 0;
 }
 
 void CtfWriter::OnPacket(const Packet& packet, const Moment& moment) {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <optional>
-#include <string>
 #include <string_view>
 
+#include "exports/byte_buffer.h"
 #include "exports/ctf_metadata.h"
 #include "exports/timeline.h"
 
@@ -36,15 +36,14 @@ class CtfWriter : public TimelineSink {
     void AddLoss(const Swo::Packet& packet, const Moment& moment);
     void AddText(std::string_view text);
     void AddName(std::string_view name);
-    void Add(uint64_t number, int bytes);
-    static void Append(std::string& target, uint64_t number, int bytes);
+    void Add(uint64_t number, std::size_t bytes) { events.AddNumber(number, bytes); }
 
     Output& metadata;
     Output& stream;
     std::optional<Names> names;
-    std::string event;
-    std::string events;  ///< of the packet
-    std::string head;
+    ByteBuffer events;      ///< of the packet; the last one may not be whole
+    std::size_t whole = 0;  ///< bytes of those that are
+    ByteBuffer head;
     uint64_t eventTime = 0;
     uint64_t first = 0;  ///< time of the packet's first event
     uint64_t last = 0;

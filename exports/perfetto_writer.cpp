@@ -1,8 +1,6 @@
 #include "exports/perfetto_writer.h"
 
-#include <cstring>
-
-#include "exports/utf8.h"
+#include "exports/clean_text.h"
 
 namespace Korr::Plim::Trace::Exports {
 
@@ -37,62 +35,48 @@ constexpr uint32_t kAnnotationName = 10;
 constexpr uint64_t kOnlySequence = 1;
 constexpr uint64_t kStateCleared = 1;  // nothing that follows needs what came before
 
-/// As the format wants its texts: in UTF-8, as nearly all are.
-class CleanText {
-  public:
-    explicit CleanText(std::string_view given) : text(given) {
-        if (PlainPart(given) == given.size()) return;
-        clean.reserve(given.size() * kReplacement.size());
-        while (!given.empty()) {
-            const std::size_t plain = PlainPart(given);
-            clean += given.substr(0, plain);
-            given.remove_prefix(plain);
-            if (!given.empty()) clean += TakeCharacter(given);
-        }
-        text = clean;
-    }
-    operator std::string_view() const { return text; }
-
-  private:
-    /// How much of it, from its beginning on, is ASCII.
-    static std::size_t PlainPart(std::string_view part) {
-        std::size_t size = 0;
-        for (uint64_t eight = 0; size + sizeof eight <= part.size(); size += sizeof eight) {
-            std::memcpy(&eight, &part[size], sizeof eight);
-            if ((eight & 0x8080808080808080) != 0) break;
-        }
-        while (size < part.size() && (part[size] & 0x80) == 0) ++size;
-        return size;
-    }
-
-    std::string clean;
-    std::string_view text;
-};
+constexpr std::size_t kPiece = 65536;  // bytes that are written at once, or a packet more
 
 }  // namespace
 
-void PerfettoWriter::WritePacket(uint32_t kind) {
-    packet.AddInteger(field::kSequence, kOnlySequence);
-    if (first) packet.AddInteger(field::kSequenceFlags, kStateCleared);
+void PerfettoWriter::Flush() {
+    if (trace.Size() > 0) file.Write(trace.Bytes().data(), trace.Size());
+    trace.Clear();
+}
+
+/// In UTF-8, as nearly all texts are. Valid until the next call.
+std::string_view PerfettoWriter::Clean(std::string_view text) {
+    if (IsAscii(text)) return text;
+    clean.Clear();
+    clean.EndAt(WriteClean(clean.Room(CleanRoom(text.size())), text, ZeroByte::Kept));
+    return clean.Bytes();
+}
+
+/// What `event` holds, with what stands around it. \param time in nanoseconds; none: it has no time
+void PerfettoWriter::WritePacket(uint32_t kind, std::optional<uint64_t> time) {
+    std::size_t size = ProtoMessage::SizeOfInteger(field::kSequence, kOnlySequence) +
+                       ProtoMessage::SizeOfBytes(kind, event.Size());
+    if (time) size += ProtoMessage::SizeOfInteger(field::kTimestamp, *time);
+    if (first) size += ProtoMessage::SizeOfInteger(field::kSequenceFlags, kStateCleared);
+    trace.BeginBytes(field::kPacket, size);
+    if (time) trace.AddInteger(field::kTimestamp, *time);
+    trace.AddInteger(field::kSequence, kOnlySequence);
+    if (first) trace.AddInteger(field::kSequenceFlags, kStateCleared);
     first = false;
-    packet.BeginBytes(kind, event.Bytes().size());
-    part.Clear();
-    part.BeginBytes(field::kPacket, packet.Bytes().size() + event.Bytes().size());
-    file.AddLong(part.Bytes());
-    file.AddLong(packet.Bytes());
-    file.AddLong(event.Bytes());
-    packet.Clear();
+    trace.AddBytes(kind, event.Bytes());
     event.Clear();
+    if (trace.Size() >= kPiece) Flush();
 }
 
 void PerfettoWriter::BeginProcess(uint32_t number, std::string_view name, std::string_view times) {
     pid = number;
-    part.Clear();
-    part.AddInteger(field::kPid, pid);
-    part.AddBytes(field::kProcessName, CleanText(name));
+    const std::string_view shown = Clean(name);
     event.AddInteger(field::kUuid, TrackId(0));
-    event.AddBytes(field::kProcess, part.Bytes());
-    WritePacket(field::kTrackDescriptor);
+    event.BeginBytes(field::kProcess, ProtoMessage::SizeOfInteger(field::kPid, pid) +
+                                          ProtoMessage::SizeOfBytes(field::kProcessName, shown.size()));
+    event.AddInteger(field::kPid, pid);
+    event.AddBytes(field::kProcessName, shown);
+    WritePacket(field::kTrackDescriptor, std::nullopt);
     constexpr uint32_t kTimes = kTracks - 1;
     AddTrack(kTimes, "what the times are", false);
     BeginEvent(Phase::Mark, kTimes, 0, times);
@@ -101,10 +85,10 @@ void PerfettoWriter::BeginProcess(uint32_t number, std::string_view name, std::s
 
 void PerfettoWriter::AddTrack(uint32_t track, std::string_view name, bool hasNumbers) {
     event.AddInteger(field::kUuid, TrackId(track));
-    event.AddBytes(field::kName, CleanText(name));
+    event.AddBytes(field::kName, Clean(name));
     event.AddInteger(field::kParent, TrackId(0));
     if (hasNumbers) event.AddBytes(field::kCounter, {});
-    WritePacket(field::kTrackDescriptor);
+    WritePacket(field::kTrackDescriptor, std::nullopt);
 }
 
 void PerfettoWriter::BeginEvent(Phase phase, uint32_t track, uint64_t time, std::string_view name) {
@@ -112,21 +96,22 @@ void PerfettoWriter::BeginEvent(Phase phase, uint32_t track, uint64_t time, std:
     event.AddInteger(field::kType, static_cast<uint64_t>(phase) + 1);
     event.AddInteger(field::kTrack, TrackId(track));
     if (track == kLosses) event.AddBytes(field::kCategory, "loss");
-    if (phase == Phase::Begin || phase == Phase::Mark) event.AddBytes(field::kEventName, CleanText(name));
+    if (phase == Phase::Begin || phase == Phase::Mark) event.AddBytes(field::kEventName, Clean(name));
 }
 
 void PerfettoWriter::AddArgument(std::string_view name, uint64_t number) {
-    part.Clear();
-    part.AddInteger(field::kUnsigned, number);
-    part.AddBytes(field::kAnnotationName, name);
-    event.AddBytes(field::kAnnotation, part.Bytes());
+    event.BeginBytes(field::kAnnotation, ProtoMessage::SizeOfInteger(field::kUnsigned, number) +
+                                             ProtoMessage::SizeOfBytes(field::kAnnotationName, name.size()));
+    event.AddInteger(field::kUnsigned, number);
+    event.AddBytes(field::kAnnotationName, name);
 }
 
 void PerfettoWriter::AddArgument(std::string_view name, std::string_view word) {
-    part.Clear();
-    part.AddBytes(field::kText, CleanText(word));
-    part.AddBytes(field::kAnnotationName, name);
-    event.AddBytes(field::kAnnotation, part.Bytes());
+    const std::string_view shown = Clean(word);
+    event.BeginBytes(field::kAnnotation, ProtoMessage::SizeOfBytes(field::kText, shown.size()) +
+                                             ProtoMessage::SizeOfBytes(field::kAnnotationName, name.size()));
+    event.AddBytes(field::kText, shown);
+    event.AddBytes(field::kAnnotationName, name);
 }
 
 void PerfettoWriter::SetNumber(int64_t number) {
@@ -137,9 +122,6 @@ void PerfettoWriter::SetNumber(float number) {
     event.AddDouble(field::kCounterDouble, static_cast<double>(number));
 }
 
-void PerfettoWriter::EndEvent() {
-    packet.AddInteger(field::kTimestamp, eventTime);
-    WritePacket(field::kTrackEvent);
-}
+void PerfettoWriter::EndEvent() { WritePacket(field::kTrackEvent, eventTime); }
 
 }  // namespace Korr::Plim::Trace::Exports

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <optional>
+
 #include "exports/proto_message.h"
-#include "exports/row_text.h"
 #include "exports/trace_events.h"
 
 namespace Korr::Plim::Trace::Exports {
@@ -11,7 +12,7 @@ namespace Korr::Plim::Trace::Exports {
 class PerfettoWriter : public TraceEvents {
   public:
     explicit PerfettoWriter(Output& target) : file(target) {}
-    void OnFinish() override { file.Flush(); }
+    void OnFinish() override { Flush(); }
 
   protected:
     void BeginProcess(uint32_t number, std::string_view name, std::string_view times) override;
@@ -25,12 +26,14 @@ class PerfettoWriter : public TraceEvents {
 
   private:
     uint64_t TrackId(uint32_t track) const { return uint64_t{pid} << 32 | track; }
-    void WritePacket(uint32_t field);
+    std::string_view Clean(std::string_view text);
+    void Flush();
+    void WritePacket(uint32_t kind, std::optional<uint64_t> time);
 
-    RowText file;
+    Output& file;
+    ProtoMessage trace;  ///< its packets that are not written yet
     ProtoMessage event;  ///< or descriptor
-    ProtoMessage packet;
-    ProtoMessage part;
+    ByteBuffer clean;
     uint64_t eventTime = 0;
     uint32_t pid = 0;
     bool first = true;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <string_view>
-#include <vector>
+
+#include "exports/byte_buffer.h"
 
 namespace Korr::Plim::Trace::Exports {
 
@@ -13,42 +13,46 @@ class ProtoMessage {
   public:
     void AddInteger(uint32_t field, uint64_t number) { AddVarints(uint64_t{field} << 3, number); }
     void AddDouble(uint32_t field, double number) {
-        const auto bits = std::bit_cast<uint64_t>(number);
-        MakeRoom(kLongestVarint + sizeof bits);
-        AddVarint(uint64_t{field} << 3 | 1);
-        for (unsigned i = 0; i < sizeof bits; ++i) bytes[size++] = static_cast<char>(bits >> 8 * i);
+        bytes.EndAt(WriteVarint(bytes.Room(kLongestVarint), uint64_t{field} << 3 | 1));
+        bytes.AddNumber(std::bit_cast<uint64_t>(number), sizeof number);
     }
     /// A text, or a message.
     void AddBytes(uint32_t field, std::string_view content) {
         BeginBytes(field, content.size());
-        MakeRoom(content.size());
-        std::copy(content.begin(), content.end(), &bytes[size]);
-        size += content.size();
+        bytes.Add(content);
     }
-    /// The same, of which the content itself follows this message.
+    /// The same, of which the content itself is added next, or follows this message.
     void BeginBytes(uint32_t field, std::size_t count) { AddVarints(uint64_t{field} << 3 | 2, count); }
-    void Clear() { size = 0; }
-    std::string_view Bytes() const { return {bytes.data(), size}; }
+    void Clear() { bytes.Clear(); }
+    std::size_t Size() const { return bytes.Size(); }
+    std::string_view Bytes() const { return bytes.Bytes(); }
+
+    /// How many bytes AddInteger adds.
+    static constexpr std::size_t SizeOfInteger(uint32_t field, uint64_t number) {
+        return SizeOfVarint(uint64_t{field} << 3) + SizeOfVarint(number);
+    }
+    /// How many bytes AddBytes adds for so many.
+    static constexpr std::size_t SizeOfBytes(uint32_t field, std::size_t count) {
+        return SizeOfInteger(field, count) + count;
+    }
 
   private:
+    static constexpr std::size_t kLongestVarint = 10;
+
     void AddVarints(uint64_t one, uint64_t other) {
-        MakeRoom(2 * kLongestVarint);
-        AddVarint(one);
-        AddVarint(other);
+        bytes.EndAt(WriteVarint(WriteVarint(bytes.Room(2 * kLongestVarint), one), other));
     }
-    /// \pre there is room
-    void AddVarint(uint64_t number) {
-        for (; number >= 0x80; number >>= 7) bytes[size++] = static_cast<char>(number | 0x80);
-        bytes[size++] = static_cast<char>(number);
+    /// \return behind its last byte
+    static char* WriteVarint(char* place, uint64_t number) {
+        for (; number >= 0x80; number >>= 7) *place++ = static_cast<char>(number | 0x80);
+        *place++ = static_cast<char>(number);
+        return place;
     }
-    /// For so many bytes more, and one.
-    void MakeRoom(std::size_t count) {
-        if (bytes.size() - size <= count) bytes.resize(2 * (size + count));
+    static constexpr std::size_t SizeOfVarint(uint64_t number) {
+        return (static_cast<std::size_t>(std::bit_width(number | 1)) + 6) / 7;
     }
 
-    static constexpr std::size_t kLongestVarint = 10;
-    std::vector<char> bytes = std::vector<char>(256);
-    std::size_t size = 0;
+    ByteBuffer bytes;
 };
 
 }  // namespace Korr::Plim::Trace::Exports

@@ -136,21 +136,21 @@ void Timeline::ShowText(const Packet& packet, const Moment& moment) {
     Line& line = *lines[port];
     for (int i = 0; i < packet.size; ++i) {
         const char byte = static_cast<char>(packet.value >> 8 * i);
-        if (line.text.empty()) line.begin = moment;
+        if (line.size == 0) line.begin = moment;
         if (byte == '\n') {
-            if (line.text.ends_with('\r')) line.text.pop_back();
+            if (line.size > 0 && line.text[line.size - 1] == '\r') --line.size;
             EndLine(port, line);
             continue;
         }
         line.begin.flags |= moment.flags & (Swo::kSuspect | Swo::kSalvaged);
-        line.text += byte;
-        if (line.text.size() == kLongestLine) EndLine(port, line);
+        line.text[line.size++] = byte;
+        if (line.size == kLongestLine) EndLine(port, line);
     }
 }
 
 void Timeline::EndLine(uint8_t port, Line& line) {
-    if (!line.text.empty()) sink.OnLine(port, line.text, line.begin, last);
-    line.text.clear();
+    if (line.size > 0) sink.OnLine(port, {line.text.data(), line.size}, line.begin, last);
+    line.size = 0;
 }
 
 void Timeline::ShowException(const Packet& packet, const Moment& moment) {

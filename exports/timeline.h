@@ -86,7 +86,8 @@ class Timeline : public CaptureWriter {
         Swo::PacketTime time;
     };
     struct Line {
-        std::string text;
+        std::array<char, kLongestLine> text;
+        std::size_t size = 0;  ///< bytes of it
         Moment begin;
     };
 

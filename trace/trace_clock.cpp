@@ -100,13 +100,4 @@ std::optional<uint64_t> TraceClock::GlobalTime() const {
     return global;
 }
 
-uint64_t TraceClock::Nanoseconds(uint64_t ticks, uint64_t clockHz) const {
-    constexpr uint64_t kPerSecond = 1'000'000'000;
-    const uint64_t cycles = ticks * cyclesPerTick;
-    const uint64_t rest = cycles % clockHz;
-    const uint64_t nanoseconds =
-        clockHz <= UINT64_MAX / kPerSecond ? rest * kPerSecond / clockHz : rest / (clockHz / kPerSecond);
-    return cycles / clockHz * kPerSecond + nanoseconds;
-}
-
 }  // namespace Korr::Plim::Trace::Swo

@@ -60,7 +60,14 @@ class TraceClock {
     uint64_t Missed() const { return missed; }
 
     /// Nanoseconds of so many ticks at a trace clock of `clockHz`, at least 1; rounded down.
-    uint64_t Nanoseconds(uint64_t ticks, uint64_t clockHz) const;
+    uint64_t Nanoseconds(uint64_t ticks, uint64_t clockHz) const {
+        constexpr uint64_t kPerSecond = 1'000'000'000;
+        const uint64_t cycles = ticks * cyclesPerTick;
+        const uint64_t rest = cycles % clockHz;
+        const uint64_t nanoseconds =
+            clockHz <= UINT64_MAX / kPerSecond ? rest * kPerSecond / clockHz : rest / (clockHz / kPerSecond);
+        return cycles / clockHz * kPerSecond + nanoseconds;
+    }
 
   private:
     struct Anchor {

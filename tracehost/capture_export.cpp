@@ -18,7 +18,7 @@ using Swo::PacketKind;
 namespace {
 
 /// Hands the packets that are wanted to a writer, with offsets that count on from capture to capture.
-class WantedPackets : public Swo::PacketReceiver {
+class WantedPackets final : public Swo::PacketReceiver {
   public:
     WantedPackets(Exports::CaptureWriter& target, const PacketFilter& wanted, const Capture& capture)
         : writer(target), filter(wanted), scale(capture.scale), base(capture.base) {}
@@ -30,6 +30,9 @@ class WantedPackets : public Swo::PacketReceiver {
         if (!filter.IsChosen(moved)) return;
         ++chosen[static_cast<std::size_t>(moved.kind)];
         writer.OnPacket(moved, time);
+    }
+    void OnPackets(std::span<const Swo::Packet> packets, const Swo::PacketTime& time) override {
+        for (const Swo::Packet& packet : packets) OnPacket(packet, time);
     }
     uint64_t Inside() const { return inside; }
     uint64_t Chosen(Swo::PacketKind kind) const { return chosen[static_cast<std::size_t>(kind)]; }

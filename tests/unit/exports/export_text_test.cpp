@@ -101,6 +101,26 @@ TEST(ProtoMessages, HaveTheFormOfTheDefinition) {
     EXPECT_EQ(message.Bytes(), std::string_view("\xE1\x02\0\0\0\0\0\0\xF8\x3F", 10));
 }
 
+TEST(ProtoMessages, TellTheirSizeBefore) {
+    ProtoMessage message;
+    for (const uint32_t field : {1U, 15U, 16U, 60U, 2047U, 2048U}) {
+        for (int bits = 0; bits < 64; ++bits) {
+            for (const uint64_t number :
+                 {(uint64_t{1} << bits) - 1, uint64_t{1} << bits, UINT64_MAX >> bits}) {
+                message.Clear();
+                message.AddInteger(field, number);
+                EXPECT_EQ(ProtoMessage::SizeOfInteger(field, number), message.Size())
+                    << field << " " << number;
+            }
+        }
+        for (const std::size_t count : {0U, 1U, 127U, 128U, 16383U, 16384U}) {
+            message.Clear();
+            message.AddBytes(field, std::string(count, 'x'));
+            EXPECT_EQ(ProtoMessage::SizeOfBytes(field, count), message.Size()) << field << " " << count;
+        }
+    }
+}
+
 }  // namespace
 
 }  // namespace Korr::Plim::Trace::Exports
