@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -31,6 +32,7 @@ struct Network {
     std::deque<int> waiting;
     bool listening = false;
     CallScript calls;
+    std::atomic<void (*)(const char*)> watcher{nullptr};
 
     static Network& Instance() {
         static Network network;
@@ -52,7 +54,9 @@ struct Network {
 thread_local uint32_t lastError = 0;
 
 bool MustFail(const char* call) {
-    if (!Network::Instance().calls.MustFail(call)) return false;
+    const bool fails = Network::Instance().calls.MustFail(call);
+    if (auto* const watcher = Network::Instance().watcher.load()) watcher(call);
+    if (!fails) return false;
     lastError = kConnectionReset;
     return true;
 }
@@ -60,6 +64,8 @@ bool MustFail(const char* call) {
 }  // namespace
 
 CallScript& ScriptedNetwork::Calls() { return Network::Instance().calls; }
+
+void ScriptedNetwork::SetWatcher(void (*watcher)(const char* call)) { Network::Instance().watcher = watcher; }
 
 int ScriptedNetwork::Connect() {
     Network& network = Network::Instance();
@@ -111,6 +117,7 @@ void ScriptedNetwork::Reset() {
     network.programs.clear();
     network.waiting.clear();
     network.listening = false;
+    network.watcher = nullptr;
     network.calls.Reset();
 }
 

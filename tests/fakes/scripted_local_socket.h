@@ -19,6 +19,9 @@ class ScriptedNetwork {
     /// Which calls of the seam fail: "Listen", "Accept", "Receive", "Send". The number of each failure is
     /// 104.
     static CallScript& Calls();
+    /// Who is told the name of each of these calls, on its thread, last before it does something; null:
+    /// nobody. An Accept for which nobody waits is not told.
+    static void SetWatcher(void (*watcher)(const char* call));
     /// A program connects to the port that is listened at. \return its number
     static int Connect();
     /// It sends something, nothing more, or is gone without a word.
