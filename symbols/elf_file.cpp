@@ -92,9 +92,10 @@ std::span<const uint8_t> ElfFile::Content(const ElfSection& section) const {
 std::string_view ElfFile::Text(std::span<const uint8_t> table, uint32_t offset) {
     if (offset >= table.size()) return {};
     const auto rest = table.subspan(offset, std::min(table.size() - offset, kLongestText + 1));
-    const auto end = std::find(rest.begin(), rest.end(), uint8_t{0});
-    if (end == rest.end()) return {};
-    return {reinterpret_cast<const char*>(rest.data()), static_cast<std::size_t>(end - rest.begin())};
+    const auto* const text = reinterpret_cast<const char*>(rest.data());
+    const void* const end = std::memchr(text, 0, rest.size());
+    if (end == nullptr) return {};
+    return {text, static_cast<std::size_t>(static_cast<const char*>(end) - text)};
 }
 
 std::optional<uint32_t> ElfFile::WordAt(uint32_t address) const {

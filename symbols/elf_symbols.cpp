@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <tuple>
+#include <utility>
 
 #include "symbols/demangle.h"
 
@@ -34,7 +35,8 @@ struct Candidate {
     uint32_t sectionEnd;  // 0: unknown
 
     bool operator<(const Candidate& other) const {
-        return std::tie(address, rank, name) < std::tie(other.address, other.rank, other.name);
+        return std::tie(address, rank, name, size) <
+               std::tie(other.address, other.rank, other.name, other.size);
     }
 };
 
@@ -49,8 +51,14 @@ uint32_t SectionEnd(const ElfFile& file, uint16_t index) {
     return static_cast<uint32_t>(std::min<uint64_t>(uint64_t{section.address} + section.size, UINT32_MAX));
 }
 
+/// What names may still take, of functions and objects together.
+struct Budget {
+    std::size_t bytes = ElfSymbols::kMostNames;
+    uint64_t demangling = kMostDemangling;
+};
+
 /// One symbol an address, with the sizes that the file leaves out.
-std::vector<Symbol> Settle(std::vector<Candidate>& candidates) {
+std::vector<Symbol> Settle(std::vector<Candidate>& candidates, Budget& budget) {
     std::sort(candidates.begin(), candidates.end());
     const auto same = [](const Candidate& a, const Candidate& b) { return a.address == b.address; };
     // The first of an address is the best name; any of its names may be the one that tells the size.
@@ -72,7 +80,10 @@ std::vector<Symbol> Settle(std::vector<Candidate>& candidates) {
             }
             size = end > taken.address ? end - taken.address : 1;
         }
-        symbols.push_back({taken.address, size, Demangle(std::string(taken.name))});
+        std::string name = Demangle(std::string(taken.name), budget.demangling);
+        if (name.size() > budget.bytes) break;
+        budget.bytes -= name.size();
+        symbols.push_back({taken.address, size, std::move(name)});
     }
     return symbols;
 }
@@ -137,8 +148,9 @@ void ElfSymbols::ReadSymbols(const ElfFile& file) {
             .push_back(
                 {address, RankOfBinding(entry[12] >> 4), name, ElfWord(entry, 8), SectionEnd(file, section)});
     }
-    functions = Settle(code);
-    objects = Settle(data);
+    Budget budget;
+    functions = Settle(code, budget);
+    objects = Settle(data, budget);
 }
 
 void ElfSymbols::ReadVectors(const ElfFile& file) {

@@ -20,11 +20,12 @@ struct Symbol {
 std::string ArchitectureExceptionName(uint32_t number);
 
 /// The names in a firmware's ELF file: of functions and objects by address, of exceptions by number. Owns all
-/// that it tells; the file's bytes are not needed any more. Reading takes at most kMostSymbols symbols. Any
-/// thread.
+/// that it tells; the file's bytes are not needed any more. Reading takes at most kMostSymbols symbols, and
+/// as many of these, from the lowest address on, as have kMostNames bytes of names. Any thread.
 class ElfSymbols {
   public:
     static constexpr uint32_t kMostSymbols = 1U << 20;
+    static constexpr std::size_t kMostNames = 64U << 20;
     static constexpr uint32_t kMostExceptions = 512;  ///< numbers 0 to 511, as trace packets can name them
 
     explicit ElfSymbols(const ElfFile& file);

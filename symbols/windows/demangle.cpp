@@ -4,6 +4,6 @@
 
 namespace Korr::Plim::Trace::Symbols {
 
-std::string Demangle(const std::string& name) { return name; }
+std::string Demangle(const std::string& name, uint64_t&) { return name; }
 
 }  // namespace Korr::Plim::Trace::Symbols

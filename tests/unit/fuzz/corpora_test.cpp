@@ -27,7 +27,7 @@ TEST(FuzzCorpora, TdfFilesGrowAsDocumentedOrStayAsTheyAre) { Replay("tdf_file", 
 TEST(FuzzCorpora, TdfSectionsAreListedUpToTheDamage) { Replay("tdf_sections", fuzz::FuzzTdfSections, 15); }
 TEST(FuzzCorpora, BoardFilesAreUnderstoodOrRefusedByName) { Replay("board_file", fuzz::FuzzBoardFile, 16); }
 TEST(FuzzCorpora, ScriptLinesGetOneAnswerOrAreNoCommand) { Replay("script", fuzz::FuzzScript, 18); }
-TEST(FuzzCorpora, FirmwareIsNamedOrRefused) { Replay("elf_symbols", fuzz::FuzzElfSymbols, 6); }
+TEST(FuzzCorpora, FirmwareIsNamedOrRefused) { Replay("elf_symbols", fuzz::FuzzElfSymbols, 16); }
 TEST(FuzzCorpora, ItmStreamsGiveTheSamePacketsHoweverTheyAreCut) {
     Replay("itm_decoder", fuzz::FuzzItmDecoder, 20);
 }

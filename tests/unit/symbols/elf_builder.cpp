@@ -1,5 +1,7 @@
 #include "tests/unit/symbols/elf_builder.h"
 
+#include <map>
+
 namespace {
 
 void Half(std::vector<uint8_t>& out, uint32_t value) {
@@ -29,9 +31,13 @@ std::vector<uint8_t> ElfBuilder::Build() const {
     std::vector<uint8_t> names(1, 0);
     std::vector<uint8_t> strings(1, 0);
     std::vector<uint8_t> table(entrySize, 0);  // the first symbol is nobody's
+    std::map<std::string, uint32_t> texts;
     for (const Entry& symbol : symbols) {
+        const auto known = texts.find(symbol.name);
+        const uint32_t name = known != texts.end() ? known->second : AddText(strings, symbol.name);
+        texts.emplace(symbol.name, name);
         std::vector<uint8_t> entry;
-        Word(entry, AddText(strings, symbol.name));
+        Word(entry, name);
         Word(entry, symbol.value);
         Word(entry, symbol.size);
         entry.push_back(static_cast<uint8_t>(symbol.binding << 4 | symbol.type));

@@ -5,7 +5,7 @@
 #include <vector>
 
 /// Makes the ELF file of a small firmware: one .text section that is loaded, one .bss, a symbol table.
-/// Written from the file format alone, not from the reader.
+/// Written from the file format alone, not from the reader. Symbols of one name share its text.
 struct ElfBuilder {
     struct Entry {
         std::string name;

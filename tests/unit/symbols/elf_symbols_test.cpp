@@ -62,9 +62,11 @@ TEST(ElfSymbols, OfSeveralNamesTheGlobalThenTheWeakThenTheFirstIsTaken) {
     firmware.symbols = {{"aa_local", 0x08000041, 4, 2, 0}, {"zz_global", 0x08000041, 0, 2, 1},
                         {"weak", 0x08000041, 4, 2, 2},     {"b_local", 0x08000061, 4, 2, 0},
                         {"m_weak", 0x08000061, 4, 2, 2},   {"d_local", 0x08000081, 4, 2, 0},
-                        {"c_local", 0x08000081, 4, 2, 0}};
+                        {"c_local", 0x08000081, 4, 2, 0},  {"twice", 0x080000A1, 8},
+                        {"twice", 0x080000A1, 0},          {"twice", 0x080000A1, 6}};
     const ElfSymbols symbols = Read(firmware);
-    ASSERT_EQ(symbols.Functions().size(), 3U);
+    ASSERT_EQ(symbols.Functions().size(), 4U);
+    EXPECT_EQ(symbols.Functions()[3].size, 6U) << "of several sizes of one name the smallest but none";
     EXPECT_EQ(NameAt(symbols, 0x08000040), "zz_global");
     EXPECT_EQ(symbols.Functions()[0].size, 4U) << "another name of the address tells the size";
     EXPECT_EQ(NameAt(symbols, 0x08000060), "m_weak");
@@ -97,6 +99,19 @@ TEST(ElfSymbols, WhatIsUndefinedNamelessOrNoFunctionIsLeftOut) {
     const ElfSymbols symbols = Read(firmware);
     EXPECT_TRUE(symbols.Functions().empty());
     EXPECT_TRUE(symbols.Objects().empty());
+}
+
+TEST(ElfSymbols, NamesAreBoundedAllTogether) {
+    ElfBuilder firmware;
+    const std::string name(ElfFile::kLongestText, 'x');
+    constexpr uint32_t kFit = ElfSymbols::kMostNames / ElfFile::kLongestText;
+    for (uint32_t i = 0; i < kFit; ++i) firmware.symbols.push_back({name, 0x08000001 + 2 * i, 2});
+    EXPECT_EQ(Read(firmware).Functions().size(), kFit);
+    firmware.symbols.push_back({"a", 0x08000001 + 2 * kFit, 2});
+    firmware.symbols.push_back({"object", 0x20000000, 4, 1, 1, 2});
+    const ElfSymbols symbols = Read(firmware);
+    EXPECT_EQ(symbols.Functions().size(), kFit) << "from the lowest address on";
+    EXPECT_EQ(symbols.Objects().size(), 0U);
 }
 
 TEST(ElfSymbols, TheDynamicTableServesWhereThereIsNoOther) {

@@ -7,8 +7,9 @@ namespace {
 using Korr::Plim::Trace::Symbols::Demangle;
 
 TEST(Demangle, NamesStayAsTheyStand) {
-    EXPECT_EQ(Demangle("_ZN6sensor4readEi"), "_ZN6sensor4readEi");
-    EXPECT_EQ(Demangle("main"), "main");
+    uint64_t room = 1000;
+    EXPECT_EQ(Demangle("_ZN6sensor4readEi", room), "_ZN6sensor4readEi");
+    EXPECT_EQ(Demangle("main", room), "main");
 }
 
 }  // namespace
