@@ -230,9 +230,10 @@ void AddChildCommand(CLI::App& program) {
 
 void AddCheckCommand(CLI::App& program, int& status) {
     auto request = std::make_shared<CheckRequest>();
-    CLI::App* const command = program.add_subcommand("check",
-                                                     "Check a trace receiver plug-in: each check in a "
-                                                     "process of its own; status 1 when one does not pass");
+    CLI::App* const command =
+        program.add_subcommand("check",
+                               "Check a trace receiver plug-in: each check in a "
+                               "process of its own; status 1 when one fails or none passes");
     command->add_option("PLUGIN", request->file, "Plug-in to check, the same as --plugin")->type_name("");
     AddText(*command, "--only", "NAME",
             "Checks, or subjects of checks, to run; several with commas between them", request->only);

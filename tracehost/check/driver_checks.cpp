@@ -7,38 +7,80 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
-void CheckDriverSlots(Stage& stage) {
-    const Scene scene(stage);
+constexpr const char* kNoStartUnconfigured = "Cannot start recording unless caltibration is complete";
+constexpr const char* kNoStop = "Cannot stop recording as recording has not started yet";
+
+bool IsNoted(const Stage& stage, const std::string& text) {
+    return stage.Log().find(text) != std::string::npos;
+}
+
+/// What configures and records, on a driver that nobody has configured: each operation has its own refusal.
+void ExpectRecordingSlots(const Scene& scene) {
     const DriverCalls& driver = scene.driver;
     TraceAttribute answer;
     driver.GetAttribute("Buffer Wrapped", answer);
     ExpectText("GetAttribute(\"Buffer Wrapped\")", answer.value, "0");
     ExpectEqual("IsBufferWrapped", driver.IsBufferWrapped(), false);
+    ExpectRefusal("SetConfiguration without a file", "Internal error setting configuration.",
+                  [&] { driver.SetConfiguration(nullptr); });
+    driver.StartRecording();
+    Expect(IsNoted(scene.stage, kNoStartUnconfigured) && !IsNoted(scene.stage, kNoStop),
+           "StartRecording is not noted in the log as a start before a configuration");
+    driver.StopRecording();
+    Expect(IsNoted(scene.stage, kNoStop), "StopRecording is not noted in the log as a stop before a start");
+    ExpectRefusal("ResumeRecording", "ResumeRecording not supported", [&] { driver.ResumeRecording(); });
+}
+
+/// What saves and reads, with a capture of two samples.
+void ExpectDataSlots(const Scene& scene) {
+    const DriverCalls& driver = scene.driver;
+    const std::string bytes = KnownBytes(13);
+    scene.stage.Write(Stage::CaptureFile(kCpuShortName), bytes);
+    const std::string file = scene.stage.File("saved.bin");
+    driver.SaveFile(file.c_str(), 2);
+    ExpectBytes("what SaveFile saved", Stage::Read(file), Padded(bytes));
+    ExpectRefusal("LoadFile", "LoadFile not supported", [&] { driver.LoadFile(file.c_str()); });
+    std::string samples(Padded(bytes).size(), '?');
+    uint32_t read = 99;
+    ExpectEqual("SeekReadTraceData", driver.SeekReadTraceData(0, 2, samples.data(), read), 2u);
+    ExpectEqual("SeekReadTraceData: out argument", read, 2u);
+    ExpectBytes("what SeekReadTraceData read", samples, Padded(bytes));
+    ExpectEqual("GetNumSamples", driver.GetNumSamples(), 2u);
+}
+
+/// What names the driver and keeps states.
+void ExpectStateSlots(const Scene& scene) {
+    const DriverCalls& driver = scene.driver;
+    const Stage& stage = scene.stage;
     ExpectText("GetCpuName", driver.GetCpuName(), kCpu);
+    ExpectEqual("GetStatus: code", driver.Code(), uint32_t{kStatusCalibrating});
     HostString text("before");
     HostString& given = driver.GetExtendedInfo(text);
     Expect(&given == &text, "GetExtendedInfo gives another string than the host's");
     ExpectText("GetExtendedInfo", text.c_str(), "Not implemented");
-    ExpectEqual("GetNumSamples", driver.GetNumSamples(), 0u);
-    const char* const kJob = "state changed to eJOB_MODIFIED_DISABLE_RESUME";
     driver.JobStateChanged(1);
-    Expect(stage.Log().find(kJob) == std::string::npos, "JobStateChanged(1) is noted as a modified job");
+    Expect(!IsNoted(stage, kModifiedJob), "JobStateChanged(1) is noted as a modified job");
     driver.JobStateChanged(0);
-    Expect(stage.Log().find(kJob) != std::string::npos, "JobStateChanged(0) is not noted in the log");
+    Expect(IsNoted(stage, kModifiedJob), "JobStateChanged(0) is not noted in the log");
     driver.SetTargetState(3);
     ExpectEqual("GetStatus after SetTargetState(3): code, which is left", driver.Code(), 99u);
     driver.SetTargetState(7);
     driver.SetHaltState(kCpu, 0);
     driver.SetHaltState(kCpu, 1);
-    Expect(stage.Log().find(std::string("modified halt state for ") + kCpu + " to 1") != std::string::npos,
+    Expect(IsNoted(stage, std::string("modified halt state for ") + kCpu + " to 1"),
            "a second SetHaltState is not noted in the log");
     driver.UnregisterCpu("another");
-    Expect(stage.Log().find("CPU unregistered.") == std::string::npos,
-           "UnregisterCpu of an unknown name is noted");
+    Expect(!IsNoted(stage, "CPU unregistered."), "UnregisterCpu of an unknown name is noted");
     driver.UnregisterCpu(kCpu);
-    Expect(stage.Log().find("CPU unregistered.") != std::string::npos,
-           "UnregisterCpu is not noted in the log");
+    Expect(IsNoted(stage, "CPU unregistered."), "UnregisterCpu is not noted in the log");
     ExpectEqual("GetStatus behind all of them: code", driver.Code(), uint32_t{kStatusCalibrating});
+}
+
+void CheckDriverSlots(Stage& stage) {
+    const Scene scene(stage);
+    ExpectRecordingSlots(scene);
+    ExpectDataSlots(scene);
+    ExpectStateSlots(scene);
 }
 
 void CheckProgress(Stage& stage) {
@@ -71,6 +113,8 @@ void CheckDriverRefusals(Stage& stage) {
                       [&] { driver.ResumeRecording(); });
         ExpectRefusal("LoadFile" + in, "LoadFile not supported", [&] { driver.LoadFile("file"); });
         ExpectRefusal("SaveFile" + in + " without a name", "Data cannot be saved to empty file",
+                      [&] { driver.SaveFile(nullptr, 2); });
+        ExpectRefusal("SaveFile" + in + " with an empty name", "Data cannot be saved to empty file",
                       [&] { driver.SaveFile("", 2); });
         ExpectEqual("GetStatus" + in + " after what was refused: code", driver.Code(), code);
         ExpectEqual("calls of the target adapter" + in + " for what is refused", scene.adapter.calls.size(),
@@ -89,7 +133,7 @@ void CheckStateRefusals(Stage& stage) {
         const std::string in = std::string(" of a driver that is ") + NameOf(state);
         const auto refused = [&](const char* operation, const char* text) {
             const std::string what = operation + in;
-            Expect(stage.Log().find(text) != std::string::npos,
+            Expect(IsNoted(stage, text),
                    std::string(what).append(": the log does not tell ").append(Shown(text)));
             ExpectEqual(std::string("GetStatus after ").append(what).append(": code"), driver.Code(), code);
             ExpectEqual("calls of the target adapter by " + what, scene.adapter.calls.size(), calls);
@@ -97,12 +141,12 @@ void CheckStateRefusals(Stage& stage) {
         if (state == State::Created || state == State::Recording) {
             driver.StartRecording();
             refused("StartRecording", state == State::Created
-                                          ? "Cannot start recording unless caltibration is complete"
+                                          ? kNoStartUnconfigured
                                           : "Cannot start recording since recording is already in progress");
         }
         if (state != State::Recording) {
             driver.StopRecording();
-            refused("StopRecording", "Cannot stop recording as recording has not started yet");
+            refused("StopRecording", kNoStop);
         }
         driver.SetTargetState(3);
         driver.StartRecording();

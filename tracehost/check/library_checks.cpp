@@ -35,7 +35,7 @@ void CheckQuietLoad(Stage& stage) {
     } catch (const HostError&) {
         Skip("the plug-in does not load: see \"exports\"");
     }
-    const uint32_t threads = CountThreads();
+    const uint64_t threads = CountThreads();
     for (int i = 0; i < 2; ++i) {
         Step("loading the plug-in");
         std::optional<Library> library(stage.Settings().plugin);

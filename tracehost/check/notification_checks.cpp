@@ -54,11 +54,10 @@ void CheckIgnored(Stage& stage) {
     ExpectCode(scene, "notifications that mean nothing", kStatusReady);
     ExpectEqual("calls of the target adapter for notifications that mean nothing", scene.adapter.calls.size(),
                 calls);
-    const char* const kJob = "state changed to eJOB_MODIFIED_DISABLE_RESUME";
-    Expect(stage.Log().find(kJob) == std::string::npos,
+    Expect(stage.Log().find(kModifiedJob) == std::string::npos,
            "an event of another code or CPU is noted as a modified job");
     scene.receiver.TargetEvent(kCpu, 0);
-    Expect(stage.Log().find(kJob) != std::string::npos, "TargetEvent 0 does not reach the driver");
+    Expect(stage.Log().find(kModifiedJob) != std::string::npos, "TargetEvent 0 does not reach the driver");
 }
 
 void CheckQuiet(Stage& stage) {

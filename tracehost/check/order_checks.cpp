@@ -6,7 +6,7 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
-void ExpectNothingRuns(uint32_t threads, const std::string& after) {
+void ExpectNothingRuns(uint64_t threads, const std::string& after) {
     Expect(WaitUntil([&] { return CountThreads() <= threads; }),
            after + " leaves a thread of the plug-in running");
 }
@@ -15,7 +15,7 @@ void ExpectNothingRuns(uint32_t threads, const std::string& after) {
 void CheckEnds(Stage& stage) {
     stage.LoadedPlugin();
     stage.Port();
-    const uint32_t threads = CountThreads();
+    const uint64_t threads = CountThreads();
     {
         Scene scene(stage);
         scene.BringTo(State::Recording);

@@ -13,10 +13,8 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 /// The name under which a plug-in exports cPelkitError::Delete on this platform.
 const char* ErrorDeleteExport();
 
-/// Handles (file descriptors on Linux) that this process has open.
-uint32_t CountHandles();
-/// Threads of this process.
-uint32_t CountThreads();
+/// Handles (file descriptors on Linux) that this process has open; absent or 0 when the system does not tell.
+std::optional<uint64_t> CountHandles();
 /// Bytes of this process's heap that are in use; absent when its heap cannot be asked.
 std::optional<uint64_t> CountHeapBytes();
 

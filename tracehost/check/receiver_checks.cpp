@@ -6,17 +6,41 @@ namespace Korr::Plim::Trace::Tracehost::Validation {
 
 namespace {
 
+constexpr const char* kNoDataSource = "Cannot get data source";
+
+/// The notifications, of which a receiver hands two on to the driver.
+void ExpectNotificationSlots(const Scene& scene) {
+    const ReceiverCalls& receiver = scene.receiver;
+    receiver.TargetStateChanged(kCpu, 4);
+    ExpectEqual("GetStatus after TargetStateChanged(4): code, which is left", scene.driver.Code(), 99u);
+    receiver.TargetStateChanged(kCpu, 7);
+    ExpectEqual("GetStatus after TargetStateChanged(7): code", scene.driver.Code(),
+                uint32_t{kStatusCalibrating});
+    Expect(scene.stage.Log().find(kModifiedJob) == std::string::npos,
+           "TargetStateChanged is noted as a modified job");
+    receiver.TargetEvent(kCpu, 0);
+    Expect(scene.stage.Log().find(kModifiedJob) != std::string::npos,
+           "TargetEvent(0) is not noted as a modified job");
+    receiver.TargetNotice(kCpu, 1, 2);
+}
+
 void CheckReceiverSlots(Stage& stage) {
     const Scene scene(stage);
     const ReceiverCalls& receiver = scene.receiver;
-    receiver.TargetNotice(kCpu, 1, 2);
+    ExpectNotificationSlots(scene);
     ExpectEqual("GetNumCpus with one driver", receiver.GetNumCpus(), 1u);
     char name[64] = "";
     char* names[] = {name};
     receiver.GetCpuNames(names);
     ExpectText("GetCpuNames with one driver", name, kCpu);
+    CheckAdapter adapter(kCpuId);
+    CChannelDriver* const other = receiver.Allocate("board/other", &adapter, kCpuId, 1);
+    ExpectEqual("GetNumCpus after AllocateChannelDriver", receiver.GetNumCpus(), 2u);
+    receiver.Release(other);
+    ExpectEqual("GetNumCpus after ReleaseChannelDriver", receiver.GetNumCpus(), 1u);
     receiver.Release(nullptr);
     ExpectEqual("ConstantQueryA", receiver.ConstantQueryA(), 1u);
+    ExpectRefusal("GetDataSource", kNoDataSource, [&] { receiver.GetDataSource(nullptr); });
     Expect(receiver.GetChannelDriver(kCpu) == scene.driver.Pointer(),
            "GetChannelDriver does not give the driver");
     ExpectEqual("GetNextAvailableChannel with one driver", receiver.GetNextAvailableChannel(), 2u);
@@ -68,18 +92,19 @@ void CheckReceiverRefusals(Stage& stage) {
     CheckAdapter adapter(kCpuId);
     const char* const kNull = "Internal error creating Channel Driver. Null parameters.";
     const char* const kUnknown = "Failed to release unknown SWO channel driver";
-    ExpectRefusal("GetDataSource", "Cannot get data source", [&] { receiver.GetDataSource(nullptr); });
+    ExpectRefusal("GetDataSource", kNoDataSource, [&] { receiver.GetDataSource(nullptr); });
+    ExpectRefusal("AllocateChannelDriver without a CPU name", kNull,
+                  [&] { receiver.Allocate(nullptr, &adapter, kCpuId, 1); });
     ExpectRefusal("AllocateChannelDriver without a target adapter", kNull,
                   [&] { receiver.Allocate(kCpu, nullptr, kCpuId, 1); });
-    ExpectEqual("GetNumCpus after a refused allocation", receiver.GetNumCpus(), 0u);
+    ExpectEqual("GetNumCpus after refused allocations", receiver.GetNumCpus(), 0u);
     int stranger = 0;
     ExpectRefusal("ReleaseChannelDriver of a stranger", kUnknown,
                   [&] { receiver.Release(reinterpret_cast<CChannelDriver*>(&stranger)); });
     CChannelDriver* const driver = receiver.Allocate(kCpu, &adapter, kCpuId, 1);
     receiver.Release(driver);
     ExpectRefusal("ReleaseChannelDriver a second time", kUnknown, [&] { receiver.Release(driver); });
-    ExpectRefusal("GetDataSource once more", "Cannot get data source",
-                  [&] { receiver.GetDataSource(&stranger); });
+    ExpectRefusal("GetDataSource once more", kNoDataSource, [&] { receiver.GetDataSource(&stranger); });
 }
 
 }  // namespace

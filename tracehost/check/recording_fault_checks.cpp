@@ -21,7 +21,7 @@ constexpr TpiuFault kTpiuFaults[] = {
 void CheckTpiuFaults(Stage& stage) {
     Scene scene(stage);
     scene.Configure();
-    const uint32_t threads = CountThreads();
+    const uint64_t threads = CountThreads();
     for (const TpiuFault& fault : kTpiuFaults) {
         scene.adapter.failing = fault.operation;
         const std::string what = std::string("StartRecording when ") + fault.operation + " fails";

@@ -59,7 +59,7 @@ void CheckTdf(Stage& stage) {
 void CheckSaveRefusals(Stage& stage) {
     const Scene scene(stage);
     stage.Write(Stage::CaptureFile(kCpuShortName), KnownBytes(100));
-    ExpectRefusal("SaveFile without a name", "Data cannot be saved to empty file",
+    ExpectRefusal("SaveFile with an empty name", "Data cannot be saved to empty file",
                   [&] { scene.driver.SaveFile("", 1); });
     const std::string nowhere = (std::filesystem::path(stage.File("nowhere")) / "file").string();
     ExpectRefusal("SaveFile into a folder that is not there", "Could not open fileNo such file or directory",

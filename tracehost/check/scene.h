@@ -34,6 +34,8 @@ std::vector<State> StatesAt(const Stage& stage);
 inline constexpr const char* kCpu = "board/Cortex_M4_0";
 inline constexpr const char* kCpuShortName = "Cortex_M4_0";
 inline constexpr uint32_t kCpuId = 0x80000007;
+/// What a driver notes in the log when its job has changed.
+inline constexpr const char* kModifiedJob = "state changed to eJOB_MODIFIED_DISABLE_RESUME";
 
 /// A channel driver, which is released with the object; its receiver has a reference for as long.
 class Scene {

@@ -13,6 +13,7 @@
 #include "source_utilities/environment_variables.h"
 #include "tracehost/errors.h"
 #include "tracehost/own_board.h"
+#include "tracehost/own_process.h"
 #include "tracehost/platform_words.h"
 #include "tracehost/standard_output.h"
 
@@ -183,6 +184,8 @@ void ExpectRefusal(const std::string& what, const std::string& text, const std::
     }
     Fail(what + " is not refused; wanted: " + Shown(text));
 }
+
+uint64_t CountThreads() { return Counted("threads", OwnThreads().size()); }
 
 bool WaitUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + kPatience;

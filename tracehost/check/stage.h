@@ -93,6 +93,9 @@ class Stage {
 void ExpectRefusal(const std::string& what, const std::string& text, const std::function<void()>& call,
                    uint32_t severity = 2);
 
+/// Threads of this process. A system that does not tell ends the check as skipped.
+uint64_t CountThreads();
+
 /// Waits until it holds, 5 s at most. \return whether it does
 bool WaitUntil(const std::function<bool()>& condition);
 

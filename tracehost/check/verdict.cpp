@@ -67,6 +67,12 @@ Verdict ReadVerdict(const std::string& file) {
     return read;
 }
 
+uint64_t Counted(const char* what, std::optional<uint64_t> count) {
+    const uint64_t told = count.value_or(0);
+    if (told == 0) Skip(std::string("the ") + what + " cannot be counted");
+    return told;
+}
+
 void Expect(bool holds, const std::string& what) {
     if (!holds) Fail(what);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -32,6 +33,10 @@ struct Verdict {
     std::string step;   ///< the last step
 };
 Verdict ReadVerdict(const std::string& file);
+
+/// A count of this process's. One that the system does not tell, absent or 0, ends the check as skipped.
+/// \param what what is counted, in the plural
+uint64_t Counted(const char* what, std::optional<uint64_t> count);
 
 /// Fails unless it holds. \param what what does not hold then
 void Expect(bool holds, const std::string& what);

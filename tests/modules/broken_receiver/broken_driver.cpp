@@ -33,6 +33,7 @@ void BrokenDriver::GetAttribute(const char* name, TraceAttribute& answer) {
 bool BrokenDriver::IsBufferWrapped() { return real->IsBufferWrapped(); }
 
 void BrokenDriver::SetConfiguration(const char* file) {
+    if (Has("SetConfiguration/LoadFile")) return real->LoadFile(file);
     if (Has("order-configuration") && file != nullptr && Code() == kStatusRecording) return;
     try {
         real->SetConfiguration(file);
@@ -54,15 +55,20 @@ void BrokenDriver::StartRecording(uint8_t flag) {
 }
 
 void BrokenDriver::StopRecording() {
+    if (Has("StopRecording/ResumeRecording")) return real->ResumeRecording();
     if (Has("stop-running-target") && targetState == 6) real->SetTargetState(7);
     real->StopRecording();
 }
 
-void BrokenDriver::ResumeRecording() { real->ResumeRecording(); }
+void BrokenDriver::ResumeRecording() {
+    if (Has("StopRecording/ResumeRecording")) return real->StopRecording();
+    real->ResumeRecording();
+}
 
 void BrokenDriver::SaveFile(const char* file, int32_t format) {
+    if (Has("driver-refusals") && file == nullptr) return;
     std::error_code absent;
-    const bool there = *file != '\0' && std::filesystem::exists(file, absent);
+    const bool there = file != nullptr && std::filesystem::exists(file, absent);
     try {
         real->SaveFile(file, Has("save-tdf") && format == 7 ? 2 : format);
     } catch (const cPelkitErrorIF& error) {
@@ -73,7 +79,8 @@ void BrokenDriver::SaveFile(const char* file, int32_t format) {
 }
 
 void BrokenDriver::LoadFile(const char* file) {
-    Softened("driver-refusals", "LoadFile not supported", [&] { real->LoadFile(file); });
+    if (Has("SetConfiguration/LoadFile")) return real->SetConfiguration(file);
+    real->LoadFile(file);
 }
 
 uint32_t BrokenDriver::SeekReadTraceData(uint32_t start, uint32_t requested, void* buffer,
@@ -109,25 +116,29 @@ void BrokenDriver::GetStatus(StatusRecord& record) {
     if (Has("status-texts") && record.code == kStatusReady) record.text = "Ready to recrod";
 }
 
-HostString& BrokenDriver::GetExtendedInfo(HostString& result) {
-    real->GetExtendedInfo(result);
-    if (Has("driver-slots")) result = "Not implemented.";
-    return result;
+HostString& BrokenDriver::GetExtendedInfo(HostString& result) { return real->GetExtendedInfo(result); }
+
+void BrokenDriver::JobStateChanged(uint32_t state) {
+    if (Has("JobStateChanged/SetTargetState")) return real->SetTargetState(state);
+    real->JobStateChanged(state);
 }
 
-void BrokenDriver::JobStateChanged(uint32_t state) { real->JobStateChanged(state); }
-
 void BrokenDriver::SetTargetState(uint32_t state) {
+    if (Has("JobStateChanged/SetTargetState")) return real->JobStateChanged(state);
     targetState = state;
     real->SetTargetState(state);
 }
 
 void BrokenDriver::SetHaltState(const char* cpu, uint8_t state) {
     if (Has("order-unasked") && cpu == nullptr) throw cPelkitError("no CPU", cPelkitErrorIF::eSEVERITY_ERROR);
+    if (Has("driver-slots")) return real->UnregisterCpu(cpu);
     real->SetHaltState(cpu, state);
 }
 
-void BrokenDriver::UnregisterCpu(const char* cpu) { real->UnregisterCpu(cpu); }
+void BrokenDriver::UnregisterCpu(const char* cpu) {
+    if (Has("driver-slots")) return real->SetHaltState(cpu, 1);
+    real->UnregisterCpu(cpu);
+}
 
 void BrokenDriver::GetProgress(uint32_t& current, uint32_t& total) {
     dynamic_cast<CChannelDriverProgress&>(*real).GetProgress(current, total);

@@ -30,6 +30,7 @@ BrokenDriver* BrokenReceiver::Find(const char* cpu) {
 }
 
 void BrokenReceiver::TargetStateChanged(const char* cpu, uint32_t state) {
+    if (Has("TargetStateChanged/TargetEvent")) return real->TargetEvent(cpu, state);
     if (Has("notify-start-and-stop") && state == 5) return;
     if (Has("notify-disconnection") && state == 3) return;
     real->TargetStateChanged(cpu, state);
@@ -44,6 +45,7 @@ void BrokenReceiver::TargetStateChanged(const char* cpu, uint32_t state) {
 }
 
 void BrokenReceiver::TargetEvent(const char* cpu, uint32_t event) {
+    if (Has("TargetStateChanged/TargetEvent")) return real->TargetStateChanged(cpu, event);
     real->TargetEvent(cpu, Has("notify-ignored") ? 0 : event);
 }
 
@@ -59,6 +61,7 @@ void BrokenReceiver::GetCpuNames(char** buffers) { real->GetCpuNames(buffers); }
 CChannelDriver* BrokenReceiver::AllocateChannelDriver(const char* cpu, TargetAdapter* adapter, uint32_t id,
                                                       uint32_t channel) {
     if (Has("host-manners")) AskForNothing();
+    if (Has("receiver-refusals") && cpu == nullptr) cpu = "";
     auto own = adapter != nullptr ? std::make_unique<BrokenAdapter>(adapter) : nullptr;
     CChannelDriver* const driver =
         Softened("host-probe", "SWO trace is not supported by this emulator.", [&] {
@@ -86,12 +89,11 @@ void BrokenReceiver::ReleaseChannelDriver(CChannelDriver* driver) {
     for (const auto& each : drivers) each->first = drivers.front().get();
 }
 
-uint32_t BrokenReceiver::ConstantQueryA() { return real->ConstantQueryA(); }
-
-void* BrokenReceiver::GetDataSource(void* request) {
-    return Softened("receiver-refusals", "Cannot get data source",
-                    [&] { return real->GetDataSource(request); });
+uint32_t BrokenReceiver::ConstantQueryA() {
+    return Has("receiver-slots") ? real->ConstantQueryC() : real->ConstantQueryA();
 }
+
+void* BrokenReceiver::GetDataSource(void* request) { return real->GetDataSource(request); }
 
 CChannelDriver* BrokenReceiver::GetChannelDriver(const char* cpu) { return Find(cpu); }
 
@@ -102,4 +104,6 @@ uint32_t BrokenReceiver::GetNextAvailableChannel() {
 
 uint32_t BrokenReceiver::ConstantQueryB(uint32_t argument) { return real->ConstantQueryB(argument); }
 void BrokenReceiver::ProgressNotice() { real->ProgressNotice(); }
-uint32_t BrokenReceiver::ConstantQueryC() { return Has("receiver-slots") ? 1 : real->ConstantQueryC(); }
+uint32_t BrokenReceiver::ConstantQueryC() {
+    return Has("receiver-slots") ? real->ConstantQueryA() : real->ConstantQueryC();
+}

@@ -7,7 +7,8 @@
 #include <string>
 
 /// Whether this copy of the plug-in has a fault: the variable TARNEL_TEST_FAULTS holds the names of those it
-/// has, with commas between them. A fault has the name of the check that must find it.
+/// has, with commas between them. A fault has the name of the check that must find it; one that several find
+/// has the names of the two operations that stand in each other's place, with "/" between them.
 inline bool Has(const std::string& fault) {
     static const std::string faults = [] {
         const char* const names = std::getenv("TARNEL_TEST_FAULTS");
@@ -32,5 +33,5 @@ auto Softened(const char* fault, const char* text, Call call) {
     }
 }
 
-/// Leaves a handle of the platform's open, and nothing in the heap.
+/// Leaves a handle of the platform's open, or several, and nothing in the heap.
 void LeakHandle();

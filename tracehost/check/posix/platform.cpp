@@ -7,25 +7,17 @@
 
 namespace Korr::Plim::Trace::Tracehost::Validation {
 
-namespace {
+const char* ErrorDeleteExport() { return "_ZN12cPelkitError6DeleteEv"; }
 
-uint32_t CountEntries(const char* folder) {
+std::optional<uint64_t> CountHandles() {
     std::error_code failure;
-    uint32_t count = 0;
-    for (std::filesystem::directory_iterator entry(folder, failure), end; !failure && entry != end;
+    uint64_t count = 0;
+    for (std::filesystem::directory_iterator entry("/proc/self/fd", failure), end; !failure && entry != end;
          entry.increment(failure)) {
         ++count;
     }
-    return count;
+    return failure ? std::nullopt : std::optional(count);
 }
-
-}  // namespace
-
-const char* ErrorDeleteExport() { return "_ZN12cPelkitError6DeleteEv"; }
-
-uint32_t CountHandles() { return CountEntries("/proc/self/fd"); }
-
-uint32_t CountThreads() { return CountEntries("/proc/self/task"); }
 
 std::optional<uint64_t> CountHeapBytes() {
     const auto used = [] {

@@ -1,39 +1,41 @@
 #include "tracehost/check/platform.h"
 
+// clang-format off
 #include <windows.h>
+#include <winternl.h>  // needs what windows.h declares
+// clang-format on
 
-#include <tlhelp32.h>
-
-/// Declared here once more because not every set of headers has it.
-extern "C" WINBASEAPI BOOL WINAPI GetProcessHandleCount(HANDLE process, PDWORD count);
+#include <array>
+#include <cstring>
+#include <vector>
 
 namespace Korr::Plim::Trace::Tracehost::Validation {
 
-const char* ErrorDeleteExport() { return "?Delete@cPelkitError@@UEAAXXZ"; }
+namespace {
 
-uint32_t CountHandles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
+using QuerySystem = NTSTATUS(NTAPI*)(SYSTEM_INFORMATION_CLASS, PVOID, ULONG, PULONG);
 
-uint32_t CountThreads() {
-    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    if (snapshot == INVALID_HANDLE_VALUE) return 0;
-    const DWORD own = GetCurrentProcessId();
-    THREADENTRY32 thread{};
-    thread.dwSize = sizeof thread;
-    uint32_t count = 0;
-    for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
-        count += thread.th32OwnerProcessID == own ? 1 : 0;
+constexpr NTSTATUS kRoomTooSmall = static_cast<NTSTATUS>(0xC0000004);  // STATUS_INFO_LENGTH_MISMATCH
+constexpr DWORD kMostHeaps = 256;
+constexpr ULONG kFirstRoom = 1 << 16;  // bytes
+constexpr ULONG kMostRoom = 1 << 26;   // the same; many times what is needed
+
+/// The system's records of all processes, one behind the other; empty when it does not tell.
+std::vector<char> ProcessRecords() {
+    const auto query = reinterpret_cast<QuerySystem>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation")));
+    if (query == nullptr) return {};
+    for (ULONG room = kFirstRoom; room <= kMostRoom; room *= 2) {
+        std::vector<char> records(room);
+        const NTSTATUS status = query(SystemProcessInformation, records.data(), room, nullptr);
+        if (status >= 0) return records;
+        if (status != kRoomTooSmall) break;
     }
-    CloseHandle(snapshot);
-    return count;
+    return {};
 }
 
-// The runtime, which all modules share, takes its memory from the process's heap.
-std::optional<uint64_t> CountHeapBytes() {
-    const HANDLE heap = GetProcessHeap();
+/// Bytes in blocks of a heap that are in use; absent when the heap is not told to its end.
+std::optional<uint64_t> BytesOf(HANDLE heap) {
     uint64_t bytes = 0;
     PROCESS_HEAP_ENTRY entry{};
     if (!HeapLock(heap)) return std::nullopt;
@@ -43,6 +45,38 @@ std::optional<uint64_t> CountHeapBytes() {
     const bool whole = GetLastError() == ERROR_NO_MORE_ITEMS;
     HeapUnlock(heap);
     return whole ? std::optional<uint64_t>(bytes) : std::nullopt;
+}
+
+}  // namespace
+
+const char* ErrorDeleteExport() { return "?Delete@cPelkitError@@UEAAXXZ"; }
+
+// Wine answers GetProcessHandleCount with 0, and this with the room of the process's table, which doubles.
+std::optional<uint64_t> CountHandles() {
+    const std::vector<char> records = ProcessRecords();
+    const auto own = reinterpret_cast<HANDLE>(std::uintptr_t{GetCurrentProcessId()});
+    SYSTEM_PROCESS_INFORMATION process{};
+    for (std::size_t at = 0; at + sizeof process <= records.size(); at += process.NextEntryOffset) {
+        std::memcpy(&process, records.data() + at, sizeof process);
+        if (process.UniqueProcessId == own) return process.HandleCount;
+        if (process.NextEntryOffset == 0) break;
+    }
+    return std::nullopt;
+}
+
+// The runtime, which all modules share, takes its memory from the process's heap or, under Wine, from one of
+// its own.
+std::optional<uint64_t> CountHeapBytes() {
+    std::array<HANDLE, kMostHeaps> heaps{};
+    const DWORD count = GetProcessHeaps(kMostHeaps, heaps.data());
+    if (count == 0 || count > kMostHeaps) return std::nullopt;
+    uint64_t all = 0;
+    for (DWORD i = 0; i < count; ++i) {
+        const std::optional<uint64_t> bytes = BytesOf(heaps[i]);
+        if (!bytes) return std::nullopt;
+        all += *bytes;
+    }
+    return all;
 }
 
 }  // namespace Korr::Plim::Trace::Tracehost::Validation

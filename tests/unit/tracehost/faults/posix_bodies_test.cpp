@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/serial.h>
+#include <malloc.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -21,6 +22,9 @@
 #include <thread>
 
 #include "tracehost/capture_thread.h"
+#include "tracehost/check/platform.h"
+#include "tracehost/check/stage.h"
+#include "tracehost/check/verdict.h"
 #include "tracehost/folder_hold.h"
 #include "tracehost/log_space.h"
 #include "tracehost/output_stream.h"
@@ -33,6 +37,7 @@ namespace {
 
 /// Which call of a name fails next, and with what.
 std::map<std::string, int> failures;
+bool heapCounts = true;  ///< else the heap tells of no byte, as one that another allocator has replaced
 /// What a port's driver has counted; absent: it is asked.
 std::optional<serial_icounter_struct> counted;
 
@@ -54,6 +59,7 @@ int __real_fcntl(int file, int command, ...);
 FILE* __real_fdopen(int file, const char* mode);
 int __real_fallocate(int file, int mode, off_t from, off_t length);
 int __real_ioctl(int file, unsigned long request, ...);
+struct mallinfo2 __real_mallinfo2();
 
 int __wrap_open(const char* path, int flags, ...) {
     std::va_list rest;
@@ -91,6 +97,10 @@ int __wrap_ioctl(int file, unsigned long request, ...) {
     *static_cast<serial_icounter_struct*>(argument) = *counted;
     return 0;
 }
+struct mallinfo2 __wrap_mallinfo2() {
+    struct mallinfo2 nothing {};
+    return heapCounts ? __real_mallinfo2() : nothing;
+}
 }
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -109,6 +119,7 @@ class HostBodies : public testing::Test {
     HostBodies()
         : folder(fs::temp_directory_path() / ("tarnel-host-" + std::to_string(std::random_device()()))) {
         failures.clear();
+        heapCounts = true;
         fs::create_directories(folder);
     }
     ~HostBodies() override {
@@ -253,6 +264,79 @@ TEST_F(HostBodies, ThreadOfACaptureLivesUntilItEnds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_EQ(capture.Lives(), false);
+}
+
+/// This process opens no file while the object lives.
+class NoMoreFiles {
+  public:
+    NoMoreFiles() {
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+        const rlimit none{0, before.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoMoreFiles() { ::setrlimit(RLIMIT_NOFILE, &before); }
+    NoMoreFiles(const NoMoreFiles&) = delete;
+    NoMoreFiles& operator=(const NoMoreFiles&) = delete;
+
+  private:
+    rlimit before{};
+};
+
+TEST_F(HostBodies, HandlesAndThreadsAreCounted) {
+    EXPECT_EQ(Validation::CountHandles(), openBefore);
+    const std::ifstream held("/dev/null");
+    EXPECT_EQ(Validation::CountHandles(), openBefore + 1);
+    EXPECT_EQ(Validation::CountThreads(), OwnThreads().size());
+}
+
+TEST_F(HostBodies, BytesOfTheHeapAreCounted) {
+    const std::optional<uint64_t> before = Validation::CountHeapBytes();
+    if (!before) GTEST_SKIP() << "another allocator stands in this one's place";
+    const std::string block(1'000'000, 'x');
+    EXPECT_GE(Validation::CountHeapBytes().value_or(0), *before + block.size());
+}
+
+TEST_F(HostBodies, HandlesAndThreadsThatTheSystemDoesNotTellAreNotZero) {
+    std::optional<uint64_t> handles;
+    std::vector<uint64_t> threads;
+    {
+        const NoMoreFiles none;
+        handles = Validation::CountHandles();
+        threads = OwnThreads();
+    }
+    EXPECT_EQ(handles, std::nullopt);
+    EXPECT_TRUE(threads.empty());
+}
+
+TEST_F(HostBodies, HeapThatTellsNothingIsNotEmpty) {
+    heapCounts = false;
+    EXPECT_EQ(Validation::CountHeapBytes(), std::nullopt);
+}
+
+/// The verdict of a check that counts what is not told.
+TEST_F(HostBodies, CheckWhoseCountIsNotToldIsSkipped) {
+    const std::string file = Path("verdict");
+    const auto verdict = [&file] { return Validation::ReadVerdict(file); };
+    for (const std::optional<uint64_t> untold : {std::optional<uint64_t>(), std::optional<uint64_t>(0)}) {
+        EXPECT_EXIT(
+            {
+                Validation::OpenVerdict(file);
+                Validation::Counted("open handles", untold);
+            },
+            testing::ExitedWithCode(0), "");
+        EXPECT_EQ(verdict().kind, Validation::Verdict::Kind::Skipped);
+        EXPECT_EQ(verdict().words, "the open handles cannot be counted");
+    }
+    EXPECT_EXIT(
+        {
+            Validation::OpenVerdict(file);
+            const NoMoreFiles none;
+            Validation::CountThreads();
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(verdict().kind, Validation::Verdict::Kind::Skipped);
+    EXPECT_EQ(verdict().words, "the threads cannot be counted");
+    EXPECT_EQ(Validation::Counted("threads", 3), 3u);
 }
 
 /// A pseudo-terminal as COM41, whose driver counts as a test wants it.

@@ -3,6 +3,7 @@
 // windows.h comes first
 #include <tlhelp32.h>
 #include <winioctl.h>
+#include <winternl.h>
 
 #include <chrono>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <thread>
 
 #include "tracehost/capture_thread.h"
+#include "tracehost/check/platform.h"
 #include "tracehost/file_access.h"
 #include "tracehost/folder_hold.h"
 #include "tracehost/log_space.h"
@@ -34,6 +36,8 @@ struct Platform {
     std::set<HANDLE> open;                  ///< by CreateFileA and CreateToolhelp32Snapshot
     std::vector<std::string> ports;         ///< that were opened
     bool takesControls = false;             ///< DeviceIoControl is kept here
+    std::vector<NTSTATUS> queryAnswers;  ///< of the next calls of NtQuerySystemInformation; then the system's
+    std::vector<ULONG> queryRooms;       ///< bytes that those calls had room for
     std::vector<std::pair<DWORD, std::string>> controls;
 
     bool MustFail(const char* call) {
@@ -62,6 +66,10 @@ decltype(::DeviceIoControl) __real_DeviceIoControl;
 decltype(::GetFileInformationByHandle) __real_GetFileInformationByHandle;
 decltype(::CreateToolhelp32Snapshot) __real_CreateToolhelp32Snapshot;
 decltype(::Thread32First) __real_Thread32First;
+decltype(::GetProcAddress) __real_GetProcAddress;
+decltype(::GetProcessHeaps) __real_GetProcessHeaps;
+decltype(::HeapLock) __real_HeapLock;
+decltype(::HeapWalk) __real_HeapWalk;
 
 HANDLE WINAPI __wrap_CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                  DWORD disposition, DWORD flags, HANDLE pattern) {
@@ -101,6 +109,39 @@ HANDLE WINAPI __wrap_CreateToolhelp32Snapshot(DWORD what, DWORD process) {
 
 BOOL WINAPI __wrap_Thread32First(HANDLE snapshot, LPTHREADENTRY32 entry) {
     return platform.MustFail("Thread32First") ? FALSE : __real_Thread32First(snapshot, entry);
+}
+
+NTSTATUS NTAPI QuerySystem(SYSTEM_INFORMATION_CLASS what, PVOID answer, ULONG room, PULONG needed) {
+    platform.queryRooms.push_back(room);
+    if (!platform.queryAnswers.empty()) {
+        const NTSTATUS status = platform.queryAnswers.front();
+        platform.queryAnswers.erase(platform.queryAnswers.begin());
+        return status;
+    }
+    const FARPROC real = __real_GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation");
+    return reinterpret_cast<decltype(&QuerySystem)>(reinterpret_cast<void*>(real))(what, answer, room,
+                                                                                   needed);
+}
+
+FARPROC WINAPI __wrap_GetProcAddress(HMODULE module, LPCSTR name) {
+    const bool isOrdinal = (reinterpret_cast<std::uintptr_t>(name) >> 16) == 0;
+    if (!IsOfTest() || isOrdinal || std::string_view(name) != "NtQuerySystemInformation") {
+        return __real_GetProcAddress(module, name);
+    }
+    if (platform.MustFail("GetProcAddress")) return nullptr;
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&QuerySystem));
+}
+
+DWORD WINAPI __wrap_GetProcessHeaps(DWORD room, PHANDLE heaps) {
+    return platform.MustFail("GetProcessHeaps") ? 0 : __real_GetProcessHeaps(room, heaps);
+}
+
+BOOL WINAPI __wrap_HeapLock(HANDLE heap) {
+    return platform.MustFail("HeapLock") ? FALSE : __real_HeapLock(heap);
+}
+
+BOOL WINAPI __wrap_HeapWalk(HANDLE heap, LPPROCESS_HEAP_ENTRY entry) {
+    return platform.MustFail("HeapWalk") ? FALSE : __real_HeapWalk(heap, entry);
 }
 
 BOOL WINAPI __wrap_GetCommState(HANDLE port, LPDCB state) {
@@ -275,7 +316,65 @@ TEST_F(HostBodies, ThreadsThatAreNotToldAreNotTakenForEnded) {
         platform.failures = {{call, ERROR_NOT_ENOUGH_MEMORY}};
         EXPECT_EQ(capture.Lives(), std::nullopt) << call;
         EXPECT_TRUE(platform.open.empty()) << call;
+        platform.failures = {{call, ERROR_NOT_ENOUGH_MEMORY}};
+        EXPECT_TRUE(OwnThreads().empty()) << call;
     }
+}
+
+// --- counts
+
+constexpr NTSTATUS kRoomTooSmall = static_cast<NTSTATUS>(0xC0000004);
+constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
+
+TEST_F(HostBodies, HandlesOfThisProcessAreCounted) {
+    const uint64_t before = Validation::CountHandles().value_or(0);
+    EXPECT_GT(before, 0u);
+    std::vector<HANDLE> held;
+    for (int i = 0; i < 1000; ++i) held.push_back(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    const uint64_t with = Validation::CountHandles().value_or(0);
+    for (const HANDLE handle : held) CloseHandle(handle);
+    EXPECT_GE(with, 1000u);  // Wine tells of room for handles, some of which was there before
+    EXPECT_GT(with, before);
+}
+
+TEST_F(HostBodies, HandlesAreAskedForWithMoreRoomUntilAllProcessesFit) {
+    platform.queryAnswers = {kRoomTooSmall, kRoomTooSmall};
+    EXPECT_NE(Validation::CountHandles(), std::nullopt);
+    ASSERT_GE(platform.queryRooms.size(), 3u);
+    EXPECT_EQ(platform.queryRooms[1], platform.queryRooms[0] * 2);
+    EXPECT_EQ(platform.queryRooms[2], platform.queryRooms[0] * 4);
+}
+
+TEST_F(HostBodies, HandlesThatTheSystemDoesNotTellAreNotZero) {
+    platform.failures = {{"GetProcAddress", ERROR_PROC_NOT_FOUND}};
+    EXPECT_EQ(Validation::CountHandles(), std::nullopt);
+    EXPECT_TRUE(platform.queryRooms.empty());
+    platform.queryAnswers = {kAccessDenied};
+    EXPECT_EQ(Validation::CountHandles(), std::nullopt);
+    EXPECT_EQ(platform.queryRooms.size(), 1u);
+    platform.queryAnswers.assign(100, kRoomTooSmall);
+    EXPECT_EQ(Validation::CountHandles(), std::nullopt);
+    EXPECT_FALSE(platform.queryAnswers.empty()) << "there is an end to the room";
+    platform.queryAnswers = {0};  // done, and there is no process
+    EXPECT_EQ(Validation::CountHandles(), std::nullopt);
+}
+
+TEST_F(HostBodies, BytesOfTheHeapAreCounted) {
+    const uint64_t before = Validation::CountHeapBytes().value_or(0);
+    EXPECT_GT(before, 0u);
+    for (const std::size_t size : {1000u, 100'000u, 1'000'000u}) {
+        const std::vector<std::string> blocks(50, std::string(size, 'x'));
+        EXPECT_GE(Validation::CountHeapBytes().value_or(0), before + 50 * size) << size;
+    }
+}
+
+TEST_F(HostBodies, HeapThatIsNotToldToItsEndIsNotCounted) {
+    for (const char* const call : {"GetProcessHeaps", "HeapLock", "HeapWalk"}) {
+        platform.failures = {{call, ERROR_INVALID_PARAMETER}};
+        EXPECT_EQ(Validation::CountHeapBytes(), std::nullopt) << call;
+        EXPECT_TRUE(platform.failures.empty()) << call;
+    }
+    EXPECT_NE(Validation::CountHeapBytes(), std::nullopt);  // which was unlocked
 }
 
 // --- ports
