@@ -16,6 +16,7 @@ def run(*command, **options):
     return subprocess.run(command, text=True, capture_output=True, timeout=LIMIT, check=False, **options)
 
 
+@unittest.skipUnless(shutil.which("git"), "git is not installed")
 class Sources(unittest.TestCase):
     """A folder with one commit, in which "source.cpp" is."""
 

@@ -23,7 +23,13 @@ this platform reads nothing
 [  SKIPPED ] 3 tests, listed below:
 [  SKIPPED ] Ports.Vanish
 """
-UNITTEST = """SKIPPED: test_a (__main__.Doctor.test_a): needs a port: one that opens
+PLAIN_UNITTEST = """test_a (__main__.Source.test_a) ... skipped 'sigrok-cli is not there'
+test_b (__main__.Source.test_b)
+What it shows. ... skipped "the reader's end is not there"
+test_c (__main__.Source.test_c) ... ok
+"""
+UNITTEST = """test_a (__main__.Doctor.test_a) ... skipped 'needs a port: one that opens'
+SKIPPED: test_a (__main__.Doctor.test_a): needs a port: one that opens
 SKIPPED: test_b (__main__.Doctor.test_b): needs a port: one that opens
 SKIPPED: test_c (__main__.Doctor.test_c) (command='record'): no disk
 """
@@ -66,12 +72,14 @@ class Records(unittest.TestCase):
     def test_single_tests_are_named_with_their_reasons_however_much_the_program_says(self):
         much = "".join(f"line {number} & <all>\n" for number in range(5000))
         record = self.record_of({"doctor": (much + UNITTEST + much, 0), "ports": (GOOGLETEST.replace("\n", "\r\n"), 0),
-                                 "quiet": ("all well\n", 0)})
+                                 "source": (PLAIN_UNITTEST, 0), "quiet": ("all well\n", 0)})
         self.assertEqual(self.name_skipped(record), (0,
                          "Skipped: doctor (linux), 2 tests: needs a port: one that opens\n"
                          "Skipped: doctor (linux), 1 test: no disk\n"
                          "Skipped: ports (linux), 2 tests: this platform reads nothing\n"
-                         "Skipped: ports (linux), 1 test: it does not say why\n", ""))
+                         "Skipped: ports (linux), 1 test: it does not say why\n"
+                         "Skipped: source (linux), 1 test: sigrok-cli is not there\n"
+                         "Skipped: source (linux), 1 test: the reader's end is not there\n", ""))
 
     def test_programs_that_are_skipped_whole_are_named(self):
         record = self.record_of({"soak": ("SKIPPED: test_soak (test_soak.Soak.test_soak): the machine had no time\n", 77),
