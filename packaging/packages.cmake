@@ -54,6 +54,7 @@ else()
     set(CPACK_DEBIAN_TARNEL-HOST-DEV_PACKAGE_SECTION libdevel)
     set(CPACK_DEBIAN_TARNEL-HOST-DEV_PACKAGE_DEPENDS "tarnel (= ${PROJECT_VERSION})")
     set(CPACK_DEBIAN_TARNEL-HOST-DEV_DEBUGINFO_PACKAGE OFF)
-    set(CPACK_COMPONENT_TARNEL-HOST-DEV_DESCRIPTION "For hosts of such plug-ins: headers, the CMake package TarnelHost and the pkg-config module tarnel-host.")
+    set(CPACK_COMPONENT_TARNEL-HOST-DEV_DESCRIPTION "For hosts of such plug-ins: headers, the CMake package
+ TarnelHost and the pkg-config module tarnel-host.")
 endif()
 include(CPack)
