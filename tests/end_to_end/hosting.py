@@ -31,6 +31,31 @@ def wine_program():
     return subprocess.check_output([WINE_PREFIX, PREFIX], text=True, timeout=300).strip()
 
 
+def host_path(path):
+    """A path as tracehost sees it."""
+    return "Z:" + str(path).replace("/", "\\") if ON_WINE else path
+
+
+def host_command(*arguments, home=True):
+    """The command line of tracehost. `home`: the one that `wine_environment` names is its home folder under Wine."""
+    if not ON_WINE:
+        return [os.path.join(BIN, "tracehost"), *arguments]
+    # Wine gives every program its own USERPROFILE. The words stay apart, so that it quotes those with blanks.
+    folder = "%TARNEL_TEST_HOME%" if home else ""
+    return [wine_program(), "cmd", "/c", "set", f"USERPROFILE={folder}&&",
+            host_path(os.path.join(BIN, "tracehost.exe")), *arguments]
+
+
+def wine_environment(home):
+    """The variables that Wine wants; none natively. `home`: a folder, or None."""
+    if not ON_WINE:
+        return {}
+    variables = {"WINEPREFIX": PREFIX, "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "winedbg.exe=d;mscoree=;mshtml="}
+    if home:
+        variables["TARNEL_TEST_HOME"] = host_path(home)
+    return variables
+
+
 def wait_for(condition, what):
     end = time.monotonic() + LIMIT
     while time.monotonic() < end:
@@ -178,8 +203,7 @@ class HostTest(unittest.TestCase):
         return os.path.join(self.folder, name)
 
     def host_path(self, path):
-        """A path as tracehost sees it."""
-        return "Z:" + path.replace("/", "\\") if ON_WINE else path
+        return host_path(path)
 
     def write(self, name, text):
         with open(self.file(name), "w", newline="\n") as out:
@@ -217,12 +241,7 @@ class HostTest(unittest.TestCase):
 
     # --- processes
     def command(self, *arguments):
-        if not ON_WINE:
-            return [os.path.join(BIN, "tracehost"), *arguments]
-        # Wine gives every program its own USERPROFILE. The words stay apart, so that it quotes those with blanks.
-        home = "%TARNEL_TEST_HOME%" if self.home else ""
-        return [wine_program(), "cmd", "/c", "set", f"USERPROFILE={home}&&",
-                self.host_path(os.path.join(BIN, "tracehost.exe")), *arguments]
+        return host_command(*arguments, home=bool(self.home))
 
     def environment(self):
         with open(self.file("board.new"), "w") as board:
@@ -238,12 +257,7 @@ class HostTest(unittest.TestCase):
         environment.pop("KORR_TRACE_DEBUGCLIENT_PID", None)
         for port, link in self.links.items():
             environment[f"KORR_TRACE_COM{port}"] = link
-        if ON_WINE:
-            environment.update(WINEPREFIX=PREFIX, WINEDEBUG="-all",
-                               WINEDLLOVERRIDES="winedbg.exe=d;mscoree=;mshtml=")
-            if self.home:
-                environment["TARNEL_TEST_HOME"] = self.host_path(self.home)
-        return environment
+        return {**environment, **wine_environment(self.home)}
 
     def host(self):
         script = Script(self, self.environment())
@@ -293,9 +307,12 @@ class HostTest(unittest.TestCase):
         return wait_for(lambda: os.path.exists(path) and self.read(path), "captured bytes")
 
 
-def main():
-    """Exit status: 0 all passed, 1 failed, 77 nothing but skipped tests."""
-    result = unittest.main(verbosity=2, exit=False).result
+def exit_status(result):
+    """0: all passed, 1: failed, 77: nothing but skipped tests. Prints what was skipped."""
     for test, reason in result.skipped:
         print(f"SKIPPED: {test}: {reason}")
-    sys.exit(1 if not result.wasSuccessful() else 77 if len(result.skipped) == result.testsRun else 0)
+    return 1 if not result.wasSuccessful() else 77 if len(result.skipped) == result.testsRun else 0
+
+
+def main():
+    sys.exit(exit_status(unittest.main(verbosity=2, exit=False).result))

@@ -12,11 +12,18 @@ import tempfile
 import unittest
 
 from browser import Browser
+from hosting import host_command, host_path, wine_environment
 
 BUILD = pathlib.Path(os.environ["TARNEL_BUILD"]).resolve()
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FRAME = 16.7  # ms, at 60 a second
 TICK = 1000  # ns, at a trace clock of 1 MHz
+
+
+def tracehost(home, *words):
+    """A command line of tracehost, natively or under Wine, and its environment. `words`: paths are of this system."""
+    return (host_command(*(host_path(word) if isinstance(word, pathlib.Path) else word for word in words)),
+            {**os.environ, "HOME": str(home), **wine_environment(home)})
 
 
 def ns(ticks):
@@ -64,16 +71,15 @@ class PageTest(unittest.TestCase):
     @classmethod
     def report(cls, capture, *options):
         html = cls.folder / (capture.name + ".html")
-        done = subprocess.run([BUILD / "bin/tracehost", "report", capture, "--html", html, "--force", *options],
-                              capture_output=True, text=True, check=False, timeout=120,
-                              env={**os.environ, "HOME": str(cls.folder)})
+        command, environment = tracehost(cls.folder, "report", capture, "--html", html, "--force", *options)
+        done = subprocess.run(command, capture_output=True, text=True, check=False, timeout=120, env=environment)
         if done.returncode not in (0, 3):
             raise AssertionError(f"tracehost report ended with {done.returncode}: {done.stderr}")
         return html.as_uri()
 
     def open(self, address, view=""):
         self.browser.open(address, view)
-        self.browser.wait(lambda: self.browser.text("#summary"), "the page")
+        self.wait_text("#summary", "\u00b7")  # behind which stands how exact the picture is
         self.addCleanup(self.no_errors)
 
     def no_errors(self):

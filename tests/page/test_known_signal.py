@@ -6,12 +6,8 @@ from known_signal import CLOCK, DAMAGE, OVERFLOW, ROUNDS, STEP, WORDS, known_sig
 from page_test import TICK, PageTest, around, ns
 
 
-class KnownSignal(PageTest):
-    @classmethod
-    def prepare(cls):
-        cls.signal = known_signal()
-        cls.page = cls.page_of("known.bin", bytes(cls.signal.bytes), *CLOCK,
-                               "--port-type", "3=f32:level", "--framing", "itm")
+class SignalShown:
+    """What a page of the signal shows, be it a file or served. `page` is its address."""
 
     def test_lanes_have_the_names_and_totals_of_the_signal(self):
         self.open(self.page)
@@ -51,12 +47,14 @@ class KnownSignal(PageTest):
     def test_sleep_is_no_address(self):
         view, address = around(10 * STEP + 90)
         self.open(self.page, address)
+        self.wait_text("#summary", "exact")
         self.assertRegex(self.browser.tip("pc", ns(10 * STEP + 90), view), r"\nasleep\nat ")
 
     def test_tips_tell_the_time_of_the_events(self):
         start = 57 * STEP
         view, address = around(start + STEP / 2)
         self.open(self.page, address)
+        self.wait_text("#summary", "exact")
         for track, ticks in (("watch:0:write", 30), ("port:0", 70), ("port:3", 80), ("pc", 90)):
             with self.subTest(track=track):
                 tip = self.browser.tip(track, ns(start + ticks), view)
@@ -101,6 +99,7 @@ class KnownSignal(PageTest):
         lost = (DAMAGE + 1) * STEP  # up to the next exception packet, which is 10 ticks later
         view, address = around(lost, STEP)
         self.open(self.page, address)
+        self.wait_text("#summary", "exact")
         self.assertRegex(self.browser.tip("nesting", ns(lost + 5), view), "not known: trace was lost for 10 µs")
         self.assertRegex(self.browser.tip("nesting", ns(lost - 30), view), "nothing here")
         hatched = """
@@ -168,6 +167,56 @@ class KnownSignal(PageTest):
         self.browser.press(*self.browser.place("port:3", ns(52 * STEP + 40), view))
         self.browser.wait(lambda: "round 52 " in "".join(self.browser.texts("#text-list [aria-selected=true]")), "the line")
 
+    def test_values_are_plotted_with_axes(self):
+        self.open(self.page, "list=values")
+        self.browser.wait(lambda: self.browser.elements("#value-plot canvas"), "the plot")
+        self.wait_text("#values-note", "400 values in view, each drawn")
+        self.assertEqual(self.browser.texts("#value-track option"), ["level", "Watch 0 written"])
+        self.browser.click("[data-track='watch:0:write']")
+        self.wait_text("#values-note", "400 in all")
+        self.assertEqual(self.browser.run("return document.getElementById('value-track').value"), "watch:0:write")
+
+    def test_cursors_measure(self):
+        view, address = around(50 * STEP)
+        self.open(self.page, address)
+        for key, ticks in (("a", 5000), ("b", 5025)):
+            self.browser.mouse(*self.browser.place("bandwidth", ns(ticks), view))
+            self.browser.keys(key)
+        found = self.browser.wait(lambda: re.search(r"\u0394 ([\d.]+) µs \(([\d.]+) kHz\)", self.browser.text("#cursors")), "the cursors")
+        self.assertAlmostEqual(float(found[1]), 25, delta=0.5)
+        self.assertAlmostEqual(float(found[2]), 40, delta=1)
+        self.browser.wait(lambda: "a=" in self.browser.driver.current_url, "the address")
+        self.browser.keys("c")
+        self.browser.wait(lambda: self.browser.text("#cursors") == "", "no cursors")
+
+    def test_the_wheel_zooms_at_the_pointer_and_dragging_pans(self):
+        self.open(self.page)
+        whole = 0, ns(ROUNDS * STEP)
+        place = ns(100 * STEP)
+        x, y = self.browser.place("bandwidth", place, whole)
+        for _ in range(8):
+            self.browser.wheel(x, y, -240)
+        low, high = self.view()
+        self.assertLess(high - low, whole[1] / 20)
+        self.assertAlmostEqual((place - low) / (high - low), 0.25, delta=0.02)
+        self.wait_text("#summary", "exact: every packet$")
+        self.browser.mouse(x, y, "mousePressed", button="left", clickCount=1)
+        self.browser.mouse(x + 50, y, button="left", buttons=1)
+        self.browser.mouse(x + 100, y, button="left", buttons=1)
+        self.browser.mouse(x + 100, y, "mouseReleased", button="left", clickCount=1)
+        self.browser.wait(lambda: self.view()[0] < low - (high - low) / 20, "the view further left")
+        for click in (1, 2):
+            self.browser.press(x, y, click)
+        self.browser.wait(lambda: "v=" not in self.browser.driver.current_url, "the whole")
+
+
+class KnownSignal(SignalShown, PageTest):
+    @classmethod
+    def prepare(cls):
+        cls.signal = known_signal()
+        cls.page = cls.page_of("known.bin", bytes(cls.signal.bytes), *CLOCK,
+                               "--port-type", "3=f32:level", "--framing", "itm")
+
     def test_the_profile_counts_the_samples(self):
         self.open(self.page, "list=profile")
         self.browser.element("#profile-by").send_keys("address")
@@ -202,47 +251,6 @@ class KnownSignal(PageTest):
         self.assertEqual([(choice.get_attribute("name"), choice.get_attribute("value"), choice.is_enabled())
                           for choice in self.browser.elements("#port-types select")], [("0", "text", False), ("3", "f32", False)])
         self.assertFalse(self.browser.element("#stop").is_displayed())
-
-    def test_values_are_plotted_with_axes(self):
-        self.open(self.page, "list=values")
-        self.browser.wait(lambda: self.browser.elements("#value-plot canvas"), "the plot")
-        self.wait_text("#values-note", "400 values in view, each drawn")
-        self.assertEqual(self.browser.texts("#value-track option"), ["level", "Watch 0 written"])
-        self.browser.click("[data-track='watch:0:write']")
-        self.wait_text("#values-note", "400 in all")
-        self.assertEqual(self.browser.run("return document.getElementById('value-track').value"), "watch:0:write")
-
-    def test_cursors_measure(self):
-        view, address = around(50 * STEP)
-        self.open(self.page, address)
-        for key, ticks in (("a", 5000), ("b", 5025)):
-            self.browser.mouse(*self.browser.place("bandwidth", ns(ticks), view))
-            self.browser.keys(key)
-        found = self.browser.wait(lambda: re.search(r"\u0394 ([\d.]+) µs \(([\d.]+) kHz\)", self.browser.text("#cursors")), "the cursors")
-        self.assertAlmostEqual(float(found[1]), 25, delta=0.5)
-        self.assertAlmostEqual(float(found[2]), 40, delta=1)
-        self.browser.wait(lambda: "a=" in self.browser.driver.current_url, "the address")
-        self.browser.keys("c")
-        self.browser.wait(lambda: self.browser.text("#cursors") == "", "no cursors")
-
-    def test_the_wheel_zooms_at_the_pointer_and_dragging_pans(self):
-        self.open(self.page)
-        whole = 0, ns(ROUNDS * STEP)
-        place = ns(100 * STEP)
-        x, y = self.browser.place("bandwidth", place, whole)
-        for _ in range(8):
-            self.browser.wheel(x, y, -240)
-        low, high = self.view()
-        self.assertLess(high - low, whole[1] / 20)
-        self.assertAlmostEqual((place - low) / (high - low), 0.25, delta=0.02)
-        self.browser.mouse(x, y, "mousePressed", button="left", clickCount=1)
-        self.browser.mouse(x + 50, y, button="left", buttons=1)
-        self.browser.mouse(x + 100, y, button="left", buttons=1)
-        self.browser.mouse(x + 100, y, "mouseReleased", button="left", clickCount=1)
-        self.browser.wait(lambda: self.view()[0] < low - (high - low) / 20, "the view further left")
-        for click in (1, 2):
-            self.browser.press(x, y, click)
-        self.browser.wait(lambda: "v=" not in self.browser.driver.current_url, "the whole")
 
     def test_everything_works_from_the_keyboard(self):
         self.open(self.page)

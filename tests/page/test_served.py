@@ -1,4 +1,4 @@
-"""The page as it is served: beside a file, beside one that grows, and beside a recording while it is made."""
+"""The page as it is served: beside a file, beside one that grows, and, natively, beside a recording while it is made."""
 import json
 import os
 import re
@@ -8,14 +8,15 @@ import statistics
 import subprocess
 import sys
 import time
+import unittest
 
 from selenium.webdriver.common.keys import Keys
+from hosting import ON_WINE, kill_hosts
 from itm_signal import Signal
 from known_signal import CLOCK, ROUNDS, STEP, WORDS, known_signal
-from page_test import BUILD, FRAME, ROOT, PageTest, around, ns
-
-sys.path.insert(1, str(ROOT / "tests/end_to_end"))
+from page_test import BUILD, FRAME, PageTest, around, ns, tracehost
 from real_time import Skip, Starved, in_real_time
+from test_known_signal import SignalShown
 
 MINUTE = 60
 SECONDS = int(os.environ.get("TARNEL_LIVE_SECONDS") or "8")  # of a recording that is looked at
@@ -24,6 +25,7 @@ SPEED = 1_200_000  # bytes a second
 WAITED = 128 * 1024
 UNIQUE = 128 * 1024  # bytes that the signal repeats nowhere
 LONGEST_FRAME = 100  # ms
+NO_DEMO = "record --demo plays on a pseudo-terminal, which Windows does not have"
 
 
 RED_IN_RULER = """
@@ -42,25 +44,41 @@ class ServedTest(PageTest):
 
     def start(self, *words, environment=None):
         """Runs tracehost until the test ends. Gives the process and the page's address."""
-        process = subprocess.Popen([BUILD / "bin/tracehost", *words, "--no-browser"], stdout=subprocess.PIPE, text=True,
-                                   stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, cwd=self.folder,
-                                   env={**os.environ, "HOME": str(self.folder), **(environment or {})})
+        command, own = tracehost(self.folder, *words, "--no-browser")
+        process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, stderr=subprocess.STDOUT,
+                                   stdin=subprocess.DEVNULL, cwd=self.folder, env={**own, **(environment or {})})
         self.addCleanup(self.end, process)
         for line in process.stdout:
             if found := re.search(r"http://127\.0\.0\.1:\d+/\?token=\w+", line):
                 return process, found[0]
         raise AssertionError(f"{words[0]} tells no address")
 
-    @staticmethod
-    def end(process):
+    def end(self, process):
+        if process.stdout.closed:
+            return
+        if ON_WINE:
+            kill_hosts(process, str(self.folder))
+            return
         if process.poll() is None:
             process.send_signal(signal.SIGINT)
         process.communicate(timeout=30)
 
-    def view_of(self, data, name="served.bin"):
+    def view_of(self, data, name="served.bin", complete=False):
+        """Of a file that may still grow, or of one that nobody has written for long."""
         capture = self.folder / name
         capture.write_bytes(data)
+        if complete:
+            os.utime(capture, (1e9, 1e9))
         return capture, *self.start("view", capture, *CLOCK, "--framing", "itm", "--port-type", "3=f32:level")
+
+
+class ServedSignal(SignalShown, ServedTest):
+    def setUp(self):
+        _, _, self.page = self.view_of(known_signal().bytes, "known.bin", complete=True)
+
+    def open(self, address, view=""):
+        super().open(address, view)
+        self.browser.wait(lambda: self.browser.text("#state") == "", "all bytes to be looked at")
 
 
 class ServedPage(ServedTest):
@@ -236,6 +254,7 @@ class ChangedPage(ServedTest):
         self.wait_text("#summary", "exact")
         self.assertEqual(self.shown(3), "f32")
 
+    @unittest.skipIf(ON_WINE, NO_DEMO)
     def test_the_recording_is_ended_from_the_page(self):
         process, address = self.start("record", "--demo", "--view", "--quiet", "--output", "stopped.tdf", "--force")
         self.browser.open(address)
@@ -317,6 +336,7 @@ class ManyPages(ServedTest):
         self.browser.errors()  # tell of pages that are too many
 
 
+@unittest.skipIf(ON_WINE, NO_DEMO)
 class RunningRecording(ServedTest):
     def test_the_end_is_followed(self):
         _, address = self.start("record", "--demo", "--seconds", str(MINUTE), "--view", "--quiet", "--output", "live.tdf")
