@@ -32,6 +32,9 @@ build_preset = cmake/run-quietly "Configuring $(1)" build/configure-$(1).log cma
 	cmake/run-quietly "Building $(1)" build/build-$(1).log \
 	    cmake --build --preset $(1) -j $(JOBS) $(if $(2),-t $(2))
 
+# What the Windows build takes from the machine's cache, made where it is not there yet.
+windows_libraries = cmake/build-windows-libraries && cmake/fetch-sources http && cmake/fetch-sources zlib
+
 # What the command before has started is ended, and its exit status kept.
 end_wine = status=$$?; cmake/wine-prefix --end build/windows/wine* build/windows/bench/wine; exit $$status
 
@@ -39,7 +42,7 @@ build: packages-native ## build for Linux into build/linux
 	@$(call build_preset,linux)
 
 build-windows: packages-all ## cross-build for Windows x64 into build/windows
-	@cmake/build-windows-libraries && cmake/fetch-http-header
+	@$(windows_libraries)
 	@$(call build_preset,windows)
 
 demo: packages-native ## record a simulated target through the Linux receiver
@@ -47,7 +50,7 @@ demo: packages-native ## record a simulated target through the Linux receiver
 	@simulator/demo/plugin_demo --build build/linux
 
 demo-windows: packages-all ## the same through the Windows receiver under Wine
-	@cmake/build-windows-libraries && cmake/fetch-http-header
+	@$(windows_libraries)
 	@$(call build_preset,linux,products)
 	@$(call build_preset,windows,products)
 	@simulator/demo/plugin_demo --build build/linux --wine build/windows; $(end_wine)
@@ -110,10 +113,10 @@ package: export TZ = UTC
 package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Windows, into build/packages
 	@[ -n "$$SOURCE_DATE_EPOCH" ] || { echo "make package: git tells no time of a last commit: give SOURCE_DATE_EPOCH=SECONDS" >&2; exit 1; }
 	@rm -rf build/packages build/linux-package/packages build/windows/packages
-	@cmake/build-linux-xerces && cmake/fetch-http-header
+	@cmake/build-linux-xerces && cmake/fetch-sources http
 	@$(call build_preset,linux-package,products)
 	@umask 022; cmake/run-quietly "Packing for Linux" build/pack-linux.log cpack --config build/linux-package/CPackConfig.cmake
-	@cmake/build-windows-libraries && cmake/fetch-http-header
+	@$(windows_libraries)
 	@$(call build_preset,windows,products)
 	@umask 022; cmake/run-quietly "Packing for Windows" build/pack-windows.log cpack --config build/windows/CPackConfig.cmake
 	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/

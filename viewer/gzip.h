@@ -5,12 +5,8 @@
 
 namespace Korr::Plim::Trace::Viewer {
 
-/// Seam: bytes in the form of RFC 1952, which browsers read: small where the platform has a library that
-/// makes them so, else as StoredGzip has them. The same bytes give the same. \throws std::runtime_error when
-/// it fails
+/// Bytes, compressed as RFC 1952 has it, which browsers read. The same bytes give the same.
+/// \throws std::runtime_error when it fails, or when they are more than 1 GiB
 std::string Gzip(std::string_view bytes);
-
-/// Bytes in that form, each as it is.
-std::string StoredGzip(std::string_view bytes);
 
 }  // namespace Korr::Plim::Trace::Viewer

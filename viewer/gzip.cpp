@@ -8,7 +8,9 @@
 namespace Korr::Plim::Trace::Viewer {
 
 std::string Gzip(std::string_view bytes) {
-    constexpr int kGzipForm = 16;  // beside the window's size
+    constexpr int kGzipForm = 16;              // beside the window's size
+    constexpr size_t kMost = size_t{1} << 30;  // the library counts with 32 bits
+    if (bytes.size() > kMost) throw std::runtime_error("more than 1 GiB is not compressed");
     z_stream stream{};
     if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, MAX_WBITS + kGzipForm, MAX_MEM_LEVEL,
                      Z_DEFAULT_STRATEGY) != Z_OK) {
