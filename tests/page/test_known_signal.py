@@ -117,6 +117,7 @@ class SignalShown:
 
     def test_keys_go_from_loss_to_loss(self):
         self.open(self.page)
+        self.wait_text("#losses-note", "^[0-9]+ entries")
         self.browser.keys("n")
         low, high = self.view()
         self.assertTrue(low < ns((OVERFLOW + 1) * STEP) < high)
@@ -130,6 +131,7 @@ class SignalShown:
 
     def test_text_is_found(self):
         self.open(self.page)
+        self.wait_text("#text-note", f"^{ROUNDS} lines$")
         self.browser.keys("/")
         self.assertEqual(self.browser.run("return document.activeElement.id"), "sought")
         self.browser.keys("GAMMA", Keys.ENTER)
@@ -153,6 +155,7 @@ class SignalShown:
 
     def test_the_list_of_text_is_the_text(self):
         self.open(self.page, "list=text&port=0")
+        self.wait_text("#text-note", f"^{ROUNDS} lines$")
         self.browser.click("#text-list")
         self.browser.keys(Keys.END)
         last = self.browser.wait(lambda: self.browser.texts("#text-list-399 span:not(.pending)"), "the last line")
@@ -164,6 +167,7 @@ class SignalShown:
     def test_a_click_in_the_rows_shows_the_text_of_that_time(self):
         view, address = around(50 * STEP, 20 * STEP)
         self.open(self.page, address + "&list=text&port=0")
+        self.wait_text("#text-note", f"^{ROUNDS} lines$")
         self.browser.press(*self.browser.place("port:3", ns(52 * STEP + 40), view))
         self.browser.wait(lambda: "round 52 " in "".join(self.browser.texts("#text-list [aria-selected=true]")), "the line")
 
