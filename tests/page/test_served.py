@@ -11,6 +11,7 @@ import time
 import unittest
 
 from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import Select
 from hosting import ON_WINE, kill_hosts
 from itm_signal import Signal
 from known_signal import CLOCK, ROUNDS, STEP, WORDS, known_signal
@@ -25,7 +26,7 @@ SPEED = 1_200_000  # bytes a second
 WAITED = 128 * 1024
 UNIQUE = 128 * 1024  # bytes that the signal repeats nowhere
 LONGEST_FRAME = 100  # ms
-NO_DEMO = "record --demo plays on a pseudo-terminal, which Windows does not have"
+NATIVE = "pages beside a recording are tested natively alone"
 
 
 RED_IN_RULER = """
@@ -225,15 +226,19 @@ class ChangedPage(ServedTest):
     def shown(self, port):
         return self.browser.text(f'[data-track="port:{port}"] small').rpartition(", ")[2]
 
+    def choose(self, port, type_):
+        """At once: typing it letter by letter chooses another on the way."""
+        Select(self.browser.element(f"#port-types [name='{port}']")).select_by_value(type_)
+
     def test_the_type_of_a_port_is_chosen_and_stays_in_the_address(self):
         _, _, address = self.view_of(known_signal().bytes)
         self.open(address, "list=about")
         self.wait_text("#summary", "exact")
         self.assertEqual(self.shown(3), "f32")
-        self.browser.element("#port-types [name='3']").send_keys("u32")
+        self.choose(3, "u32")
         self.browser.wait(lambda: self.shown(3) == "u32", "whole numbers")
         self.browser.wait(lambda: "types=3%3Au32" in self.browser.driver.current_url, "the address")
-        self.browser.element("#port-types [name='0']").send_keys("u8")
+        self.choose(0, "u8")
         self.browser.wait(lambda: self.shown(0) == "u8", "numbers instead of text")
         self.assertEqual(self.browser.texts("#text-port option"), [])
         self.browser.click("#tab-text")
@@ -254,7 +259,7 @@ class ChangedPage(ServedTest):
         self.wait_text("#summary", "exact")
         self.assertEqual(self.shown(3), "f32")
 
-    @unittest.skipIf(ON_WINE, NO_DEMO)
+    @unittest.skipIf(ON_WINE, NATIVE)
     def test_the_recording_is_ended_from_the_page(self):
         process, address = self.start("record", "--demo", "--view", "--quiet", "--output", "stopped.tdf", "--force")
         self.browser.open(address)
@@ -336,7 +341,7 @@ class ManyPages(ServedTest):
         self.browser.errors()  # tell of pages that are too many
 
 
-@unittest.skipIf(ON_WINE, NO_DEMO)
+@unittest.skipIf(ON_WINE, NATIVE)
 class RunningRecording(ServedTest):
     def test_the_end_is_followed(self):
         _, address = self.start("record", "--demo", "--seconds", str(MINUTE), "--view", "--quiet", "--output", "live.tdf")
