@@ -5,6 +5,7 @@
 
 #include <bit>
 #include <cmath>
+#include <limits>
 
 #include "tests/unit/trace/itm_encoder.h"
 #include "tests/unit/viewer/memory_bytes.h"
@@ -73,7 +74,9 @@ TEST(Spans, AreSuspectBesideDamageAndSalvagedBehindIt) {
 }
 
 TEST(Values, ThatAreInfiniteOrNoNumberAreToldOneByOne) {
-    const std::vector<float> sent = {1.5F, HUGE_VALF, -HUGE_VALF, std::nanf(""), -2};
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const std::vector<float> sent = {1.5F, kInfinity, -kInfinity, std::numeric_limits<float>::quiet_NaN(),
+                                     -2};
     Bytes capture = kSync;
     for (const float number : sent) {
         const auto bits = std::bit_cast<uint32_t>(number);
