@@ -243,6 +243,7 @@ class ChangedPage(ServedTest):
         self.assertEqual(self.browser.texts("#text-port option"), [])
         self.browser.click("#tab-text")
         self.wait_text("#text-note", "^No stimulus port holds text.$")
+        self.browser.errors()  # lines that were asked for before the change may have been refused behind it
 
     def test_an_address_with_types_shows_them(self):
         _, _, address = self.view_of(known_signal().bytes)
