@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What pictures of a stretch of the time line are drawn with, and what of it they need.
 import { make } from "./elements";
-import { type Arrays, type Layer, type Overview, grain } from "./feed";
+import { type Arrays, type Layer, type Overview, columnWidth } from "./feed";
 import { type Axis, visible } from "./format";
 
 export const SUSPECT = 1;  // flag of events
@@ -12,11 +12,11 @@ export const CLASS_COLORS = ["target", "damage", "host", "gap", "edge"];
 /** Colours, patterns and the scale of one picture. */
 export class Brush {
   readonly hatch: CanvasPattern;
-  readonly perPixel: number;
+  readonly perPixel = (this.to - this.from) / this.width;
+  readonly capacity = this.axis.inTime ? (this.overview.baud ?? 0) / 10 / 1e9 : 0;  // of the line, in bytes a nanosecond; 0 not known
 
   constructor(readonly ctx: CanvasRenderingContext2D, readonly colors: Record<string, string>, readonly from: number, readonly to: number,
               readonly width: number, readonly axis: Axis, readonly overview: Overview) {
-    this.perPixel = (to - from) / width;
     const tile = make("canvas", { width: 6, height: 6 });
     const pen = tile.getContext("2d")!;
     pen.strokeStyle = colors.hatch;
@@ -75,8 +75,6 @@ export function firstAbove(numbers: ArrayLike<number>, limit: number): number {
   return low;
 }
 
-export type Draw = (index: number, x0: number, x1: number) => void;
-
 /** What is in view, [first, behind): columns that are `width` wide, or, when that is 0, events with one before and one behind. */
 export function inView(time: ArrayLike<number>, from: number, to: number, width: number): [number, number] {
   const more = width > 0 ? 0 : 1;
@@ -84,7 +82,7 @@ export function inView(time: ArrayLike<number>, from: number, to: number, width:
 }
 
 /** Of the events [first, behind) those that a picture needs with columns of `width` from `from` on: of each the first, lowest, highest
- *  and last number, and one each of what is drawn apart: suspects, and what is infinite or no number. */
+ *  and last number, and one each of what is drawn apart: suspects, and what is infinite or no number. All when `width` is 0. */
 export function thin(first: number, behind: number, from: number, width: number, { time, last: numbers, flags }: Arrays): number[] {
   const kept: number[] = [];
   for (let i = first; i < behind;) {
@@ -107,17 +105,17 @@ export function thin(first: number, behind: number, from: number, width: number,
   return kept;
 }
 
-/** What is in view: of a summary the whole pixels of each column, of an exact layer the events; of them, when asked for,
- *  as many as a picture of their values needs. */
-export function each(brush: Brush, layer: Layer, arrays: Arrays, draw: Draw, few = false): void {
-  const { time } = arrays;
-  const width = grain(layer);
+/** What is in view: of columns the whole pixels of each, else the events; of them, when asked for, as many as a picture of their
+ *  values needs. */
+export function each(brush: Brush, layer: Layer, arrays: Arrays, draw: (index: number, x0: number, x1: number) => void, few = false): void {
+  const { time, column } = arrays;
+  const width = column ? columnWidth(layer) : 0;
   const [first, behind] = inView(time, brush.from, brush.to, width);
   const place = (i: number) => {
     const [x0, x1] = [brush.x(time[i]), brush.x(time[i] + width)];
-    if (layer.exact) draw(i, x0, x0);
+    if (!column) draw(i, x0, x0);
     else draw(i, Math.round(x0), Math.max(Math.round(x1), Math.round(x0) + 1));
   };
-  if (layer.exact && few) thin(first, behind, brush.from, brush.perPixel, arrays).forEach(place);
+  if (!column && few) thin(first, behind, brush.from, brush.perPixel, arrays).forEach(place);
   else for (let i = first; i < behind; i++) place(i);
 }

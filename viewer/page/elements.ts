@@ -85,16 +85,14 @@ export function oneAtATime(action: () => Promise<unknown>): () => Promise<void> 
 }
 
 /** Shows what went wrong, until it goes right again. */
-export function trouble(message: string | null): void {
-  say("trouble", visible(message ?? ""));
-  byId("trouble").hidden = message === null;
-}
+export function trouble(message: string | null): void { say("trouble", visible(message ?? "")); }
 
 /** Does something that may fail, and shows why it did. */
-export async function attempt(action: () => unknown): Promise<void> {
+export async function attempt(action: () => unknown, failed: () => void = () => {}): Promise<void> {
   try {
     await action();
   } catch (error) {
     trouble((error as Error).message);
+    failed();
   }
 }

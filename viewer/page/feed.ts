@@ -2,15 +2,11 @@
 // Where the page gets its answers from: a server, or the file it stands in. docs/viewer-feed.md has the forms.
 import { placeIn } from "./format";
 
-export interface Track {
-  id: string; kind: string; label: string; total: number;
-  number?: number; port?: number; comparator?: number; type?: string;
-}
+export interface Track { id: string; kind: string; label: string; total: number; number?: number; port?: number; comparator?: number; type?: string }
 export interface Overview {
   name: string; recording: number; live: boolean; complete: boolean; stoppable: boolean; changeable: boolean;
   revision: number; bytes: number; indexed: number; framing: string;
-  axis: { kind: string; unit: string; begin: number; end: number };
-  clock_hz: number | null; timestamp_prescale: number; baud: number | null;
+  axis: { kind: string; unit: string; begin: number; end: number }; clock_hz: number | null; timestamp_prescale: number; baud: number | null;
   verdict: { name: string; text: string }; lost: { target: number; line: number; hints: number; text: string };
   forecast: number | null; elf: string | null; lines: boolean; port: string | null; started: string | null; tracks: Track[];
 }
@@ -22,8 +18,7 @@ export interface Entry {
 }
 export interface LedgerAnswer { total: number; unlisted: number; entries: Entry[] }
 export interface ProfileAnswer {
-  samples: number; sleeping: number; prohibited: number; other: number;
-  rows: { name: string; address: number; samples: number; strip?: number[] }[];
+  samples: number; sleeping: number; prohibited: number; other: number; rows: { name: string; address: number; samples: number; strip?: number[] }[];
   whole?: boolean;  // of the whole recording, whatever was asked
 }
 
@@ -32,24 +27,13 @@ export type Arrays = Record<string, Numbers>;
 type Question = Record<string, string | number>;
 
 /** One answer about a window: `exact`, or summaries in `pixels` columns, of which `time` is where each begins. */
-export interface Layer {
-  from: number; to: number; pixels: number; exact: boolean; revision: number;
-  tracks: Map<string, Arrays>; marks: Arrays;
-}
+export interface Layer { from: number; to: number; pixels: number; exact: boolean; revision: number; tracks: Map<string, Arrays>; marks: Arrays }
 
 /** How far a recording has come. */
 export interface News { revision: number; trouble: string | null }  // why no more is shown of it
 
-export interface Feed {
-  readonly inFile: boolean;  // there may be no answer to some questions
-  ask<T>(what: string, question?: Question): Promise<T>;
-  /** Changes something about the recording, or how it is shown. */
-  post(what: string, question?: Question): Promise<unknown>;
-  /** What there is for a window, coarsest first; each is better than those before where it says something. */
-  layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]>;
-  /** Tells what changes. `trouble` is null when all is well again. */
-  follow(changed: (news: News) => void, trouble: (message: string | null) => void): void;
-}
+/** Whatever answers as a server does. */
+export type Feed = Pick<ServedFeed, keyof ServedFeed>;
 
 const TYPES = { u8: Uint8Array, u16: Uint16Array, u32: Uint32Array, f32: Float32Array, f64: Float64Array };
 const readJson = (buffer: ArrayBuffer, at: number, length: number) => JSON.parse(new TextDecoder().decode(new Uint8Array(buffer, at, length)));
@@ -64,13 +48,13 @@ function readWindow(buffer: ArrayBuffer): Layer {
   const arrays = (described: Record<string, { type: keyof typeof TYPES; at: number; count: number }>): Arrays => {
     const found: Arrays = {};
     for (const [name, { type, at, count }] of Object.entries(described)) found[name] = new TYPES[type](buffer, behind(8 + length) + at, count);
-    const { column, value } = found;
-    if (column) found.time = Float64Array.from(column, (number) => header.from + number * grain(header));
+    const { padding, value } = found;
+    if (padding) found.column = Uint16Array.from(padding, (_, number) => number);  // which is told of each column
+    if (found.column) found.time = Float64Array.from(found.column, (number) => header.from + number * columnWidth(header));
     return value ? { ...found, min: value, max: value, first: value, last: value } : found;
   };
-  const tracks = new Map<string, Arrays>();
-  for (const track of header.tracks) tracks.set(track.id, arrays(track.arrays));
-  return { ...header, tracks, marks: arrays(header.marks.arrays) };
+  const tracks: { id: string; arrays: Parameters<typeof arrays>[0] }[] = header.tracks;
+  return { ...header, tracks: new Map(tracks.map((track) => [track.id, arrays(track.arrays)])), marks: arrays(header.marks.arrays) };
 }
 
 /** What a layer knows of a track; nothing while it tells of it in another form: the track's type has changed since. */
@@ -83,8 +67,16 @@ export function arraysOf(layer: Layer | undefined, { id, kind }: Track): Arrays 
 /** Which of the server's readings of a recording, or of several, a revision belongs to. */
 export function readingOf({ revision }: { revision: number }): number { return Math.floor(revision / 2 ** 32); }
 
+/** Of what is told by columns, some of it in exact windows, too. */
+export function columnWidth({ from, to, pixels }: Layer): number { return (to - from) / pixels; }
+
 /** The column's width; of an exact window nothing. */
-export function grain(layer: Layer): number { return layer.exact ? 0 : (layer.to - layer.from) / layer.pixels; }
+export function grain(layer: Layer): number { return layer.exact ? 0 : columnWidth(layer); }
+
+/** Which of `layers` are seen between two places: the finest that covers them, and what is finer in parts. */
+export function seenIn(layers: Layer[], from: number, to: number): Layer[] {
+  return layers.slice(Math.max(layers.map((layer) => layer.from <= from && layer.to >= to).lastIndexOf(true), 0));
+}
 
 const GONE = "The server does not answer. It ends with the tracehost that opened this page; retrying \u2026";
 const WHOLE_PIXELS = 1024;
@@ -92,8 +84,8 @@ const WHOLE_LASTS = 2000;  // ms that the picture of the whole is good for while
 const TRY_AGAIN = 3000;  // ms, for news
 
 /** Asks the server that the page came from. */
-export class ServedFeed implements Feed {
-  readonly inFile = false;
+export class ServedFeed {
+  readonly inFile: boolean = false;  // where there may be no answer to some questions
   private readonly token = new URLSearchParams(location.search).get("token") ?? "";
   private whole: Layer | null = null;
   private wholeTime = 0;
@@ -111,12 +103,15 @@ export class ServedFeed implements Feed {
   }
 
   ask<T>(what: string, question: Question = {}): Promise<T> { return this.send("GET", what, question, (answer) => answer.json()); }
+
+  /** Changes something about the recording, or how it is shown. */
   post(what: string, question: Question = {}): Promise<unknown> { return this.send("POST", what, question, (answer) => answer.json()); }
 
   private window(from: number, to: number, pixels: number): Promise<Layer> {
     return this.send("GET", "window", { from, to, pixels }, async (answer) => readWindow(await answer.arrayBuffer()));
   }
 
+  /** What there is for a window, coarsest first; each is better than those before where it says something. */
   async layers(from: number, to: number, pixels: number, axis: { begin: number; end: number }): Promise<Layer[]> {
     const layer = await this.window(from, to, pixels);
     if (from <= axis.begin && to >= axis.end) return [this.whole = layer];
@@ -128,7 +123,8 @@ export class ServedFeed implements Feed {
     return [this.whole, layer];
   }
 
-  /** Only while the page is seen: a browser has six connections to one server, for all its pages. */
+  /** Tells what changes; `trouble` is null when all is well again. Only while the page is seen: a browser has six connections to one
+   *  server, for all its pages. */
   follow(changed: (news: News) => void, trouble: (message: string | null) => void): void {
     let events: EventSource | null = null;
     const listen = () => {
@@ -157,9 +153,7 @@ declare const DecompressionStream: new (form: string) => GenericTransformStream;
 export class EmbeddedFeed implements Feed {
   readonly inFile = true;
 
-  private constructor(private readonly held: Held, private readonly windows: Layer[]) {
-    windows.sort((one, other) => grain(other) - grain(one));
-  }
+  private constructor(private readonly held: Held, private readonly windows: Layer[]) {}
 
   static async read(text: string): Promise<Feed> {
     const packed = new Blob([Uint8Array.from(atob(text), (digit) => digit.charCodeAt(0))]);
@@ -167,7 +161,8 @@ export class EmbeddedFeed implements Feed {
     const length = new DataView(data).getUint32(0, true);
     const held: Held = readJson(data, 4, length);
     let at = behind(4 + length);
-    return new EmbeddedFeed(held, held.windows.map((size) => readWindow(data.slice(at, at += size))));
+    const windows = held.windows.map((size) => readWindow(data.slice(at, at += size)));
+    return new EmbeddedFeed(held, windows.sort((one, other) => grain(other) - grain(one)));
   }
 
   async post(): Promise<unknown> { throw new Error("Nothing can be changed in a file."); }
@@ -183,9 +178,8 @@ export class EmbeddedFeed implements Feed {
       ledger: () => ({ ...ledger, entries: ledger.entries.filter(({ index }) => index >= from && index < +from + +count) }),
       profile: () => ({ ...profile[by], whole: true }),
       find: () => {
-        for (let at = Math.min(+line, rows.length); at >= 0 && at <= rows.length; at += back ? -1 : 1)
-          if (rows[at] && placeIn(rows[at].text, String(text), Boolean(matchCase)) >= 0) return { line: at };
-        return { line: null };
+        const found = rows.flatMap((row, at) => placeIn(row.text, String(text), Boolean(matchCase)) >= 0 ? [at] : []);
+        return { line: (back ? found.reverse().find((at) => at <= line) : found.find((at) => at >= line)) ?? null };
       },
     };
     return answers[what]() as unknown as T;

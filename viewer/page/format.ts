@@ -21,7 +21,7 @@ export function placeIn(text: string, sought: string, matchCase: boolean): numbe
 }
 
 export function count(number: number): string { return Math.round(number).toString().replace(/\B(?=(\d{3})+$)/g, ","); }
-export function plural(number: number, what: string): string { return `${count(number)} ${what}${number === 1 ? "" : "s"}`; }
+export function plural(number: number, one: string, more = one + "s"): string { return `${count(number)} ${number === 1 ? one : more}`; }
 export function hex(number: number): string { return "0x" + number.toString(16).toUpperCase().padStart(8, "0"); }
 export function percent(share: number): string { return `${(100 * share).toFixed(share > 0 && share < 0.0995 ? 1 : 0)} %`; }
 
@@ -34,9 +34,7 @@ export function value(number: number, type: string): string {
 }
 
 /** At most four digits, of which none is made up. */
-function short(number: number): string {
-  return number >= 1000 ? count(number) : String(Number(number.toPrecision(number >= 10 ? 3 : 2)));
-}
+function short(number: number): string { return number >= 1000 ? count(number) : String(Number(number.toPrecision(number >= 10 ? 3 : 2))); }
 
 function scaled(number: number, units: [number, string][]): string {
   const [size, name] = units.find(([least]) => Math.abs(number) >= least * 0.9995) ?? units[units.length - 1];

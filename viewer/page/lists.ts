@@ -12,8 +12,11 @@ const TYPES = ["text", "u8", "i8", "u16", "i16", "u32", "i32", "f32"];
 
 export class Lists {
   tab = "losses";
-  private readonly losses: LongList<Entry>;
-  private readonly lines: LongList<Line>;
+  private readonly missing = this.feed.inFile ? "not in this file" : "\u2026";
+  private readonly losses = new LongList<Entry>(byId("losses-list"), this.missing, async (from, most) => (await this.askLosses(from, most)).entries,
+    (entry, element) => this.fillLoss(entry, element), (entry) => this.timeline.goTo(entry.time));
+  private readonly lines = new LongList<Line>(byId("text-list"), this.missing, async (line, most) => (await this.askText(line, most)).rows,
+    (line, element) => this.fillLine(line, element), (line) => this.timeline.goTo(line.time));
   private readonly ports = byId<HTMLSelectElement>("text-port");
   private readonly tabs = [...document.querySelectorAll<HTMLButtonElement>("[role=tab]")];
   private sought = "";
@@ -23,17 +26,12 @@ export class Lists {
 
   constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly onTab: () => void,
               onType: (port: string, type: string) => void) {
-    const missing = feed.inFile ? "not in this file" : "\u2026";
-    this.losses = new LongList(byId("losses-list"), missing, async (from, most) => (await this.askLosses(from, most)).entries,
-      (entry, element) => this.fillLoss(entry, element), (entry) => timeline.goTo(entry.time));
-    this.lines = new LongList(byId("text-list"), missing, async (line, most) => (await this.askText(line, most)).rows,
-      (line, element) => this.fillLine(line, element), (line) => timeline.goTo(line.time));
     this.tabs.forEach((tab, i) => {
       tab.onclick = () => this.open(tab.value);
       tab.onkeydown = (event) => {
-        const step = { ArrowRight: 1, ArrowLeft: -1 }[event.key];
+        const step = { ArrowRight: 1, ArrowLeft: this.tabs.length - 1 }[event.key];
         if (step === undefined) return;
-        const next = this.tabs[(i + step + this.tabs.length) % this.tabs.length];
+        const next = this.tabs[(i + step) % this.tabs.length];
         this.open(next.value);
         next.focus();
         event.stopPropagation();
@@ -99,7 +97,7 @@ export class Lists {
     if (recording !== this.timeline.recording) return;  // another is asked about
     const { lost, forecast } = this.timeline.overview;
     this.losses.update(total, String(recording));
-    say("losses-note", (total === 0 ? "Nothing is known to be lost." : `${total === 1 ? "1 entry" : `${count(total)} entries`}; lost: ${visible(lost.text)}`) +
+    say("losses-note", (total === 0 ? "Nothing is known to be lost." : `${plural(total, "entry", "entries")}; lost: ${visible(lost.text)}`) +
       (unlisted > 0 ? ` \u00b7 ${count(unlisted)} more are only counted` : "") +
       (forecast !== null ? ` \u00b7 A hole would have been noticed with probability ${forecast.toFixed(2)}.` : ""));
   }
@@ -127,9 +125,8 @@ export class Lists {
       }
       index = step > 0 ? low : low - 1;
     }
-    const listed = index >= 0 && index < total;
-    const entry = listed ? await this.losses.read(index) : undefined;
-    answer("state", !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
+    const entry = await this.losses.read(index);
+    answer("state", index < 0 || index >= total ? `no loss ${step > 0 ? "behind" : "before"} this`
       : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
     if (!entry) return;
     this.losses.select(index);
@@ -138,15 +135,12 @@ export class Lists {
 
   private async readText(): Promise<void> {
     const { port, timeline: { recording } } = this;
-    if (port < 0) {
-      this.lines.update(0, "");
-      return tell("text-note", "No stimulus port holds text.");
-    }
-    const { lines, held = lines } = await this.askText(0, 1);
+    const { lines, held = lines }: { lines: number; held?: number } = port < 0 ? { lines: 0 } : await this.askText(0, 1);
     if (port !== this.port || recording !== this.timeline.recording) return;  // another is asked about
     this.held = held;
     this.lines.update(lines, `${recording}:${port}`);
-    tell("text-note", plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : ""));
+    tell("text-note", port < 0 ? "No stimulus port holds text."
+      : plural(lines, "line") + (held < lines ? `, of which the first ${count(held)} are in this file` : ""));
   }
 
   private fillLine(line: Line, element: HTMLElement): void {
@@ -160,8 +154,7 @@ export class Lists {
   private async search(back: boolean): Promise<void> {
     this.sought = byId<HTMLInputElement>("sought").value;
     this.matchCase = byId<HTMLInputElement>("match-case").checked;
-    const { recording } = this.timeline;
-    const { lines: { total, selected }, held } = this;
+    const { lines: { total, selected }, held, timeline: { recording } } = this;
     if (!this.sought || this.port < 0) return this.lines.draw();
     answer("text-note", "Searching \u2026");
     let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };

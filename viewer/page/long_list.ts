@@ -92,20 +92,15 @@ export class LongList<Item> {
   async read(index: number): Promise<Item | undefined> {
     const { items, asked } = this;
     const first = index - index % CHUNK;
-    const keep = (at: number, item: Item) => { if (asked === this.asked || !(at in items)) items[at] = item; };  // never an older one
-    const again = (error: Error) => { asked.delete(first); throw error; };
-    if (!asked.has(first)) asked.set(first, this.readChunk(first, keep).catch(again));
+    const end = Math.min(first + CHUNK, this.total);
+    const readFrom = async (at: number): Promise<void> => {
+      const found = at < end ? await this.load(at, end - at) : [];
+      found.forEach((item, i) => { if (asked === this.asked || !(at + i in items)) items[at + i] = item; });  // never an older one
+      if (found.length > 0) await readFrom(at + found.length);
+    };
+    if (!asked.has(first)) asked.set(first, readFrom(first).catch((error) => { asked.delete(first); throw error; }));
     await asked.get(first);
     this.draw();
     return items[index];
-  }
-
-  private async readChunk(first: number, keep: (at: number, item: Item) => void): Promise<void> {
-    const end = Math.min(first + CHUNK, this.total);
-    for (let at = first; at < end;) {
-      const found = await this.load(at, end - at);
-      if (found.length === 0) return;
-      for (const item of found) keep(at++, item);
-    }
   }
 }

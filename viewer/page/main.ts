@@ -10,25 +10,20 @@ import { Values } from "./values";
 const OVERVIEW_EVERY = 300;  // ms at the least between two looks at a running recording
 
 class Page {
-  private readonly timeline: Timeline;
-  private readonly lists: Lists;
-  private readonly values: Values;
+  private readonly timeline = new Timeline(this.feed, this.overview);
+  private readonly values = new Values(this.timeline);
+  private readonly lists = new Lists(this.feed, this.timeline, () => this.changed(), (port, type) => {
+    this.types.set(port, type);
+    this.showPorts();
+    this.changed();
+  });
   private following = false;
   private readonly types = new Map<string, string>();  // of ports, by number, as the user chose them here
   private settling = 0;
-  private revision: number;  // of what is shown
-  private news: News;
+  private revision = this.overview.revision;  // of what is shown
+  private news: News = { revision: this.revision, trouble: null };
 
   constructor(private readonly feed: Feed, private overview: Overview) {
-    this.revision = overview.revision;
-    this.news = { revision: overview.revision, trouble: null };
-    this.timeline = new Timeline(feed, overview);
-    this.values = new Values(this.timeline);
-    this.lists = new Lists(feed, this.timeline, () => this.changed(), (port, type) => {
-      this.types.set(port, type);
-      this.showPorts();
-      this.changed();
-    });
     this.timeline.onChange = () => this.changed();
     this.timeline.onPlace = (place) => this.lists.showPlace(place);
     this.timeline.onRow = (track) => {
@@ -61,8 +56,7 @@ class Page {
       ["previous-loss", ["p"], () => lists.stepLoss(-1)], ["next-loss", ["n"], () => lists.stepLoss(1)],
       ["set-a", ["a"], () => timeline.setCursor(0)], ["set-b", ["b"], () => timeline.setCursor(1)],
       ["clear-cursors", ["c"], () => timeline.setCursor(-1)], ["follow", ["f"], () => this.follow(!this.following)],
-      ["stop", [], () => this.stop()],
-      ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
+      ["stop", [], () => this.stop()], ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
       ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
     for (const [id, , action] of actions) if (id) byId(id).onclick = () => attempt(action);
@@ -161,7 +155,6 @@ class Page {
     byId("follow").hidden = !overview.live;
     byId("stop").hidden = !overview.stoppable;
     say("no-more", visible(news.trouble ?? ""));
-    byId("no-more").hidden = news.trouble === null;
     tell("state", overview.live ? (news.trouble === null ? "recording" : "not shown any more") : overview.complete ? ""
       : `read so far: ${percent(overview.indexed / Math.max(overview.bytes, 1))} of ${count(overview.bytes)} bytes`);
   }

@@ -1,72 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // Draws the rows of the time line. Never one rectangle an event where there are more events than pixels.
-import { type Brush, type Draw, SUSPECT, each, firstAbove, inView } from "./brush";
-import { type Arrays, type Layer, type Track, arraysOf, grain } from "./feed";
-import { plural, value, visible } from "./format";
+import { type Brush, SUSPECT, each, firstAbove, inView } from "./brush";
+import { type Arrays, type Layer, type Track, arraysOf, columnWidth, grain, seenIn } from "./feed";
+import { value, visible } from "./format";
 
-export interface Row {
-  track: Track; top: number; height: number; label: HTMLButtonElement;
-  low: number; high: number;  // of what is in view
-  often: number;  // the same: of what is counted the most, for each unit of the axis
-}
+/** `low` and `high` are of what is in view, as is `often`: of what is counted the most, for each unit of the axis. */
+export interface Row { track: Track; label: HTMLButtonElement; top: number; height: number; low: number; high: number; often: number }
 
 export const SPAN_UNKNOWN = 8;  // flags of spans
 const SPAN_SUSPECT = 16;
 const LEVEL = 15;  // height of one level of nesting, as in the style
 
-/** Spans in view, at least a pixel wide; of those of one depth that would fall into the same pixel, the first, and suspects. */
-function spans(brush: Brush, { begin, end, depth, flags }: Arrays, draw: Draw): void {
-  const drawn: number[] = [];
-  for (let i = 0; i < begin.length; i++) {
-    if (end[i] < brush.from || begin[i] > brush.to) continue;
-    const x0 = Math.max(brush.x(begin[i]), -2);
-    const x1 = Math.min(Math.max(brush.x(end[i]), x0 + 1), brush.width + 2);
-    if (x1 <= (drawn[depth[i]] ?? -3) && !(flags[i] & SPAN_SUSPECT)) continue;
-    drawn[depth[i]] = Math.ceil(x1);
-    draw(i, x0, x1);
-  }
-}
-
-/** Adds up a dense array of layers, pixel by pixel; of a finer layer in place of what was there. */
-function gather(brush: Brush, layers: Layer[], id: string, name: string): Float64Array {
-  const sums = new Float64Array(Math.ceil(brush.width));
-  for (const layer of layers) {
-    const width = (layer.to - layer.from) / layer.pixels;
-    const numbers = layer.tracks.get(id)?.[name] ?? [];
-    sums.fill(0, Math.max(Math.floor(brush.x(layer.from)), 0), Math.max(Math.ceil(brush.x(layer.to)), 0));
-    const end = Math.min(Math.ceil((brush.to - layer.from) / width), layer.pixels);
-    for (let c = Math.max(Math.floor((brush.from - layer.from) / width), 0); c < end; c++) {
-      if (!numbers[c]) continue;
-      const x0 = brush.x(layer.from + c * width);
-      const x1 = brush.x(layer.from + (c + 1) * width);
-      for (let p = Math.max(Math.floor(x0), 0); p < Math.min(x1, brush.width); p++)
-        sums[p] += numbers[c] * (Math.min(p + 1, x1) - Math.max(p, x0)) / (x1 - x0);
-    }
-  }
-  return sums;
-}
-
-function paintBandwidth(brush: Brush, { top, height, track }: Row, layers: Layer[]): void {
-  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => gather(brush, layers, track.id, name));
-  const { baud } = brush.overview;
-  const capacity = baud && brush.axis.inTime ? baud / 10 * brush.perPixel / 1e9 : 0;
-  const peak = bytes.reduce((most, number) => Math.max(most, number), 0);
-  const high = capacity > 0 && peak > capacity / 8 ? Math.max(capacity, peak) : peak;
-  if (high === 0) return;
-  const bottom = top + height - 10;
-  const scale = (height - 16) / high;
-  bytes.forEach((number, p) => {
-    const useful = (number - Math.min(padding[p], number)) * scale;
-    if (useful > 0) brush.rectangle(p, bottom - useful, p + 1, useful, brush.colors.second);
-    if (padding[p]) brush.rectangle(p, bottom - number * scale, p + 1, number * scale - useful, brush.colors.padding);
-    if (overflows[p]) brush.rectangle(p, bottom + 2, p + 1, 6, brush.colors.target);
-    if (damage[p]) brush.rectangle(p, top + 1, p + 1, 5, brush.colors.damage);
-  });
-  if (high === capacity) brush.rectangle(0, Math.floor(bottom - capacity * scale), brush.width, 1, brush.colors.line);
-  brush.caption(brush.axis.rate(high / brush.perPixel, 1), top + 14);
-}
-
-/** One exception, or all of them one above the other. */
+/** One exception, or all of them one above the other. Exactly each at least a pixel wide; of those of one depth that would fall into the
+ *  same pixel, the first, and suspects. */
 function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): void {
   const nested = row.track.kind === "nesting";
   const bottom = row.top + row.height - 4;
@@ -80,14 +26,19 @@ function paintExceptions(brush: Brush, row: Row, layer: Layer, arrays: Arrays): 
     brush.rectangle(x0, bottom - ran, x1, ran, hue(i));
     if (unknown?.[i] > 0) brush.rectangle(x0, row.top + 2, x1, (row.height - 4) * unknown[i], brush.hatch);
   });
-  spans(brush, arrays, (i, x0, x1) => {
+  const drawn: number[] = [];  // up to which pixel, by depth
+  for (let i = 0; i < begin.length; i++) {
+    const x0 = Math.max(brush.x(begin[i]), -2);
+    const x1 = Math.min(Math.max(brush.x(end[i]), x0 + 1), brush.width + 2);
+    if (end[i] < brush.from || begin[i] > brush.to || (x1 <= drawn[depth[i]] && !(flags[i] & SPAN_SUSPECT))) continue;
+    drawn[depth[i]] = Math.ceil(x1);
     if (nested && flags[i] & SPAN_UNKNOWN && end[i] > begin[i]) brush.rectangle(x0, row.top + 2, x1, row.height - 4, brush.hatch);
-    if (nested && (flags[i] & SPAN_UNKNOWN || number[i] === 0)) return;
+    if (nested && (flags[i] & SPAN_UNKNOWN || number[i] === 0)) continue;
     const [y, tall] = nested ? [bottom - (depth[i] + 1) * LEVEL, LEVEL - 1] : [bottom - most, most];
     brush.rectangle(x0, y, x1, tall, hue(i));
     if (flags[i] & SPAN_SUSPECT) brush.rectangle(x0, y, Math.max(x1, x0 + 5), tall, brush.hatch);
     if (nested) brush.fitted(brush.exception(number[i]), x0, x1, y + LEVEL / 2);
-  });
+  }
 }
 
 /** Lowest and highest number in view, and the most that is counted. Suspects, what is infinite or no number, and samples without an
@@ -105,10 +56,12 @@ function findScale(brush: Brush, row: Row, layers: Layer[]): void {
       row.high = Math.max(row.high, numbers[i]);
     }
   }
+  if (row.track.kind === "bandwidth" && row.often > brush.capacity / 8) row.often = Math.max(row.often, brush.capacity);
 }
 
-/** Where a number stands; what is infinite beyond all others. */
+/** Where a number stands; what is infinite beyond all others, and what is no number nowhere. */
 function height({ top, height, low, high }: Row, number: number): number {
+  if (Number.isNaN(number)) return NaN;
   if (!Number.isFinite(number)) return number > 0 ? top + 3 : top + height - 4;
   if (!(high > low)) return top + height / 2;
   return top + height - 9 - (Math.min(Math.max(number, low), high) - low) / (high - low) * (height - 18);
@@ -116,14 +69,15 @@ function height({ top, height, low, high }: Row, number: number): number {
 
 function paintScale(brush: Brush, { track, top, height, low, high, often }: Row): void {
   const type = track.kind === "pc" ? "hex" : track.type ?? "";
-  if (high >= low) brush.caption(value(high, type), top + 9);
+  if (track.kind === "bandwidth" && often > 0) brush.caption(brush.axis.rate(often, 1), top + 14);  // below the marks of damage
+  else if (high >= low) brush.caption(value(high, type), top + 9);
   else if (often > 0) brush.caption(brush.axis.often(often, 1), top + 9);
   if (high > low) brush.caption(value(low, type), top + height - 9);
 }
 
-/** The value that holds at `place`, as the best of `layers` knows it. */
-function heldAt({ track }: Row, layers: Layer[], place: number): number | null {
-  let [since, held]: [number, number | null] = [-Infinity, null];
+/** The value that holds at `place`, as the best of `layers` knows it; NaN when none does. */
+function heldAt({ track }: Row, layers: Layer[], place: number): number {
+  let [since, held] = [-Infinity, NaN];
   for (const layer of layers) {
     const { time = [], last } = arraysOf(layer, track) ?? {};
     const i = firstAbove(time, place - grain(layer)) - 1;
@@ -138,14 +92,13 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
   const { min, max, time, flags, first, last } = arrays;
   const apart = brush.width / Math.max(firstAbove(time, brush.to) - firstAbove(time, brush.from), 1);
   const path = new Path2D();
-  const held = heldAt(row, layers, layer.from);
-  let before = held === null || Number.isNaN(held) ? null : height(row, held);  // where the line is
-  if (before !== null) path.moveTo(brush.x(layer.from), before);
+  let before = height(row, heldAt(row, layers, layer.from));  // where the line is; a path leaves out what is nowhere
+  path.moveTo(brush.x(layer.from), before);
   let named = -Infinity;
   const name = (number: number, x: number) => {
     if (Number.isFinite(number) || x < named + 26) return;
     named = x;
-    brush.text(Number.isNaN(number) ? "NaN" : number > 0 ? "+\u221e" : "\u2212\u221e", x + 3, height(row, number) + (number > 0 ? 6 : -6));
+    brush.text(Number.isNaN(number) ? "NaN" : number > 0 ? "+\u221e" : "\u2212\u221e", x + 3, number > 0 ? row.top + 9 : row.top + row.height - 10);
   };
   ctx.strokeStyle = brush.colors.data;
   ctx.lineWidth = 1.5;
@@ -157,20 +110,15 @@ function paintValue(brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers
     }
     name(max[i], x0);
     if (min[i] !== max[i]) name(min[i], x0);
-    if (Number.isNaN(last[i])) {
-      if (before !== null) path.lineTo(x0, before);
-      before = null;
-      return;
-    }
     const top = height(row, max[i]);
     if (!layer.exact) brush.rectangle(x0, top - 0.5, x1, Math.max(height(row, min[i]) - top, 0) + 1, brush.colors.second);
     else if (apart > 5) brush.rectangle(x0 - 2, y - 2, x0 + 2, 4, brush.colors.data);
-    if (before === null) path.moveTo(x0, y);
-    else path.lineTo(x0, before);  // a value holds until the next
+    path.lineTo(x0, before);  // a value holds until the next
+    if (Number.isNaN(before)) path.moveTo(x0, y);
     path.lineTo(x0, y);
     path.lineTo(x1, before = height(row, last[i]));
   }, true);
-  if (before !== null) path.lineTo(brush.x(layer.to), before);
+  path.lineTo(brush.x(layer.to), before);
   ctx.stroke(path);
 }
 
@@ -198,13 +146,15 @@ function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arr
   });
 }
 
-/** How often something came, for each unit of the axis: column by column, of events from one to the next that is a pixel behind it. */
-function rates(brush: Brush, layer: Layer, arrays: Arrays, draw: (rate: number, x0: number, x1: number, asleep: number) => void): void {
-  const { time, flags, count, samples, sleeping } = arrays;
-  const width = grain(layer);
+/** How often something came, for each unit of the axis, and what of it was idle: column by column, of events from one to the next that
+ *  is a pixel behind it. */
+function rates(brush: Brush, layer: Layer, arrays: Arrays, draw: (rate: number, x0: number, x1: number, idle: number) => void): void {
+  const { time, flags, column, count, bytes, padding, samples, sleeping } = arrays;
+  const width = columnWidth(layer);
   let [since, number] = [-1, 0];
   each(brush, layer, arrays, (i, x0, x1) => {
-    if (!layer.exact) return draw(((count ?? samples)[i] + (sleeping?.[i] ?? 0)) / width, x0, x1, (sleeping?.[i] ?? 0) / width);
+    const idle = (padding ?? sleeping)?.[i] ?? 0;
+    if (column) return draw(((count ?? bytes ?? samples)[i] + (sleeping?.[i] ?? 0)) / width, x0, x1, idle / width);
     if (flags[i] & SUSPECT) return;
     number++;
     if (since >= 0 && x0 < brush.x(time[since]) + 1) return;
@@ -213,19 +163,24 @@ function rates(brush: Brush, layer: Layer, arrays: Arrays, draw: (rate: number, 
   });
 }
 
-/** Event counters, and PC samples in summaries. */
+/** Bytes, event counters, and PC samples in summaries. */
 function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, arrays: Arrays): void {
-  const bottom = top + height - 5;
-  const room = height - 11;
-  const bar = (x0: number, x1: number, tall: number, color: string) => brush.rectangle(x0, bottom - tall, x1, tall, color);
-  rates(brush, layer, arrays, (rate, x0, x1, asleep) => {
-    bar(x0, x1, Math.max(rate / often * room, 1), layer.exact ? brush.colors.band : brush.colors.second);
-    bar(x0, x1, asleep / often * room, brush.colors.padding);
+  const { column, flags, bytes, overflows, damage } = arrays;
+  const bottom = top + height - (bytes ? 10 : 5);  // there is something below bytes
+  const room = bottom - top - 6;
+  rates(brush, layer, arrays, (rate, x0, x1, idle) => {
+    const tall = Math.max(rate / often * room, bytes ? 0 : 1);
+    const busy = Math.max(rate - idle, 0) / often * room;
+    brush.rectangle(x0, bottom - tall, x1, tall, idle > 0 ? brush.colors.padding : column ? brush.colors.second : brush.colors.band);
+    if (idle > 0) brush.rectangle(x0, bottom - busy, x1, busy, brush.colors.second);
   });
+  if (bytes && often === brush.capacity) brush.rectangle(0, Math.floor(bottom - room), brush.width, 1, brush.colors.line);
   let drawn = -Infinity;
-  if (layer.exact) each(brush, layer, arrays, (i, x) => {
-    const suspect = arrays.flags[i] & SUSPECT;
-    if (x >= drawn + 1 || suspect) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
+  each(brush, layer, arrays, (i, x, x1) => {
+    if (overflows?.[i]) brush.rectangle(x, bottom + 2, x1, 6, brush.colors.target);
+    if (damage?.[i]) brush.rectangle(x, top + 1, x1, 5, brush.colors.damage);
+    const suspect = flags?.[i] & SUSPECT;
+    if (!column && (x >= drawn + 1 || suspect)) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
     drawn = x;
   });
 }
@@ -235,33 +190,29 @@ function paintSamples(brush: Brush, row: Row, layer: Layer, arrays: Arrays): voi
   const { pc, flags } = arrays;
   const bottom = row.top + row.height - 7;
   brush.rectangle(0, bottom, brush.width, 1, brush.colors.grid);
-  let column = NaN;
-  const drawn = new Set<number>();  // in this column of pixels: heights, and kinds of what has none
+  const drawn = new Map<number, number>();  // by height, or kind of what has none: the last column of pixels in which it was drawn
   each(brush, layer, arrays, (i, x) => {
     const suspect = flags[i] & SUSPECT;
     const y = Math.round(height(row, pc[i]));
     const what = pc[i] < 0 ? pc[i] : suspect ? y + 1e6 : y;
-    if (column !== Math.round(x)) drawn.clear();
-    else if (drawn.has(what)) return;
-    column = Math.round(x);
-    drawn.add(what);
+    if (drawn.get(what) === Math.round(x)) return;
+    drawn.set(what, Math.round(x));
     if (pc[i] < 0) brush.rectangle(x, bottom + 1, x + 2, pc[i] === -1 ? 3 : 5, brush.colors[pc[i] === -1 ? "padding" : "damage"]);
     else brush.rectangle(x - 1, height(row, pc[i]) - 1, x + (suspect ? 6 : 1.5), suspect ? 7 : 2.5, suspect ? brush.hatch : brush.colors.data);
   });
 }
 
-type Painter = (brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]) => void;
-const PAINTERS: Record<string, Painter> =
+const PAINTERS: Record<string, (brush: Brush, row: Row, layer: Layer, arrays: Arrays, layers: Layer[]) => void> =
   { nesting: paintExceptions, exception: paintExceptions, value: paintValue, text: paintText, samples: paintSamples };
 
 /** Draws one row from all layers, coarsest first, each inside its own window. */
 export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
   const { ctx } = brush;
   const { kind } = row.track;
-  if (kind === "bandwidth") return paintBandwidth(brush, row, layers);
-  const scaled = ["value", "counter", "pc"].includes(kind);
-  if (scaled) findScale(brush, row, layers);
-  for (const layer of layers) {
+  const seen = seenIn(layers, brush.from, brush.to);
+  const scaled = ["bandwidth", "value", "counter", "pc"].includes(kind);
+  if (scaled) findScale(brush, row, seen);
+  for (const layer of seen) {
     const left = Math.max(brush.x(layer.from), 0);
     const right = Math.min(brush.x(layer.to), brush.width);
     if (right <= left) continue;
@@ -269,17 +220,11 @@ export function paintRow(brush: Brush, row: Row, layers: Layer[]): void {
     ctx.beginPath();
     ctx.rect(left, row.top, right - left, row.height - 1);
     ctx.clip();
-    if (layer !== layers[0]) ctx.clearRect(left, row.top, right - left, row.height - 1);
+    if (layer !== seen[0]) ctx.clearRect(left, row.top, right - left, row.height - 1);
     const arrays = arraysOf(layer, row.track);
     const paint = PAINTERS[kind === "pc" && layer.exact ? "samples" : kind] ?? paintCounts;
     if (arrays) paint(brush, row, layer, arrays, layers);
     ctx.restore();
   }
   if (scaled) paintScale(brush, row);
-}
-
-/** The second line of a row's name. */
-export function totalText({ kind, total, type }: Track): string {
-  const units: Record<string, string> = { value: "value", counter: "time", pc: "sample" };
-  return plural(total, units[kind] ?? "packet") + (type && type !== "hex" ? ", " + type : "");
 }

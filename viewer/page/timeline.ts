@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time line: which window is looked at, how it is moved, and its picture.
 import { Brush, CLASS_COLORS, SIGNS, each } from "./brush";
-import { byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
-import { type Feed, type Layer, type Overview, type Track, arraysOf, grain, readingOf } from "./feed";
+import { attempt, byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
+import { type Feed, type Layer, type Overview, type Track, grain, readingOf, seenIn } from "./feed";
 import { Axis, plural, visible } from "./format";
-import { type Row, paintRow, totalText } from "./rows";
-import { bestAt, describe, describeMarks } from "./tips";
+import { type Row, paintRow } from "./rows";
+import { bestAt, describe } from "./tips";
 
 const RULER = 44;
 const RETRY = 2000;  // ms
 const GO_TO = 4096;  // bytes of the capture that are looked at when one place is gone to
+const COUNTED: Record<string, string> = { value: "value", counter: "time", pc: "sample" };  // by kind of track; else packets
 const COLORS = ["back", "ink", "faint", "line", "grid", "data", "second", "band", "padding", "cursor", "hatch", "lightness", ...CLASS_COLORS];
 
 export class Timeline {
@@ -40,7 +41,7 @@ export class Timeline {
     this.lookWhole();
     this.listen(this.plot, false);
     this.listen(this.ruler, true);
-    this.scroller.onscroll = () => { this.hideTip(); this.repaint(); };
+    this.scroller.onscroll = this.repaint;
     new ResizeObserver(() => { this.repaint(); void this.ask(); }).observe(this.scroller);
   }
 
@@ -57,26 +58,19 @@ export class Timeline {
     this.repaint();
   }
 
-  /** The recording has grown, or is known better. */
+  /** The recording has grown, or is known better; or it is another, or has another number line: then places known so far mean nothing. */
   update(overview: Overview): void {
-    const wasWhole = this.whole;
-    const other = this.isOther(overview);
+    const { whole, overview: { axis, recording, indexed } } = this;
+    const otherAxis = overview.indexed > 0 && (overview.axis.kind !== axis.kind || overview.axis.unit !== axis.unit);
+    const other = indexed > 0 && (overview.recording !== recording || otherAxis);
     this.take(overview);
     if (other) {
       this.recording++;
-      this.cursors = [null, null];
-      this.layers = [];
+      [this.cursors, this.layers] = [[null, null], []];
       this.hideTip();
     }
-    if (other || wasWhole) this.lookWhole();
+    if (other || whole) this.lookWhole();
     else void this.ask();
-  }
-
-  /** Whether places of what is shown mean nothing in `overview`: it is another recording's, or has another number line. */
-  private isOther(overview: Overview): boolean {
-    const { axis, recording, indexed } = this.overview;
-    if (indexed === 0) return false;  // nothing was known of it
-    return overview.recording !== recording || (overview.indexed > 0 && (overview.axis.kind !== axis.kind || overview.axis.unit !== axis.unit));
   }
 
   private take(overview: Overview): void {
@@ -89,7 +83,8 @@ export class Timeline {
     }
     tracks.forEach((track, i) => {
       const { label } = this.rows[i];
-      const [name, total] = [visible(track.label), totalText(track)];
+      const name = visible(track.label);
+      const total = plural(track.total, COUNTED[track.kind] ?? "packet") + (track.type && track.type !== "hex" ? ", " + track.type : "");
       this.rows[i].track = track;
       Object.assign(label, { title: `${name}, ${total}`, onclick: () => this.onRow(track) });
       Object.assign(label.dataset, { track: track.id, kind: track.kind });
@@ -118,7 +113,7 @@ export class Timeline {
   lookWhole(): void { this.look(this.axis.begin, this.axis.begin + this.axis.length); }
   lookAtEnd(length = this.to - this.from): void { this.look(this.axis.end - length, this.axis.end); }
   scroll(rows: number): void { this.scroller.scrollTop += rows * 40; }
-  hideTip(): void { this.tip.hidden = true; }
+  hideTip(): void { [this.pointer, this.tip.hidden] = [null, true]; }
 
   /** Looks at `place`, as closely as now; out of a wide view so closely that single events are seen. */
   goTo(place: number): void {
@@ -140,30 +135,24 @@ export class Timeline {
   }
 
   /** Asks for what is looked at, one question at a time. */
-  readonly ask = oneAtATime(async () => {
-    try {
-      const layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096), this.axis);
-      if (layers.some((layer) => readingOf(layer) !== readingOf(this.overview))) return this.onOther();
-      this.layers = layers;
-      for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
-      byId("rows").style.setProperty("--levels", String(Math.min(this.deepest, 8)));
-      trouble(null);
-      this.changed();
-    } catch (error) {
-      trouble((error as Error).message);
-      setTimeout(this.ask, RETRY);
-    }
-  });
+  readonly ask = oneAtATime(() => attempt(async () => {
+    const layers = await this.feed.layers(this.from, this.to, Math.min(this.width, 4096), this.axis);
+    if (layers.some((layer) => readingOf(layer) !== readingOf(this.overview))) return this.onOther();
+    this.layers = layers;
+    for (const { tracks } of this.layers) tracks.get("nesting")?.depth.forEach((depth) => { this.deepest = Math.max(this.deepest, depth + 1); });
+    byId("rows").style.setProperty("--levels", String(Math.min(this.deepest, 8)));
+    trouble(null);
+    this.changed();
+  }, () => setTimeout(this.ask, RETRY)));
 
   readonly repaint = onFrame(() => this.paint());
 
-  private brush(ctx: CanvasRenderingContext2D): Brush {
-    return new Brush(ctx, this.colors, this.from, this.to, this.width, this.axis, this.overview);
+  brush(ctx: CanvasRenderingContext2D, width = this.width): Brush {
+    return new Brush(ctx, this.colors, this.from, this.to, width, this.axis, this.overview);
   }
 
   private paint(): void {
-    const height = this.scroller.clientHeight;
-    const top = this.scroller.scrollTop;
+    const { clientHeight: height, scrollTop: top } = this.scroller;
     const brush = this.brush(fit(this.plot, this.width, height));
     brush.ctx.translate(0, -top);
     for (const row of this.rows) {
@@ -197,11 +186,10 @@ export class Timeline {
   }
 
   /** What was lost: signs in the ruler, lines and stretches across the rows. */
-  private paintMarks(brush: Brush, height: number, ruler: boolean): void {
+  paintMarks(brush: Brush, height: number, ruler: boolean): void {
     const { ctx } = brush;
     const drawn: number[] = [];
-    const best = this.layers[this.layers.length - 1];
-    for (const { marks } of best && best.from <= this.from && best.to >= this.to ? [best] : this.layers) {
+    for (const { marks } of seenIn(this.layers, this.from, this.to)) {
       const { time = [], end, hint, class: kinds } = marks;
       for (let i = 0; i < time.length; i++) {
         const kind = kinds[i];
@@ -216,7 +204,6 @@ export class Timeline {
           ctx.globalAlpha = 1;
         } else if (x - (drawn[kind] ?? -9) >= 7) {
           drawn[kind] = x;
-          ctx.lineWidth = 1;
           const left = Math.min(Math.max(x - 5, 0), brush.width - 11);
           if (hint[i]) ctx.strokeText(SIGNS[kind] ?? "?", left, 36);
           else ctx.fillText(SIGNS[kind] ?? "?", left, 36);
@@ -244,10 +231,8 @@ export class Timeline {
     if (!worst) return span;
     if (worst.exact) return `${span} \u00b7 exact: every packet`;
     let values = 0;
-    for (const { track } of this.rows) {
-      const counts = track.kind === "value" && arraysOf(worst, track);
-      if (counts) each(brush, worst, counts, (i) => { values += counts.count[i]; });
-    }
+    for (const arrays of worst.tracks.values())
+      if (arrays.min) each(brush, worst, arrays, (i) => { values += arrays.count[i]; });
     const coarse = grain(worst) > brush.perPixel * 1.01;
     return `${span} \u00b7 ${coarse ? `no finer picture here: 1 column = ${this.axis.span(grain(worst))}` : "summary"}` +
       (values > 0 ? `, min/max of ${plural(values, "value")}` : "") + (seen.some(({ exact }) => exact) ? ", exact in parts" : "");
@@ -284,36 +269,32 @@ export class Timeline {
     };
     canvas.onpointerup = () => { if (this.drag && !this.drag.moved) this.onPlace(this.pointed!); };
     canvas.onlostpointercapture = () => { this.drag = null; };
-    canvas.onpointerleave = () => { this.pointer = null; this.hideTip(); };
+    canvas.onpointerleave = () => this.hideTip();
     canvas.ondblclick = () => this.lookWhole();
   }
 
+  /** Says what is at the pointer, but for what is dragged. */
   private placeTip(): void {
     if (!this.pointer) return;
-    if (this.drag?.moved) return this.hideTip();
+    this.tip.hidden = this.drag?.moved ?? false;
+    if (this.tip.hidden) return;
     const { x, y, ruler } = this.pointer;
     const at = y + this.scroller.scrollTop;
     const row = ruler ? undefined : this.rows.find(({ top, height }) => at >= top && at < top + height);
-    const box = (ruler ? this.ruler : this.plot).getBoundingClientRect();
-    this.showTip(row, this.pointed!, box.left + x, box.top + y);
-  }
-
-  private showTip(row: Row | undefined, place: number, x: number, y: number): void {
-    const brush = this.brush(this.plot.getContext("2d")!);
-    const marks = describeMarks(brush, this.layers, place);
-    const about = row ? describe(brush, row.track, this.layers, place) : this.axis.at(place, brush.perPixel);
-    this.tip.textContent = about + (marks ? "\n" + marks : "");
-    this.tip.hidden = false;
+    const canvas = ruler ? this.ruler : this.plot;
+    this.tip.textContent = describe(this.brush(canvas.getContext("2d")!), row?.track, this.layers, this.pointed!);
+    const box = canvas.getBoundingClientRect();
+    const [left, top] = [box.left + x, box.top + y];
     const { width, height } = this.tip.getBoundingClientRect();
-    this.tip.style.left = `${Math.max(4, x + 16 + width > innerWidth ? x - width - 12 : x + 16)}px`;
-    this.tip.style.top = `${Math.max(4, y + 18 + height > innerHeight ? y - height - 10 : y + 18)}px`;
+    this.tip.style.left = `${Math.max(4, left + 16 + width > innerWidth ? left - width - 12 : left + 16)}px`;
+    this.tip.style.top = `${Math.max(4, top + 18 + height > innerHeight ? top - height - 10 : top + 18)}px`;
   }
 
-  /** The tip of the row whose name has the focus, in the middle. */
+  /** The tip of the row whose name has the focus, as if the pointer were in its middle. */
   explain(): void {
     const row = this.rows.find(({ label }) => label === document.activeElement) ?? this.rows[0];
     row.label.scrollIntoView({ block: "nearest" });
-    const box = this.plot.getBoundingClientRect();
-    this.showTip(row, this.middle, box.left + this.width / 2, box.top + row.top - this.scroller.scrollTop + row.height / 2);
+    this.pointer = { x: this.width / 2, y: row.top + row.height / 2 - this.scroller.scrollTop, ruler: false };
+    this.placeTip();
   }
 }

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a row says at a place: the text beside the pointer.
 import { type Brush, SIGNS, firstAbove } from "./brush";
-import { type Arrays, type Layer, type Track, arraysOf, grain } from "./feed";
+import { type Arrays, type Layer, type Track, arraysOf, columnWidth } from "./feed";
 import { count, hex, percent, plural, value, visible } from "./format";
 import { SPAN_UNKNOWN, lineText } from "./rows";
 
 const NEAR = 6;  // pixels in which something counts as pointed at
-const SPAN_FLAGS: [number, string][] =
-  [[1, "its end follows from later packets"], [2, "began before or unseen"], [4, "goes on behind"], [16, "suspect: beside damage"],
-    [32, "salvaged"]];
+const SPAN_FLAGS: [number, string][] = [[1, "its end follows from later packets"], [2, "began before or unseen"],
+  [4, "goes on behind"], [16, "suspect: beside damage"], [32, "salvaged"]];
 const EVENT_FLAGS: [number, string][] =
   [[1, "suspect: beside damage"], [2, "salvaged"], [8, "time known within bounds"], [16, "time late"], [32, "no time"]];
 const LOSSES = ["lost in the target", "damaged on the line", "lost in the host", "gap", "edge of what was recorded"];
@@ -26,17 +25,30 @@ function nearest(numbers: ArrayLike<number>, place: number, slack: number): numb
   return best;
 }
 
-function spanAt(brush: Brush, { begin, end, offset, number, flags, depth }: Arrays, place: number): string {
+/** Tells of the first `most` stretches that are within `near` pixels of `place`, together with their own length. */
+function stretchesAt(brush: Brush, begin: ArrayLike<number>, end: ArrayLike<number>, place: number, near: number, most: number,
+                     tell: (index: number) => string): string[] {
   const lines: string[] = [];
-  for (let i = 0; i < begin.length && lines.length < 8; i++) {
-    const length = end[i] - begin[i];
-    const slack = Math.max(brush.perPixel * NEAR - length, 0) / 2;
-    if (begin[i] - slack > place || end[i] + slack < place) continue;
-    const what = flags[i] & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]) : "active";
-    lines.push(`${what} for ${brush.axis.span(length)}${depth[i] > 0 ? `, ${depth[i]} below it` : ""}\n` +
-      `from ${brush.axis.at(begin[i], 1)}, offset ${count(offset[i])}${told(flags[i], SPAN_FLAGS)}`);
+  for (let i = 0; i < begin.length && lines.length < most; i++) {
+    const slack = Math.max(brush.perPixel * near - Math.max(end[i] - begin[i], 0), 0) / 2;
+    if (begin[i] - slack <= place && Math.max(end[i], begin[i]) + slack >= place) lines.push(tell(i));
   }
-  return lines.join("\n");
+  return lines;
+}
+
+function spansAt(brush: Brush, { begin, end, offset, number, flags, depth }: Arrays, place: number): string {
+  return stretchesAt(brush, begin, end, place, NEAR, 8, (i) => {
+    const what = flags[i] & SPAN_UNKNOWN ? "not known: trace was lost" : number ? brush.exception(number[i]) : "active";
+    return `${what} for ${brush.axis.span(end[i] - begin[i])}${depth[i] > 0 ? `, ${depth[i]} below it` : ""}\n` +
+      `from ${brush.axis.at(begin[i], 1)}, offset ${count(offset[i])}${told(flags[i], SPAN_FLAGS)}`;
+  }).join("\n");
+}
+
+function marksAt(brush: Brush, { marks: { time, end, offset, hint, count: times, class: kinds } }: Layer, place: number): string[] {
+  return stretchesAt(brush, time ?? [], end, place, 2 * NEAR, 6, (i) => {
+    const often = times[i] > 1 ? `, ${count(times[i])} times` : "";
+    return `${SIGNS[kinds[i]] ?? "?"} ${hint[i] ? "hint: " : ""}${LOSSES[kinds[i]] ?? "lost"}${often}, offset ${count(offset[i])}`;
+  });
 }
 
 /** PC and address that a comparator sent with the value at `offset`: behind its last value. */
@@ -69,58 +81,42 @@ function eventAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place
   return (what[track.kind]?.() ?? "") + where;
 }
 
-function summaryAt(brush: Brush, track: Track, layer: Layer, arrays: Arrays, place: number): string {
-  const width = grain(layer);
+function columnAt(brush: Brush, { kind, type = "" }: Track, layer: Layer, arrays: Arrays, place: number): string {
+  const { axis } = brush;
+  const width = columnWidth(layer);
   const i = nearest(arrays.time, place - width / 2, Math.max(width, NEAR * brush.perPixel) / 2);
   if (i === null) return "";
   const number = (name: string) => arrays[name]?.[i] ?? 0;
-  const written = (name: string) => value(number(name), track.type ?? "");
-  const what: Record<string, () => string> = {
-    value: () => number("count") === 1 ? written("last") : `${plural(number("count"), "value")}: min ${written("min")}, max ${written("max")}\nfirst ${written("first")}, last ${written("last")}`,
-    nesting: () => [number("number") > 0 ? `mostly ${brush.exception(number("number"))}, ${percent(number("share"))} of the time; ${number("depth") + 1} deep` : "",
-      number("unknown") > 0 ? `not known for ${percent(number("unknown"))}` : ""].filter((line) => line).join("\n"),
-    exception: () => `entered ${plural(number("entries"), "time")}, active ${percent(number("share"))}`,
-    text: () => `${plural(number("lines"), "line")}, ${plural(number("bytes"), "byte")}`,
-    counter: () => `${plural(number("count"), "time")}, ${brush.axis.often(number("count"), width)}`,
-    pc: () => `${plural(number("samples"), "sample")}, ${count(number("sleeping"))} asleep`,
+  const written = (name: string) => value(number(name), type);
+  const when = (name: string, text: (number: number) => string) => number(name) > 0 ? [text(number(name))] : [];
+  const what: Record<string, () => string[]> = {
+    bandwidth: () => [axis.rate(number("bytes"), width) + (brush.capacity ? `, ${percent(number("bytes") / width / brush.capacity)} of the line` : ""),
+      ...when("padding", (padding) => `${axis.rate(padding, width)} of it padding`),
+      ...when("overflows", (overflows) => `${SIGNS[0]} ${plural(overflows, "overflow")} in the target`),
+      ...when("damage", (damage) => `${SIGNS[1]} ${plural(damage, "place")} damaged`)],
+    value: () => number("count") === 1 ? [written("last")]
+      : [`${plural(number("count"), "value")}: min ${written("min")}, max ${written("max")}`, `first ${written("first")}, last ${written("last")}`],
+    nesting: () => [...when("number", (exception) =>
+      `mostly ${brush.exception(exception)}, ${percent(number("share"))} of the time; ${number("depth") + 1} deep`),
+      ...when("unknown", (unknown) => `not known for ${percent(unknown)}`)],
+    exception: () => [`entered ${plural(number("entries"), "time")}, active ${percent(number("share"))}`],
+    text: () => [`${plural(number("lines"), "line")}, ${plural(number("bytes"), "byte")}`],
+    counter: () => [`${plural(number("count"), "time")}, ${axis.often(number("count"), width)}`],
+    pc: () => [`${plural(number("samples"), "sample")}, ${count(number("sleeping"))} asleep`],
   };
-  return `${what[track.kind]()}\nsummary of ${brush.axis.span(width)}`;
-}
-
-function bandwidthAt({ axis, overview: { baud } }: Brush, layer: Layer, arrays: Arrays, place: number): string {
-  const width = (layer.to - layer.from) / layer.pixels;
-  const i = Math.min(Math.floor((place - layer.from) / width), layer.pixels - 1);
-  const [bytes, padding, overflows, damage] = ["bytes", "padding", "overflows", "damage"].map((name) => arrays[name][i]);
-  const used = baud && axis.inTime ? `, ${percent(bytes * 1e9 / width / (baud / 10))} of the line` : "";
-  return `${axis.rate(bytes, width)}${used}` + (padding > 0 ? `\n${axis.rate(padding, width)} of it padding` : "") +
-    (overflows > 0 ? `\n${SIGNS[0]} ${plural(overflows, "overflow")} in the target` : "") +
-    (damage > 0 ? `\n${SIGNS[1]} ${plural(damage, "place")} damaged` : "");
+  return [...what[kind](), ...kind === "bandwidth" ? [] : [`summary of ${axis.span(width)}`]].join("\n");
 }
 
 /** The best answer about a place. */
-export function bestAt(layers: Layer[], place: number): Layer | undefined {
-  return [...layers].reverse().find(({ from, to }) => from <= place && place <= to);
-}
+export const bestAt = (layers: Layer[], place: number) => [...layers].reverse().find(({ from, to }) => from <= place && place <= to);
 
-/** Lines of text about `track` at `place`, from the best of `layers`. */
-export function describe(brush: Brush, track: Track, layers: Layer[], place: number): string {
+/** Lines of text about a place from the best of `layers`: what `track` shows there, none in the ruler, and what was lost. */
+export function describe(brush: Brush, track: Track | undefined, layers: Layer[], place: number): string {
   const layer = bestAt(layers, place);
-  const arrays = arraysOf(layer, track);
-  const what = !layer || !arrays ? "" : track.kind === "bandwidth" ? bandwidthAt(brush, layer, arrays, place)
-    : !layer.exact ? summaryAt(brush, track, layer, arrays, place)
-    : arrays.begin ? spanAt(brush, arrays, place) : eventAt(brush, track, layer, arrays, place);
-  return `${visible(track.label)} \u00b7 ${brush.axis.at(place, brush.perPixel)}\n${what || "nothing here"}`;
-}
-
-/** What was lost within some pixels of `place`. */
-export function describeMarks(brush: Brush, layers: Layer[], place: number): string {
-  const { time, end, offset, hint, count: times, class: kinds } = bestAt(layers, place)?.marks ?? {};
-  const lines: string[] = [];
-  const slack = NEAR * brush.perPixel;
-  for (let i = 0; i < (time?.length ?? 0) && lines.length < 6; i++) {
-    if (time[i] - slack > place || Math.max(end[i], time[i]) + slack < place) continue;
-    const often = times[i] > 1 ? `, ${count(times[i])} times` : "";
-    lines.push(`${SIGNS[kinds[i]] ?? "?"} ${hint[i] ? "hint: " : ""}${LOSSES[kinds[i]] ?? "lost"}${often}, offset ${count(offset[i])}`);
-  }
-  return lines.join("\n");
+  const arrays = track && arraysOf(layer, track);
+  const where = brush.axis.at(place, brush.perPixel);
+  const what = !layer || !arrays ? "" : arrays.column ? columnAt(brush, track, layer, arrays, place)
+    : arrays.begin ? spansAt(brush, arrays, place) : eventAt(brush, track, layer, arrays, place);
+  const about = track ? [`${visible(track.label)} \u00b7 ${where}`, what || "nothing here"] : [where];
+  return [...about, ...layer ? marksAt(brush, layer, place) : []].join("\n");
 }

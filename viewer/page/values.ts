@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of one track as a plot with axes, over the same window as the time line.
 import uPlot from "../third_party/uPlot/uPlot.esm.js";
-import { CLASS_COLORS, SUSPECT, inView, thin } from "./brush";
+import { SUSPECT, inView, thin } from "./brush";
 import { byId, offer, onFrame, say } from "./elements";
 import { type Layer, arraysOf, grain } from "./feed";
 import { count, plural, value } from "./format";
@@ -38,14 +38,13 @@ export class Values {
     const arrays = arraysOf(layer, track);
     const { time = [], min = [], max = [], last = [], count: counts, flags } = arrays ?? {};
     const [first, behind] = inView(time, from, to, column);
-    const fair: number[] = [];
-    let events = 0;
+    const keep = thin(first, behind, from, exact ? (to - from) / width : 0, arrays ?? {}).filter((i) => !(flags?.[i] & SUSPECT));
+    let [fair, events] = [0, 0];
     for (let i = first; i < behind; i++) {
-      if (flags && flags[i] & SUSPECT) continue;
-      fair.push(i);
+      if (flags?.[i] & SUSPECT) continue;
+      fair++;
       if (time[i] + column >= from && time[i] < to) events += counts?.[i] ?? 1;
     }
-    const keep = !exact || !arrays ? fair : thin(first, behind, from, (to - from) / width, arrays).filter((i) => !(flags[i] & SUSPECT));
     const infinite = keep.filter((i) => !Number.isFinite(min[i]) || !Number.isFinite(max[i])).length;
     const pick = (numbers: ArrayLike<number>) => keep.map((i) => Number.isFinite(numbers[i]) ? numbers[i] : null);
     this.plot!.batch(() => {
@@ -53,7 +52,7 @@ export class Values {
       this.plot!.setData([keep.map((i) => time[i] + column / 2), ...(exact ? [last] : [min, max, last]).map(pick)], false);
       this.plot!.setScale("x", { min: from, max: to });
     });
-    say("values-note", `${plural(events, "value")} in view, ${!exact ? "as min, max and last of each column" : (keep.length === fair.length
+    say("values-note", `${plural(events, "value")} in view, ${!exact ? "as min, max and last of each column" : (keep.length === fair
       ? "each drawn" : "of each pixel the first, lowest, highest and last drawn") + "; suspects left out"}` +
       `${infinite > 0 ? "; what is infinite or no number is left out" : ""}. ${count(track.total)} in all.`);
   });
@@ -65,16 +64,11 @@ export class Values {
   }
 
   /** What was lost, across the plot. */
-  private paintLosses({ ctx, bbox: { left, top, width, height }, valToPos }: uPlot): void {
-    const { time = [], hint, class: kinds } = this.layer?.marks ?? {};
-    for (let i = 0; i < time.length; i++) {
-      const x = valToPos(time[i], "x", true);
-      if (x < left || x > left + width) continue;
-      ctx.fillStyle = this.timeline.colors[CLASS_COLORS[kinds[i]] ?? "edge"];
-      ctx.globalAlpha = hint[i] ? 0.25 : 0.5;
-      ctx.fillRect(Math.round(x), top, 1, height);
-    }
-    ctx.globalAlpha = 1;
+  private paintLosses({ ctx, bbox: { left, top, width, height } }: uPlot): void {
+    ctx.save();
+    ctx.translate(left, top);
+    this.timeline.paintMarks(this.timeline.brush(ctx, width), height, false);
+    ctx.restore();
   }
 
   private make(type: string, exact: boolean): uPlot {
