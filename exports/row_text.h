@@ -25,9 +25,11 @@ class RowText {
     }
     /// Of any length; no room for it is needed. A row that goes on behind it begins its room anew.
     void AddLong(std::string_view text) {
-        if (text.size() > buffer.size() - kLongestRow - size) {
+        constexpr std::size_t kRoom = kSize - kLongestRow;
+        if (size > kRoom ||
+            text.size() > kRoom - size) {  // what the row has already may stand in its own room
             Flush();
-            if (text.size() > buffer.size() - kLongestRow) return output.Write(text.data(), text.size());
+            if (text.size() > kRoom) return output.Write(text.data(), text.size());
         }
         Add(text);
         BeginRow();
@@ -52,9 +54,10 @@ class RowText {
     static constexpr std::size_t kLongestRow = 512;
 
   private:
+    static constexpr std::size_t kSize = 65536;
     Output& output;
     std::size_t size = 0;
-    std::array<char, 65536> buffer;
+    std::array<char, kSize> buffer;
 };
 
 }  // namespace Korr::Plim::Trace::Exports

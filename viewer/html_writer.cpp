@@ -133,13 +133,17 @@ class Embedding {
     void AddBesideLosses(const Json& ledger) {
         std::vector<AxisStretch> certain;
         std::vector<AxisStretch> hints;
-        double told = axis.from;
+        double told = axis.from;  // up to where stretches are there already: of losses, and of either
+        double hinted = axis.from;
         for (const Json& entry : ledger["entries"]) {
+            const bool hint = entry["hint"] == true;
             AxisStretch stretch = feed.Around(entry["offset"], kPacketsBeside);
-            stretch.from = std::max(stretch.from, told);  // what stands beside the one before is there
+            stretch.from =
+                std::max(stretch.from, hint ? hinted : told);  // a hint's may not be kept in the end
             if (stretch.from >= stretch.to) continue;
-            told = stretch.to;
-            (entry["hint"] == true ? hints : certain).push_back(stretch);
+            hinted = std::max(hinted, stretch.to);
+            if (!hint) told = stretch.to;
+            (hint ? hints : certain).push_back(stretch);
         }
         certain.push_back(feed.Around(0, kPacketsBeside));
         certain.push_back(feed.Around(overview["indexed"], kPacketsBeside));

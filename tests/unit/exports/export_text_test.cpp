@@ -86,6 +86,46 @@ TEST(RowTexts, LongOnesGoWhereTheyBelong) {
     }
 }
 
+TEST(RowTexts, LongOnesMayComeWithinARow) {
+    for (std::size_t before = RowText::kLongestRow; before > 0; before /= 2) {
+        for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{300}, std::size_t{600},
+                                       std::size_t{4096}, std::size_t{70000}}) {
+            MemoryOutput output;
+            RowText row(output);
+            std::string expected;
+            while (expected.size() < 65536 - RowText::kLongestRow) {  // the last place where a row may begin
+                row.BeginRow();
+                row.Add('.');
+                expected += '.';
+            }
+            row.BeginRow();
+            row.Add(std::string(before, 'b'));
+            row.AddLong(std::string(size, 'x'));
+            row.Add(std::string(RowText::kLongestRow, 'y'));
+            row.Flush();
+            expected +=
+                std::string(before, 'b') + std::string(size, 'x') + std::string(RowText::kLongestRow, 'y');
+            EXPECT_EQ(output.text, expected) << before << " " << size;
+        }
+    }
+}
+
+TEST(JsonText, TextsComeOutWholeWhereverTheirRoomEnds) {
+    for (std::size_t dots = 64900; dots < 65100; ++dots) {
+        MemoryOutput output;
+        RowText row(output);
+        for (std::size_t i = 0; i < dots; ++i) {
+            row.BeginRow();
+            row.Add(' ');
+        }
+        const std::string text =
+            "\"" + std::string(700, 'x') + "\n" + std::string(4000, 'y') + "\xc3\xa9" + std::string(600, 'z');
+        AddJsonString(row, text);
+        row.Flush();
+        ASSERT_EQ(nlohmann::json::parse(output.text).get<std::string>(), text) << dots;
+    }
+}
+
 TEST(ProtoMessages, HaveTheFormOfTheDefinition) {
     ProtoMessage message;
     message.AddInteger(1, 150);  // the definition's own example

@@ -179,6 +179,27 @@ TEST(EmbeddedRecording, ShowsAThousandPacketsBesideEachLoss) {
     EXPECT_GE(overflows, kLosses);
 }
 
+TEST(EmbeddedRecording, ShowsThePacketsBesideALossThatAHintPrecedes) {
+    Bytes capture;
+    constexpr int kLosses = 12;
+    for (int i = 0; i < kLosses; ++i) {
+        const Bytes part = Swo::FirmwareStream(3, 60000, true).bytes;
+        capture.insert(capture.end(), part.begin(), part.end());
+        capture.insert(capture.end(), {0xD0, 0x05});  // a time that was delayed
+        for (int packet = 0; packet < 100; ++packet) capture.insert(capture.end(), {0x01, 'x'});
+        capture.push_back(0x70);
+    }
+    const auto feed = FeedOf(capture);
+    const Held held = HeldIn(EmbedRecording(*feed, kPage, 300000));
+    int overflows = 0;
+    for (const Json& entry : held.json["ledger"]["entries"]) {
+        if (entry["hint"] == true) continue;
+        ++overflows;
+        EXPECT_TRUE(IsShown(held, entry, feed->Around(entry["offset"], 1000))) << entry;
+    }
+    EXPECT_GE(overflows, kLosses);
+}
+
 TEST(EmbeddedRecording, HoldsNothingThatEndsItsScript) {
     Bytes capture;
     for (const char character : std::string("</script><script>alert(1)</script>\n<!--")) {
