@@ -147,7 +147,7 @@ class SignalShown:
         self.browser.click("#sought")
         self.browser.keys(Keys.ENTER)
         self.wait_text("#text-note", "Not found behind here; the next search begins at the beginning")
-        self.assertEqual(self.browser.elements("#text-list [aria-selected=true]"), [])
+        self.browser.wait(lambda: not self.browser.elements("#text-list [aria-selected=true]"), "no line selected")
         self.browser.click("#match-case")
         self.browser.click("#sought")
         self.browser.keys(Keys.ENTER)
