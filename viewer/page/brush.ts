@@ -30,8 +30,7 @@ export class Brush {
   hue(number: number): string { return `hsl(${(number * 137.5) % 360} 55% ${this.colors.lightness})`; }
 
   exception(wanted: number): string {
-    const track = this.overview.tracks.find(({ number }) => number === wanted);
-    return visible(track?.label ?? (wanted === 0 ? "thread" : `exception ${wanted}`));
+    return visible(this.overview.tracks.find(({ number }) => number === wanted)?.label ?? (wanted === 0 ? "thread" : `exception ${wanted}`));
   }
 
   rectangle(x0: number, y: number, x1: number, height: number, style: string | CanvasPattern): void {

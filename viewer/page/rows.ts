@@ -177,8 +177,8 @@ function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, ar
   if (bytes && often === brush.capacity) brush.rectangle(0, Math.floor(bottom - room), brush.width, 1, brush.colors.line);
   let drawn = -Infinity;
   each(brush, layer, arrays, (i, x, x1) => {
-    if (overflows?.[i]) brush.rectangle(x, bottom + 2, x1, 6, brush.colors.target);
-    if (damage?.[i]) brush.rectangle(x, top + 1, x1, 5, brush.colors.damage);
+    if (overflows?.[i]) brush.rectangle(x, bottom + 2, Math.max(x1, x + 2), 6, brush.colors.target);
+    if (damage?.[i]) brush.rectangle(x, top + 1, Math.max(x1, x + 2), 5, brush.colors.damage);
     const suspect = flags?.[i] & SUSPECT;
     if (!column && (x >= drawn + 1 || suspect)) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
     drawn = x;
