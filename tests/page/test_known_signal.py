@@ -93,6 +93,17 @@ class SignalShown:
             return found;"""
         self.assertGreater(self.browser.run(red, "ruler", x, 30, 12), 10)
         self.assertGreater(self.browser.run(red, "plot", x, 0, 400), 200)
+        top, height = self.browser.run("""
+            const [row, plot] = ["[data-track=bandwidth]", "#plot"].map((name) => document.querySelector(name).getBoundingClientRect());
+            return [row.top - plot.top, row.height];""")
+        self.assertGreater(self.browser.run(red, "plot", x, top + height - 8, 6), 8, "more than the line of the loss")
+        blue = self.browser.run("""
+            const canvas = document.getElementById("plot");
+            const { data } = canvas.getContext("2d").getImageData(0, arguments[0], canvas.width, arguments[1]);
+            let found = 0;
+            for (let i = 0; i < data.length; i += 4) found += data[i] === 0x7b && data[i + 1] === 0xa7 && data[i + 2] === 0xd6;
+            return found;""", top + height / 2, height / 2 - 10)
+        self.assertGreater(blue, 500, "pixels of bars")
         self.assertEqual(self.browser.run(red, "ruler", x + 100, 30, 12), 0)
 
     def test_what_is_not_known_is_hatched_and_says_so(self):
