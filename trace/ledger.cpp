@@ -83,6 +83,20 @@ std::string_view LossClassName(LossClass lossClass) {
     return kNames[static_cast<size_t>(lossClass)];
 }
 
+void LedgerBlock::Add(const LedgerBlock& more) {
+    for (size_t i = 0; i < certain.size(); ++i) {
+        certain[i] += more.certain[i];
+        hints[i] += more.hints[i];
+    }
+}
+
+uint64_t LedgerBlock::Places() const {
+    uint64_t places = 0;
+    for (const uint64_t number : certain) places += number;
+    for (const uint64_t number : hints) places += number;
+    return places;
+}
+
 Ledger::Ledger(const Options& wanted) : options(wanted), waiting(wanted.waitForSync) {
     for (int kind = static_cast<int>(PacketKind::Reserved); kind < kPacketKinds; ++kind) {
         watched[static_cast<size_t>(kind)] = true;
@@ -145,6 +159,9 @@ void Ledger::OnDamage(const Packet& packet, LedgerEntry entry) {
     suspects = 0;
     lastLocalTime = 0;
     // What follows directly, however it is called, is the same place.
+    const bool touches = packet.offset == damageEnd;
+    damageEnd = packet.offset + packet.length;
+    if (touches && !unlisted.empty()) return;
     if (!entries.empty() && unlisted.empty()) {
         LedgerEntry& before = entries.back();
         if (IsDamageEntry(before.kind) && before.offset + before.length == packet.offset) {
@@ -299,10 +316,11 @@ void Ledger::Keep(const LedgerEntry& entry) {
     }
     const uint64_t block = entry.offset / blockSize * blockSize;
     if (!unlisted.empty() && unlisted.back().offset >= block) {
-        unlisted.back().places += entry.count;
+        unlisted.back().Add(entry);
         return;
     }
-    unlisted.push_back({block, entry.count});
+    unlisted.push_back({block, {}, {}});
+    unlisted.back().Add(entry);
     while (unlisted.size() > kMostBlocks) DoubleBlocks();
 }
 
@@ -312,9 +330,9 @@ void Ledger::DoubleBlocks() {
     for (const LedgerBlock& block : unlisted) {
         const uint64_t offset = block.offset / blockSize * blockSize;
         if (!wider.empty() && wider.back().offset == offset) {
-            wider.back().places += block.places;
+            wider.back().Add(block);
         } else {
-            wider.push_back({offset, block.places});
+            wider.push_back({offset, block.certain, block.hints});
         }
     }
     unlisted = std::move(wider);
@@ -333,7 +351,7 @@ void Ledger::Sort() {
 
 uint64_t Ledger::UnlistedPlaces() const {
     uint64_t places = 0;
-    for (const LedgerBlock& block : unlisted) places += block.places;
+    for (const LedgerBlock& block : unlisted) places += block.Places();
     return places;
 }
 

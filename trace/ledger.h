@@ -93,16 +93,22 @@ struct LedgerTotals {
     bool operator==(const LedgerTotals&) const = default;
 };
 
-/// Entries that were too many to keep: how many lie in a part of the capture.
+/// Entries that were too many to keep: how many places of each class lie in a part of the capture.
 struct LedgerBlock {
     uint64_t offset = 0;
-    uint64_t places = 0;
+    std::array<uint64_t, kLossClasses> certain{};  ///< those that are no hints
+    std::array<uint64_t, kLossClasses> hints{};
 
+    void Add(const LedgerEntry& entry) {
+        (entry.hint ? hints : certain)[static_cast<size_t>(entry.lossClass)] += entry.count;
+    }
+    void Add(const LedgerBlock& more);
+    uint64_t Places() const;  ///< of all classes
     bool operator==(const LedgerBlock&) const = default;
 };
 
 /// Takes the packets of a capture in their order and keeps what was lost, bounded in memory: entries that
-/// touch and are of one kind become one, and behind kMostEntries only numbers are kept.
+/// touch and are of one kind become one, and behind kMostEntries only numbers are kept, of at most kMostBlocks parts.
 class Ledger {
   public:
     static constexpr size_t kMostEntries = 65536;
@@ -185,8 +191,9 @@ class Ledger {
     uint32_t suspects = 0;       ///< suspect packets since then
     uint32_t lastLocalTime = 0;  ///< of the packet before; 0: it was none
     uint64_t lastOverflow = UINT64_MAX;
-    std::optional<uint64_t> begin;  ///< offset of the first packet
-    bool waiting;                   ///< for the first synchronisation packet, which is wanted alone
+    uint64_t damageEnd = UINT64_MAX;  ///< offset behind the last damaged packet
+    std::optional<uint64_t> begin;    ///< offset of the first packet
+    bool waiting;                     ///< for the first synchronisation packet, which is wanted alone
 };
 
 }  // namespace Korr::Plim::Trace::Swo

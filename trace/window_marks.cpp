@@ -65,8 +65,13 @@ std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame,
     }
     for (const LedgerBlock& block : ledger.Unlisted()) {
         const double time = timeOf(block.offset);
-        add({time, time, static_cast<double>(block.offset), static_cast<uint8_t>(LossClass::Line), false,
-             static_cast<uint32_t>(std::min<uint64_t>(block.places, UINT32_MAX)), kNotListed});
+        for (uint8_t lossClass = 0; lossClass < kLossClasses; ++lossClass) {
+            const uint64_t certain = block.certain[lossClass];
+            const uint64_t places = certain + block.hints[lossClass];
+            if (places == 0) continue;
+            add({time, time, static_cast<double>(block.offset), lossClass, certain == 0,
+                 static_cast<uint32_t>(std::min<uint64_t>(places, UINT32_MAX)), kNotListed});
+        }
     }
     std::vector<NamedArray> arrays;
     arrays.push_back({"time", Gather(marks, [](const Mark& mark) { return mark.time; })});

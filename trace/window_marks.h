@@ -13,9 +13,9 @@ inline constexpr uint32_t kNotListed = UINT32_MAX;
 /// When something was lost, on the axis. \param timed whether positions are ticks
 double TimeOf(const LedgerEntry& entry, const RecordingAxis& axis, bool timed);
 
-/// What was lost in a window: of each class at most one mark a column, which counts all that it stands for.
-/// Of what is not listed the class is not known: it is told as lost on the line. \param timeOf when a place
-/// of the capture was, about
+/// What was lost in a window: of each class at most one mark a column, which counts all that it stands for
+/// and is a hint when all of those are. What is not listed is marked at the beginning of the part of the
+/// capture in which it is counted. \param timeOf when a place of the capture was, about
 std::vector<NamedArray> MarksOf(const Ledger& ledger, const WindowFrame& frame,
                                 const std::function<double(uint64_t)>& timeOf);
 

@@ -288,7 +288,7 @@ std::string ReportAsJson(const CaptureReport& report) {
     sum["missing"] = totals.missing;
     sum["unlisted"] = ledger.UnlistedPlaces();
     for (const auto& block : ledger.Unlisted()) {
-        sum["unlisted_blocks"].push_back({block.offset, block.places});
+        sum["unlisted_blocks"].push_back({block.offset, block.Places()});
     }
     auto& places = sum["places"] = nlohmann::ordered_json::object();
     for (int i = 0; i < Swo::kLossKinds; ++i) {

@@ -50,3 +50,24 @@ class SmallFile(PageTest):
         self.browser.click("#text-list")
         self.browser.keys(Keys.END)
         self.wait_text(f"#text-list-{LINES - 1}", "^not in this file$")
+
+
+class ManyLosses(PageTest):
+    PLACES, ENTRIES = 70_000, 65_536  # those are kept, of the others the number
+
+    @classmethod
+    def prepare(cls):
+        signal = Signal().sync()
+        for _ in range(cls.PLACES // 2):  # two kinds by turns, so that none becomes one with the one before
+            signal.overflow().add(0xD0, 10)  # a local timestamp that came late
+        cls.page = cls.page_of("many.bin", bytes(signal.bytes), "--framing", "itm")
+
+    def test_behind_the_last_entry_the_others_are_said_to_be_counted(self):
+        self.open(self.page)
+        counted = f"{self.PLACES - self.ENTRIES:,} more are only counted"
+        self.wait_text("#losses-note", f"^{self.ENTRIES:,} entries; .* · {counted}")
+        self.browser.click("#losses-list")
+        self.browser.keys(Keys.END)
+        self.wait_text(f"#losses-list-{self.ENTRIES - 1}", "^not in this file$")
+        self.browser.click("#next-loss")
+        self.wait_text("#state", f"^no loss behind this is listed: {counted}$")

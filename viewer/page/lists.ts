@@ -125,8 +125,11 @@ export class Lists {
       }
       index = step > 0 ? low : low - 1;
     }
+    const listed = index >= 0 && index < total;
     const entry = await this.losses.read(index);
-    answer("state", index < 0 || index >= total ? `no loss ${step > 0 ? "behind" : "before"} this`
+    const more = listed || step < 0 ? 0 : (await this.askLosses(0, 1)).unlisted;
+    answer("state", more > 0 ? `no loss behind this is listed: ${count(more)} more are only counted`
+      : !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
       : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
     if (!entry) return;
     this.losses.select(index);

@@ -2,21 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/unit/trace/packet_at.h"
+
 namespace Korr::Plim::Trace::Swo {
 
 namespace {
-
-Packet PacketAt(uint64_t offset, PacketKind kind, uint32_t length = 2, uint8_t flags = 0) {
-    Packet packet{};
-    packet.offset = offset;
-    packet.kind = kind;
-    packet.length = length;
-    packet.size = 1;
-    packet.flags = flags;
-    return packet;
-}
-
-constexpr PacketTime kTime{77, 77, TimeQuality::Exact};
 
 class LedgerOf {
   public:
@@ -31,8 +21,6 @@ class LedgerOf {
 
     Ledger ledger;
 };
-
-constexpr auto kText = PacketKind::Stimulus;
 
 TEST(Ledger, WholePacketsAreNoLoss) {
     const LedgerOf ledger(
@@ -341,24 +329,6 @@ TEST(Ledger, SilencesAreHintsInTheirPlaces) {
     EXPECT_EQ(ledger.Entries()[2].offset, 900u);
     EXPECT_EQ(ledger.Totals().hints, 2u);
     EXPECT_EQ(ledger.Totals().lostOnTheWay, 0u);
-}
-
-TEST(Ledger, MemoryStaysBoundedWhateverIsLost) {
-    Ledger ledger({});
-    constexpr uint64_t kPlaces = 3000000;
-    ledger.OnPacket(PacketAt(0, kText, 100), kTime);
-    for (uint64_t i = 0; i < kPlaces; ++i) {
-        ledger.OnPacket(PacketAt(1000 * i + 100, PacketKind::Malformed, 1), kTime);
-        ledger.OnPacket(PacketAt(1000 * i + 101, kText, 2), kTime);
-    }
-    ledger.Finish();
-    EXPECT_EQ(ledger.Entries().size(), Ledger::kMostEntries);
-    EXPECT_LE(ledger.Unlisted().size(), Ledger::kMostBlocks);
-    EXPECT_EQ(ledger.Entries().size() + ledger.UnlistedPlaces(), kPlaces);
-    EXPECT_EQ(ledger.Totals().lostOnTheWay, kPlaces);
-    for (size_t i = 1; i < ledger.Unlisted().size(); ++i) {
-        EXPECT_LT(ledger.Unlisted()[i - 1].offset, ledger.Unlisted()[i].offset);
-    }
 }
 
 TEST(Ledger, NamesAreThoseOfTheContract) {

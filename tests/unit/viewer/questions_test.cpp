@@ -384,23 +384,45 @@ TEST_P(FedFeeds, AnswerWhileTheyAreFed) {
 
 INSTANTIATE_TEST_SUITE_P(Feed, FedFeeds, testing::Values(10000, 600000));
 
-/// More losses than the ledger lists: none is missing among the marks.
-TEST(Marks, CountWhatIsNotListed) {
+/// More places than the ledger lists.
+constexpr int kManyPlaces = 70000;
+
+/// Text, and behind every 120 bytes of it this packet. A part of the capture of which no place is listed
+/// begins among the last ones.
+Bytes WithMany(const Bytes& packet) {
     Bytes bytes;
-    constexpr int kOverflows = static_cast<int>(Swo::Ledger::kMostEntries) + 500;
-    for (int i = 0; i < kOverflows; ++i) {
-        for (int j = 0; j < 40; ++j) bytes.insert(bytes.end(), {0x01, 'a'});
-        bytes.push_back(0x70);
+    for (int i = 0; i < kManyPlaces; ++i) {
+        for (int j = 0; j < 60; ++j) bytes.insert(bytes.end(), {0x01, 'a'});
+        bytes.insert(bytes.end(), packet.begin(), packet.end());
     }
-    const auto feed = FeedOf(bytes);
+    return bytes;
+}
+
+/// The marks of all places, of which none is missing, though many are not listed.
+Arrays MarksOfMany(const Bytes& packet) {
+    const auto feed = FeedOf(WithMany(packet));
     const Json ledger = Json::parse(feed->Ledger(0, 1));
-    ASSERT_GT(ledger["unlisted"], 0);
-    const ReadWindow window = Read(feed->Window({0, feed->Now().end, 100, {"bandwidth"}, true}));
+    EXPECT_EQ(ledger["total"], Swo::Ledger::kMostEntries);
+    EXPECT_EQ(ledger["unlisted"], kManyPlaces - Swo::Ledger::kMostEntries);
+    const Arrays marks = Read(feed->Window({0, feed->Now().end, 100, {"bandwidth"}, true})).marks;
     double counted = 0;
-    for (const double count : window.marks.at("count")) counted += count;
-    EXPECT_EQ(counted, kOverflows);
-    EXPECT_EQ(window.marks.at("entry")[0], 0);
-    EXPECT_THAT(window.marks.at("entry"), testing::Contains(4294967295.0));
+    for (const double count : marks.at("count")) counted += count;
+    EXPECT_EQ(counted, kManyPlaces);
+    EXPECT_EQ(marks.at("entry").at(0), 0);
+    EXPECT_THAT(marks.at("entry"), testing::Contains(4294967295.0));
+    return marks;
+}
+
+TEST(Marks, OfOverflowsThatAreNotListedAreOfTheTarget) {
+    const Arrays marks = MarksOfMany({0x70});
+    EXPECT_THAT(marks.at("class"), testing::Each(0));
+    EXPECT_THAT(marks.at("hint"), testing::Each(0));
+}
+
+TEST(Marks, OfHintsThatAreNotListedAreHints) {
+    const Arrays marks = MarksOfMany({0xD0, 10});  // a local timestamp that came late
+    EXPECT_THAT(marks.at("class"), testing::Each(0));
+    EXPECT_THAT(marks.at("hint"), testing::Each(1));
 }
 
 TEST(TrackIds, ComeBack) {
