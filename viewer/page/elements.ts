@@ -85,14 +85,17 @@ export function oneAtATime(action: () => Promise<unknown>): () => Promise<void> 
 }
 
 /** Shows what went wrong, until it goes right again. */
-export function trouble(message: string | null): void { say("trouble", visible(message ?? "")); }
+export function trouble(message: string | null): void { tell("trouble", visible(message ?? "")); }
 
 /** Does something that may fail, and shows why it did. */
-export async function attempt(action: () => unknown, failed: () => void = () => {}): Promise<void> {
+export async function attempt(action: () => unknown, failed: () => void = () => {}, show: (message: string) => void = trouble): Promise<void> {
   try {
     await action();
   } catch (error) {
-    trouble((error as Error).message);
+    show((error as Error).message);
     failed();
   }
 }
+
+/** The same of what the user asked for: why it failed stays until he does something else. */
+export const act = (action: () => unknown): Promise<void> => attempt(action, undefined, (message) => answer("trouble", visible(message)));

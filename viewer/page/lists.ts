@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The lists beside the time line: losses, text, profile, facts. Untrusted text is only ever set as textContent.
 import { CLASSES, SIGNS } from "./brush";
-import { answer, attempt, byId, choose, fit, make, offer, oneAtATime, say, span, tell } from "./elements";
+import { act, answer, attempt, byId, choose, fit, make, offer, oneAtATime, say, span, tell } from "./elements";
 import { type Entry, type Feed, type Found, type LedgerAnswer, type Line, type ProfileAnswer, type TextAnswer } from "./feed";
 import { count, hex, percent, placeIn, plural, visible } from "./format";
 import { LongList } from "./long_list";
@@ -22,6 +22,7 @@ export class Lists {
   private sought = "";
   private matchCase = false;
   private recording = 0;
+  private searches = 0;  // how many there were
   private held = 0;  // lines of the port that can be read here
 
   constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly onTab: () => void,
@@ -37,11 +38,11 @@ export class Lists {
         event.stopPropagation();
       };
     });
-    byId("search").onsubmit = (event) => { event.preventDefault(); void attempt(() => this.search(event.submitter === byId("search-back"))); };
+    byId("search").onsubmit = (event) => { event.preventDefault(); void act(() => this.search(event.submitter === byId("search-back"))); };
     byId("sought").onkeydown = (event) => {
       if (event.key !== "Enter" || !event.shiftKey) return;
       event.preventDefault();
-      void attempt(() => this.search(true));
+      void act(() => this.search(true));
     };
     this.ports.onchange = () => { this.port = this.port; onTab(); };
     byId("profile-by").onchange = () => this.refresh();
@@ -157,15 +158,17 @@ export class Lists {
   private async search(back: boolean): Promise<void> {
     this.sought = byId<HTMLInputElement>("sought").value;
     this.matchCase = byId<HTMLInputElement>("match-case").checked;
-    const { lines: { total, selected }, held, timeline: { recording } } = this;
-    if (!this.sought || this.port < 0) return this.lines.draw();
+    const { lines: { total, selected }, held, port, timeline: { recording } } = this;
+    const search = ++this.searches;
+    if (!this.sought || port < 0) return this.lines.draw();
     answer("text-note", "Searching \u2026");
     let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
-    const how = { port: this.port, text: this.sought, ...back && { back: 1 }, ...this.matchCase && { case: 1 } };
-    while (found.line === null && found.next !== undefined)
+    const how = { port, text: this.sought, ...back && { back: 1 }, ...this.matchCase && { case: 1 } };
+    const wanted = () => search === this.searches && port === this.port && recording === this.timeline.recording;
+    while (wanted() && found.line === null && found.next !== undefined)
       found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
-    if (recording !== this.timeline.recording) return;  // it is not that any more
-    const line = found.line === null ? undefined : await this.lines.read(found.line);
+    const line = !wanted() || found.line === null ? undefined : await this.lines.read(found.line);
+    if (!wanted()) return;  // another is sought, or elsewhere
     this.lines.select(found.line ?? -1);
     answer("text-note", found.line !== null ? `Found in line ${count(found.line + 1)} of ${count(total)}`
       : `Not found ${back ? "before" : "behind"} here; the next search begins at the ${back ? "end" : "beginning"}` +

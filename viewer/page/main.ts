@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Puts the page together: feed, time line, lists, keys, and the address that holds the view.
-import { answer, attempt, byId, choose, endAnswers, oneAtATime, say, tell, trouble } from "./elements";
+import { act, answer, attempt, byId, choose, endAnswers, oneAtATime, say, tell, trouble } from "./elements";
 import { EmbeddedFeed, type Feed, type News, type Overview, ServedFeed } from "./feed";
 import { count, percent, visible } from "./format";
 import { Lists } from "./lists";
@@ -59,7 +59,7 @@ class Page {
       ["stop", [], () => this.stop()], ["", ["/"], () => { lists.open("text"); byId("sought").focus(); }], ["", ["i"], () => timeline.explain()],
       ["theme", ["t"], () => this.setTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark")],
       ["help", ["?"], () => byId<HTMLDialogElement>("help-text").showModal()], ["", ["Escape"], () => timeline.hideTip()]];
-    for (const [id, , action] of actions) if (id) byId(id).onclick = () => attempt(action);
+    for (const [id, , action] of actions) if (id) byId(id).onclick = () => act(action);
     document.onkeydown = (event) => {
       const target = event.target as HTMLElement;
       if (event.ctrlKey || event.altKey || event.metaKey || target.closest("input, select, dialog")) return;
@@ -67,7 +67,7 @@ class Page {
       const action = actions.find(([, keys]) => keys.includes(pressed));
       if (!action || (target.closest(".list") && /Arrow(Up|Down)|Home|End/.test(pressed))) return;
       event.preventDefault();
-      void attempt(action[2]);
+      void act(action[2]);
     };
     const dark = matchMedia("(prefers-color-scheme: dark)");
     dark.onchange = () => this.setTheme(dark.matches ? "dark" : "light");
@@ -133,7 +133,7 @@ class Page {
     const shown = new Map(this.overview.tracks.map(({ port, type = "text" }) => [String(port), type]));
     const wanted = [...this.types].filter(([port, type]) => shown.get(port) !== type);
     if (this.overview.changeable && wanted.length > 0)
-      void attempt(() => this.feed.post("ports", { types: wanted.map((choice) => choice.join(":")).join(",") }));
+      void act(() => this.feed.post("ports", { types: wanted.map((choice) => choice.join(":")).join(",") }));
   }
 
   private async stop(): Promise<void> {
@@ -169,8 +169,8 @@ class Page {
   private readonly grow = oneAtATime(async () => {
     if (this.news.revision <= this.revision) return;
     await attempt(async () => {
-      const { whole, from, to, axis, recording } = this.timeline;
       this.overview = await this.feed.ask<Overview>("overview");
+      const { whole, from, to, axis, recording } = this.timeline;  // as they are now, not as they were when that was asked
       this.revision = this.overview.revision;
       this.timeline.update(this.overview);
       if (this.timeline.recording !== recording) endAnswers();

@@ -136,13 +136,14 @@ function paintText(brush: Brush, { top, height }: Row, layer: Layer, arrays: Arr
     brush.rectangle(x0, middle - tall / 2, x1, tall, brush.colors.second);
   });
   const { time, flags } = arrays;
-  let drawn = -Infinity;
+  const drawn: number[] = [];  // the last place, of suspects apart
   each(brush, layer, arrays, (i, x) => {
     const next = i + 1 < time.length ? brush.x(time[i + 1]) : Infinity;
-    if (x < drawn + 1 && next < x + 20) return;
-    brush.rectangle(drawn = x, top + 5, x + 1.5, height - 10, brush.colors.data);
+    const suspect = flags[i] & SUSPECT;
+    if (x < drawn[suspect] + 1 && next < x + 20) return;
+    brush.rectangle(drawn[suspect] = x, top + 5, x + 1.5, height - 10, brush.colors.data);
     if (next - x > 20) brush.fitted(lineText(arrays, i), x + 1, next, middle);
-    if (flags[i] & SUSPECT) brush.rectangle(x, top + 5, Math.min(next, x + 40), height - 10, brush.hatch);
+    if (suspect) brush.rectangle(x, top + 5, Math.min(Math.max(next, x + 5), x + 40), height - 10, brush.hatch);
   });
 }
 
@@ -175,13 +176,14 @@ function paintCounts(brush: Brush, { top, height, often }: Row, layer: Layer, ar
     if (idle > 0) brush.rectangle(x0, bottom - busy, x1, busy, brush.colors.second);
   });
   if (bytes && often === brush.capacity) brush.rectangle(0, Math.floor(bottom - room), brush.width, 1, brush.colors.line);
-  let drawn = -Infinity;
+  const drawn: number[] = [];  // the last place, of suspects apart
   each(brush, layer, arrays, (i, x, x1) => {
     if (overflows?.[i]) brush.rectangle(x, bottom + 2, Math.max(x1, x + 2), 6, brush.colors.target);
     if (damage?.[i]) brush.rectangle(x, top + 1, Math.max(x1, x + 2), 5, brush.colors.damage);
     const suspect = flags?.[i] & SUSPECT;
-    if (!column && (x >= drawn + 1 || suspect)) brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
-    drawn = x;
+    if (column || x < drawn[suspect] + 1) return;
+    drawn[suspect] = x;
+    brush.rectangle(x, top + 6, x + (suspect ? 5 : 1), room, suspect ? brush.hatch : brush.colors.data);
   });
 }
 
