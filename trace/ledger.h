@@ -108,7 +108,8 @@ struct LedgerBlock {
 };
 
 /// Takes the packets of a capture in their order and keeps what was lost, bounded in memory: entries that
-/// touch and are of one kind become one, and behind kMostEntries only numbers are kept, of at most kMostBlocks parts.
+/// touch and are of one kind become one, and behind kMostEntries only numbers are kept, of at most
+/// kMostBlocks parts.
 class Ledger {
   public:
     static constexpr size_t kMostEntries = 65536;
