@@ -18,8 +18,8 @@ export interface Entry {
 }
 export interface LedgerAnswer { total: number; unlisted: number; entries: Entry[] }
 export interface ProfileAnswer {
-  samples: number; sleeping: number; prohibited: number; other: number; rows: { name: string; address: number; samples: number; strip?: number[] }[];
-  whole?: boolean;  // of the whole recording, whatever was asked
+  samples: number; sleeping: number; prohibited: number; other: number; whole?: boolean;  // of the whole recording, whatever was asked
+  rows: { name: string; address: number; samples: number; strip?: number[] }[];
 }
 
 export type Numbers = Uint8Array | Uint16Array | Uint32Array | Float32Array | Float64Array;
@@ -46,8 +46,8 @@ function readWindow(buffer: ArrayBuffer): Layer {
   const length = view.getUint32(4, true);
   const header = readJson(buffer, 8, length);
   const arrays = (described: Record<string, { type: keyof typeof TYPES; at: number; count: number }>): Arrays => {
-    const found: Arrays = {};
-    for (const [name, { type, at, count }] of Object.entries(described)) found[name] = new TYPES[type](buffer, behind(8 + length) + at, count);
+    const found: Arrays = Object.fromEntries(Object.entries(described).map(([name, { type, at, count }]) =>
+      [name, new TYPES[type](buffer, behind(8 + length) + at, count)]));
     const { padding, value } = found;
     if (padding) found.column = Uint16Array.from(padding, (_, number) => number);  // which is told of each column
     if (found.column) found.time = Float64Array.from(found.column, (number) => header.from + number * columnWidth(header));
@@ -81,7 +81,7 @@ export function seenIn(layers: Layer[], from: number, to: number): Layer[] {
 const GONE = "The server does not answer. It ends with the tracehost that opened this page; retrying \u2026";
 const WHOLE_PIXELS = 1024;
 const WHOLE_LASTS = 2000;  // ms that the picture of the whole is good for while a recording runs
-const TRY_AGAIN = 3000;  // ms, for news
+export const RETRY = 2000;  // ms
 
 /** Asks the server that the page came from. */
 export class ServedFeed {
@@ -136,7 +136,7 @@ export class ServedFeed {
       events.onerror = () => {
         if (events!.readyState !== EventSource.CLOSED) return trouble(GONE);  // it tries again by itself
         this.send("GET", "stream", {}, async (answer) => answer.body?.cancel()).catch((error) => trouble(error.message));  // which tells why
-        setTimeout(listen, TRY_AGAIN);
+        setTimeout(listen, RETRY);
       };
     };
     document.addEventListener("visibilitychange", listen);
@@ -144,9 +144,7 @@ export class ServedFeed {
   }
 }
 
-interface Held {
-  overview: Overview; windows: number[]; text: Record<string, TextAnswer>; ledger: LedgerAnswer; profile: Record<string, ProfileAnswer>;
-}
+interface Held { overview: Overview; windows: number[]; text: Record<string, TextAnswer>; ledger: LedgerAnswer; profile: Record<string, ProfileAnswer> }
 declare const DecompressionStream: new (form: string) => GenericTransformStream;
 
 /** Answers from what was written into the page. */

@@ -22,7 +22,8 @@ export class Lists {
   private sought = "";
   private matchCase = false;
   private recording = 0;
-  private searches = 0;  // how many there were
+  private search: object = {};  // the last question that was put
+  private unlisted = 0;  // losses that are only counted
   private held = 0;  // lines of the port that can be read here
 
   constructor(private readonly feed: Feed, private readonly timeline: Timeline, private readonly onTab: () => void,
@@ -38,11 +39,11 @@ export class Lists {
         event.stopPropagation();
       };
     });
-    byId("search").onsubmit = (event) => { event.preventDefault(); void act(() => this.search(event.submitter === byId("search-back"))); };
+    byId("search").onsubmit = (event) => { event.preventDefault(); void act(() => this.seek(event.submitter === byId("search-back"))); };
     byId("sought").onkeydown = (event) => {
       if (event.key !== "Enter" || !event.shiftKey) return;
       event.preventDefault();
-      void act(() => this.search(true));
+      void act(() => this.seek(true));
     };
     this.ports.onchange = () => { this.port = this.port; onTab(); };
     byId("profile-by").onchange = () => this.refresh();
@@ -96,6 +97,7 @@ export class Lists {
     const { recording } = this.timeline;
     const { total, unlisted } = await this.askLosses(0, 1);
     if (recording !== this.timeline.recording) return;  // another is asked about
+    this.unlisted = unlisted;
     const { lost, forecast } = this.timeline.overview;
     this.losses.update(total, String(recording));
     say("losses-note", (total === 0 ? "Nothing is known to be lost." : `${plural(total, "entry", "entries")}; lost: ${visible(lost.text)}`) +
@@ -128,9 +130,8 @@ export class Lists {
     }
     const listed = index >= 0 && index < total;
     const entry = await this.losses.read(index);
-    const more = listed || step < 0 ? 0 : (await this.askLosses(0, 1)).unlisted;
-    answer("state", more > 0 ? `no loss behind this is listed: ${count(more)} more are only counted`
-      : !listed ? `no loss ${step > 0 ? "behind" : "before"} this`
+    answer("state", !listed ? `no loss ${step < 0 ? "before this" : "behind this" + (this.unlisted > 0
+      ? ` is listed: ${count(this.unlisted)} more are only counted` : "")}`
       : `loss ${count(index + 1)} of ${count(total)}${entry ? "" : " and those behind it are not in this file"}`);
     if (!entry) return;
     this.losses.select(index);
@@ -155,16 +156,15 @@ export class Lists {
     if (line.flags & 1) element.append(span(" (suspect)", "pending"));
   }
 
-  private async search(back: boolean): Promise<void> {
+  private async seek(back: boolean): Promise<void> {
     this.sought = byId<HTMLInputElement>("sought").value;
     this.matchCase = byId<HTMLInputElement>("match-case").checked;
     const { lines: { total, selected }, held, port, timeline: { recording } } = this;
-    const search = ++this.searches;
     if (!this.sought || port < 0) return this.lines.draw();
     answer("text-note", "Searching \u2026");
     let found: Found = { line: null, next: selected < 0 ? (back ? total - 1 : 0) : selected + (back ? -1 : 1) };
-    const how = { port, text: this.sought, ...back && { back: 1 }, ...this.matchCase && { case: 1 } };
-    const wanted = () => search === this.searches && port === this.port && recording === this.timeline.recording;
+    const how = this.search = { port, text: this.sought, ...back && { back: 1 }, ...this.matchCase && { case: 1 } };
+    const wanted = () => how === this.search && port === this.port && recording === this.timeline.recording;
     while (wanted() && found.line === null && found.next !== undefined)
       found = found.next < 0 || found.next >= total ? { line: null } : await this.feed.ask<Found>("find", { ...how, line: found.next });
     const line = !wanted() || found.line === null ? undefined : await this.lines.read(found.line);

@@ -38,11 +38,7 @@ class Page {
     this.follow(overview.live && this.timeline.whole);
     addEventListener("hashchange", () => this.readAddress());
     this.timeline.onOther = () => { this.revision = 0; void this.grow(); };
-    feed.follow((news) => {
-      this.news = news;
-      this.write();
-      void this.grow();
-    }, trouble);
+    feed.follow((news) => { this.news = news; this.write(); void this.grow(); }, trouble);
   }
 
   private connect(): void {
@@ -144,9 +140,8 @@ class Page {
 
   private write(): void {
     const { overview, news } = this;
-    const badge = (id: string, text: string, title: string, good: boolean) => {
+    const badge = (id: string, text: string, title: string, good: boolean) =>
       Object.assign(byId(id), { textContent: visible(text), title: visible(title), className: `badge ${good ? "good" : "bad"}` });
-    };
     const { name, verdict, lost } = overview;
     const nothing = lost.target + lost.line === 0;
     say("name", document.title = visible(name));

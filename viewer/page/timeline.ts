@@ -2,13 +2,12 @@
 // The time line: which window is looked at, how it is moved, and its picture.
 import { Brush, CLASS_COLORS, SIGNS, each } from "./brush";
 import { attempt, byId, fit, make, onFrame, oneAtATime, say, trouble } from "./elements";
-import { type Feed, type Layer, type Overview, type Track, grain, readingOf, seenIn } from "./feed";
+import { RETRY, type Feed, type Layer, type Overview, type Track, grain, readingOf, seenIn } from "./feed";
 import { Axis, plural, visible } from "./format";
 import { type Row, paintRow } from "./rows";
 import { bestAt, describe } from "./tips";
 
 const RULER = 44;
-const RETRY = 2000;  // ms
 const GO_TO = 4096;  // bytes of the capture that are looked at when one place is gone to
 const COUNTED: Record<string, string> = { value: "value", counter: "time", pc: "sample" };  // by kind of track; else packets
 const COLORS = ["back", "ink", "faint", "line", "grid", "data", "second", "band", "padding", "cursor", "hatch", "lightness", ...CLASS_COLORS];

@@ -13,8 +13,7 @@ const EVENT_FLAGS: [number, string][] =
 const LOSSES = ["lost in the target", "damaged on the line", "lost in the host", "gap", "edge of what was recorded"];
 
 function told(flags: number, names: [number, string][]): string {
-  const found = names.filter(([bit]) => flags & bit).map(([, name]) => name);
-  return found.length > 0 ? "\n" + found.join(", ") : "";
+  return names.filter(([bit]) => flags & bit).map(([, name], i) => (i > 0 ? ", " : "\n") + name).join("");
 }
 
 /** Index of the number nearest to `place` and at most `slack` off; of equals the first. */
