@@ -85,3 +85,30 @@ class Rates(PageTest):
                 return tall;""", x, y)
         self.assertGreater(shown[2462], 15)
         self.assertAlmostEqual(shown[1050], shown[2462] / 4, delta=2)
+
+
+class DenseCounts(PageTest):
+    """A counter that wraps with every tick: three times in each pixel."""
+
+    @classmethod
+    def prepare(cls):
+        signal = Signal().sync()
+        for _ in range(2000):
+            signal.counters(0x20).wait(1)
+        cls.end = signal.ticks
+        cls.page = cls.page_of("dense.bin", bytes(signal.bytes), "--clock", "1MHz", "--framing", "itm")
+
+    def test_ticks_are_seen_wherever_they_are(self):
+        self.open(self.page)
+        self.wait_text("#summary", "exact: every packet")
+        x, y = self.browser.place("counter:cyc", ns(self.end / 2), (0, ns(self.end)))
+        drawn, width = self.browser.run("""
+            const y = arguments[1];
+            const plot = document.getElementById("plot"), box = plot.getBoundingClientRect(), ctx = plot.getContext("2d");
+            ctx.fillStyle = getComputedStyle(document.documentElement).getPropertyValue("--data");
+            const wanted = [1, 3, 5].map((at) => parseInt(ctx.fillStyle.slice(at, at + 2), 16));
+            const row = ctx.getImageData(0, Math.round(y - box.top), plot.width, 1).data;
+            let drawn = 0;
+            for (let i = 0; i < row.length; i += 4) drawn += wanted.every((part, at) => Math.abs(row[i + at] - part) < 40);
+            return [drawn, plot.width];""", x, y)
+        self.assertGreater(drawn, width / 3)
