@@ -5,17 +5,20 @@
 # CMake and its presets do the building: this file only puts the steps in order.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
+# Tests wait for most of their time.
+TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
 FUZZ_SECONDS ?= 60
 RUNS ?= 1
 # How often a test may run until it passes. What fails once and then passes is shown twice in the output.
 TRIES ?= 1
 # The records hold the whole output of each test, in which skipped ones are told.
-CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS) --repeat until-pass:$(TRIES) --output-junit tests.xml \
+CTEST = ctest --output-on-failure --no-tests=error -j $(TEST_JOBS) --repeat until-pass:$(TRIES) --output-junit tests.xml \
     --test-output-size-passed 4000000
 
 # The steps take turns whatever -j says: tests in real time share the machine with nothing.
 .NOTPARALLEL:
-.PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long test-page lint build build-windows \
+.PHONY: help demo demo-windows test check test-native test-soak test-asan test-tsan test-windows test-long test-page lint \
+    build build-asan build-tsan build-windows run-asan run-tsan run-windows run-packages run-soak \
     bench bench-loss fuzz mutants docs pictures package test-packages test-reproducible packages-native packages-all clean
 
 help: ## list the targets
@@ -59,31 +62,40 @@ test: test-native ## the native suite: unit, contract and end-to-end tests on Li
 	@cmake/name-skipped build/linux/tests.xml
 	@echo "The native tests passed."
 
-check: test packages-all lint docs test-page test-soak test-asan test-tsan test-windows test-packages ## all but the long runs: native, lint, documents, browser, soak, sanitizers, Windows under Wine, packages
+check: ## all but the long runs: native, lint, documents, browser, soak, sanitizers, Windows under Wine, packages
+	@cmake/check
 	@cmake/name-skipped build/linux*/tests.xml build/linux/soak.xml build/windows/tests.xml build/page.log build/packages.log
 	@echo "All checks passed: native, format and lint, browser, soak, sanitizers, Windows under Wine, packages."
 
 test-native: build ## the fast loop: what `make test` runs
 	@$(CTEST) --test-dir build/linux -LE 'long|soak'
 
-test-soak: build ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer, SOAK_BUSY=1 beside a busy process
+test-soak: build run-soak ## a minute at 1.2 MB/s through the plug-in; SOAK_SECONDS=1800 for longer, SOAK_BUSY=1 beside a busy process
+run-soak:
 	@$(CTEST) --verbose --output-junit soak.xml --test-dir build/linux -L soak
 
 # With Debian's Python, which has Debian's selenium. Frames beside a recording are judged from LIVE_SECONDS=60 on, on a
 # machine that does nothing else.
 test-page: packages-all ## the page that shows recordings, in a real browser; LIVE_SECONDS=60 judges a minute of live view
 	@$(call build_preset,linux,products)
-	@set -o pipefail; TARNEL_LIVE_SECONDS=$(LIVE_SECONDS) tests/page/run_page_tests build/linux 2>&1 | tee build/page.log
+	@set -o pipefail; TARNEL_LIVE_SECONDS=$(LIVE_SECONDS) TARNEL_TRIES=$(TRIES) tests/page/run_page_tests build/linux 2>&1 | tee build/page.log
 
-test-asan: packages-all ## the tests under the address and undefined-behaviour sanitizers
+build-asan: packages-all
 	@$(call build_preset,linux-asan)
+
+test-asan: build-asan run-asan ## the tests under the address and undefined-behaviour sanitizers
+run-asan:
 	@$(CTEST) --test-dir build/linux-asan -LE 'long|native-only'
 
-test-tsan: packages-all ## those with threads under the thread sanitizer
+build-tsan: packages-all
 	@$(call build_preset,linux-tsan)
+
+test-tsan: build-tsan run-tsan ## those with threads under the thread sanitizer
+run-tsan:
 	@$(CTEST) --test-dir build/linux-tsan -LE 'long|native-only'
 
-test-windows: build build-windows ## the tests of the Windows build under Wine
+test-windows: build build-windows run-windows ## the tests of the Windows build under Wine
+run-windows:
 	@$(CTEST) --test-dir build/windows -LE long; $(end_wine)
 
 test-long: build build-windows ## the tests that take a minute or more each
@@ -122,7 +134,8 @@ package: packages-all ## the packages: .deb and .tar.gz for Linux, .zip for Wind
 	@mkdir -p build/packages && cp build/linux-package/packages/*.* build/windows/packages/*.zip build/packages/
 	@ls -l build/packages
 
-test-packages: package ## install each package into an empty root, record with it, and remove it
+test-packages: package run-packages ## install each package into an empty root, record with it, and remove it
+run-packages:
 	@set -o pipefail; python3 tests/packages/test_packages.py build/packages 2>&1 | tee build/packages.log
 
 test-reproducible: package ## make the packages again, elsewhere and later, and compare them byte for byte

@@ -4,6 +4,9 @@ if(CMAKE_CROSSCOMPILING)
     set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    foreach(library gtest gmock gtest_main gmock_main)
+        target_compile_options(${library} PRIVATE -O0)  # as the tests themselves
+    endforeach()
     target_compile_definitions(gtest PUBLIC GTEST_HAS_SEH=0)  # structured exceptions: a crash ends the program
     if(NOT TARGET GTest::gmock)
         add_library(GTest::gmock ALIAS gmock)

@@ -71,7 +71,7 @@ endif()
 
 # All logic of the plug-in, without platform bodies. Each room adds its sources (see TarnelSeams.cmake); the first
 # source is there because a library needs one.
-file(WRITE ${CMAKE_BINARY_DIR}/logic_anchor.cpp "")
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/logic_anchor.cpp CONTENT "")  # written once: all programs hang on it
 add_library(tarnel_logic STATIC ${CMAKE_BINARY_DIR}/logic_anchor.cpp)
 # The sources of a room are compiled together: most of the time goes into the headers that they share.
 set_target_properties(tarnel_logic PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
