@@ -10,21 +10,38 @@
 namespace bench {
 namespace {
 
+using KORR_PLIM::platform::OpenShared;
 using KORR_PLIM::platform::SeekStream;
 using KORR_PLIM::platform::StreamLength;
 
 constexpr uint32_t kSampleSize = 8;
 constexpr uint32_t kTransferSamples = 8192;
 
-// Without a buffer of the library, as the receiver does where a call moves one large piece.
-std::FILE* OpenUnbuffered(const char* path, const char* mode) {
-    std::FILE* file = std::fopen(path, mode);
+// Without a buffer of the library, as the receiver does where a call moves one large piece. Takes a null
+// pointer.
+std::FILE* Unbuffered(std::FILE* file) {
     if (file != nullptr) std::setvbuf(file, nullptr, _IONBF, 0);
     return file;
 }
 
+// A file that is opened for reading is asked whether it is one, as the receiver asks: that is a part of its
+// calls.
+std::FILE* OpenUnbuffered(const char* path, const char* mode) { return Unbuffered(OpenShared(path, mode)); }
+
+// Reads from an open file, which may be null, and closes it.
+uint32_t ReadAndClose(std::FILE* file, uint32_t start, uint32_t requested, void* buffer) {
+    if (file == nullptr) return 0;
+    std::size_t read = 0;
+    if (SeekStream(file, int64_t{start} * kSampleSize)) {
+        std::memset(static_cast<char*>(buffer) + (requested - 1) * kSampleSize, 0, kSampleSize);
+        read = std::fread(buffer, 1, std::size_t{requested} * kSampleSize, file);
+    }
+    std::fclose(file);
+    return static_cast<uint32_t>((read + kSampleSize - 1) / kSampleSize);
+}
+
 uint32_t PlainSamples(const char* capture) {
-    std::FILE* file = std::fopen(capture, "rb");
+    std::FILE* file = OpenShared(capture, "rb");
     if (file == nullptr) return 0;
     const int64_t length = StreamLength(file);
     std::fclose(file);
@@ -32,7 +49,7 @@ uint32_t PlainSamples(const char* capture) {
 }
 
 bool Exists(const char* path) {
-    std::FILE* file = std::fopen(path, "r");
+    std::FILE* file = OpenShared(path, "r");
     return file != nullptr && std::fclose(file) == 0;
 }
 
@@ -82,21 +99,13 @@ bool CanAppend(const char* path) {
 }  // namespace
 
 uint32_t PlainSeekReadOnce(const char* capture, uint32_t start, uint32_t requested, void* buffer) {
-    std::FILE* file = OpenUnbuffered(capture, "rb");
-    if (file == nullptr) return 0;
-    std::size_t read = 0;
-    if (SeekStream(file, int64_t{start} * kSampleSize)) {
-        std::memset(static_cast<char*>(buffer) + (requested - 1) * kSampleSize, 0, kSampleSize);
-        read = std::fread(buffer, 1, std::size_t{requested} * kSampleSize, file);
-    }
-    std::fclose(file);
-    return static_cast<uint32_t>((read + kSampleSize - 1) / kSampleSize);
+    return ReadAndClose(Unbuffered(std::fopen(capture, "rb")), start, requested, buffer);
 }
 
 uint32_t PlainSeekRead(const char* capture, uint32_t start, uint32_t requested, void* buffer) {
     const uint32_t total = PlainSamples(capture);
     if (start >= total) return 0;
-    return PlainSeekReadOnce(capture, start, std::min(requested, total - start), buffer);
+    return ReadAndClose(OpenUnbuffered(capture, "rb"), start, std::min(requested, total - start), buffer);
 }
 
 bool PlainSaveRaw(const char* capture, const char* output) {
