@@ -76,7 +76,7 @@ function(tarnel_add_test_headers)
     endif()
     file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/test_headers.cpp CONTENT "")
     add_executable(tarnel_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cpp)
-    target_link_libraries(tarnel_test_headers PRIVATE tarnel_logic pelkit GTest::gmock GTest::gtest_main)
+    target_link_libraries(tarnel_test_headers PRIVATE tarnel_logic tarnel_platform pelkit GTest::gmock GTest::gtest_main)
     target_compile_options(tarnel_test_headers PRIVATE ${TARNEL_TEST_OPTIONS})
     target_precompile_headers(tarnel_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <fstream>
         <map> <memory> <sstream> <string> <thread> <vector>)
