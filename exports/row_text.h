@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <string_view>
 
 #include "exports/output.h"
@@ -20,8 +19,7 @@ class RowText {
     }
     void Add(char character) { buffer[size++] = character; }
     void Add(std::string_view text) {
-        std::memcpy(&buffer[size], text.data(), text.size());
-        size += text.size();
+        size += text.copy(&buffer[size], text.size());  // also of a text that is nowhere
     }
     /// Of any length; no room for it is needed. A row that goes on behind it begins its room anew.
     void AddLong(std::string_view text) {

@@ -24,5 +24,8 @@ if(NOT WIN32)
     # Without a folder of the program's own in the loader's search, nor a library that has to be found there.
     set_target_properties(library_search_test PROPERTIES SKIP_BUILD_RPATH ON)
     target_link_options(library_search_test PRIVATE LINKER:--as-needed)
+    if(TARNEL_SANITIZE)  # lld takes objects of archives, and so their libraries, that nothing in the program asks for
+        target_link_options(library_search_test PRIVATE --ld-path=ld.bfd)
+    endif()
 endif()
 add_dependencies(library_search_test tarnel_test_modules tarnel_test_loaders)

@@ -19,10 +19,14 @@ void Release(void* memory) {
 
 std::size_t support::LiveBytes() { return live; }
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory != nullptr) live += malloc_usable_size(memory);
+    return memory;
+}
+void* operator new(std::size_t size) {
+    void* const memory = operator new(size, std::nothrow);
     if (memory == nullptr) throw std::bad_alloc();
-    live += malloc_usable_size(memory);
     return memory;
 }
 void operator delete(void* memory) noexcept { Release(memory); }

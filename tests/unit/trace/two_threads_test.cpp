@@ -84,8 +84,8 @@ void ExpectSameSoFar(const Both& both) {
 
 std::string Window(const RecordingIndex& index, const Bytes& bytes, double from, double to, bool columns) {
     const RecordingAxis axis({}, index.Timed());
-    const WindowFrame frame(axis, index.Timed(), from, to, 200, std::bitset<kTracks>().set(),
-                            index.Summaries().Types());
+    const TrackTypes types = index.Summaries().Types();
+    const WindowFrame frame(axis, index.Timed(), from, to, 200, std::bitset<kTracks>().set(), types);
     WindowQuery query(index, frame, columns);
     return Text(query.Answer(Memory(bytes)));
 }
