@@ -2,7 +2,7 @@
 import os
 import unittest
 
-from hosting import ON_WINE, main
+from hosting import ON_WINE, main, without_override
 from recorder import BYTES, NO_CAPTURE, Recorder
 
 
@@ -89,10 +89,7 @@ class Permissions(Recorder):
         self.base = os.path.join(self.home, ".KORR-trace")
 
     def command(self, *arguments):
-        """Permissions hold for root as well when it may not override them."""
-        held = "-dac_override"
-        root = ["setpriv", "--bounding-set", held, "--inh-caps", held] if os.geteuid() == 0 else []
-        return root + super().command(*arguments)
+        return without_override(super().command(*arguments))
 
     def make_folders(self):
         for name in ("data", "settings"):
