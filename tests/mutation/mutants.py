@@ -10,12 +10,13 @@ is built; one that does not compile is replaced by another. A mutant is killed w
 time; a mutant that all tests pass has survived and is listed with its line. Results are appended to a file as they come,
 one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
 commit are tried again, since tests may have been mended. The tests that are the likeliest to notice, those of the
-file's own room, are built and run first, one program after the other; with --near no others are, and what they do not
-notice stays undecided until a run without it. TARNEL_MUTANT_JOBS compilers run at once (2). Exit status: 0 when at
-least 97 % of COUNT mutants were killed.
+file's own room, are built and run first, one program after the other; all others come after them, several at once. With
+--near they do not, and what the first do not notice stays undecided until a run without it. TARNEL_MUTANT_JOBS compilers
+run at once, and twice as many tests (2). Exit status: 0 when at least 97 % of COUNT mutants were killed.
 """
 import argparse
 import collections
+import concurrent.futures
 import io
 import json
 import os
@@ -25,6 +26,7 @@ import re
 import subprocess
 import sys
 import tarfile
+import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -198,7 +200,7 @@ class Test:
         return passed is None or not passed and not self.passes()
 
     def passes(self):
-        """None when it does not end in its time."""
+        """None when it does not end in its time. Several tests may be asked at once, each by a thread of its own."""
         started = time.monotonic()
         result = run(self.command, max(60.0, 8 * self.usual), self.environment, self.folder)
         if result is None:
@@ -214,6 +216,24 @@ class Test:
         """Sorts those first that noticed most in the same file, then in the same room, then the quickest."""
         room = mutant["file"].split("/")[0]
         return -self.kills[mutant["file"]], -self.kills[room], self.usual
+
+
+def run_until_one_fails(tests):
+    """Runs tests in their order, several at once: those that failed, and those that were not begun."""
+    failed, left, changes = [], [], threading.Lock()
+
+    def run_one(test):
+        with changes:
+            if failed:
+                left.append(test)
+                return
+        if not test.passes():
+            with changes:
+                failed.append(test)
+
+    with concurrent.futures.ThreadPoolExecutor(2 * int(JOBS)) as pool:
+        list(pool.map(run_one, tests))
+    return failed, left
 
 
 def tests_of(tree, folder=""):
@@ -257,6 +277,19 @@ class Suite:
                 return test.name
         return None
 
+    def killer_of_many(self, mutant, tests):
+        """As `killer`, for tests that take long together: several run at once. Those that fail are tried again alone."""
+        left = sorted(tests, key=lambda test: test.promise(mutant))
+        while left:
+            if not build():
+                return "not built"
+            failed, left = run_until_one_fails(left)
+            for test in failed:
+                if test.notices():
+                    test.kills.update([mutant["file"], mutant["file"].split("/")[0]])
+                    return test.name
+        return None
+
     def outcome(self, mutant):
         near = [test for folder in self.near(mutant) for test in self.tests_in(folder)]
         noticed = self.killer(mutant, near)
@@ -266,8 +299,7 @@ class Suite:
         if noticed is None and not self.near_only:
             names = {test.name for test in near}
             others = [test for test in self.tests_in("") if test.name not in names]
-            noticed = self.killer(mutant, [test for test in others if "end-to-end" not in test.labels]) or \
-                self.killer(mutant, [test for test in others if "end-to-end" in test.labels])
+            noticed = self.killer_of_many(mutant, others)
         if noticed == "not built":
             return "not built", None
         if noticed:
@@ -283,7 +315,10 @@ class Suite:
         """Whether all tests pass as they are; those that do not are named. Learns how long each takes."""
         folders = sorted({folder for mutant in mutants for folder in self.near(mutant)}) if self.near_only else [""]
         tests = {test.name: test for folder in folders for test in self.tests_in(folder)}
-        failed = [test.name for test in tests.values() if test.notices()]
+        failed, left = [], list(tests.values())
+        while left:
+            doubtful, left = run_until_one_fails(left)
+            failed += [test.name for test in doubtful if test.notices()]
         for folder in {folder for mutant in mutants for folder in self.near(mutant)}:
             for test in self.tests_in(folder):  # the same test may have been listed twice
                 test.usual = tests[test.name].usual if test.name in tests else test.usual
