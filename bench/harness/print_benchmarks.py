@@ -10,7 +10,8 @@ from harness.figures import figure
 from harness.processes import Failure, Talker, cpu_seconds, end, sync
 from harness.road import carry
 
-CLOCK, PRESCALER = 120_000_000, 9  # 1.2 MB/s
+CLOCK = 120_000_000
+PRESCALER, SLOW_PRESCALER = 9, 99  # 1.2 MB/s; a tenth of it, which a probe holds for half a second on a busy machine
 PORT, CPU = 9, "board/cpu"
 SET_UP = '$ brantor\n$ product\nname="Brantor"\n$ swd\nswd_debug=enabled\nswo_data=tdo_pin\n'
 WARM_UP = 0.2  # seconds until a recording is under way
@@ -20,6 +21,7 @@ class Line:
     """A target that sends text, numbers and exceptions, on a port of its own."""
 
     def __init__(self, context, name, seconds):
+        self.prescaler = SLOW_PRESCALER if context.smoke else PRESCALER
         self.context, self.folder = context, context.path(name)
         os.makedirs(os.path.join(self.folder, "home"))
         for file, text in (("set-up.txt", SET_UP),
@@ -29,7 +31,7 @@ class Line:
                 out.write(text)
         self.env = dict(os.environ, USERPROFILE=self.file("home"), TRACEHOST_BOARD=self.file("board.json"),
                         KORR_TRACE_LOGGING="0", **{f"KORR_TRACE_COM{PORT}": self.file("port")})
-        self.bytes = int(CLOCK / (PRESCALER + 1) / 10 * seconds)
+        self.bytes = int(CLOCK / (self.prescaler + 1) / 10 * seconds)
         self.source = subprocess.Popen(
             [context.native("swosource"), "--board", self.file("board.json"), "--link", self.file("port"), "--bytes",
              str(self.bytes), "--report", self.file("report.json")], stderr=context.log)
@@ -43,7 +45,7 @@ class Line:
         return os.path.join(self.folder, name)
 
     def settings(self):
-        return ["--port", str(PORT), "--clock", str(CLOCK), "--prescaler", str(PRESCALER)]
+        return ["--port", str(PORT), "--clock", str(CLOCK), "--prescaler", str(self.prescaler)]
 
     def share(self, pid, seconds):
         """Of a core, that a process uses from a moment after its recording began."""
