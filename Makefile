@@ -88,6 +88,7 @@ run-asan:
 	@$(CTEST) --test-dir build/linux-asan -LE 'long|native-only'
 
 build-tsan: packages-all
+	@cmake/fetch-sources http
 	@$(call build_preset,linux-tsan)
 
 test-tsan: build-tsan run-tsan ## those with threads under the thread sanitizer

@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
 # Target tarnel_http: cpp-httplib. Natively Debian's library (libcpp-httplib-dev), whose header is light; it brings what it
 # was made with, TLS and compression, which nothing here uses. The cross build and the packages for Linux take its one
-# header as it is upstream, without those, from where cmake/fetch-sources has put it in the machine's cache.
+# header as it is upstream, without those, from where cmake/fetch-sources has put it in the machine's cache; so does the
+# build with the thread sanitizer, which does not see how code that it did not compile keeps its threads apart.
 add_library(tarnel_http INTERFACE)
-if(NOT CMAKE_CROSSCOMPILING AND NOT TARNEL_PACKAGED AND NOT MSVC)
+if(NOT CMAKE_CROSSCOMPILING AND NOT TARNEL_PACKAGED AND NOT MSVC AND NOT TARNEL_SANITIZE MATCHES thread)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(TARNEL_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib=0.11.4)
     target_link_libraries(tarnel_http INTERFACE PkgConfig::TARNEL_HTTPLIB)

@@ -62,6 +62,18 @@ def without_override(words):
     return ["setpriv", "--bounding-set", rights, "--inh-caps", rights, *words] if os.geteuid() == 0 else list(words)
 
 
+def has_open(process, path):
+    """Whether a process of Linux has the file open at this moment."""
+    folder = f"/proc/{process.pid}/fd"
+    for number in os.listdir(folder):
+        try:
+            if os.readlink(f"{folder}/{number}") == os.path.realpath(path):
+                return True
+        except FileNotFoundError:
+            pass  # closed meanwhile
+    return False
+
+
 def wait_for(condition, what):
     end = time.monotonic() + LIMIT
     while time.monotonic() < end:

@@ -11,7 +11,7 @@ import termios
 import time
 import unittest
 
-from hosting import LIMIT, ON_WINE, main, wait_for
+from hosting import LIMIT, ON_WINE, has_open, main, wait_for
 from recorder import BYTES, Recorder
 
 FILE_LIMIT = 40000  # bytes
@@ -150,7 +150,7 @@ class Port(CutShort):
         for before in (0.2, 0.1):
             number, *ends = self.plug_in()
             running = self.begins(number, "--output", "o.bin", "--force", "--seconds", str(seconds))
-            wait_for(lambda: self.is_capturing(running), "a capture")
+            wait_for(lambda: has_open(running, self.capture()), "a capture")
             began = time.monotonic()
             os.write(ends[0], BYTES)
             time.sleep(seconds - before - 0.05)
@@ -167,11 +167,6 @@ class Port(CutShort):
         error = running.communicate(timeout=LIMIT)[1]
         self.assertEqual((running.returncode, error), (0, ""))
         self.assertEqual(self.read(self.file("o.bin")), BYTES)
-
-    def is_capturing(self, running):
-        """Has its capture file open, so that the recording begins at this moment."""
-        folder = f"/proc/{running.pid}/fd"
-        return any(os.path.realpath(f"{folder}/{file}") == self.capture() for file in os.listdir(folder))
 
     def test_port_whose_place_is_taken_at_once_is_noticed_without_a_log(self):
         temporary = self.small_temporary_folder()

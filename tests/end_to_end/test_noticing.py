@@ -9,7 +9,7 @@ import threading
 import time
 import unittest
 
-from hosting import LIMIT, ON_WINE, main, wait_for
+from hosting import LIMIT, ON_WINE, has_open, main, wait_for
 from recorder import BYTES
 from test_cut_short import FILE_LIMIT, LOG_LIMIT, TINY, CutShort
 from test_cut_short_windows import Probed
@@ -108,15 +108,11 @@ class Noticing(InTime):
         running = self.records(number)
         if after_bytes:
             self.sends(ends[0])
-        wait_for(lambda: self.is_captured(running), "a capture")
+        wait_for(lambda: has_open(running, self.capture()), "a capture")
         time.sleep(0.2)  # it has been looked at
         moment = time.time()
         os.unlink(self.capture())
         return self.exact(moment, self.delay(running, moment, "was removed or shortened"))
-
-    def is_captured(self, running):
-        folder = f"/proc/{running.pid}/fd"
-        return any(os.path.realpath(f"{folder}/{file}") == self.capture() for file in os.listdir(folder))
 
     def file_takes_no_more(self, size, limited, reason):
         """Sends until the recording has ended; the fault's moment is that in which the capture has its last size."""

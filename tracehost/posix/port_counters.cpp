@@ -21,19 +21,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A descriptor of this process on the same device: the plug-in's while it records. \return -1 when there is
-/// none
-int OwnDescriptor(const std::string& path) {
+bool AreOneDevice(const struct stat& one, const struct stat& other) {
+    return S_ISCHR(one.st_mode) && S_ISCHR(other.st_mode) && one.st_rdev == other.st_rdev &&
+           one.st_dev == other.st_dev;
+}
+
+/// A second descriptor of what this process has open on the same device: the plug-in's while it records. Other
+/// threads open and close files meanwhile, so what a number stands for is asked again once it is held.
+/// \return -1 when there is none; otherwise the caller closes it
+int SecondOfOwn(const std::string& path) {
     struct stat wanted {};
-    if (::stat(path.c_str(), &wanted) != 0 || !S_ISCHR(wanted.st_mode)) return -1;
+    if (::stat(path.c_str(), &wanted) != 0) return -1;
     std::error_code failure;
     for (fs::directory_iterator entry("/proc/self/fd", failure), end; !failure && entry != end;
          entry.increment(failure)) {
         struct stat found {};
-        const int number = std::atoi(entry->path().filename().c_str());
-        const bool same = ::fstat(number, &found) == 0 && S_ISCHR(found.st_mode) &&
-                          found.st_rdev == wanted.st_rdev && found.st_dev == wanted.st_dev;
-        if (same) return number;
+        if (::stat(entry->path().c_str(), &found) != 0 || !AreOneDevice(found, wanted)) continue;
+        const int second = ::fcntl(std::atoi(entry->path().filename().c_str()), F_DUPFD_CLOEXEC, 0);
+        if (second < 0) continue;
+        if (::fstat(second, &found) == 0 && AreOneDevice(found, wanted)) return second;
+        ::close(second);
     }
     return -1;
 }
@@ -42,10 +49,8 @@ int OwnDescriptor(const std::string& path) {
 /// has open belongs to it alone and cannot be opened again: then that one is looked through.
 class Descriptor {
   public:
-    explicit Descriptor(const std::string& path) {
-        const int own = OwnDescriptor(path);
-        number = own >= 0 ? ::fcntl(own, F_DUPFD_CLOEXEC, 0)
-                          : ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    explicit Descriptor(const std::string& path) : number(SecondOfOwn(path)) {
+        if (number < 0) number = ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     }
     ~Descriptor() {
         if (number >= 0) ::close(number);
