@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "uart/posix/device_path.h"
 
@@ -28,29 +29,30 @@ bool AreOneDevice(const struct stat& one, const struct stat& other) {
 
 /// A second descriptor of what this process has open on the same device: the plug-in's while it records. Other
 /// threads open and close files meanwhile, so what a number stands for is asked again once it is held.
-/// \return -1 when there is none; otherwise the caller closes it
-int SecondOfOwn(const std::string& path) {
+/// \return nothing when there is none; -1 and errno when it cannot be had; otherwise the caller closes it
+std::optional<int> SecondOfOwn(const std::string& path) {
     struct stat wanted {};
-    if (::stat(path.c_str(), &wanted) != 0) return -1;
+    if (::stat(path.c_str(), &wanted) != 0) return std::nullopt;
     std::error_code failure;
     for (fs::directory_iterator entry("/proc/self/fd", failure), end; !failure && entry != end;
          entry.increment(failure)) {
         struct stat found {};
         if (::stat(entry->path().c_str(), &found) != 0 || !AreOneDevice(found, wanted)) continue;
         const int second = ::fcntl(std::atoi(entry->path().filename().c_str()), F_DUPFD_CLOEXEC, 0);
-        if (second < 0) continue;
-        if (::fstat(second, &found) == 0 && AreOneDevice(found, wanted)) return second;
+        if (second < 0 && errno == EBADF) continue;
+        if (second < 0 || (::fstat(second, &found) == 0 && AreOneDevice(found, wanted))) return second;
         ::close(second);
     }
-    return -1;
+    return std::nullopt;
 }
 
 /// A descriptor that closes itself; closing one of several leaves the line as it is. A port that this process
 /// has open belongs to it alone and cannot be opened again: then that one is looked through.
 class Descriptor {
   public:
-    explicit Descriptor(const std::string& path) : number(SecondOfOwn(path)) {
-        if (number < 0) number = ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    explicit Descriptor(const std::string& path) {
+        const std::optional<int> own = SecondOfOwn(path);
+        number = own ? *own : ::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     }
     ~Descriptor() {
         if (number >= 0) ::close(number);

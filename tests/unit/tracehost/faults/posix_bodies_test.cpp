@@ -407,6 +407,16 @@ TEST_F(PortCounts, PortThatThisProcessHasOpenIsNotOpenedAgain) {
     ::close(own);
 }
 
+TEST_F(PortCounts, PortThatThisProcessHasJustClosedIsOpenedAsAnyOther) {
+    const int own = __real_open(farEnd.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(own, 0);
+    ++openBefore;
+    failures = {{"fcntl", EBADF}, {"open", EBUSY}};
+    EXPECT_EQ(Look().note, "the port cannot be opened a second time: Device or resource busy");
+    EXPECT_TRUE(failures.empty());
+    ::close(own);
+}
+
 TEST_F(PortCounts, PortThatCannotBeOpenedTellsNothingButWhy) {
     failures = {{"open", EBUSY}};
     const PortGlance glance = Look();
