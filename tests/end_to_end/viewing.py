@@ -60,7 +60,10 @@ class Site:
         return self.request(f"{what}?token={self.token}{words}", method="POST", headers="Content-Length: 0\r\n")
 
     def overview(self):
-        return self.get("/api/overview").json()
+        answer = self.get("/api/overview")
+        if answer.status != 200:
+            raise AssertionError(f"no overview, but {answer.data[:500]}")
+        return answer.json()
 
 
 class ViewTest(HostTest):
