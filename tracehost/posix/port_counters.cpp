@@ -27,8 +27,8 @@ bool AreOneDevice(const struct stat& one, const struct stat& other) {
            one.st_dev == other.st_dev;
 }
 
-/// A second descriptor of what this process has open on the same device: the plug-in's while it records. Other
-/// threads open and close files meanwhile, so what a number stands for is asked again once it is held.
+/// A second descriptor of what this process has open on the same device: the plug-in's while it records.
+/// Other threads open and close files meanwhile, so what a number stands for is asked again once it is held.
 /// \return nothing when there is none; -1 and errno when it cannot be had; otherwise the caller closes it
 std::optional<int> SecondOfOwn(const std::string& path) {
     struct stat wanted {};
