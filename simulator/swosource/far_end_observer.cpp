@@ -1,5 +1,6 @@
 #include "simulator/swosource/far_end_observer.h"
 
+#include <chrono>
 #include <stdexcept>
 
 #include "simulator/swosource/real_time.h"
@@ -8,6 +9,7 @@ namespace Korr::Plim::Trace::Simulator {
 namespace {
 
 constexpr int64_t kLookEvery = 500'000;  // ns
+constexpr std::chrono::milliseconds kLookResting{20};
 
 }  // namespace
 
@@ -18,8 +20,21 @@ FarEndObserver::FarEndObserver(PseudoTerminal& pseudoTerminal) : terminal(pseudo
 
 FarEndObserver::~FarEndObserver() { Stop(); }
 
+void FarEndObserver::Rest(bool rests) {
+    if (resting == rests) return;
+    {
+        const std::lock_guard lock(changes);
+        resting = rests;
+    }
+    changed.notify_all();
+}
+
 void FarEndObserver::Stop() {
-    running = false;
+    {
+        const std::lock_guard lock(changes);
+        running = false;
+    }
+    changed.notify_all();
     if (thread.joinable()) thread.join();
 }
 
@@ -32,7 +47,12 @@ void FarEndObserver::Run() {
     try {
         while (running) {
             Look();
-            SleepUntil(SteadyNow() + kLookEvery);
+            if (resting) {
+                std::unique_lock lock(changes);
+                changed.wait_for(lock, kLookResting, [this] { return !running || !resting; });
+            } else {
+                SleepUntil(SteadyNow() + kLookEvery);
+            }
         }
     } catch (const std::exception& error) {
         failure = error.what();

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -28,6 +30,8 @@ class FarEndObserver {
     size_t Unread() const { return static_cast<size_t>(written - taken); }
     /// The rate to which the far end is set, at the last look. \throws std::runtime_error when looking failed
     uint32_t Baud() const;
+    /// While nothing is sent and all is read, it looks fifty times in a second only. [player's thread]
+    void Rest(bool rests);
     /// Ends the looking and waits for it. [player's thread]
     void Stop();
 
@@ -38,7 +42,10 @@ class FarEndObserver {
     std::atomic<uint64_t> written{0};
     std::atomic<uint64_t> taken{0};
     std::atomic<uint32_t> baud{0};
+    std::mutex changes;  ///< of the two below
+    std::condition_variable changed;
     std::atomic<bool> running{true};
+    std::atomic<bool> resting{false};
     std::atomic<bool> failed{false};
     std::string failure;  ///< set before `failed`
     std::thread thread;

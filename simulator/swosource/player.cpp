@@ -52,12 +52,17 @@ void Player::Play(const std::atomic<bool>& stop) {
     int64_t wake = SteadyNow();
     while (!stop && !Done()) {
         Step(SteadyNow());
-        wake = std::max(wake + kStep, SteadyNow());
+        const bool silent = IsSilent();
+        farEnd.Rest(silent);
+        wake = std::max(wake + (silent ? kWatchEvery : kStep), SteadyNow());
         SleepUntil(wake);
     }
     Drain(stop);
     if (!record.flush() || !recordTaken.flush()) throw std::runtime_error("writing a record failed");
 }
+
+/// Nothing is sent, and all that was sent is read.
+bool Player::IsSilent() const { return !target.Current().enabled && probe.Waiting() + unread == 0; }
 
 bool Player::Done() const {
     return sourceEnded || (settings.bytes && played >= *settings.bytes) ||
@@ -82,7 +87,10 @@ void Player::Step(int64_t now) {
 void Player::LookAround(int64_t now) {
     const bool wasSilent = !target.Current().enabled;
     target.Refresh();
-    if (wasSilent) farEnd.Look();  // the line may begin now: no old baud rate
+    if (wasSilent) {  // the line may begin now: no old baud rate, and no time that was rest
+        farEnd.Look();
+        clock.Rest(now);
+    }
     nextLook = now + kWatchEvery;
 }
 

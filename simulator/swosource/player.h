@@ -32,6 +32,7 @@ class Player {
     uint64_t LostBytes() const { return probe.Dropped() - probe.Unattended(); }
 
   private:
+    bool IsSilent() const;
     void Step(int64_t now);
     void LookAround(int64_t now);
     uint64_t Due(int64_t now);
