@@ -66,7 +66,7 @@ class Served(HostTest):
                         re.search(rb"tracehost: the bytes, as they come, at 127\.0\.0\.1:(\d+)\r?\n", self.words()),
                         "the port")
         if told is True:
-            raise AssertionError(self.words())
+            raise AssertionError(f"it ended with status {running.returncode}: {self.words()}")
         self.tcp_port = int(told[1])
         return running
 

@@ -76,7 +76,7 @@ class ViewTest(HostTest):
         self.addCleanup(kill_hosts, running, self.folder)
         told = wait_for(lambda: re.search(r"http://\S+", self.words()) or running.poll() is not None, "the page's address")
         if told is True:
-            raise AssertionError(self.words())
+            raise AssertionError(f"it ended with status {running.returncode}: {self.words()}")
         return running, Site(told[0])
 
     def words(self):
