@@ -6,7 +6,7 @@
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 # Tests wait for most of their time.
-TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
+TEST_JOBS ?= $(shell expr 5 \* $(JOBS) / 2)
 FUZZ_SECONDS ?= 60
 RUNS ?= 1
 # How often a test may run until it passes. What fails once and then passes is shown twice in the output.

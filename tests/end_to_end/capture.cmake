@@ -52,5 +52,5 @@ if(NOT WIN32)
     tarnel_add_capture_test(capture_file_on_a_full_device_is_reported)
     add_test(NAME swosource_commands
         COMMAND python3 ${CMAKE_CURRENT_SOURCE_DIR}/swosource_test.py $<TARGET_FILE:swosource>)
-    set_tests_properties(swosource_commands PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77 LABELS end-to-end)
+    set_tests_properties(swosource_commands PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77 LABELS end-to-end COST 10)
 endif()
