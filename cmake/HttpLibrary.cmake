@@ -24,4 +24,5 @@ endif()
 if(CMAKE_CROSSCOMPILING)
     target_compile_definitions(tarnel_http INTERFACE _access_s=_access)  # the headers of Wine have the other alone
 endif()
+target_compile_options(tarnel_http INTERFACE -ffile-prefix-map=${http_root}/=cpp-httplib/)  # of a home
 target_include_directories(tarnel_http SYSTEM INTERFACE ${http_root}/include)
