@@ -5,7 +5,7 @@
 # CMake and its presets do the building: this file only puts the steps in order.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
-# Tests wait for most of their time.
+# Tests wait for much of their time.
 TEST_JOBS ?= $(shell expr 5 \* $(JOBS) / 2)
 FUZZ_SECONDS ?= 60
 RUNS ?= 1
