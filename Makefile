@@ -117,6 +117,7 @@ fuzz: packages-all ## run every fuzz target for FUZZ_SECONDS (60) seconds, JOBS 
 	@fuzz/run_fuzzers $(FUZZ_SECONDS) $(JOBS)
 
 mutants: packages-all build ## change one line at a time and see that the tests notice (hours)
+	@cmake/fetch-sources http
 	@python3 tests/mutation/mutants.py
 
 # Files in packages carry the time of the last commit, so that the same sources make the same bytes. The sources may be

@@ -53,15 +53,18 @@ if(TARNEL_SANITIZE)
         endif()
     endif()
 endif()
-# What is packaged has the same bytes wherever and whenever it is built; on Windows not wherever yet (docs/testing.md).
+# What is packaged has the same bytes wherever and whenever it is built.
 if(TARNEL_PACKAGED OR CMAKE_CROSSCOMPILING)
     foreach(folder ${PROJECT_BINARY_DIR}=build ${PROJECT_SOURCE_DIR}/=./)  # not what begins like the sources' folder
         add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${folder}>)
     endforeach()
 endif()
 if(CMAKE_CROSSCOMPILING)
+    set_property(GLOBAL PROPERTY RULE_LAUNCH_COMPILE ${PROJECT_SOURCE_DIR}/cmake/with-relative-source)
+    file(RELATIVE_PATH sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
     # An object's name stays relative when the folder is.
-    add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-gno-codeview-command-line;-fdebug-compilation-dir=.>")
+    add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${sources}=./>"
+        "$<$<COMPILE_LANGUAGE:C,CXX>:-gno-codeview-command-line;-fdebug-compilation-dir=.>")
     add_link_options(LINKER:/Brepro LINKER:/pdbaltpath:%_PDB% LINKER:/pdbsourcepath:.)
 endif()
 if(NOT WIN32)
