@@ -6,6 +6,7 @@ usage: check_module.py exports MODULE NAME...
        check_module.py imports MODULE LIBRARIES LIST
        check_module.py hardening MODULE
        check_module.py version MODULE VERSION FILE_NAME DESCRIPTION
+       check_module.py free-of MODULE FOLDER
 
 LIST holds a library, a name and where the name is known from a line; with --write in its place the list is printed.
 LIBRARIES is the folder of the import libraries. Exit status: 0 as it must be, 1 not, with the differences.
@@ -94,6 +95,15 @@ def check_version(module, version, name, description):
                    [f"{name} = {value}" for name, value in expected.items()])
 
 
+def check_free_of(path, folder):
+    """Neither the module nor its debug information names the folder."""
+    naming = [file for file in (pathlib.Path(path), pathlib.Path(path).with_suffix(".pdb"))
+              if folder.encode() in file.read_bytes()]
+    for file in naming:
+        print(f"{file.name} names {folder}")
+    return not naming
+
+
 def main():
     check, path, *arguments = sys.argv[1:]
     module = PeFile(path)
@@ -102,6 +112,7 @@ def main():
         "imports": lambda: check_imports(module, *arguments),
         "hardening": lambda: check_hardening(module),
         "version": lambda: check_version(module, *arguments),
+        "free-of": lambda: check_free_of(path, *arguments),
     }
     return 0 if checks[check]() else 1
 

@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What a compiler is given by cmake/with-relative-source."""
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "cmake" / "with-relative-source"
+
+
+class RelativeSource(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name).resolve()
+        (self.folder / "build").mkdir()
+        (self.folder / "a room").mkdir()
+
+    def given(self, *words):
+        """The words that the compiler sees, without the first, which prints them."""
+        result = subprocess.run([SCRIPT, "printf", "%s\n", *words], cwd=self.folder / "build", capture_output=True, text=True,
+                                check=True)
+        return result.stdout.splitlines()
+
+    def test_the_word_behind_c_is_relative_to_the_working_directory(self):
+        self.assertEqual(self.given("-O2", "-c", f"{self.folder}/a room/x.cpp"), ["-O2", "-c", "../a room/x.cpp"])
+
+    def test_all_other_words_stay(self):
+        words = [f"-I{self.folder}", "-o", f"{self.folder}/x.o", "", "*", "a  b"]
+        self.assertEqual(self.given(*words, "-c", f"{self.folder}/build/x.cpp", *words), [*words, "-c", "x.cpp", *words])
+
+    def test_a_relative_source_stays(self):
+        self.assertEqual(self.given("-c", "../a room/x.cpp"), ["-c", "../a room/x.cpp"])
+
+    def test_c_without_a_source_stays(self):
+        self.assertEqual(self.given("-c"), ["-c"])
+
+    def test_the_compilers_status_is_its_own(self):
+        self.assertEqual(subprocess.run([SCRIPT, "sh", "-c", "exit 7"], check=False).returncode, 7)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
