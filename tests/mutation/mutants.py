@@ -7,7 +7,8 @@ usage: mutants.py [--count N] [--seed S] [--only REGEX] [--near] [--results FILE
 Works on a copy of the committed sources in build/mutants, so the tree stays as it is. What only plays the target and the
 host's libraries (simulator/) is not changed, nor are the Windows bodies, which the native tests do not see. Every mutant
 is built; one that does not compile is replaced by another. A mutant is killed when a test fails or does not end in its
-time; a mutant that all tests pass has survived and is listed with its line. Results are appended to a file as they come,
+time; a mutant that all tests pass has survived and is listed with its line. Those that equivalent.json lists are not
+tried: they do what the sources do, for the reason that stands there. Results are appended to a file as they come,
 one JSON object a line, and a second run with the same file goes on where the first stopped; survivors of an earlier
 commit are tried again, since tests may have been mended. The tests that are the likeliest to notice, those of the
 file's own room, are built and run first, one program after the other; all others come after them, several at once. With
@@ -134,6 +135,12 @@ def all_candidates(only):
                 found.append({"file": relative, "line": number + 1, "covers": len(covers), "kind": name, "text": text,
                               "was": "\n".join(lines[number:number + len(covers)])})
     return found
+
+
+def judged_equivalent():
+    """File, old text and new text of the mutants that no test could notice, as read by a person."""
+    listed = json.loads((ROOT / "tests" / "mutation" / "equivalent.json").read_text(encoding="utf-8"))
+    return {(judged["file"], judged["was"], judged["now"]) for judged in listed}
 
 
 def spread(found, seed):
@@ -396,7 +403,9 @@ def main():
     arguments = parser.parse_args()
 
     prepare()
-    order = spread(all_candidates(arguments.only), arguments.seed)
+    equivalent = judged_equivalent()
+    order = [mutant for mutant in spread(all_candidates(arguments.only), arguments.seed)
+             if (mutant["file"], mutant["was"], mutant["text"]) not in equivalent]
     if arguments.list:
         for mutant in order[:arguments.count]:
             print(f'{mutant["file"]}:{mutant["line"]} {mutant["kind"]}: {mutant["text"].strip()}')
