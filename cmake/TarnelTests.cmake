@@ -66,9 +66,9 @@ function(tarnel_wrap_function target macro itanium microsoft)
 endfunction()
 
 # Most of the time that a test takes to compile goes into GoogleTest's headers and into optimising its macros: the
-# headers are compiled once, and the test code, unlike what it tests, is not optimised.
+# headers are compiled once, and the test code, unlike what it tests, is not optimised and has no debug information.
 if(NOT MSVC)
-    set(TARNEL_TEST_OPTIONS -O0)
+    set(TARNEL_TEST_OPTIONS -O0 -g0)
 endif()
 function(tarnel_add_test_headers)
     if(TARGET tarnel_test_headers)
