@@ -9,7 +9,7 @@ namespace Korr::Plim::Trace::Simulator {
 namespace {
 
 constexpr int64_t kLookEvery = 500'000;  // ns
-constexpr std::chrono::milliseconds kLookResting{20};
+constexpr std::chrono::nanoseconds kLookResting{kRestingStep};
 
 }  // namespace
 

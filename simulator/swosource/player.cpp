@@ -54,7 +54,7 @@ void Player::Play(const std::atomic<bool>& stop) {
         Step(SteadyNow());
         const bool silent = IsSilent();
         farEnd.Rest(silent);
-        wake = std::max(wake + (silent ? kWatchEvery : kStep), SteadyNow());
+        wake = std::max(wake + (silent ? kRestingStep : kStep), SteadyNow());
         SleepUntil(wake);
     }
     Drain(stop);

@@ -163,6 +163,20 @@ class SwoSource(unittest.TestCase):
             self.assertEqual(self.finish()[0], 0)
             self.assertFalse(os.path.lexists(self.link))
 
+    def processor_time(self):
+        """Seconds that all threads of the source have run."""
+        times = 0
+        for thread in os.listdir(f"/proc/{self.source.pid}/task"):
+            with open(f"/proc/{self.source.pid}/task/{thread}/schedstat") as file:
+                times += int(file.read().split()[0])
+        return times / 1e9
+
+    def test_takes_next_to_no_processor_time_while_it_is_silent(self):
+        self.start(*self.board(1_000_000, prescaler=0, enabled=False), "--pattern", "counter")
+        before = self.processor_time()
+        time.sleep(1)
+        self.assertLess(self.processor_time() - before, 0.04)
+
     def test_is_silent_until_the_tpiu_is_enabled_and_after_it_is_disabled(self):
         board = self.board(1_000_000, prescaler=0, enabled=False)
         self.start(*board, "--pattern", "counter")
