@@ -70,6 +70,17 @@ TEST_F(Allocation, AStatusTextThatCannotBeKeptIsPassedOnAndTheMutexIsFree) {
     EXPECT_EQ(Status(), "Calibrating ...");
 }
 
+TEST_F(Allocation, AStatusTextThatCannotBeKeptComesWithoutFlags) {
+    StatusRecord record;
+    const std::string longer(record.text.capacity() + 1, 'x');
+    decltype(record.text) grown;
+    grown = longer;  // asks for what a text of a status asks for
+    support::refusedSize = grown.capacity() + 1;
+    EXPECT_THROW(DescribeState(kStoppedByError, record), std::bad_alloc);
+    support::refusedSize = 0;
+    EXPECT_THAT(record.flags, testing::ElementsAre(0, 0, 0, 0, 0));
+}
+
 TEST_F(Allocation, CapturedDataThatCannotBeAskedForIsNone) {
     Make();
     SetCapture("0123456789abcdef");

@@ -430,6 +430,15 @@ TEST_F(Attributes, AComparatorThatCannotBeReadIsZero) {
     EXPECT_EQ(Attribute("WP0 Comp"), "type 2 \"0\"");
 }
 
+TEST_F(Attributes, AComparatorWhoseReadThrowsLeavesTheAnswerWithoutAValue) {
+    Make();
+    memory.throws = true;
+    TraceAttribute answer;
+    EXPECT_THROW(driver->GetAttribute("WP0 Comp", answer), fakes::HostFault);
+    EXPECT_EQ(answer.type, 0U);
+    EXPECT_EQ(answer.value, nullptr);
+}
+
 TEST_F(Attributes, TheExceptionMapIsTheDefaultOneAtFirst) {
     Make();
     EXPECT_EQ(Attribute("ITM Exception Map Name"), "type 5 \"MOD_EXCEPTIONMAP\"");

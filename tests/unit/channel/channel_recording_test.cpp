@@ -348,6 +348,14 @@ TEST_F(Recording, ALargeExportStatusIsLoggedWhole) {
     EXPECT_THAT(journal.Calls(), Contains("ClearExportStatus(7, 3735928559)"));
 }
 
+TEST_F(Recording, AnExportStatusThatTheHostCannotClearIsLoggedAllTheSame) {
+    Make();
+    adapter.exportStatus = 5;
+    adapter.throwing = {"ClearExportStatus"};
+    EXPECT_THROW(StartRecording(), fakes::HostFault);
+    EXPECT_TRUE(log.Has("M Tarnel_ChannelDriver: Trace export (xmtr) status 0x5."));
+}
+
 TEST_F(Recording, AFailingClearIsNotAnError) {
     Make();
     adapter.exportStatus = 5;

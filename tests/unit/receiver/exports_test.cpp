@@ -41,6 +41,19 @@ TEST_F(Exports, TwoCreationsGiveOneReceiverAndTheSecondDestructionEndsIt) {
               (Strings{"M Tarnel_Receiver: Created SWO receiver", "M Tarnel_Receiver: Receiver destroyed"}));
 }
 
+TEST_F(Exports, LinesNeedTheirOwnLevel) {
+    DestroyRcvr(CreateRcvr());  // once, so that the environment is set up
+    const support::LevelledLines expected = {{1, "M Tarnel_Receiver: Created SWO receiver"},
+                                             {1, "M Tarnel_Receiver: Receiver destroyed"}};
+    for (const int level : {0, 1}) {
+        const support::LogAtLevel written(std::to_string(level));
+        log = support::LogLines();
+        DestroyRcvr(CreateRcvr());  // makes the process's log the current one again; the level stays
+        EXPECT_EQ(ReceiverLines(), support::LinesUpTo(level, expected)) << level;
+        EXPECT_EQ(written.Get(), Strings{}) << level;
+    }
+}
+
 TEST_F(Exports, AnotherReceiverCanBeMadeAfterTheLast) {
     for (int round = 0; round < 3; ++round) DestroyRcvr(CreateRcvr());
     EXPECT_EQ(host.journal.Count("CreateDeviceIdentifier"), 3u);

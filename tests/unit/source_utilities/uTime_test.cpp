@@ -112,6 +112,7 @@ TEST_F(uTimeTest, DayOfYearTablesAreOppositeToTheCalendar) {
 TEST_F(uTimeTest, DayOfYearCountsFromOneAndIsZeroWithoutAMonth) {
     EXPECT_EQ(DayOfYear(2026, 1, 1), "002");
     EXPECT_EQ(DayOfYear(2026, 0, 17), "001");
+    EXPECT_EQ(DayOfYear(2026, 13, 17), "001");
 }
 TEST_F(uTimeTest, SnapshotIsSharedBetweenThreads) {
     const uTime here;
