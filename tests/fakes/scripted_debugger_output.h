@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,5 +11,7 @@ namespace fakes::debugger_output {
 
 void Reset();
 std::vector<std::string> Texts();
+/// Called with every text, before it is kept; forgotten by Reset.
+void WhileWriting(std::function<void()> action);
 
 }  // namespace fakes::debugger_output

@@ -18,6 +18,7 @@ std::atomic<int> PosixFaults::lockCalls{0};
 std::atomic<int> PosixFaults::joinCalls{0};
 std::vector<std::string> PosixFaults::opened;
 std::atomic<int> PosixFaults::stdoutFlushes{0};
+std::function<void(int)> PosixFaults::whileSettingPriority;
 std::optional<struct statvfs> PosixFaults::pretendedVolume;
 std::optional<timespec> PosixFaults::pretendedTime;
 
@@ -26,6 +27,7 @@ void PosixFaults::Forget() {
     interrupted.clear();
     failureNumber = EIO;
     opened.clear();
+    whileSettingPriority = nullptr;
     pretendedVolume.reset();
     pretendedTime.reset();
 }
@@ -110,6 +112,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 }
 int __real_setpriority(__priority_which_t, id_t, int);
 int __wrap_setpriority(__priority_which_t which, id_t who, int nice) {
+    if (PosixFaults::whileSettingPriority) PosixFaults::whileSettingPriority(nice);
     return Fails("setpriority") ? -1 : __real_setpriority(which, who, nice);
 }
 int __real_nanosleep(const timespec*, timespec*);

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -24,6 +25,7 @@ class PosixFaults : public testing::Test {
     static std::atomic<int> joinCalls;
     static std::vector<std::string> opened;  ///< what dlopen was asked for
     static std::atomic<int> stdoutFlushes;
+    static std::function<void(int)> whileSettingPriority;  ///< called by setpriority with the nice value
     /// What statvfs and clock_gettime answer instead of the truth.
     static std::optional<struct statvfs> pretendedVolume;
     static std::optional<timespec> pretendedTime;

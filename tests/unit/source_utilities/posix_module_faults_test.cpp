@@ -1,10 +1,18 @@
 #include "posix_faults.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "source_utilities/dynamic_library.h"
+#include "source_utilities/native_thread.h"
 #include "source_utilities/uDll.h"
 #include "source_utilities/uThread.h"
 #include "thread_flag.h"
@@ -13,6 +21,33 @@
 namespace {
 
 using namespace KORR_PLIM;
+
+/// Made before the first thread of the program, so gone after the module's threads have been waited for.
+class ProgramsEnd {
+  public:
+    ~ProgramsEnd() {
+        if (givesJoins) _exit(PosixFaults::joinCalls);
+    }
+    bool givesJoins = false;  ///< the program's exit status is how many threads were joined
+};
+ProgramsEnd programsEnd;
+
+/// A thread that has been made and waits to be resumed, then for its end.
+struct WaitingThread {
+    std::atomic<bool> mayEnd{false};
+    uint32_t id = 0;
+    const platform::ThreadHandle handle = platform::CreateSuspendedThread(0, &Run, this, id);
+    const std::filesystem::path place = "/proc/self/task/" + std::to_string(id);
+
+    bool Lives() const { return std::filesystem::exists(place); }
+    void WaitForEnd() const {
+        while (Lives()) uThread::Yield();
+    }
+    static uint32_t Run(void* thread) {
+        while (!static_cast<WaitingThread*>(thread)->mayEnd) uThread::Yield();
+        return 0;
+    }
+};
 
 TEST_F(PosixFaults, ThreadThatCannotBeCreatedFailsTheStart) {
     Flag flag;
@@ -45,6 +80,47 @@ TEST_F(PosixFaults, RefusedPriorityDoesNotKeepTheThreadFromRunning) {
         ASSERT_TRUE(thread.Start());
         Wait(flag);
     }
+}
+TEST_F(PosixFaults, PrioritiesAreNiceValues) {
+    WaitingThread thread;
+    ASSERT_NE(thread.handle, platform::kNoThread);
+    int priority = 0;
+    std::vector<std::pair<int, int>> nices;
+    whileSettingPriority = [&](int nice) { nices.emplace_back(priority, nice); };
+    failing = {"setpriority"};  // so that it does not matter who may have which
+    for (priority = -20; priority <= 20; ++priority) platform::SetThreadPriority(thread.handle, priority);
+    EXPECT_EQ(nices, (std::vector<std::pair<int, int>>{
+                         {-15, 19}, {-2, 10}, {-1, 5}, {0, 0}, {1, -5}, {2, -10}, {15, -15}}));
+    thread.mayEnd = true;
+    platform::ResumeThread(thread.handle);
+    thread.WaitForEnd();
+    platform::CloseThread(thread.handle);
+}
+TEST_F(PosixFaults, ThreadDoesNotEndWhileItsPriorityIsSet) {
+    WaitingThread thread;
+    ASSERT_NE(thread.handle, platform::kNoThread);
+    platform::ResumeThread(thread.handle);
+    whileSettingPriority = [&](int) {
+        thread.mayEnd = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_TRUE(thread.Lives()) << "its id may be another one's by now";
+    };
+    platform::SetThreadPriority(thread.handle, 0);
+    thread.WaitForEnd();
+    platform::CloseThread(thread.handle);
+}
+TEST_F(PosixFaults, ThreadsAreJoinedAtTheEnd) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            WaitingThread thread;
+            platform::ResumeThread(thread.handle);
+            thread.mayEnd = true;
+            thread.WaitForEnd();
+            programsEnd.givesJoins = true;
+            std::exit(0);
+        },
+        testing::ExitedWithCode(1), "");
 }
 TEST_F(PosixFaults, InterruptedSleepGoesOn) {
     failing = {"nanosleep"};

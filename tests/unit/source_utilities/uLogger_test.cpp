@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -153,6 +155,16 @@ TEST_F(uLoggerTest, DebuggerGetsEachLine) {
     logger.SetDebugger(true);
     logger.Log(16, 2, "x");
     EXPECT_EQ(debugger::Texts(), (std::vector<std::string>{"    E 12:34:56:007 | x\n"}));
+}
+TEST_F(uLoggerTest, SwitchingOffWaitsForTheLineThatIsBeingWritten) {
+    std::future<bool> off;
+    logger.SetDebugger(true);
+    debugger::WhileWriting([&] {
+        off = std::async(std::launch::async, [this] { return logger.SetEnabled(false); });
+        EXPECT_EQ(off.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    });
+    logger.Log(1, 0, "x");
+    EXPECT_TRUE(off.get());
 }
 TEST_F(uLoggerTest, LinesAroundTheBufferSizeComeOutWhole) {
     for (std::size_t length = 4080; length <= 4100; ++length) {
