@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -118,6 +119,33 @@ TEST_F(OutputFaults, TdfFileThatBecomesAnotherWhileRecordingIsRefused) {
     file.Prepare();
     std::ofstream(Path("o.tdf"), std::ios::trunc) << "no TDF file at all, but longer than a header";
     EXPECT_NE(Thrown([&] { file.NextPart(); }), "nothing");
+}
+
+TEST_F(OutputFaults, TdfFileWhoseHeaderFindsNoRoomIsRefused) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &none);
+    OutputFile file(To("o.tdf"), nullptr);
+    const std::string refusal = Thrown([&] { file.Prepare(); });
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(refusal,
+              "\"" + Path("o.tdf") + "\" cannot be written: is the folder there, and is there room?");
+}
+
+TEST_F(OutputFaults, FileToReplaceIsReplacedOnceItCanBe) {
+    fs::create_directories(Path("sub"));
+    OutputFile file(To("sub/o.tdf", true), nullptr);
+    file.Prepare();
+    fs::remove_all(Path("sub"));
+    driver.saved = std::string(24, 'h') + "12345678";
+    EXPECT_NE(Thrown([&] { file.Save(driver, 8, std::nullopt); }), "nothing");
+    fs::create_directories(Path("sub"));
+    std::ofstream(Path("sub/o.tdf")) << "no TDF file at all, but longer than a header";
+    EXPECT_EQ(Thrown([&] { file.Save(driver, 8, std::nullopt); }), "nothing");
+    EXPECT_EQ(Read(Path("sub/o.tdf")).substr(16), driver.saved);
 }
 
 TEST_F(OutputFaults, NextPartsOfARawFilePassOverNamesThatAreTaken) {

@@ -135,5 +135,23 @@ TEST_F(CaptureBytesTest, MovedBytesAreReadAtTheirNewPlace) {
     EXPECT_TRUE(old.expired()) << "the first place is let go";
 }
 
+TEST_F(CaptureBytesTest, BytesAreMovedWhileTheyAreRead) {
+    const auto place = [] {
+        auto bytes = std::make_shared<KeptBytes>();
+        bytes->Append(List{1, 2, 3});
+        return bytes;
+    };
+    MovableBytes bytes(place());
+    std::atomic<bool> over{false};
+    int wrong = 0;
+    std::thread reader([&] {
+        while (!over) wrong += ReadFrom(bytes, 0) == List{1, 2, 3} ? 0 : 1;
+    });
+    for (int i = 0; i < 20000; ++i) bytes.MoveTo(place());
+    over = true;
+    reader.join();
+    EXPECT_EQ(wrong, 0);
+}
+
 }  // namespace
 }  // namespace Korr::Plim::Trace::Tracehost

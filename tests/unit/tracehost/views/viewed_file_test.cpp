@@ -88,6 +88,7 @@ TEST_F(ViewedFileTest, CompleteFileIsShownToItsEnd) {
     EXPECT_EQ(view->Name(), path);
     EXPECT_TRUE(Comes([this] { return view->Feed().Now().indexed == 32; }));
     EXPECT_FALSE(IsLive());
+    EXPECT_NE(view->Feed().Overview().find("\"changeable\":true"), std::string::npos) << "types of ports";
     EXPECT_TRUE(Shows("second"));
     EXPECT_EQ(Told([] {}), "");
     EXPECT_TRUE(view->Whole());
