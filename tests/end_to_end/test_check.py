@@ -191,6 +191,16 @@ class BrokenPlugins(Check):
                 found = self.run_check("--only", check, faults=[fault], plugin=BROKEN)[check]
                 self.assertEqual((found["result"], found["reason"]), ("fail", reason))
 
+    def test_a_fault_that_one_step_of_a_check_finds_is_told_with_what_was_seen_there(self):
+        for check, step, reason in (
+                ("notify-start-and-stop", "halted",
+                 "GetStatus after the target halted, with nothing recorded: code: 99 instead of 16"),
+                ("notify-quiet", "no-port", "the plug-in refuses what it must not: the port is not there")):
+            with self.subTest(check, step=step):
+                found = self.run_check("--only", check, *(self.pairs() if ON_WINE else ()), faults=[f"{check}:{step}"],
+                                       plugin=BROKEN)[check]
+                self.assertEqual((found["result"], found["reason"]), ("fail", reason))
+
     def test_a_crash_an_exit_and_a_call_without_end_cost_one_check_and_are_told_with_their_step(self):
         for fault, outcome, reason in (("crash", "crash", r"(signal 11|exception 0xC0000005).*, at GetCpuName"),
                                        ("exit", "crash", "the process ended with status 0, at GetCpuName"),
@@ -231,6 +241,11 @@ fail     driver-progress
 pass     status-without-target
 3 checks: 1 passed, 1 failed, 1 crashed
 """, "--only", "driver-slots,driver-progress,status-without-target", faults=[crash, "driver-progress"], plugin=BROKEN)
+
+    def test_control_characters_of_a_reason_are_shown_escaped(self):
+        shown = self.run_quiet("--only", "exports", plugin="no\x1bwhere").stdout
+        self.assertIn('         cannot load "no\\x1Bwhere": ', shown)
+        self.assertNotIn("\x1b", shown)
 
     def test_what_does_not_end_is_told_with_the_step(self):
         self.expect(1, f"""\

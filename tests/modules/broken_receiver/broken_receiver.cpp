@@ -36,6 +36,11 @@ void BrokenReceiver::TargetStateChanged(const char* cpu, uint32_t state) {
     real->TargetStateChanged(cpu, state);
     BrokenDriver* const driver = Find(cpu);
     if (driver == nullptr) return;
+    const bool isReady = driver->Code() == kStatusReady;
+    if (Has("notify-start-and-stop:halted") && state == 7 && isReady) driver->real->SetTargetState(3);
+    if (Has("notify-quiet:no-port") && state == 6 && isReady) {
+        throw cPelkitError("the port is not there", cPelkitErrorIF::eSEVERITY_ERROR);
+    }
     if (Has("notify-quiet") && state == 6 && driver->Code() != kStatusRecording) {
         throw cPelkitError("the recording does not start", cPelkitErrorIF::eSEVERITY_ERROR);
     }

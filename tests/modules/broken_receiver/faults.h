@@ -8,7 +8,8 @@
 
 /// Whether this copy of the plug-in has a fault: the variable TARNEL_TEST_FAULTS holds the names of those it
 /// has, with commas between them. A fault has the name of the check that must find it; one that several find
-/// has the names of the two operations that stand in each other's place, with "/" between them.
+/// has the names of the two operations that stand in each other's place, with "/" between them, and one that
+/// a single step finds has the check's name and a word for the step behind ":".
 inline bool Has(const std::string& fault) {
     static const std::string faults = [] {
         const char* const names = std::getenv("TARNEL_TEST_FAULTS");

@@ -145,6 +145,18 @@ TEST_F(FeedThreadTest, WhatTheHostKnowsIsAddedAtTheEndOnItsOwnThread) {
     EXPECT_NE(changedBy, std::thread::id());
 }
 
+TEST_F(FeedThreadTest, WhoAsksForItsProblemDoesNotWaitForWhatIsAddedAtTheEnd) {
+    Begin(CaptureOf("first\n"));
+    std::future<std::string> problem;
+    auto answered = std::future_status::timeout;
+    thread->End(16, [&](Swo::CaptureAnalysis&) {
+        problem = std::async(std::launch::async, [this] { return thread->Problem(); });
+        answered = problem.wait_for(std::chrono::seconds(5));
+    });
+    EXPECT_TRUE(Ended());
+    EXPECT_EQ(answered, std::future_status::ready);
+}
+
 TEST_F(FeedThreadTest, ArrivalsAreTheAxisOfACaptureWithoutTimestamps) {
     Begin(CaptureOf("said\n"));
     thread->SetArrivals({{0, 0}, {500, 8}, {2000, 16}});
