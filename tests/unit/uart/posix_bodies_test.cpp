@@ -416,6 +416,14 @@ TEST_F(PosixBodies, ClosingGivesTheLineTheSettingsThatItWasFoundWith) {
     EXPECT_EQ(system.settingsSet, 2);
 }
 
+TEST_F(PosixBodies, WhatHasNoCounterpartReadsAsFalseWhateverTheRecordHeld) {
+    ASSERT_TRUE(port.Open(3));
+    LineState state;
+    state.dsrFlow = state.dsrSensitivity = state.discardNull = state.abortOnError = true;
+    ASSERT_TRUE(port.GetState(state));
+    EXPECT_FALSE(state.dsrFlow || state.dsrSensitivity || state.discardNull || state.abortOnError);
+}
+
 TEST_F(PosixBodies, LineThatItsOwnerRestoredIsNotSetAgainByClosing) {
     system.settings.c_ispeed = 9600;
     LineState found;
