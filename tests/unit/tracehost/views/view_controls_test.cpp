@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "viewer/feed.h"
 
 namespace Korr::Plim::Trace::Tracehost {
@@ -38,6 +41,19 @@ TEST(ViewControls, TypesThatAreNoneChangeNothing) {
     }
     EXPECT_FALSE(controls.Apply(ports));
     EXPECT_TRUE(ports.empty());
+}
+
+TEST(ViewControls, PagesWantPortsWhileTheViewLooks) {
+    ViewControls controls;
+    Swo::PortFormats ports;
+    std::atomic<bool> over{false};
+    std::thread page([&] {
+        for (int i = 0; !over; ++i) controls.ShowPorts({{static_cast<uint8_t>(i % 32), "u32"}});
+    });
+    for (int i = 0; i < 2000000 || ports.size() < 32; ++i) controls.Apply(ports);
+    over = true;
+    page.join();
+    EXPECT_EQ(ports.size(), 32U);
 }
 
 TEST(ViewControls, StopIsThatOfWhoRecords) {
