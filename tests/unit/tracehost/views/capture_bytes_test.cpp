@@ -147,7 +147,7 @@ TEST_F(CaptureBytesTest, BytesAreMovedWhileTheyAreRead) {
     std::thread reader([&] {
         while (!over) wrong += ReadFrom(bytes, 0) == List{1, 2, 3} ? 0 : 1;
     });
-    for (int i = 0; i < 20000; ++i) bytes.MoveTo(place());
+    for (int i = 0; i < 200000; ++i) bytes.MoveTo(place());
     over = true;
     reader.join();
     EXPECT_EQ(wrong, 0);
