@@ -262,7 +262,7 @@ class Suite:
         """Folders with the tests that are the likeliest to notice."""
         room = mutant["file"].split("/")[0]
         if mutant["kind"] == "swapped slots":
-            return ["tests/abi"]
+            return ["tests/abi", f"tests/unit/{room}"]
         return [f"tests/unit/{room}"] + (["tests/contract"] if "/posix/" in mutant["file"] else []) + \
             (["tests/second_reading"] if room == "uart" else [])
 
