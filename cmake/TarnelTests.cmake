@@ -69,7 +69,10 @@ endfunction()
 # headers are compiled once, and the test code, unlike what it tests, is not optimised. Nor has it debug information, on
 # Linux: for Windows the compiler would refuse the options that say what stands in it.
 if(NOT MSVC)
-    set(TARNEL_TEST_OPTIONS -O0 $<$<NOT:$<BOOL:${WIN32}>>:-g0>)
+    set(TARNEL_TEST_OPTIONS -O0)
+endif()
+if(NOT WIN32)
+    list(APPEND TARNEL_TEST_OPTIONS -g0)
 endif()
 function(tarnel_add_test_headers)
     if(TARGET tarnel_test_headers)
