@@ -53,7 +53,7 @@ if(TARNEL_SANITIZE)
         endif()
     endif()
 endif()
-# What is packaged has the same bytes wherever and whenever it is built, but for tracehost.exe (docs/testing.md).
+# What is packaged has the same bytes wherever and whenever it is built.
 if(TARNEL_PACKAGED OR CMAKE_CROSSCOMPILING)
     foreach(folder ${PROJECT_BINARY_DIR}=build ${PROJECT_SOURCE_DIR}/=./)  # not what begins like the sources' folder
         add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${folder}>)

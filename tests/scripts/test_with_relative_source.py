@@ -32,6 +32,22 @@ class RelativeSource(unittest.TestCase):
     def test_a_relative_source_stays(self):
         self.assertEqual(self.given("-c", "../a room/x.cpp"), ["-c", "../a room/x.cpp"])
 
+    def test_files_compiled_together_are_included_by_paths_from_the_folder_of_the_project(self):
+        project = SCRIPT.parents[1]
+        (self.folder / "build" / "Unity").mkdir()
+        (self.folder / "build" / "Unity" / "unity_0_cxx.cxx").write_text(
+            f'#line 1 "here"\n#include "{project}/a room/x.cpp"\n#include "{project}s/y.cpp"\n#include "{self.folder}/z.cpp"\n')
+        self.assertEqual(self.given("-c", f"{self.folder}/build/Unity/unity_0_cxx.cxx"),
+                         ["-c", "Unity/relative_unity_0_cxx.cxx"])
+        self.assertEqual((self.folder / "build" / "Unity" / "relative_unity_0_cxx.cxx").read_text(),
+                         f'#line 1 "here"\n#include "a room/x.cpp"\n#include "{project}s/y.cpp"\n#include "{self.folder}/z.cpp"\n')
+
+    def test_files_compiled_together_that_cannot_be_read_are_a_failure(self):
+        (self.folder / "build" / "Unity").mkdir()
+        result = subprocess.run([SCRIPT, "true", "-c", f"{self.folder}/build/Unity/unity_0_cxx.cxx"], cwd=self.folder,
+                                capture_output=True, text=True, check=False)
+        self.assertNotEqual(result.returncode, 0)
+
     def test_c_without_a_source_stays(self):
         self.assertEqual(self.given("-c"), ["-c"])
 
