@@ -38,7 +38,7 @@ class RelativeSource(unittest.TestCase):
         (self.folder / "build" / "Unity" / "unity_0_cxx.cxx").write_text(
             f'#line 1 "here"\n#include "{project}/a room/x.cpp"\n#include "{project}s/y.cpp"\n#include "{self.folder}/z.cpp"\n')
         self.assertEqual(self.given("-c", f"{self.folder}/build/Unity/unity_0_cxx.cxx"),
-                         ["-c", "Unity/relative_unity_0_cxx.cxx"])
+                         ["-c", "Unity/relative_unity_0_cxx.cxx", "-iquote", str(project)])
         self.assertEqual((self.folder / "build" / "Unity" / "relative_unity_0_cxx.cxx").read_text(),
                          f'#line 1 "here"\n#include "a room/x.cpp"\n#include "{project}s/y.cpp"\n#include "{self.folder}/z.cpp"\n')
 
