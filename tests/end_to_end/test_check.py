@@ -17,7 +17,7 @@ SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 ALONE = os.environ.get("TARNEL_EVERY_FAULT_ALONE")
 BROKEN = "tarnel_test_broken_receiver"
 BY_A_MODULE_OF_ITS_OWN = ("exports", "exports-delete")
-GROUPS = 4  # in which the faults are tried: one after the other they take minutes
+GROUPS = 2  # in which the faults are tried: one after the other they take minutes
 FEW_ROUNDS = ("--rounds", "10")
 
 
