@@ -264,7 +264,7 @@ class Suite:
         if mutant["kind"] == "swapped slots":
             return ["tests/abi", f"tests/unit/{room}"]
         return [f"tests/unit/{room}"] + (["tests/contract"] if "/posix/" in mutant["file"] else []) + \
-            (["tests/second_reading"] if room == "uart" else [])
+            {"uart": ["tests/second_reading"], "trace": ["tests/unit/viewer"]}.get(room, [])
 
     def tests_in(self, folder, tree="linux"):
         known = self.tests if tree == "linux" else self.races
