@@ -274,6 +274,15 @@ class Zip(ExampleHost, PackageTest):
         self.assertEqual(below, {"tracehost.exe", "counter_check.exe", "pelkit.dll", "SetupAdapter4.dll",
                                  "DeviceIdentifier.dll", "ICETargetAdapter.dll"})
 
+    def test_import_libraries_name_what_their_libraries_export(self):
+        names = [name for name in os.listdir(os.path.join(self.zip, "lib")) if name.endswith(".lib")]
+        self.assertEqual(len(names), 4)
+        for name in names:
+            library = os.path.join(self.zip, "simulated", name[:-4] + ".dll")
+            exported = re.findall(r"^ *Name: (.+)$", run("llvm-readobj-19", "--coff-exports", library), re.MULTILINE)
+            imported = re.findall(r" T __imp_(.+)$", run("llvm-nm-19", os.path.join(self.zip, "lib", name)), re.MULTILINE)
+            self.assertEqual((name, sorted(imported)), (name, sorted(exported)))
+
     def test_carries_the_licences(self):
         self.assertLessEqual({"LICENSE", "NOTICE", "README.md"}, set(os.listdir(self.zip)))
 
