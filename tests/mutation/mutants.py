@@ -18,6 +18,7 @@ run at once, and twice as many tests (2). Exit status: 0 when at least 97 % of C
 import argparse
 import collections
 import concurrent.futures
+import fcntl
 import io
 import json
 import os
@@ -352,8 +353,18 @@ def copy_sources():
             path.chmod(mode)
 
 
-def prepare():
+def lock_copy():
+    """Two runs in one copy would see each other's mutants. Held for as long as what is returned is open."""
     COPY.mkdir(parents=True, exist_ok=True)
+    lock = (COPY.parent / "mutants.lock").open("w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        raise SystemExit(f"another run works in {COPY}") from None
+    return lock
+
+
+def prepare():
     copy_sources()
     fast_link = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld=gold" for kind in ("EXE", "SHARED", "MODULE")]
     options = {"linux": ["-DCMAKE_CXX_FLAGS_RELEASE=-O0", *fast_link], RACES: []}
@@ -402,6 +413,7 @@ def main():
     parser.add_argument("--list", action="store_true", help="show the mutants and end")
     arguments = parser.parse_args()
 
+    lock = lock_copy()  # until the end
     prepare()
     equivalent = judged_equivalent()
     order = [mutant for mutant in spread(all_candidates(arguments.only), arguments.seed)
@@ -440,6 +452,7 @@ def main():
             file.write(json.dumps(mutant) + "\n")
         print(f'{judged:4} {mutant["outcome"]:9} {mutant["file"]}:{mutant["line"]} {mutant["kind"]}', flush=True)
     share = report(results)
+    lock.close()
     if judged < arguments.count and not arguments.only:
         print(f"only {judged} of {arguments.count} mutants could be made", file=sys.stderr)
         return 1
