@@ -305,9 +305,9 @@ TEST(HoleForecast, HolesAreSeenWhereTheLastTimestampWasLongAgo) {
 }
 
 TEST(HoleForecast, TooFewBytesAreForecastNothing) {
-    EXPECT_EQ(ForecastHoles(Firmware(2000), {}).holes, 0);
+    EXPECT_EQ(ForecastHoles(Firmware(2047), {}).holes, 0);
     EXPECT_EQ(ForecastHoles({}, {}).holes, 0);
-    EXPECT_EQ(ForecastHoles(Firmware(2100), {}).holes, 200);
+    EXPECT_EQ(ForecastHoles(Firmware(2048), {}).holes, 200);
 }
 
 }  // namespace

@@ -73,6 +73,54 @@ TEST(Spans, AreSuspectBesideDamageAndSalvagedBehindIt) {
     }
 }
 
+/// The arrays of each track of a window, a line a track.
+std::string ArraysOf(RecordingFeed& feed, double end) {
+    const ReadWindow window = Read(feed.Window(
+        {0, end, 10, {"bandwidth", "nesting", "exception:15", "port:3", "port:0", "counter:cpi", "pc"}}));
+    std::string text;
+    for (const auto& [id, arrays] : window.tracks) {
+        text += id + ":";
+        for (const auto& array : arrays) text += " " + array.first;
+        text += "\n";
+    }
+    return text;
+}
+
+TEST(Windows, HoldTheArraysOfEachKindAndNoOther) {
+    Bytes capture = kSync;
+    for (unsigned round = 0; round < 20000; ++round) {
+        const Bytes value = {0x1B, static_cast<uint8_t>(round), 0xFF, 0x80, 0x01};  // port 3, no text
+        capture = Joined({std::move(capture),
+                          Exception(15, kEnter),
+                          kTick,
+                          value,
+                          {0x01, 'a'},
+                          {0x01, '\n'},
+                          {0x05, 0x01},
+                          {0x17, 0x00, 0x01, 0x00, 0x08},
+                          Exception(15, kExit),
+                          Exception(0, kReturn),
+                          kTick});
+    }
+    const auto feed = FeedOf(capture);
+    EXPECT_EQ(ArraysOf(*feed, 1000),
+              "bandwidth: bytes damage overflows padding\n"
+              "counter:cpi: flags offset time\n"
+              "exception:15: begin depth end flags offset\n"
+              "nesting: begin depth end flags number offset\n"
+              "pc: flags offset pc time\n"
+              "port:0: bytes flags offset start time\n"
+              "port:3: flags offset time value\n");
+    EXPECT_EQ(ArraysOf(*feed, feed->Now().end),
+              "bandwidth: bytes damage overflows padding\n"
+              "counter:cpi: column count\n"
+              "exception:15: column entries share\n"
+              "nesting: column depth number share unknown\n"
+              "pc: column samples sleeping\n"
+              "port:0: bytes column lines\n"
+              "port:3: column count first last max min\n");
+}
+
 TEST(Values, ThatAreInfiniteOrNoNumberAreToldOneByOne) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const std::vector<float> sent = {1.5F, kInfinity, -kInfinity, std::numeric_limits<float>::quiet_NaN(),
