@@ -81,6 +81,17 @@ TEST_F(Allocation, AStatusTextThatCannotBeKeptComesWithoutFlags) {
     EXPECT_THAT(record.flags, testing::ElementsAre(0, 0, 0, 0, 0));
 }
 
+TEST_F(Allocation, AStatusTextThatCannotBeKeptComesWithItsCode) {
+    StatusRecord record;
+    const std::string longer(record.text.capacity() + 1, 'x');
+    decltype(record.text) grown;
+    grown = longer;
+    support::refusedSize = grown.capacity() + 1;
+    EXPECT_THROW(DescribeState(kCreated, record), std::bad_alloc);
+    support::refusedSize = 0;
+    EXPECT_EQ(record.code, kStatusCalibrating);
+}
+
 TEST_F(Allocation, CapturedDataThatCannotBeAskedForIsNone) {
     Make();
     SetCapture("0123456789abcdef");

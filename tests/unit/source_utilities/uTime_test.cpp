@@ -75,6 +75,8 @@ TEST_F(uTimeTest, HalfAConversionWithItsFlagsIsDropped) {
     EXPECT_EQ(Formatted("ab%#S", 5), "ab") << "cut behind the flag";
     EXPECT_EQ(Formatted("ab%#"), "ab");
     EXPECT_EQ(Formatted("ab%E"), "ab");
+    EXPECT_EQ(Formatted("ab%O"), "ab");
+    EXPECT_EQ(Formatted("ab%%#s"), "ab") << "as it stands when the milliseconds are put in";
     EXPECT_EQ(Formatted("#"), "#");
     EXPECT_EQ(Formatted("%%#"), "%#") << "no conversion, but a percent sign and text";
     EXPECT_EQ(Formatted("%H12-"), "1212-");

@@ -132,10 +132,10 @@ TEST_F(ComPortDiscovery, TheFirstComOfTheNameCounts) {
 
 TEST_F(ComPortDiscovery, NumberIsReadAsTheRuntimeReadsDecimals) {
     const std::pair<const char*, const char*> cases[] = {
-        {"COM 12", "12"}, {"COM\t\n 7", "7"}, {"COM12a", "12"},
-        {"COM1 2", "1"},  {"COM007", "7"},    {"COM+5", "5"},
-        {"COM-5", "-5"},  {"COM- 5", "0"},    {"COM2147483647", "2147483647"},
-        {"COM0x10", "0"},
+        {"COM 12", "12"}, {"COM\t\n 7", "7"},  {"COM12a", "12"},
+        {"COM1 2", "1"},  {"COM007", "7"},     {"COM+5", "5"},
+        {"COM-5", "-5"},  {"COM- 5", "0"},     {"COM2147483647", "2147483647"},
+        {"COM0x10", "0"}, {"COM\v\f\r9", "9"},
     };
     for (const auto& [text, number] : cases) {
         PortDevicesScript() = {};

@@ -59,6 +59,20 @@ TEST(Events, AreToldAsTheyWereSent) {
     EXPECT_EQ(answer.header["next"], nullptr);
 }
 
+TEST(Events, OfAPacketThatIsNotWholeYetWaitForIt) {
+    const Bytes bytes = {0x01, 'a', 0xC0, 0x0A, 0x1B, 1, 2};  // two bytes of four have come
+    RecordingSettings settings;
+    settings.live = true;
+    RecordingFeed feed(settings, std::make_shared<MemoryBytes>(bytes));
+    feed.Take(bytes);
+    feed.Idle();
+    EXPECT_EQ(All(AskAll(feed, EventsIn(0, 1e9)), "offset"), (std::vector<double>{0, 2}));
+    feed.Finish();
+    const ReadWindow answer = Read(feed.Events(EventsIn(0, 1e9)));
+    EXPECT_EQ(answer.tracks.at("events").at("offset"), (std::vector<double>{0, 2, 4}));
+    EXPECT_EQ(KindOf(answer, 2), "truncated-end");
+}
+
 TEST(Events, ComeInPartsWithoutOneTwiceOrMissing) {
     const auto feed = FeedOf(Swo::FirmwareStream(4, 30000, true).bytes);
     const double end = feed->Now().end;
