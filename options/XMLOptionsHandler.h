@@ -55,6 +55,7 @@ class XMLOptionsHandler : public xercesc::HandlerBase {
     ChannelOptions current;            ///< the option being read
     bool inRcvrName = false;
     bool inVersion = false;
+    /// The file's version as it was read; kept for who looks with a debugger: no version is refused.
     uint32_t versionMajor = 0;
     uint32_t versionMinor = 0;
     uint32_t versionBugFix = 0;
