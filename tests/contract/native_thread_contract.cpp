@@ -49,6 +49,19 @@ TEST(NativeThreadContract, ClosingTheHandleLeavesTheThreadRunning) {
     EXPECT_TRUE(CloseThread(thread));
     EXPECT_TRUE(Reaches(counter, 1));
 }
+/// The thread sanitizer looks on.
+TEST(NativeThreadContract, PriorityMayBeSetWhileTheThreadEnds) {
+    for (int round = 0; round < 100; ++round) {
+        std::atomic<int> counter{0};
+        uint32_t id = 0;
+        const ThreadHandle thread = CreateSuspendedThread(0, &CountUp, &counter, id);
+        ASSERT_NE(thread, kNoThread);
+        EXPECT_EQ(ResumeThread(thread), 1U);
+        for (int i = 0; i < 300; ++i) SetThreadPriority(thread, 0);
+        EXPECT_TRUE(Reaches(counter, 1));
+        EXPECT_TRUE(CloseThread(thread));
+    }
+}
 TEST(NativeThreadContract, ResumingTwiceTellsThatItWasNotSuspended) {
     std::atomic<int> counter{0};
     uint32_t id = 0;
