@@ -57,6 +57,7 @@ TEST(NativeThreadContract, PriorityMayBeSetWhileTheThreadEnds) {
         const ThreadHandle thread = CreateSuspendedThread(0, &CountUp, &counter, id);
         ASSERT_NE(thread, kNoThread);
         EXPECT_EQ(ResumeThread(thread), 1U);
+        for (int i = 0; i < 100000 && counter == 0; ++i) SetThreadPriority(thread, 0);
         for (int i = 0; i < 300; ++i) SetThreadPriority(thread, 0);
         EXPECT_TRUE(Reaches(counter, 1));
         EXPECT_TRUE(CloseThread(thread));
