@@ -123,7 +123,8 @@ class Catalogue(Check):
                             (["one", "--plugin", "two"], "two plug-ins are given: check one after the other"),
                             (["--pair", "5"], '--pair "5": give two ports, such as 5=6'),
                             (["--pair", "5=5"], '--pair "5=5": give two different ports, such as 5=6'),
-                            (["--rounds", "0"], '--rounds "0": give a number from 1 to 100000')):
+                            (["--rounds", "0"], '--rounds "0": give a number from 1 to 100000'),
+                            (["--rounds", "1.5"], '--rounds "1.5": give a number from 1 to 100000')):
             with self.subTest(words):
                 result = self.run_host("check", *words)
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
