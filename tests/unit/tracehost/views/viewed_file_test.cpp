@@ -126,6 +126,9 @@ TEST_F(ViewedFileTest, FileThatHasNotGrownForAWhileIsComplete) {
     EXPECT_TRUE(Comes([this] { return !IsLive(); }));
     EXPECT_TRUE(HasLine(view->Feed(), "first"));
     EXPECT_TRUE(view->Whole());
+    EXPECT_EQ(Told([this] { folder.Put("o.bin", Said("second\n"), true); }),
+              "tracehost: \"o.bin\" has grown: it is shown anew\n");
+    EXPECT_TRUE(Shows("second"));
 }
 
 TEST_F(ViewedFileTest, FileThatWasCompleteAndGrowsIsShownAnew) {
